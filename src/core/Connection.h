@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "core/DataType.h"
+#include "core/DatabaseError.h"
+#include "core/Recordset.h"
+
+namespace morvane {
+
+// An input parameter of a command, described as the column that it is compared with.
+struct Parameter {
+    std::string Name;
+    DataType Type = DataType::VarChar;
+    int Size = 0;
+    int Precision = 0;
+    int NumericScale = 0;
+    morvane::Value Value;
+};
+
+// A prepared statement text with "?" places. The parameters fill the places by position, in the
+// order in which they were appended; their names serve to find them again.
+class Command {
+  public:
+    virtual ~Command() = default;
+
+    // A new text keeps the parameters.
+    virtual void SetText(std::string_view sql) = 0;
+    virtual void AppendParameter(Parameter parameter) = 0;
+    // Throws DatabaseError when no parameter has the name.
+    virtual void SetParameter(std::string_view name, const Value& value) = 0;
+
+    // Runs the statement; returns the number of rows affected.
+    virtual std::int64_t Execute() = 0;
+    // Runs a query; the rows are in memory.
+    virtual std::unique_ptr<Recordset> OpenRecordset() = 0;
+};
+
+enum class RecordsetKind {
+    Buffered,  // in memory; the connection is free at once
+    Streamed,  // read as asked for; the connection is busy until the recordset goes
+};
+
+// A connection to a database server, in ADO's terms. Everything that can fail throws
+// DatabaseError; a destructor never does, and rolls an open transaction back.
+class Connection {
+  public:
+    virtual ~Connection() = default;
+
+    // Connection properties: "Data Source", "Integrated Security", "User ID", "Password",
+    // "Initial Catalog", and, once open, "Server Name". One never set is empty.
+    virtual std::string Property(std::string_view name) const = 0;
+    virtual void SetProperty(std::string_view name, std::string_view value) = 0;
+
+    virtual int ConnectionTimeout() const = 0;  // seconds
+    virtual void SetConnectionTimeout(int seconds) = 0;
+
+    // Opens with the properties set before. A closed connection may be opened again.
+    virtual void Open() = 0;
+    virtual void Close() = 0;
+    virtual bool IsOpen() const = 0;
+
+    virtual std::string DefaultDatabase() const = 0;
+    // On failure the database stays as it was.
+    virtual void SetDefaultDatabase(std::string_view name) = 0;
+
+    // Runs one statement as text; returns the rows affected, -1 where the server counts none.
+    virtual std::int64_t Execute(std::string_view sql) = 0;
+    virtual std::unique_ptr<Recordset> OpenRecordset(
+        std::string_view sql, RecordsetKind kind = RecordsetKind::Buffered) = 0;
+    virtual std::unique_ptr<Command> CreateCommand() = 0;
+
+    virtual void BeginTrans() = 0;
+    virtual void CommitTrans() = 0;
+    virtual void RollbackTrans() = 0;
+
+    // Questions to the catalogue of the default database, any schema; names compared as the
+    // server does, never as patterns.
+    virtual bool TableExists(std::string_view table) = 0;
+    virtual bool ColumnExists(std::string_view table, std::string_view column) = 0;
+    virtual bool IsIndexed(std::string_view table) = 0;
+};
+
+// Makes a closed connection of the engine that the server's name asks for.
+using ConnectionFactory = std::function<std::unique_ptr<Connection>(std::string_view server)>;
+
+}  // namespace morvane

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace morvane {
+
+// A failure that a database provider reported. what() is every description in the provider's
+// order, one a line, and then the statement under way, when there is one; both free of passwords.
+class DatabaseError : public std::runtime_error {
+  public:
+    explicit DatabaseError(std::vector<std::string> descriptions, std::string statement = {});
+
+    const std::vector<std::string>& Descriptions() const { return descriptions_; }
+    const std::string& Statement() const { return statement_; }
+
+  private:
+    std::vector<std::string> descriptions_;
+    std::string statement_;
+};
+
+}  // namespace morvane

@@ -1,0 +1,54 @@
+#include "core/DateText.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <ctime>
+
+namespace morvane {
+
+namespace {
+
+std::tm CalendarTime(std::chrono::year_month_day date, std::chrono::seconds timeOfDay) {
+    const std::chrono::hh_mm_ss time(timeOfDay);
+    std::tm calendar{};
+    calendar.tm_year = static_cast<int>(date.year()) - 1900;
+    calendar.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
+    calendar.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
+    calendar.tm_wday =
+        static_cast<int>(std::chrono::weekday(std::chrono::sys_days(date)).c_encoding());
+    calendar.tm_hour = static_cast<int>(time.hours().count());
+    calendar.tm_min = static_cast<int>(time.minutes().count());
+    calendar.tm_sec = static_cast<int>(time.seconds().count());
+    return calendar;
+}
+
+std::string FormatTime(const char* format, const std::tm& calendar) {
+    std::array<char, 256> text{};
+    const std::size_t length = std::strftime(text.data(), text.size(), format, &calendar);
+    return {text.data(), length};
+}
+
+}  // namespace
+
+std::string LongDate(std::chrono::year_month_day date) {
+    const std::tm calendar = CalendarTime(date, {});
+    return fmt::format("{} {} {}", FormatTime("%A, %b", calendar), calendar.tm_mday,
+                       calendar.tm_year + 1900);
+}
+
+std::string LocaleTime(std::chrono::seconds timeOfDay) {
+    // Any date will do; only the time of day is written.
+    const std::chrono::year_month_day epoch(std::chrono::sys_days{});
+    return FormatTime("%X", CalendarTime(epoch, timeOfDay));
+}
+
+std::string FileStamp(std::chrono::year_month_day date, std::chrono::seconds timeOfDay) {
+    return FormatTime("%d-%m-%Y%H-%M-%S", CalendarTime(date, timeOfDay));
+}
+
+std::string IsoDateTime(const LocalMoment& moment) {
+    return FormatTime("%Y-%m-%d %H:%M:%S", CalendarTime(moment.Date, moment.TimeOfDay));
+}
+
+}  // namespace morvane

@@ -1,0 +1,76 @@
+#include "core/Platform.h"
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "core/modFileFunctions.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+#endif
+
+namespace morvane {
+
+#ifdef _WIN32
+
+std::string CurrentUserName() {
+    std::array<char, 200> buffer{};
+    DWORD size = 199;
+    if (GetUserNameA(buffer.data(), &size) == 0 || size == 0) {
+        return {};
+    }
+    return {buffer.data(), size - 1};  // the size counts the terminating null
+}
+
+bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
+    std::error_code error;
+    const auto space = std::filesystem::space(ToPath(ParentFolder(path)), error);
+    return error || space.available >= static_cast<std::uintmax_t>(bytes);
+}
+
+void ReleaseUnusedSpace(const std::string&) {}
+
+#else
+
+std::string CurrentUserName() {
+    std::vector<char> buffer(4096);
+    passwd entry{};
+    passwd* found = nullptr;
+    while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
+        buffer.resize(buffer.size() * 2);
+    }
+    // A user id without an entry (a container) is still one user.
+    return found != nullptr ? found->pw_name : std::to_string(geteuid());
+}
+
+bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
+    const int file = open(ToPath(path).c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0) {
+        return true;  // opening it for its real use will say why
+    }
+    bool room = true;
+#ifdef FALLOC_FL_KEEP_SIZE
+    room = fallocate(file, FALLOC_FL_KEEP_SIZE, 0, bytes) == 0 || errno != ENOSPC;
+#endif
+    close(file);
+    return room;
+}
+
+void ReleaseUnusedSpace(const std::string& path) {
+    std::error_code error;
+    const auto size = std::filesystem::file_size(ToPath(path), error);
+    if (!error) {
+        std::filesystem::resize_file(ToPath(path), size, error);
+    }
+}
+
+#endif
+
+}  // namespace morvane

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace morvane {
+
+// The name of the user as whom the process runs: the login name of the effective user, or the
+// system's user name on Windows (at most 199 characters).
+std::string CurrentUserName();
+
+// Takes disk space for `bytes` bytes of the file without changing its size, so that a full disk
+// shows before work begins. False when there is no room; true also where a file system cannot
+// reserve. ReleaseUnusedSpace gives back what lies beyond the end of the file.
+bool ReserveFileSpace(const std::string& path, std::int64_t bytes);
+void ReleaseUnusedSpace(const std::string& path);
+
+}  // namespace morvane

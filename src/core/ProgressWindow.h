@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace morvane {
+
+// What the window shows of the run as a whole.
+struct RunOverview {
+    std::string Server;
+    std::string Database;
+    std::string StartTime;
+    std::vector<std::string> TaskNames;  // the selected tasks, in the order of the settings window
+};
+
+// The two frames above the bar, of which one shows at a time.
+enum class ProgressFrame { OverallProgFrame, DetectProgFrame };
+enum class ProgressControl { cmdOK, cmdCancel };
+
+// How a run reports its progress, and where a user's wish to cancel comes from. A window, the
+// console, or a recorder in a test.
+class ProgressWindow {
+  public:
+    virtual ~ProgressWindow() = default;
+
+    // A new run: forgets an earlier cancel, fills the head and shows the window.
+    virtual void Load(const RunOverview& overview) = 0;
+
+    virtual void Comment(std::string_view strComment) = 0;
+
+    // The bar's value, rounded to the nearest integer, ties to even.
+    virtual std::int32_t ProgressVal() const = 0;
+    virtual void ProgressVal(std::int32_t lngNewVal) = 0;
+    // prgProgress.Min, .Max and .Value; no range check.
+    virtual void SetProgressRange(float minimum, float maximum) = 0;
+    virtual void SetProgressValue(float value) = 0;
+
+    virtual void HideFrame(ProgressFrame objFrame) = 0;
+    virtual void ShowFrame(ProgressFrame objFrame) = 0;
+    // lblPrimaryTable and lblForeignTable.
+    virtual void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) = 0;
+
+    // The k-th listed task, from 0: marked as running in its caption; checked off.
+    virtual void MarkTaskRunning(std::size_t k) = 0;
+    virtual void MarkTaskCompleted(std::size_t k) = 0;
+
+    // True when the user's input waits and asks to cancel. Cheap; called between units of work.
+    virtual bool CheckCancelState() = 0;
+
+    virtual void RemoveProgIndicator() = 0;
+    virtual void ShowEndTime(std::string_view endTime) = 0;
+    virtual void EnableObject(ProgressControl objControl) = 0;
+    virtual void DisableObject(ProgressControl objControl) = 0;
+
+    virtual void Refresh() = 0;        // repaint now
+    virtual void ProcessEvents() = 0;  // one pass of the event loop
+};
+
+// A caption without its access-key markers: every "&" removed.
+std::string RemUnderscore(std::string_view strCaption);
+
+}  // namespace morvane

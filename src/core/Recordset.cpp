@@ -1,0 +1,86 @@
+#include "core/Recordset.h"
+
+#include <algorithm>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+std::string_view WithoutTrailingBlanks(std::string_view text) {
+    return text.substr(0, text.find_last_not_of(' ') + 1);
+}
+
+class BufferedRecordset : public Recordset {
+  public:
+    explicit BufferedRecordset(Recordset& source) : fields_(source.Fields()) {
+        for (; !source.Eof(); source.MoveNext()) {
+            std::vector<Value> row;
+            row.reserve(fields_.size());
+            for (const Field& field : source.Fields()) {
+                row.push_back(field.Value);
+            }
+            rows_.push_back(std::move(row));
+        }
+        LoadRow();
+    }
+
+    bool Eof() const override { return position_ >= rows_.size(); }
+
+    void MoveNext() override {
+        ++position_;
+        LoadRow();
+    }
+
+    const std::vector<Field>& Fields() const override { return fields_; }
+
+  private:
+    void LoadRow() {
+        if (!Eof()) {
+            for (std::size_t i = 0; i < fields_.size(); ++i) {
+                fields_[i].Value = std::move(rows_[position_][i]);
+            }
+        }
+    }
+
+    std::vector<Field> fields_;
+    std::vector<std::vector<Value>> rows_;
+    std::size_t position_ = 0;
+};
+
+}  // namespace
+
+bool Field::SameValue(const morvane::Value& a, const morvane::Value& b) const {
+    if (a.IsNull() || b.IsNull()) {
+        return false;
+    }
+    if (!a.IsText() || !b.IsText()) {
+        return a == b || a.Text() == b.Text();
+    }
+    std::string_view left = std::get<std::string>(a.Data());
+    std::string_view right = std::get<std::string>(b.Data());
+    if (IgnoresTrailingBlanks) {
+        left = WithoutTrailingBlanks(left);
+        right = WithoutTrailingBlanks(right);
+    }
+    return IgnoresCase ? EqualsIgnoreCase(left, right) : left == right;
+}
+
+const Field& Recordset::FieldNamed(std::string_view name) const {
+    const std::vector<Field>& fields = Fields();
+    const auto found = std::find_if(fields.begin(), fields.end(), [&](const Field& field) {
+        return EqualsIgnoreCase(field.Name, name);
+    });
+    if (found == fields.end()) {
+        throw DatabaseError({"The query has no column \"" + std::string(name) + "\"."});
+    }
+    return *found;
+}
+
+std::unique_ptr<Recordset> BufferRecordset(Recordset& source) {
+    return std::make_unique<BufferedRecordset>(source);
+}
+
+}  // namespace morvane

@@ -1,0 +1,100 @@
+#include "core/modFileFunctions.h"
+
+#include <cerrno>
+#include <iterator>
+#include <system_error>
+
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr std::size_t kBufferSize = 1 << 16;
+
+[[noreturn]] void ThrowFileError(const std::string& action, const std::string& path, int error) {
+    std::string text = "Cannot " + action + " \"" + path + "\"";
+    if (error != 0) {
+        text += ": " + std::generic_category().message(error);
+    }
+    throw FileError(text);
+}
+
+}  // namespace
+
+std::filesystem::path ToPath(std::string_view utf8) {
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+bool FolderExists(std::string_view path) {
+    std::error_code error;
+    return std::filesystem::is_directory(ToPath(path), error);
+}
+
+void EnsureFolder(const std::string& path) {
+    if (path.empty() || FolderExists(path)) {
+        return;
+    }
+    EnsureFolder(ParentFolder(path));
+    std::error_code error;
+    std::filesystem::create_directory(ToPath(path), error);
+    if (error && !FolderExists(path)) {
+        ThrowFileError("make the folder", path, error.value());
+    }
+}
+
+std::string ParentFolder(std::string_view path) {
+    const std::size_t separator = path.rfind(kPathSeparator);
+    return separator == std::string_view::npos ? "" : std::string(path.substr(0, separator));
+}
+
+std::string ReadWholeFile(const std::string& path) {
+    errno = 0;
+    std::ifstream stream(ToPath(path), std::ios::binary);
+    if (!stream) {
+        ThrowFileError("open the file", path, errno);
+    }
+    std::string content{std::istreambuf_iterator<char>(stream), {}};
+    if (stream.bad()) {
+        ThrowFileError("read the file", path, errno);
+    }
+    return content;
+}
+
+TextFile::TextFile(std::string path, Flush flush)
+    : path_(std::move(path)), flush_(flush), buffer_(kBufferSize) {
+    errno = 0;
+    stream_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
+    stream_.open(ToPath(path_), std::ios::binary | std::ios::trunc);
+    Check("make the file");
+}
+
+void TextFile::WriteLine(std::string_view text) {
+    Write(text);
+    Write(kCrLf);
+    if (flush_ == Flush::EveryLine) {
+        errno = 0;
+        stream_.flush();
+        Check("write the file");
+    }
+}
+
+void TextFile::Write(std::string_view text) {
+    errno = 0;
+    stream_.write(text.data(), static_cast<std::streamsize>(text.size()));
+    Check("write the file");
+}
+
+void TextFile::Close() {
+    errno = 0;
+    stream_.close();
+    Check("write the file");
+}
+
+void TextFile::Check(const char* action) const {
+    if (!stream_) {
+        ThrowFileError(action, path_, errno);
+    }
+}
+
+}  // namespace morvane

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "core/Connection.h"
+
+namespace morvane {
+
+// What the name of an embedded server begins with; a folder follows.
+inline constexpr std::string_view kEmbeddedPrefix = "sqlite:";
+
+// A closed connection to an embedded warehouse: the server "sqlite:<folder>" is that folder, the
+// database <name> is the SQLite file "<name>.db" in it. Logins are accepted and ignored. A folder
+// or file that is missing, is no database or cannot be written is an error, never made silently.
+std::unique_ptr<Connection> CreateEmbeddedConnection();
+
+}  // namespace morvane

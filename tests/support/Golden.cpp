@@ -1,0 +1,39 @@
+#include "support/Golden.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "core/modFileFunctions.h"
+
+namespace morvane::testing {
+
+::testing::AssertionResult MatchesGolden(const std::string& actual, const std::string& name) {
+    const std::string path = std::string(MORVANE_GOLDEN_FOLDER) + "/" + name;
+    if (std::getenv("MORVANE_UPDATE_GOLDEN") != nullptr) {
+        TextFile file(path);
+        file.Write(actual);
+        file.Close();
+        return ::testing::AssertionFailure() << "wrote " << name << "; read it before you commit";
+    }
+    if (!std::filesystem::exists(path)) {
+        return ::testing::AssertionFailure() << "there is no golden file " << name;
+    }
+    const std::string expected = ReadWholeFile(path);
+    if (actual == expected) {
+        return ::testing::AssertionSuccess();
+    }
+    return ::testing::AssertionFailure()
+           << "differs from " << name << "\n--- expected\n"
+           << expected << "\n--- actual\n"
+           << actual;
+}
+
+std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {
+    for (std::size_t at = text.find(from); at != std::string::npos;
+         at = text.find(from, at + to.size())) {
+        text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
+}  // namespace morvane::testing

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/UserPrompt.h"
+
+namespace morvane::testing {
+
+// Answers questions from a list, and "nobody is there" when the list is empty.
+class ScriptedPrompt : public UserPrompt {
+  public:
+    std::deque<bool> Answers;
+    std::vector<std::string> Shown;  // "title|text"
+    std::vector<std::string> Asked;  // "title|question"
+
+    void ShowMessage(std::string_view title, std::string_view text, MessageStyle) override {
+        Shown.push_back(std::string(title) + "|" + std::string(text));
+    }
+
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
+        Asked.push_back(std::string(title) + "|" + std::string(question));
+        if (Answers.empty()) {
+            return std::nullopt;
+        }
+        const bool answer = Answers.front();
+        Answers.pop_front();
+        return answer;
+    }
+};
+
+}  // namespace morvane::testing

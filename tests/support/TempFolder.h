@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace morvane::testing {
+
+// A fresh folder of its own for one test, removed with everything in it.
+class TempFolder {
+  public:
+    TempFolder();
+    ~TempFolder();
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    const std::string& Path() const { return path_; }
+    std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+  private:
+    std::string path_;
+};
+
+// The names of the files in a folder, sorted.
+std::string ListFiles(const std::string& folder);
+
+}  // namespace morvane::testing
