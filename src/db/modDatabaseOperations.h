@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/Connection.h"
 
@@ -22,6 +23,10 @@ bool ConnectDatabase(const ConnectionFactory& factory, const std::string& server
                      std::string& errorText, const std::optional<std::string>& database,
                      int timeoutSeconds);
 
+// Puts the names of the server's databases, in alphabetical order, in place of what `list` held.
+// Throws DatabaseError.
+void FillDatabaseList(std::vector<std::string>& list, Connection& connection);
+
 // Creates dwm_archive with its one row: this server, integrated security, no database.
 // Throws DatabaseError, as CreateMultiUseTable does.
 void CreateArchiveTable(Connection& connection);
@@ -34,7 +39,8 @@ void CreateMultiUseTable(Connection& connection, const std::string& userName);
 // the server's message and the connection stays in compile-only mode, as the server leaves it.
 bool ValidateQuery(std::string_view sql, Connection& connection, std::string& errorText);
 
-// The value, or `defaultValue` for NULL.
+// The value, or `defaultValue` for NULL. Throws std::invalid_argument or std::out_of_range for what
+// is no 16-bit integer.
 std::string NullToText(const Value& value, const std::string& defaultValue);
 std::int16_t NullToInteger(const Value& value, std::int16_t defaultValue);
 bool NullToBoolean(const Value& value, bool defaultValue);
