@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "core/RunState.h"
 
@@ -13,5 +14,8 @@ std::string ReportFileName(Report report, const RunState& state);
 
 // The file name in its folder.
 std::string ReportPath(Report report, const RunState& state, const std::string& directory);
+
+// What a link to the report says.
+std::string_view ReportLinkText(Report report);
 
 }  // namespace morvane
