@@ -13,6 +13,8 @@
 #else
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 #endif
 
@@ -50,6 +52,33 @@ std::string CurrentUserName() {
     return found != nullptr ? found->pw_name : std::to_string(geteuid());
 }
 
+#ifdef FALLOC_FL_KEEP_SIZE
+
+namespace {
+
+// Asked first, because a reservation that fails may have filled the disk before it does.
+bool MayHaveRoom(int file, std::int64_t bytes) {
+    struct stat status {};
+    struct statvfs space {};
+    if (fstat(file, &status) != 0 || fstatvfs(file, &space) != 0 || space.f_blocks == 0) {
+        return true;
+    }
+    constexpr std::int64_t kBlockUnit = 512;  // of st_blocks
+    const std::int64_t missing = bytes - status.st_blocks * kBlockUnit;
+    return missing <= 0 || static_cast<std::uint64_t>(missing) / space.f_frsize <= space.f_bfree;
+}
+
+bool Reserve(int file, std::int64_t bytes) {
+    if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, bytes) == 0) {
+        return true;
+    }
+    return errno != ENOSPC && errno != EDQUOT;
+}
+
+}  // namespace
+
+#endif
+
 bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
     const int file = open(ToPath(path).c_str(), O_WRONLY | O_CLOEXEC);
     if (file < 0) {
@@ -57,7 +86,11 @@ bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
     }
     bool room = true;
 #ifdef FALLOC_FL_KEEP_SIZE
-    room = fallocate(file, FALLOC_FL_KEEP_SIZE, 0, bytes) == 0 || errno != ENOSPC;
+    room = MayHaveRoom(file, bytes);
+    if (room && !Reserve(file, bytes)) {
+        room = false;
+        ReleaseUnusedSpace(path);  // some file systems keep what they took before they failed
+    }
 #endif
     close(file);
     return room;

@@ -11,7 +11,9 @@ std::string CurrentUserName();
 
 // Takes disk space for `bytes` bytes of the file without changing its size, so that a full disk
 // shows before work begins. False when there is no room; true also where a file system cannot
-// reserve. ReleaseUnusedSpace gives back what lies beyond the end of the file.
+// reserve. ReleaseUnusedSpace gives back what lies beyond the end of the file. Nobody else may
+// write the file meanwhile, and since a handle of the file is closed again, this process loses
+// the POSIX locks that it holds on it.
 bool ReserveFileSpace(const std::string& path, std::int64_t bytes);
 void ReleaseUnusedSpace(const std::string& path);
 

@@ -13,6 +13,15 @@ std::string_view WithoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
+// A whole number equals a floating-point one of the same size, however each would be written.
+bool SameNumber(const Value& a, const Value& b) {
+    const auto asDouble = [](const Value& value) {
+        const auto* integer = std::get_if<std::int64_t>(&value.Data());
+        return integer != nullptr ? static_cast<double>(*integer) : std::get<double>(value.Data());
+    };
+    return a.Data().index() == b.Data().index() ? a == b : asDouble(a) == asDouble(b);
+}
+
 class BufferedRecordset : public Recordset {
   public:
     explicit BufferedRecordset(Recordset& source) : fields_(source.Fields()) {
@@ -56,8 +65,11 @@ bool Field::SameValue(const morvane::Value& a, const morvane::Value& b) const {
     if (a.IsNull() || b.IsNull()) {
         return false;
     }
+    if (!a.IsText() && !b.IsText()) {
+        return SameNumber(a, b);
+    }
     if (!a.IsText() || !b.IsText()) {
-        return a == b || a.Text() == b.Text();
+        return a.Text() == b.Text();
     }
     std::string_view left = std::get<std::string>(a.Data());
     std::string_view right = std::get<std::string>(b.Data());

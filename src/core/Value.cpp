@@ -15,12 +15,20 @@ namespace {
 std::int64_t ParseInteger(const std::string& text) {
     const std::string_view digits = Trim(text);
     std::int64_t number = 0;
-    const auto [end, error] =
-        std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
     if (error != std::errc() || end != digits.data() + digits.size()) {
         throw std::invalid_argument("\"" + text + "\" is not a whole number");
     }
     return number;
+}
+
+// A conversion of what the integer cannot hold would be undefined.
+std::int64_t WholePart(double number) {
+    constexpr double kTwoTo63 = 9223372036854775808.0;
+    if (!(number >= -kTwoTo63 && number < kTwoTo63)) {
+        throw std::invalid_argument(fmt::format("{} is too large for a whole number", number));
+    }
+    return static_cast<std::int64_t>(number);
 }
 
 bool ParseFlag(const std::string& text) {
@@ -57,7 +65,7 @@ std::int64_t Value::Integer() const {
         return *integer;
     }
     if (const auto* real = std::get_if<double>(&data_)) {
-        return static_cast<std::int64_t>(*real);
+        return WholePart(*real);
     }
     if (const auto* text = std::get_if<std::string>(&data_)) {
         return ParseInteger(*text);

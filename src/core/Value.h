@@ -25,7 +25,8 @@ class Value {
     // As Text(), added to the end of `out`; spares a long read one string a value.
     void AppendTextTo(std::string& out) const;
 
-    // The value as a whole number; text is parsed. Throws std::invalid_argument when it is none.
+    // The value as a whole number; text is parsed, a fraction of a number is cut off. Throws
+    // std::invalid_argument when it is none.
     std::int64_t Integer() const;
 
     // True for every number but 0, and for the text "true" in any letter case. NULL is false.

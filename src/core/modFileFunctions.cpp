@@ -1,7 +1,6 @@
 #include "core/modFileFunctions.h"
 
 #include <cerrno>
-#include <iterator>
 #include <system_error>
 
 #include "core/Text.h"
@@ -54,7 +53,13 @@ std::string ReadWholeFile(const std::string& path) {
     if (!stream) {
         ThrowFileError("open the file", path, errno);
     }
-    std::string content{std::istreambuf_iterator<char>(stream), {}};
+    // Read through the stream, not its buffer: the buffer throws an error of its own.
+    std::string content;
+    std::vector<char> block(kBufferSize);
+    while (stream) {
+        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
+        content.append(block.data(), static_cast<std::size_t>(stream.gcount()));
+    }
     if (stream.bad()) {
         ThrowFileError("read the file", path, errno);
     }
