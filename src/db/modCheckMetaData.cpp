@@ -1,0 +1,256 @@
+#include "db/modCheckMetaData.h"
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/ErrorTrap.h"
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+// A rule that the meta data breaks; what() is the message for the user.
+class MetaDataError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class MetaDataCheck {
+  public:
+    MetaDataCheck(Connection& connection, ProgressWindow& progress)
+        : connection_(connection), progress_(progress) {}
+
+    void PrepareProgress();
+    // Both are false when the user cancelled.
+    bool CheckRelationsTable();
+    bool CheckTablesTable();
+    void CheckConsistency();
+    void FinishProgress();
+
+  private:
+    void CheckRelation(const Recordset& relation);
+    void RefuseNullsInRelation(const Recordset& relation);
+    void CheckTable(const Recordset& row);
+    void RefuseNullsInTable(const Recordset& row);
+    void CheckControlColumns(const std::string& dimension);
+
+    bool ColumnExists(std::string_view table, std::string_view column) {
+        return connection_.ColumnExists(Trim(table), Trim(column));
+    }
+    void RequireTable(const std::string& table);
+    void RequireColumns(const std::string& table, const std::vector<std::string>& columns);
+    void RequireControlColumn(const std::string& dimension, const std::string& column);
+    std::int64_t CountRows(const std::string& table);
+    void Advance() { progress_.ProgressVal(progress_.ProgressVal() + 1); }
+
+    Connection& connection_;
+    ProgressWindow& progress_;
+};
+
+std::int64_t MetaDataCheck::CountRows(const std::string& table) {
+    return (*connection_.OpenRecordset("SELECT COUNT(*) FROM " + table))[0].Integer();
+}
+
+void MetaDataCheck::PrepareProgress() {
+    const std::int64_t relations = CountRows("dwm_star_relations");
+    const std::int64_t tables = CountRows("dwm_tables");
+    progress_.SetProgressRange(0, static_cast<float>(relations + tables + 1));
+    progress_.SetProgressValue(0);
+}
+
+bool MetaDataCheck::CheckRelationsTable() {
+    progress_.Comment("Checking the Relations Table");
+    if (!connection_.TableExists("dwm_star_relations")) {
+        throw MetaDataError(
+            "Table : 'dwm_star_relations' does not exist in the Datawarehouse database");
+    }
+    const auto relations = connection_.OpenRecordset(
+        "Select selected,foreign_table,foreign_columns, primary_table,primary_columns,"
+        "slow_moving_dim, original_primary_key FROM dwm_star_relations");
+    if (relations->Eof()) {
+        throw MetaDataError("Table: dwm_star_relations does not contain any records");
+    }
+    for (; !relations->Eof(); relations->MoveNext()) {
+        if (progress_.CheckCancelState()) {
+            return false;
+        }
+        CheckRelation(*relations);
+        Advance();
+    }
+    return true;
+}
+
+void MetaDataCheck::CheckRelation(const Recordset& relation) {
+    RefuseNullsInRelation(relation);
+    const std::string foreignTable = relation[1].Text();
+    const std::string primaryTable = relation[3].Text();
+    RequireTable(foreignTable);
+    RequireTable(primaryTable);
+    const std::vector<std::string> foreignColumns = SplitColumnList(relation[2].Text());
+    const std::vector<std::string> primaryColumns = SplitColumnList(relation[4].Text());
+    RequireColumns(foreignTable, foreignColumns);
+    RequireColumns(primaryTable, primaryColumns);
+    if (relation[5].Flag()) {
+        RequireColumns(primaryTable, SplitColumnList(relation[6].Text()));
+    }
+    if (primaryColumns.size() != foreignColumns.size()) {
+        throw MetaDataError(
+            "Count of Primary Key Fields and Foreign Key Fields not the same for the "
+            "relationship :\r\nPrimary Table - " +
+            primaryTable + "\r\nForeign Table - " + foreignTable);
+    }
+}
+
+void MetaDataCheck::RefuseNullsInRelation(const Recordset& relation) {
+    for (const Field& field : relation.Fields()) {
+        if (!field.Value.IsNull()) {
+            continue;
+        }
+        if (!EqualsIgnoreCase(field.Name, "original_primary_key")) {
+            throw MetaDataError(field.Name + " Column Empty in dwm_star_relations Table");
+        }
+        if (relation[5].Flag()) {
+            throw MetaDataError(
+                "original_primary_key Column Empty  for slow Moving Dimension Table : " +
+                relation[3].Text());
+        }
+    }
+}
+
+bool MetaDataCheck::CheckTablesTable() {
+    progress_.Comment("Checking the dwm_tables Table");
+    if (!connection_.TableExists("dwm_tables")) {
+        throw MetaDataError("Table : 'dwm_tables' does not exist in the Datawarehouse database");
+    }
+    const auto tables = connection_.OpenRecordset(
+        "SELECT table_name,Upper(table_type),where_clause,is_selected FROM dwm_tables");
+    if (tables->Eof()) {
+        throw MetaDataError("'dwm_tables' Table does not contain any records");
+    }
+    for (; !tables->Eof(); tables->MoveNext()) {
+        if (progress_.CheckCancelState()) {
+            return false;
+        }
+        CheckTable(*tables);
+        Advance();
+    }
+    return true;
+}
+
+void MetaDataCheck::CheckTable(const Recordset& row) {
+    RefuseNullsInTable(row);
+    const std::string table = row[0].Text();
+    const std::string type = row[1].Text();
+    if (type != "DIMENSION" && type != "FACT") {
+        throw MetaDataError("table_type  Incorrect for TableName : " + table +
+                            " in the dwm_tables Table.");
+    }
+    RequireTable(table);
+    if (type == "DIMENSION") {
+        CheckControlColumns(table);
+    } else if (!connection_.IsIndexed(Trim(table))) {
+        throw MetaDataError("Table :" + table + " is not indexed.");
+    }
+}
+
+void MetaDataCheck::RefuseNullsInTable(const Recordset& row) {
+    for (const Field& field : row.Fields()) {
+        if (!field.Value.IsNull() || EqualsIgnoreCase(field.Name, "where_clause")) {
+            continue;
+        }
+        if (!EqualsIgnoreCase(field.Name, "is_selected")) {
+            throw MetaDataError(field.Name + " Column Empty in dwm_tables Table");
+        }
+        if (row[1].Text() == "DIMENSION") {
+            throw MetaDataError("is_selected Column Empty for Dimension Table : " + row[0].Text() +
+                                " in dwm_tables Table");
+        }
+    }
+}
+
+void MetaDataCheck::CheckControlColumns(const std::string& dimension) {
+    RequireControlColumn(dimension, "is_sustainable");
+    RequireControlColumn(dimension, "is_deletable");
+    const auto slowMoving = connection_.OpenRecordset(
+        "SELECT DISTINCT slow_moving_dim FROM dwm_star_relations WHERE primary_table = '" +
+        dimension + "'");
+    if (!slowMoving->Eof() && (*slowMoving)[0].Flag()) {
+        RequireControlColumn(dimension, "start_date");
+        RequireControlColumn(dimension, "end_date");
+        RequireControlColumn(dimension, "is_current");
+    }
+}
+
+void MetaDataCheck::RequireTable(const std::string& table) {
+    if (!connection_.TableExists(table)) {
+        throw MetaDataError("Table : " + table + " does not exist in the Datawarehouse database");
+    }
+}
+
+void MetaDataCheck::RequireColumns(const std::string& table,
+                                   const std::vector<std::string>& columns) {
+    for (const std::string& column : columns) {
+        if (!ColumnExists(table, column)) {
+            throw MetaDataError("Column :: " + column + " doesnt exist in table " + table);
+        }
+    }
+}
+
+void MetaDataCheck::RequireControlColumn(const std::string& dimension, const std::string& column) {
+    if (!ColumnExists(dimension, column)) {
+        throw MetaDataError("Column :: " + column +
+                            " does not exist in the Dimension Table : " + dimension);
+    }
+}
+
+void MetaDataCheck::CheckConsistency() {
+    progress_.Comment("Checking the consistency between meta tables");
+    const auto unknown = connection_.OpenRecordset(
+        "SELECT * FROM (SELECT primary_table AS TableName FROM dwm_star_relations UNION SELECT "
+        "foreign_table AS TableName FROM dwm_star_relations) AS TempTable WHERE NOT EXISTS "
+        "(SELECT table_name FROM dwm_tables WHERE TempTable.TableName = dwm_tables.table_name)");
+    if (unknown->Eof()) {
+        Advance();
+        progress_.Refresh();
+        return;
+    }
+    std::string message =
+        "The following tables are referred to by the dwm_star_relations table but the details of "
+        "the same are not present in the dwm_tables table ::\r\n";
+    for (; !unknown->Eof(); unknown->MoveNext()) {
+        message += unknown->ValueOf("TableName").Text();
+        message += kCrLf;
+    }
+    throw MetaDataError(message);
+}
+
+void MetaDataCheck::FinishProgress() {
+    progress_.SetProgressValue(0);
+    progress_.Comment("");
+    progress_.Refresh();
+}
+
+}  // namespace
+
+bool CheckMetaData(RunState& state, ProgressWindow& progress) {
+    return TrapErrors(state.ErrorText, [&] {
+        MetaDataCheck check(*state.WarehouseConnection, progress);
+        check.PrepareProgress();
+        if (!check.CheckRelationsTable() || !check.CheckTablesTable()) {
+            return false;
+        }
+        check.CheckConsistency();
+        check.FinishProgress();
+        return true;
+    });
+}
+
+bool CheckTablesTable(RunState& state, ProgressWindow& progress) {
+    return TrapErrors(state.ErrorText, [&] {
+        return MetaDataCheck(*state.WarehouseConnection, progress).CheckTablesTable();
+    });
+}
+
+}  // namespace morvane

@@ -1,0 +1,173 @@
+#include "tasks/AtomicDeletion.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <vector>
+
+#include "core/RowSpool.h"
+#include "core/Transaction.h"
+#include "tasks/ElementKey.h"
+
+namespace morvane {
+
+namespace {
+
+bool IsQuoted(DataType type) {
+    switch (type) {
+        case DataType::Char:
+        case DataType::VarChar:
+        case DataType::WChar:
+        case DataType::VarWChar:
+        case DataType::LongVarWChar:
+        case DataType::DBTimeStamp:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool IsNumber(std::string_view text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+bool Holds(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// True when no server can take the statement for a valid one, however the quotes in its values cut
+// it up: the last literal is left open, and nothing in it hides a quote from that count.
+bool EndsInsideLiteral(std::string_view sql) {
+    return std::count(sql.begin(), sql.end(), '\'') % 2 != 0 && !Holds(sql, "--") &&
+           !Holds(sql, "/*") && !Holds(sql, "[") && !Holds(sql, "\"");
+}
+
+// Builds the statements for the elements of one table. The values of a key stand in them as they
+// are, without any escaping; what that could turn into another condition is refused.
+class ElementDelete {
+  public:
+    ElementDelete(const std::string& table, std::vector<Field> keyFields)
+        : start_("DELETE FROM " + table + " WHERE "), keyFields_(std::move(keyFields)) {}
+
+    // NULL in a quoted column is found by no comparison, and written as a literal it would find
+    // the elements whose key is empty: there is no statement for such an element.
+    bool CanAddress(const std::vector<Value>& key) const;
+
+    // Throws DatabaseError for a key that must not be sent.
+    const std::string& Statement(const std::vector<Value>& key);
+
+  private:
+    void AppendCondition(const Field& field, const Value& value);
+
+    std::string start_;
+    std::vector<Field> keyFields_;
+    std::string sql_;
+    std::string text_;
+    bool hasQuote_ = false;
+};
+
+bool ElementDelete::CanAddress(const std::vector<Value>& key) const {
+    for (std::size_t i = 0; i < keyFields_.size(); ++i) {
+        if (key[i].IsNull() && IsQuoted(keyFields_[i].Type)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+const std::string& ElementDelete::Statement(const std::vector<Value>& key) {
+    sql_ = start_;
+    hasQuote_ = false;
+    for (std::size_t i = 0; i < keyFields_.size(); ++i) {
+        if (i > 0) {
+            sql_ += " AND ";
+        }
+        AppendCondition(keyFields_[i], key[i]);
+    }
+    // Most such statements fail at the server, whose words then say why.
+    if (hasQuote_ && !EndsInsideLiteral(sql_)) {
+        throw DatabaseError({"A key value with a quote in it cannot be deleted."}, sql_);
+    }
+    return sql_;
+}
+
+void ElementDelete::AppendCondition(const Field& field, const Value& value) {
+    text_.clear();
+    value.AppendTextTo(text_);
+    const bool quoted = IsQuoted(field.Type);
+    sql_ += field.Name;
+    sql_ += quoted ? " = '" : " = ";
+    sql_ += text_;
+    if (quoted) {
+        sql_ += "'";
+        hasQuote_ = hasQuote_ || Holds(text_, "'");
+    } else if (value.IsText() && !IsNumber(text_)) {
+        throw DatabaseError({"The key column " + field.Name +
+                             " holds a value that is not a number and has a type that is "
+                             "not written in quotes."},
+                            sql_);
+    }
+}
+
+// The elements all of whose versions are marked: the key's values in its order, and at the end the
+// number of versions.
+struct MarkedElements {
+    std::vector<Field> KeyFields;
+    RowSpool Rows;
+};
+
+MarkedElements ReadMarkedElements(Connection& warehouse, const std::string& table,
+                                  const ElementKey& key) {
+    const auto groups = warehouse.OpenRecordset(
+        "SELECT " + key.Text +
+            ", Count(*) As CntAll, Count( Case is_deletable When 1 then 1 End ) As CntDeletable "
+            "FROM " +
+            table + " GROUP BY " + key.Text,
+        RecordsetKind::Streamed);
+    MarkedElements elements;
+    std::vector<std::size_t> positions = KeyPositions(*groups, key);
+    for (std::size_t i = 0; i < positions.size(); ++i) {
+        elements.KeyFields.push_back(groups->Fields()[positions[i]]);
+        elements.KeyFields.back().Name = key.Columns[i];
+    }
+    const std::size_t all = ColumnPosition(*groups, "CntAll");
+    const std::size_t deletable = ColumnPosition(*groups, "CntDeletable");
+    positions.push_back(all);
+    std::vector<Value> row(positions.size());
+    for (; !groups->Eof(); groups->MoveNext()) {
+        if ((*groups)[all].Integer() == (*groups)[deletable].Integer()) {
+            for (std::size_t i = 0; i < positions.size(); ++i) {
+                row[i] = (*groups)[positions[i]];
+            }
+            elements.Rows.Append(row);
+        }
+    }
+    return elements;
+}
+
+}  // namespace
+
+void DeleteAtomically(const std::string& table, Connection& warehouse, Connection& deletion) {
+    const ElementKey key = ReadElementKey(
+        warehouse, "SELECT original_primary_key FROM dwm_star_relations WHERE primary_table = '" +
+                       table + "'");
+    MarkedElements elements = ReadMarkedElements(warehouse, table, key);
+    ElementDelete element(table, elements.KeyFields);
+    Transaction transaction(deletion);
+    std::vector<Value> row;
+    while (elements.Rows.Next(row)) {
+        if (!element.CanAddress(row)) {
+            continue;
+        }
+        const std::string& sql = element.Statement(row);
+        // More rows than were counted: a version that came since, or another element's rows.
+        if (deletion.Execute(sql) > row.back().Integer()) {
+            throw DatabaseError({"The statement deletes more rows than the element had."}, sql);
+        }
+    }
+    transaction.Commit();
+}
+
+}  // namespace morvane

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "core/Connection.h"
+#include "core/RowSpool.h"
+#include "tasks/ElementKey.h"
+
+namespace morvane {
+
+// A version of an element: its key columns in the key's order and the three columns of its
+// history. Dates are texts "yyyy-mm-dd hh:mm:ss" or NULL; a key column that is a date keeps a
+// fraction of a second, since the server compares it too.
+struct Version {
+    std::vector<Value> Columns;
+
+    std::size_t KeyCount() const { return Columns.size() - 3; }
+    Value& StartDate() { return Columns[KeyCount()]; }
+    Value& EndDate() { return Columns[KeyCount() + 1]; }
+    Value& IsCurrent() { return Columns[KeyCount() + 2]; }
+    const Value& StartDate() const { return Columns[KeyCount()]; }
+    const Value& EndDate() const { return Columns[KeyCount() + 1]; }
+    const Value& IsCurrent() const { return Columns[KeyCount() + 2]; }
+};
+
+// The marked versions of a slowly-moving dimension, element by element and in each by start date.
+// They are read to the end when this is made, so that the table may be changed while they are
+// walked; memory holds one element of them and what RowSpool allows itself.
+class MarkedVersions {
+  public:
+    MarkedVersions(Connection& connection, const std::string& table, const ElementKey& key);
+
+    // The versions of the next element, in place of what `element` held; false after the last.
+    bool NextElement(std::vector<Version>& element);
+
+    // The descriptions of the key's columns, in the key's order.
+    const std::vector<Field>& KeyFields() const { return keyFields_; }
+
+  private:
+    bool SameElement(const Version& a, const Version& b) const;
+
+    std::vector<Field> keyFields_;
+    RowSpool spool_;
+    Version next_;
+    bool more_ = false;
+};
+
+// "yyyy-mm-dd hh:mm:ss" from a date as the server gives it, with or without a time of day.
+// Anything else stays as it is.
+enum class Fraction { Drop, Keep };
+void NormalizeDate(Value& date, Fraction fraction);
+
+}  // namespace morvane

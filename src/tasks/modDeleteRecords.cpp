@@ -1,0 +1,104 @@
+#include "tasks/modDeleteRecords.h"
+
+#include <string>
+
+#include "core/ErrorTrap.h"
+#include "core/Text.h"
+#include "core/Transaction.h"
+#include "tasks/AtomicDeletion.h"
+#include "tasks/RelinkHistory.h"
+
+namespace morvane {
+
+namespace {
+
+void PrepareDeletionProgress(Connection& warehouse, ProgressWindow& progress) {
+    const auto count = warehouse.OpenRecordset(
+        "SELECT COUNT(*) FROM dwm_tables WHERE UPPER(table_type)='DIMENSION' AND is_selected = 1");
+    const std::int64_t tables = (*count)[0].Integer();
+    if (tables < 1) {
+        progress.SetProgressRange(0, 1);
+        progress.SetProgressValue(1);
+    } else {
+        progress.SetProgressRange(0, static_cast<float>(tables));
+        progress.SetProgressValue(0);
+    }
+}
+
+void FinishDeletionProgress(ProgressWindow& progress) {
+    progress.SetProgressValue(0);
+    progress.Comment("");
+    progress.Refresh();
+}
+
+// A second connection to the same database with the same login: all writing goes through it, while
+// the first one reads.
+std::unique_ptr<Connection> OpenDeletionConnection(const Connection& warehouse,
+                                                   const ConnectionFactory& factory) {
+    const std::string server = warehouse.Property("Data Source");
+    auto connection = factory(server);
+    connection->SetConnectionTimeout(warehouse.ConnectionTimeout());
+    connection->SetProperty("Data Source", server);
+    const std::string security = warehouse.Property("Integrated Security");
+    if (!security.empty()) {
+        connection->SetProperty("Integrated Security", security);
+    } else {
+        connection->SetProperty("User ID", warehouse.Property("User ID"));
+        connection->SetProperty("Password", warehouse.Property("Password"));
+    }
+    connection->Open();
+    connection->SetDefaultDatabase(warehouse.DefaultDatabase());
+    return connection;
+}
+
+void DeleteDeletableRows(const std::string& table, Connection& deletion) {
+    deletion.Execute("DELETE FROM " + table + " WHERE is_deletable = 1");
+}
+
+void DeleteFromTable(const std::string& table, bool slowMoving, bool atomic, Connection& warehouse,
+                     Connection& deletion) {
+    if (atomic) {
+        if (slowMoving) {
+            DeleteAtomically(table, warehouse, deletion);
+        } else {
+            DeleteDeletableRows(table, deletion);
+        }
+        return;
+    }
+    Transaction transaction(deletion);
+    if (slowMoving) {
+        RelinkSlowlyMovingHistory(table, warehouse, deletion);
+    }
+    DeleteDeletableRows(table, deletion);
+    transaction.Commit();
+}
+
+}  // namespace
+
+bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
+                   bool atomic) {
+    return TrapErrors(state.ErrorText, [&] {
+        Connection& warehouse = *state.WarehouseConnection;
+        PrepareDeletionProgress(warehouse, progress);
+        const auto tables = warehouse.OpenRecordset(
+            "SELECT DISTINCT table_name,slow_moving_dim FROM dwm_tables,dwm_star_relations WHERE "
+            "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name "
+            "AND dwm_tables.is_selected = 1");
+        const auto deletion = OpenDeletionConnection(warehouse, factory);
+        for (; !tables->Eof(); tables->MoveNext()) {
+            if (progress.CheckCancelState()) {
+                return false;
+            }
+            const std::string table = tables->ValueOf("table_name").Text();
+            progress.Comment("Deleting records from Dimension table : " + std::string(Trim(table)));
+            DeleteFromTable(table, tables->ValueOf("slow_moving_dim").Flag(), atomic, warehouse,
+                            *deletion);
+            progress.ProgressVal(progress.ProgressVal() + 1);
+            progress.Refresh();
+        }
+        FinishDeletionProgress(progress);
+        return true;
+    });
+}
+
+}  // namespace morvane

@@ -1,0 +1,231 @@
+#include "tasks/modDetectAndMark.h"
+
+#include <algorithm>
+#include <deque>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "core/ErrorTrap.h"
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+// More than any server allows for the name of a table.
+constexpr int kTableNameSize = 255;
+
+bool Contains(const auto& names, std::string_view name) {
+    return std::any_of(names.begin(), names.end(),
+                       [name](const std::string& held) { return EqualsIgnoreCase(held, name); });
+}
+
+// One walk over the relations, from the fact tables outwards: a table is marked once every table
+// that refers to it has been.
+class Detection {
+  public:
+    Detection(Connection& connection, ProgressWindow& progress)
+        : connection_(connection), progress_(progress) {}
+
+    void InitDetection();
+    void PrepareProgress();
+    bool Waiting() const { return !workQueue_.empty(); }
+    void ProcessNextTable();
+    void FinishProgress();
+
+  private:
+    std::vector<std::string> LoadTableList(const std::string& sql);
+    void ResetSelectedDimensions();
+    void AddProcessed(const std::string& table);
+    void Queue(const std::string& table);
+    void MarkTable(const std::string& table);
+    void KeepReferredRows(const std::string& table, const Recordset& relation);
+    void QueueDependents(const std::string& table);
+    bool IsFactTable(std::string_view table) {
+        return Exists("SELECT * FROM dwm_tables WHERE table_name = '" + std::string(table) +
+                      "' AND Upper(table_type) = 'FACT'");
+    }
+    bool Exists(const std::string& sql) { return !connection_.OpenRecordset(sql)->Eof(); }
+
+    Connection& connection_;
+    ProgressWindow& progress_;
+    std::deque<std::string> workQueue_;
+    std::vector<std::string> processedTables_;
+    std::string processedList_;  // the same names, quoted and comma-separated
+};
+
+std::vector<std::string> Detection::LoadTableList(const std::string& sql) {
+    std::vector<std::string> names;
+    const auto rows = connection_.OpenRecordset(sql);
+    for (; !rows->Eof(); rows->MoveNext()) {
+        names.emplace_back(Trim((*rows)[0].Text()));
+    }
+    return names;
+}
+
+void Detection::InitDetection() {
+    ResetSelectedDimensions();
+    for (const std::string& fact : LoadTableList(
+             "SELECT DISTINCT foreign_table FROM dwm_star_relations WHERE primary_table IN "
+             "(SELECT table_name  FROM dwm_tables WHERE Upper(table_type) = 'DIMENSION')  AND "
+             "foreign_table IN (SELECT table_name FROM  dwm_tables WHERE Upper(table_type) = "
+             "'FACT')")) {
+        Queue(fact);
+    }
+    // What must not be touched counts as processed from the start: it is never marked, and it
+    // never holds back the tables that it refers to.
+    for (const std::string& unselected : LoadTableList(
+             "SELECT table_name FROM dwm_tables WHERE table_type='Dimension' AND is_selected=0")) {
+        AddProcessed(unselected);
+    }
+    for (const std::string& selfReferencing :
+         LoadTableList("SELECT DISTINCT primary_table FROM dwm_star_relations WHERE "
+                       "primary_table=foreign_table")) {
+        AddProcessed(selfReferencing);
+    }
+}
+
+void Detection::ResetSelectedDimensions() {
+    const auto tables = connection_.OpenRecordset(
+        "SELECT DISTINCT table_name FROM dwm_tables,dwm_star_relations WHERE "
+        "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name AND "
+        "is_selected = 1");
+    for (; !tables->Eof(); tables->MoveNext()) {
+        connection_.Execute("UPDATE " + (*tables)[0].Text() + " SET is_deletable = 0");
+    }
+}
+
+void Detection::Queue(const std::string& table) {
+    if (!Contains(workQueue_, table) && !Contains(processedTables_, table)) {
+        workQueue_.push_back(table);
+    }
+}
+
+void Detection::AddProcessed(const std::string& table) {
+    if (Contains(processedTables_, table)) {
+        return;
+    }
+    processedTables_.push_back(table);
+    processedList_ += (processedList_.empty() ? "'" : ",'") + table + "'";
+}
+
+void Detection::PrepareProgress() {
+    const auto count = connection_.OpenRecordset(
+        "SELECT Count(*) FROM dwm_star_relations WHERE primary_table NOT IN (Select table_name "
+        "from dwm_tables WHERE Upper(table_type) = 'FACT' OR is_selected = 0)  AND primary_table "
+        "NOT IN (Select primary_table from dwm_star_relations Where primary_table = "
+        "foreign_table)");
+    const std::int64_t relations = (*count)[0].Integer();
+    progress_.HideFrame(ProgressFrame::OverallProgFrame);
+    progress_.ShowFrame(ProgressFrame::DetectProgFrame);
+    progress_.SetProgressRange(0, relations < 1 ? 1.0F : static_cast<float>(relations));
+}
+
+void Detection::ProcessNextTable() {
+    const std::string table = workQueue_.front();
+    if (Trim(table).empty()) {
+        throw std::runtime_error("Table Name is Empty for detection and marking");
+    }
+    MarkTable(table);
+    QueueDependents(table);
+}
+
+void Detection::MarkTable(const std::string& table) {
+    const std::string ofTable =
+        "SELECT * FROM dwm_star_relations WHERE primary_table='" + table + "'";
+    if (IsFactTable(table) || Exists(ofTable + " AND foreign_table = '" + table + "'")) {
+        return;
+    }
+    const auto relations = connection_.OpenRecordset(ofTable);
+    connection_.Execute("UPDATE " + table + " SET is_deletable = 1 WHERE is_sustainable = 0");
+    for (; !relations->Eof(); relations->MoveNext()) {
+        progress_.ShowRelation(relations->ValueOf("primary_table").Text(),
+                               relations->ValueOf("foreign_table").Text());
+        KeepReferredRows(table, *relations);
+        progress_.ProgressVal(progress_.ProgressVal() + 1);
+    }
+}
+
+void Detection::KeepReferredRows(const std::string& table, const Recordset& relation) {
+    const std::string foreignTable = relation.ValueOf("foreign_table").Text();
+    const std::vector<std::string> primary = Split(relation.ValueOf("primary_columns").Text(), ',');
+    const std::vector<std::string> foreign = Split(relation.ValueOf("foreign_columns").Text(), ',');
+    if (foreign.size() < primary.size()) {
+        throw std::out_of_range("Subscript out of range: " + foreignTable + " refers to " + table +
+                                " with fewer foreign columns than primary columns");
+    }
+    std::string sql =
+        "UPDATE " + table + " SET is_deletable = 0 FROM " + table + "," + foreignTable + " WHERE ";
+    sql += kCrLf;
+    for (std::size_t i = 0; i < primary.size(); ++i) {
+        if (i > 0) {
+            sql += " AND ";
+            sql += kCrLf;
+        }
+        sql += table + "." + primary[i] + " = " + foreignTable + "." + foreign[i];
+        sql += kCrLf;
+    }
+    // A dimension row that is itself about to go keeps nothing alive.
+    if (!IsFactTable(Trim(foreignTable))) {
+        sql += " AND " + foreignTable + ".is_deletable=0";
+    }
+    connection_.Execute(sql);
+}
+
+void Detection::QueueDependents(const std::string& table) {
+    std::erase_if(workQueue_,
+                  [&](const std::string& held) { return EqualsIgnoreCase(held, table); });
+    AddProcessed(table);
+    const auto candidates = connection_.OpenRecordset(
+        "SELECT DISTINCT primary_table FROM dwm_star_relations, dwm_tables  WHERE foreign_table = "
+        "'" +
+        table + "' AND dwm_star_relations.primary_table NOT IN (" + processedList_ +
+        ")  AND dwm_star_relations.primary_table=dwm_tables.table_name  AND ( "
+        "Upper(dwm_tables.table_type) = 'FACT' OR dwm_tables.is_selected = 1 )");
+    const auto countUnprocessed = connection_.CreateCommand();
+    countUnprocessed->SetText(
+        "SELECT COUNT(*) AS cntNonProcessedTable FROM dwm_star_relations, dwm_tables  WHERE "
+        "dwm_star_relations.primary_table = ?  AND "
+        "dwm_star_relations.primary_table=dwm_tables.table_name  AND "
+        "dwm_star_relations.foreign_table NOT IN (" +
+        processedList_ + ")");
+    countUnprocessed->AppendParameter(
+        {.Name = "primary_table", .Type = DataType::VarChar, .Size = kTableNameSize, .Value = {}});
+    for (; !candidates->Eof(); candidates->MoveNext()) {
+        countUnprocessed->SetParameter("primary_table", (*candidates)[0]);
+        const auto count = countUnprocessed->OpenRecordset();
+        if (count->ValueOf("cntNonProcessedTable").Integer() == 0) {
+            Queue((*candidates)[0].Text());
+        }
+    }
+}
+
+void Detection::FinishProgress() {
+    progress_.SetProgressValue(0);
+    progress_.HideFrame(ProgressFrame::DetectProgFrame);
+    progress_.ShowFrame(ProgressFrame::OverallProgFrame);
+    progress_.Refresh();
+    progress_.ProcessEvents();
+}
+
+}  // namespace
+
+bool MarkUnusedElements(RunState& state, ProgressWindow& progress) {
+    return TrapErrors(state.ErrorText, [&] {
+        Detection detection(*state.WarehouseConnection, progress);
+        detection.InitDetection();
+        detection.PrepareProgress();
+        while (detection.Waiting()) {
+            detection.ProcessNextTable();
+            if (progress.CheckCancelState()) {
+                state.WarehouseConnection->Close();
+                return false;
+            }
+        }
+        detection.FinishProgress();
+        return true;
+    });
+}
+
+}  // namespace morvane
