@@ -1,0 +1,99 @@
+#include "core/modFileFunctions.h"
+
+#include <gtest/gtest.h>
+
+#include "support/TempFolder.h"
+
+namespace morvane {
+namespace {
+
+using testing::TempFolder;
+
+template <typename Operation>
+std::string FileErrorOf(Operation&& operation) {
+    try {
+        operation();
+    } catch (const FileError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(Folders, AreMadeWithAllTheirMissingParents) {
+    const TempFolder folder;
+    EnsureFolder(folder / "a/b \u00e9/c");
+    EnsureFolder(folder / "a/b \u00e9/c");
+    EnsureFolder(folder / "a/d/");
+    EnsureFolder("");
+    EXPECT_TRUE(FolderExists(folder / "a/b \u00e9/c"));
+    EXPECT_TRUE(FolderExists(folder / "a/d"));
+    EXPECT_EQ(testing::ListFiles(folder / "a"), "b \u00e9 d");
+}
+
+TEST(Folders, BelowARegularFileAreRefusedByItsName) {
+    const TempFolder folder;
+    TextFile(folder / "file").Close();
+    const std::string expected =
+        "Cannot make the folder \"" + (folder / "file") + "\": File exists";
+    EXPECT_EQ(FileErrorOf([&] { EnsureFolder(folder / "file/a/b"); }), expected);
+    EXPECT_EQ(FileErrorOf([&] { EnsureFolder(folder / "file"); }), expected);
+    EXPECT_FALSE(FolderExists(folder / "file"));
+}
+
+TEST(Folders, TheParentIsTheTextBeforeTheLastSeparator) {
+    EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b");
+    EXPECT_EQ(ParentFolder("/a/b/"), "/a/b");
+    EXPECT_EQ(ParentFolder("/a"), "");
+    EXPECT_EQ(ParentFolder("c.txt"), "");
+}
+
+TEST(TextFiles, HoldTheBytesWrittenAndEmptyAnOlderFile) {
+    const TempFolder folder;
+    const std::string path = folder / "out.txt";
+    const std::string bytes("a\0\xFF\n", 4);
+    for (const std::string& text : {std::string(300'000, 'x'), bytes}) {
+        TextFile file(path);
+        file.WriteLine(text);
+        file.Write("end");
+        file.Close();
+        EXPECT_EQ(ReadWholeFile(path), text + "\r\nend");
+    }
+}
+
+TEST(TextFiles, CanBeReadLineByLineWhileTheyGrow) {
+    const TempFolder folder;
+    TextFile file(folder / "log.txt", TextFile::Flush::EveryLine);
+    file.WriteLine("first");
+    EXPECT_EQ(ReadWholeFile(folder / "log.txt"), "first\r\n");
+}
+
+TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
+    const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
+    TextFile short_("/dev/full");
+    short_.WriteLine("x");
+    EXPECT_EQ(FileErrorOf([&] { short_.Close(); }), expected);
+
+    TextFile flushed("/dev/full", TextFile::Flush::EveryLine);
+    EXPECT_EQ(FileErrorOf([&] { flushed.WriteLine("x"); }), expected);
+
+    TextFile long_("/dev/full");
+    EXPECT_EQ(FileErrorOf([&] {
+                  for (int i = 0; i < 100'000; ++i) {
+                      long_.WriteLine("a report's row");
+                  }
+              }),
+              expected);
+}
+
+TEST(TextFiles, ThatCannotBeOpenedAreNamedWithTheReason) {
+    const TempFolder folder;
+    EXPECT_EQ(FileErrorOf([&] { TextFile file(folder / "no/such"); }),
+              "Cannot make the file \"" + (folder / "no/such") + "\": No such file or directory");
+    EXPECT_EQ(FileErrorOf([&] { ReadWholeFile(folder / "missing"); }),
+              "Cannot open the file \"" + (folder / "missing") + "\": No such file or directory");
+    EXPECT_EQ(FileErrorOf([&] { ReadWholeFile(folder.Path()); }),
+              "Cannot read the file \"" + folder.Path() + "\": Is a directory");
+}
+
+}  // namespace
+}  // namespace morvane

@@ -1,0 +1,74 @@
+#include "core/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+namespace morvane {
+namespace {
+
+std::string Utf8(std::uint32_t character) {
+    const auto byte = [](std::uint32_t value) { return static_cast<char>(value); };
+    const auto tail = [&](unsigned shift) { return byte(0x80U | ((character >> shift) & 0x3FU)); };
+    if (character < 0x800) {
+        return {byte(0xC0U | (character >> 6U)), tail(0)};
+    }
+    if (character < 0x10000) {
+        return {byte(0xE0U | (character >> 12U)), tail(6), tail(0)};
+    }
+    return {byte(0xF0U | (character >> 18U)), tail(12), tail(6), tail(0)};
+}
+
+TEST(Text, TrimTakesBlanksOnly) {
+    EXPECT_EQ(Trim("  a b\t "), "a b\t");
+    EXPECT_EQ(Trim("   "), "");
+    EXPECT_EQ(Trim(""), "");
+}
+
+TEST(Text, SplitKeepsEmptyPiecesAndColumnListsLoseTheirBlanks) {
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(Split("", ','), Pieces{""});
+    EXPECT_EQ(Split(",a, b,", ','), (Pieces{"", "a", " b", ""}));
+    EXPECT_EQ(SplitColumnList(" id , line no,"), (Pieces{"id", "line no", ""}));
+    EXPECT_EQ(Join({"a", "", "b"}, ", "), "a, , b");
+    EXPECT_EQ(Join({}, ","), "");
+}
+
+TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
+    EXPECT_TRUE(EqualsIgnoreCase("dwm_Tables", "DWM_tABLES"));
+    EXPECT_FALSE(EqualsIgnoreCase("dwm", "dwm_"));
+    EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
+    EXPECT_EQ(ToUpper("a\u00e9z{"), "A\u00e9Z{");
+    EXPECT_EQ(ToLower("A\u00c9Z["), "a\u00c9z[");
+}
+
+TEST(AsciiHtml, EveryCharacterBeyondAsciiBecomesItsNumber) {
+    for (std::uint32_t character = 0x80; character <= 0x10FFFF; character += 13) {
+        if (character < 0xD800 || character > 0xDFFF) {
+            ASSERT_EQ(ToAsciiHtml("<" + Utf8(character) + "&"),
+                      "<&#" + std::to_string(character) + ";&");
+        }
+    }
+    EXPECT_EQ(ToAsciiHtml(Utf8(0x80) + Utf8(0x7FF) + Utf8(0x800) + Utf8(0xFFFF) + Utf8(0x10000) +
+                          Utf8(0x10FFFF)),
+              "&#128;&#2047;&#2048;&#65535;&#65536;&#1114111;");
+    EXPECT_EQ(ToAsciiHtml(std::string("a\0<b>\t\r\n", 9)), std::string("a\0<b>\t\r\n", 9));
+}
+
+TEST(AsciiHtml, EveryByteThatIsNoUtf8BecomesAReplacementCharacter) {
+    const std::string bad = "&#65533;";
+    EXPECT_EQ(ToAsciiHtml("\xC3"), bad);                                // cut at the end
+    EXPECT_EQ(ToAsciiHtml("\xE2\x82</TD>"), bad + bad + "</TD>");       // cut by what follows
+    EXPECT_EQ(ToAsciiHtml("\xA9x"), bad + "x");                         // a tail without a head
+    EXPECT_EQ(ToAsciiHtml("\xC0\xAF"), bad + bad);                      // "/" in two bytes
+    EXPECT_EQ(ToAsciiHtml("\xE0\x80\xBC"), bad + bad + bad);            // "<" in three
+    EXPECT_EQ(ToAsciiHtml("\xED\xA0\x80"), bad + bad + bad);            // half of a surrogate pair
+    EXPECT_EQ(ToAsciiHtml("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // beyond the last character
+    EXPECT_EQ(ToAsciiHtml("\xFF"), bad);
+    EXPECT_EQ(ToAsciiHtml("Gr\xF6\xDF"
+                          "e \u20ac"),
+              "Gr" + bad + bad + "e &#8364;");  // Latin-1
+}
+
+}  // namespace
+}  // namespace morvane
