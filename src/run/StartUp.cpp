@@ -1,0 +1,82 @@
+#include "run/StartUp.h"
+
+#include <exception>
+#include <iostream>
+
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
+#include "run/CancelSignals.h"
+#include "run/CommandLine.h"
+#include "run/ConsoleProgress.h"
+#include "run/ConsolePrompt.h"
+#include "run/ConsoleText.h"
+#include "run/RunTasks.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr SlashPaths kSlashPaths = kPathSeparator == '/' ? SlashPaths::Yes : SlashPaths::No;
+
+void ShowRemarks(const CommandLineReport& report, std::ostream& errors) {
+    if (!report.Note.empty()) {
+        WriteConsoleText(errors, report.Note);
+    }
+    if (!report.UnknownNames.empty()) {
+        WriteConsoleText(errors, "Unknown options: " + Join(report.UnknownNames, " "));
+    } else if (report.UnknownOption) {
+        WriteConsoleText(errors,
+                         "An option is unknown; it may be a piece of a password and is "
+                         "not shown");
+    }
+}
+
+void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& services,
+                    const CommandLineReport& report) {
+    if (services.ShowMainWindow) {
+        services.ShowMainWindow(state, settings);
+        return;
+    }
+    if (!report.Fault.empty()) {
+        WriteConsoleText(services.Errors, report.Fault);
+    }
+    WriteConsoleText(services.Errors,
+                     "This build of Morvane has no settings window; give the settings of a run as "
+                     "options.");
+    WriteConsoleText(services.Errors, UsageText());
+}
+
+}  // namespace
+
+void StartUp(std::string_view commandLine, RunServices& services) {
+    RunState state;
+    RunSettings settings;
+    InitSettings(settings, state);
+    const CommandLineReport report =
+        ParseCommandLine(commandLine, kMaxArgs, kSlashPaths, settings, state);
+    state.GlobalSettings = settings;
+    ShowRemarks(report, services.Errors);
+    if (!state.CommandLineMode || state.ConfigMode) {
+        ShowMainWindow(settings, state, services, report);
+    } else {
+        RunTasks(settings, state, services, report);
+    }
+}
+
+int RunOnConsole(const std::string& commandLine) {
+    try {
+        const CancelSignals signals;
+        const SystemClock clock;
+        ConsolePrompt prompt(std::cerr, TerminalReader());
+        ConsoleProgress progress(std::cerr, ErrorTerminalColumns(), CancelSignals::Received);
+        RunServices services{clock,     prompt,    progress, CreateConnection,
+                             std::cout, std::cerr, {},       {}};
+        StartUp(commandLine, services);
+    } catch (const std::exception& error) {
+        WriteConsoleText(std::cerr, error.what());
+    }
+    return 0;
+}
+
+}  // namespace morvane

@@ -1,0 +1,38 @@
+#include "run/StatusFile.h"
+
+#include "core/modFileFunctions.h"
+
+namespace morvane {
+
+bool SetStatusFile(RunState& state, const std::string& path) {
+    state.StatusFilePath = path;
+    return true;
+}
+
+bool WriteStatus(const RunState& state, std::string_view word) {
+    if (state.StatusFilePath.empty()) {
+        return false;
+    }
+    try {
+        TextFile file(state.StatusFilePath);
+        file.WriteLine(word);
+        file.Close();
+        return true;
+    } catch (const FileError&) {
+        return false;
+    }
+}
+
+bool StatusRunning(const RunState& state) {
+    return WriteStatus(state, "running");
+}
+
+bool StatusOk(const RunState& state) {
+    return WriteStatus(state, "ok");
+}
+
+bool StatusFailure(const RunState& state) {
+    return WriteStatus(state, "failure");
+}
+
+}  // namespace morvane
