@@ -1,0 +1,219 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+
+#include "core/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
+#include "db/StatementTrace.h"
+#include "reports/ReportFrame.h"
+#include "reports/ReportNames.h"
+#include "reports/ReportQueries.h"
+#include "reports/modGenerateReports.h"
+#include "support/FixedClock.h"
+#include "support/Golden.h"
+#include "support/RecordingProgress.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane {
+namespace {
+
+using namespace morvane::testing;
+
+class Reports : public ::testing::Test {
+  protected:
+    Reports() {
+        const LocalMoment start = FixedClock().Now();
+        state_.RunStartDate = start.Date;
+        state_.RunStartTime = start.TimeOfDay;
+    }
+
+    // Two selected dimensions with marked elements, an unselected one without, and two facts.
+    void FillSmallWarehouse() {
+        warehouse_.AddSlowMovingDimension("product",
+                                          "product_id int, code varchar(20), shade varchar(20)");
+        warehouse_.AddDimension("region", "region_id int", false);
+        warehouse_.AddDimension("shop", "chain int, number int, name varchar(40)");
+        warehouse_.AddFact("sales", "product_id int, chain int, number int",
+                           "amount < 10 AND note <> 'R&D'");
+        warehouse_.AddFact("stock", "product_id int, region_id int");
+        warehouse_.AddRelation("sales", "product_id,code", "product", "product_id, code", true,
+                               " code ,shade");
+        warehouse_.AddRelation("stock", "region_id", "region", "region_id");
+        warehouse_.AddRelation("sales", "chain,number", "shop", "chain,number", false, "number");
+        warehouse_.Run(
+            "INSERT INTO product(product_id, code, shade, is_deletable) VALUES"
+            " (1, 'b<1>', 'gr\u00fcn', 1), (2, 'a&1', NULL, 1), (3, 'kept', 'red', 0),"
+            " (4, 'c', CAST(x'67F6' AS TEXT), 1);"
+            "INSERT INTO region(region_id) VALUES (1);"
+            "INSERT INTO shop(chain, number, is_deletable) VALUES (1, 12, 1), (1, 3, 1);");
+    }
+
+    bool Generate() {
+        state_.WarehouseConnection =
+            TraceStatements(warehouse_.Connect(), [this](std::string_view statement) {
+                statements_ += statement;
+                statements_ += '\n';
+            });
+        return GenerateAllReports(state_, progress_, reports_.Path());
+    }
+
+    std::string PathOf(Report report) const { return ReportPath(report, state_, reports_.Path()); }
+    std::string TextOf(Report report) const {
+        return ReplaceAll(ReadWholeFile(PathOf(report)), warehouse_.Folder(), "/warehouse");
+    }
+    bool IsWhole(Report report) const {
+        const std::string end = "</BODY>\r\n</HTML>\r\n";
+        const std::string text = TextOf(report);
+        return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
+    }
+
+    TestWarehouse warehouse_;
+    TempFolder reports_;
+    RunState state_;
+    RecordingProgress progress_;
+    std::string statements_;
+};
+
+TEST_F(Reports, ShowMarkedElementsAndFiltersOfAWarehouse) {
+    FillSmallWarehouse();
+    ASSERT_TRUE(Generate()) << state_.ErrorText;
+    EXPECT_EQ(ListFiles(reports_.Path()),
+              "DetailedReport05-03-202414-07-09.html SummaryReport05-03-202414-07-09.html "
+              "TableFilterReport05-03-202414-07-09.html");
+    EXPECT_TRUE(MatchesGolden(TextOf(Report::Summary), "SummaryReport.html"));
+    EXPECT_TRUE(MatchesGolden(TextOf(Report::Detailed), "DetailedReport.html"));
+    EXPECT_TRUE(MatchesGolden(TextOf(Report::TableFilter), "TableFilterReport.html"));
+    EXPECT_TRUE(MatchesGolden(statements_, "reports_statements.txt"));
+    EXPECT_EQ(state_.ErrorText, "");
+}
+
+TEST_F(Reports, FillTheBarExactlyAndEmptyItAtTheEnd) {
+    FillSmallWarehouse();
+    ASSERT_TRUE(Generate()) << state_.ErrorText;
+    const std::vector<std::string> expected{"range 0..10",
+                                            "value 0 to 0",
+                                            "comment Generating Summary Report",
+                                            "comment Generating Detailed Report",
+                                            "comment Generating TableFilter Report",
+                                            "value 10 to 0",
+                                            "comment "};
+    EXPECT_EQ(progress_.Log, expected);
+}
+
+TEST_F(Reports, OfAnEmptyWarehouseAreWholeAndBeginWithAFullBar) {
+    ASSERT_TRUE(Generate()) << state_.ErrorText;
+    EXPECT_EQ(progress_.Log.at(0), "range 0..1");
+    EXPECT_EQ(progress_.Log.at(1), "value 0 to 1");
+    for (const Report report : {Report::Summary, Report::Detailed, Report::TableFilter}) {
+        EXPECT_TRUE(IsWhole(report));
+        EXPECT_EQ(TextOf(report).find("<TR>\r\n\t<TD>"), std::string::npos);
+    }
+    EXPECT_NE(TextOf(Report::Detailed).find("</TD></TR>\r\n\r\n</TABLE>\r\n<BR>\r\n<HR><BR>\r\n"),
+              std::string::npos);
+}
+
+TEST_F(Reports, StopBetweenTwoReportsWhenTheUserCancels) {
+    FillSmallWarehouse();
+    progress_.CancelAtPoll = 2;
+    EXPECT_FALSE(Generate());
+    EXPECT_TRUE(IsWhole(Report::Summary));
+    EXPECT_EQ(ListFiles(reports_.Path()), "SummaryReport05-03-202414-07-09.html");
+    EXPECT_EQ(progress_.Log.back(), "comment Generating Detailed Report");
+    EXPECT_EQ(state_.ErrorText, "");
+}
+
+TEST_F(Reports, KeepWhatWasWrittenWhenATableIsNamedTwice) {
+    FillSmallWarehouse();
+    warehouse_.AddTable("product", "Dimension");
+    EXPECT_FALSE(Generate());
+    EXPECT_EQ(state_.ErrorText,
+              "The dimension table product stands more than once in dwm_tables\r\n");
+    EXPECT_FALSE(IsWhole(Report::Summary));
+    EXPECT_NE(TextOf(Report::Summary).find("<TD>shop</TD>"), std::string::npos);
+    EXPECT_EQ(ListFiles(reports_.Path()), "SummaryReport05-03-202414-07-09.html");
+}
+
+TEST_F(Reports, StopAtTheFirstTableThatCannotBeRead) {
+    FillSmallWarehouse();
+    warehouse_.Run("DROP TABLE region");
+    EXPECT_FALSE(Generate());
+    EXPECT_NE(state_.ErrorText.find("region"), std::string::npos);
+    EXPECT_EQ(state_.ErrorText.find("Count(*)"), state_.ErrorText.rfind("Count(*)"));
+    EXPECT_FALSE(IsWhole(Report::Summary));
+    EXPECT_NE(TextOf(Report::Summary).find("<TD>product</TD>"), std::string::npos);
+    EXPECT_EQ(TextOf(Report::Summary).find("<TD>shop</TD>"), std::string::npos);
+}
+
+TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
+    FillSmallWarehouse();
+    warehouse_.Run("DELETE FROM dwm_star_relations WHERE primary_table = 'region'");
+    EXPECT_TRUE(Generate()) << state_.ErrorText;
+
+    warehouse_.Run("UPDATE region SET is_deletable = 1");
+    EXPECT_FALSE(Generate());
+    EXPECT_EQ(state_.ErrorText,
+              "The key fields of the table region are not known: no row of dwm_star_relations has "
+              "it as its primary_table\r\n");
+    EXPECT_NE(TextOf(Report::Detailed).find("<TD>b<1></TD>"), std::string::npos);
+    EXPECT_FALSE(IsWhole(Report::Detailed));
+}
+
+TEST_F(Reports, SayThatTheDiskIsFullOrTheFolderMissing) {
+    FillSmallWarehouse();
+    std::filesystem::create_symlink("/dev/full", PathOf(Report::Summary));
+    EXPECT_FALSE(Generate());
+    EXPECT_EQ(state_.ErrorText, "Cannot write the file \"" + PathOf(Report::Summary) +
+                                    "\": No space left on device\r\n");
+    state_.ErrorText.clear();
+    EXPECT_FALSE(GenerateAllReports(state_, progress_, reports_ / "missing"));
+    EXPECT_NE(state_.ErrorText.find("No such file or directory\r\n"), std::string::npos);
+}
+
+TEST_F(Reports, TrimTheNamesInTheirHeadAndEscapeNothing) {
+    state_.WarehouseConnection = CreateConnection(warehouse_.Server());
+    state_.WarehouseConnection->SetProperty("Data Source", "  east & <west>\\sales  ");
+    const std::string head = BuildReportHead(state_, "T", "H", Report::Summary, Report::Detailed);
+    EXPECT_NE(head.find("<TD><B>Server</B>&nbspeast & <west>\\sales</TD>\r\n"), std::string::npos);
+    EXPECT_EQ(head.substr(head.size() - 18), "\r\n</TABLE>\r\n<BR>\r\n");
+}
+
+class KeyFields : public ::testing::Test {
+  protected:
+    std::string Of(const std::string& primaryColumns, const std::string& originalKey) {
+        warehouse_.Run(
+            "DELETE FROM dwm_star_relations;INSERT INTO dwm_star_relations VALUES"
+            "(1, 'fact', '', 'dim', '" +
+            primaryColumns + "', 0, " + originalKey + ")");
+        try {
+            std::string joined;
+            for (const std::string& name : GetKeyFields(*warehouse_.Connect(), "dim")) {
+                joined += "[" + name + "]";
+            }
+            return joined;
+        } catch (const DatabaseError& error) {
+            return error.what();
+        }
+    }
+
+    TestWarehouse warehouse_;
+};
+
+TEST_F(KeyFields, AreTheOriginalKeyAndThenTheOtherRelationColumns) {
+    EXPECT_EQ(Of("id", "'code'"), "[code][id]");
+    EXPECT_EQ(Of("id , code,line, id", "' line,code '"), "[line][code][id]");
+    EXPECT_EQ(Of("Code", "'code'"), "[code][Code]");
+    EXPECT_EQ(Of("id,line", "''"), "[id][line]");
+}
+
+TEST_F(KeyFields, AreNotKnownWithoutACleanOriginalKey) {
+    EXPECT_EQ(Of("id", "NULL"),
+              "The key fields of the table dim are not known: its original_primary_key in "
+              "dwm_star_relations is empty");
+    EXPECT_EQ(Of("id", "'code, line,code'"),
+              "The original_primary_key of the table dim in dwm_star_relations has the column code "
+              "more than once");
+}
+
+}  // namespace
+}  // namespace morvane
