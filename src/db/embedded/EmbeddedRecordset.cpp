@@ -1,0 +1,123 @@
+#include "db/embedded/EmbeddedRecordset.h"
+
+#include <fmt/format.h>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "db/embedded/ColumnTypes.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+std::string_view TextOrEmpty(const char* text) {
+    return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+bool IgnoresCase(sqlite3* database, sqlite3_stmt* statement, int column) {
+    const char* table = sqlite3_column_table_name(statement, column);
+    const char* origin = sqlite3_column_origin_name(statement, column);
+    const char* collation = nullptr;
+    if (table == nullptr || origin == nullptr ||
+        sqlite3_table_column_metadata(database, sqlite3_column_database_name(statement, column),
+                                      table, origin, nullptr, &collation, nullptr, nullptr,
+                                      nullptr) != SQLITE_OK) {
+        return false;
+    }
+    return EqualsIgnoreCase(TextOrEmpty(collation), "nocase");
+}
+
+// The type of an expression shows in its values alone; Count(*) is an integer on the server.
+DataType TypeOfValue(int sqliteType) {
+    switch (sqliteType) {
+        case SQLITE_INTEGER:
+            return DataType::Integer;
+        case SQLITE_FLOAT:
+            return DataType::Double;
+        default:
+            return DataType::VarChar;
+    }
+}
+
+Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
+    Field field;
+    field.Name = TextOrEmpty(sqlite3_column_name(statement, column));
+    if (const char* declared = sqlite3_column_decltype(statement, column)) {
+        const ColumnType type = ParseColumnType(declared);
+        field.Type = type.Type;
+        field.DefinedSize = type.DefinedSize;
+        field.Precision = type.Precision;
+        field.NumericScale = type.NumericScale;
+    } else {
+        field.Type = TypeOfValue(sqlite3_column_type(statement, column));
+    }
+    field.IgnoresCase = IgnoresCase(database, statement, column);
+    return field;
+}
+
+std::string HexText(const void* bytes, int count) {
+    std::string text = "0x";
+    for (int i = 0; i < count; ++i) {
+        text += fmt::format("{:02X}", static_cast<const unsigned char*>(bytes)[i]);
+    }
+    return text;
+}
+
+void LoadValue(sqlite3_stmt* statement, int column, Value& value) {
+    switch (sqlite3_column_type(statement, column)) {
+        case SQLITE_INTEGER:
+            value.SetInteger(sqlite3_column_int64(statement, column));
+            break;
+        case SQLITE_FLOAT:
+            value.SetDouble(sqlite3_column_double(statement, column));
+            break;
+        case SQLITE_TEXT: {
+            const auto* text =
+                reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+            value.SetText(
+                {text, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
+            break;
+        }
+        case SQLITE_BLOB:
+            value.SetText(HexText(sqlite3_column_blob(statement, column),
+                                  sqlite3_column_bytes(statement, column)));
+            break;
+        default:
+            value.SetNull();
+    }
+}
+
+}  // namespace
+
+EmbeddedRecordset::EmbeddedRecordset(sqlite3* database, SqliteStatement statement)
+    : statement_(std::move(statement)) {
+    sqlite3_stmt* handle = statement_.Handle();
+    const int columns = sqlite3_column_count(handle);
+    if (columns == 0) {
+        throw DatabaseError({"The statement returns no rows to open."}, sqlite3_sql(handle));
+    }
+    eof_ = !statement_.Step();
+    for (int column = 0; column < columns; ++column) {
+        fields_.push_back(DescribeColumn(database, handle, column));
+    }
+    LoadRow();
+}
+
+void EmbeddedRecordset::MoveNext() {
+    eof_ = !statement_.Step();
+    if (eof_) {
+        statement_.Reset();  // gives the file's read lock back at once
+    }
+    LoadRow();
+}
+
+void EmbeddedRecordset::LoadRow() {
+    if (eof_) {
+        return;
+    }
+    for (std::size_t column = 0; column < fields_.size(); ++column) {
+        LoadValue(statement_.Handle(), static_cast<int>(column), fields_[column].Value);
+    }
+}
+
+}  // namespace morvane::embedded

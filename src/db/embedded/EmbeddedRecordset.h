@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include "core/Recordset.h"
+#include "db/embedded/Sqlite.h"
+
+namespace morvane::embedded {
+
+// The rows of a prepared query, one at a time as they are asked for.
+class EmbeddedRecordset : public Recordset {
+  public:
+    // Runs the query to its first row.
+    EmbeddedRecordset(sqlite3* database, SqliteStatement statement);
+
+    bool Eof() const override { return eof_; }
+    void MoveNext() override;
+    const std::vector<Field>& Fields() const override { return fields_; }
+
+  private:
+    void LoadRow();
+
+    SqliteStatement statement_;
+    std::vector<Field> fields_;
+    bool eof_ = false;
+};
+
+}  // namespace morvane::embedded

@@ -1,0 +1,165 @@
+#include "db/embedded/Sqlite.h"
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+// Enough for the inner pages of large indexes; fixed, so that memory does not follow a table.
+constexpr const char* kCacheSize = "PRAGMA cache_size = -4096";
+
+std::string Describe(sqlite3* database) {
+    std::string text = sqlite3_errmsg(database);
+    switch (sqlite3_errcode(database)) {
+        case SQLITE_BUSY:
+            return "The database is in use by another process (" + text + ").";
+        case SQLITE_READONLY:
+            return "The database cannot be written (" + text + ").";
+        case SQLITE_FULL:
+            return "There is no room on the disk (" + text + ").";
+        case SQLITE_CANTOPEN:
+            return "A file of the database cannot be opened or made (" + text + ").";
+        default:
+            return text;
+    }
+}
+
+std::string Quoted(std::string_view text, char quote) {
+    std::string quoted(1, quote);
+    for (const char c : text) {
+        quoted += c;
+        if (c == quote) {
+            quoted += c;
+        }
+    }
+    return quoted + quote;
+}
+
+bool IsBlankOrSemicolon(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ';';
+}
+
+// SQLite opens a file that it cannot write for reading alone, and says so only at the first
+// change. A run wants to know at once.
+void RequireWritable(sqlite3* database, const std::string& path) {
+    if (sqlite3_db_readonly(database, "main") == 1) {
+        throw DatabaseError({"The file \"" + path + "\" is read-only."});
+    }
+}
+
+}  // namespace
+
+void ThrowSqliteError(sqlite3* database, std::string_view statement) {
+    throw DatabaseError({Describe(database)}, std::string(statement));
+}
+
+std::string QuotedName(std::string_view name) {
+    return Quoted(name, '"');
+}
+
+std::string QuotedText(std::string_view text) {
+    return Quoted(text, '\'');
+}
+
+SqliteStatement::SqliteStatement(sqlite3* database, std::string_view sql, std::string_view shownAs)
+    : database_(database), shownAs_(shownAs) {
+    const char* tail = nullptr;
+    sqlite3_stmt* handle = nullptr;
+    const int result =
+        sqlite3_prepare_v2(database, sql.data(), static_cast<int>(sql.size()), &handle, &tail);
+    handle_.reset(handle);
+    if (result != SQLITE_OK) {
+        ThrowSqliteError(database, shownAs);
+    }
+    for (; tail != sql.data() + sql.size(); ++tail) {
+        if (!IsBlankOrSemicolon(*tail)) {
+            throw DatabaseError({"The embedded warehouse takes one statement at a time."},
+                                shownAs_);
+        }
+    }
+    if (handle == nullptr) {
+        throw DatabaseError({"The statement is empty."}, shownAs_);
+    }
+}
+
+void SqliteStatement::Bind(int position, const Value& value) {
+    const auto& data = value.Data();
+    sqlite3_stmt* handle = handle_.get();
+    int result = SQLITE_OK;
+    if (const auto* integer = std::get_if<std::int64_t>(&data)) {
+        result = sqlite3_bind_int64(handle, position, *integer);
+    } else if (const auto* real = std::get_if<double>(&data)) {
+        result = sqlite3_bind_double(handle, position, *real);
+    } else if (const auto* text = std::get_if<std::string>(&data)) {
+        result = sqlite3_bind_text64(handle, position, text->data(), text->size(), SQLITE_TRANSIENT,
+                                     SQLITE_UTF8);
+    } else {
+        result = sqlite3_bind_null(handle, position);
+    }
+    if (result != SQLITE_OK) {
+        ThrowSqliteError(database_, shownAs_);
+    }
+}
+
+bool SqliteStatement::Step() {
+    const int result = sqlite3_step(handle_.get());
+    if (result == SQLITE_ROW) {
+        return true;
+    }
+    if (result != SQLITE_DONE) {
+        ThrowSqliteError(database_, shownAs_);
+    }
+    return false;
+}
+
+SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
+    sqlite3* handle = nullptr;
+    const int result = sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+    SqliteDatabase database(handle);
+    if (result != SQLITE_OK) {
+        throw DatabaseError({"Cannot open the file \"" + path + "\": " +
+                             (handle == nullptr ? "out of memory" : sqlite3_errmsg(handle))});
+    }
+    sqlite3_extended_result_codes(handle, 0);
+    // A name in double quotes is a name, as on the server, never a text.
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    return database;
+}
+
+SqliteDatabase SqliteDatabase::InMemory() {
+    return Open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+}
+
+SqliteDatabase SqliteDatabase::OpenFile(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(ToPath(path), error)) {
+        throw DatabaseError({"There is no database file \"" + path + "\"."});
+    }
+    // SQLite takes an empty file for a new database, and so do we: an archive starts as one.
+    SqliteDatabase database = Open(path, SQLITE_OPEN_READWRITE);
+    database.SetBusyTimeout(1);
+    if (sqlite3_exec(database.Handle(), "SELECT count(*) FROM sqlite_schema", nullptr, nullptr,
+                     nullptr) != SQLITE_OK) {
+        throw DatabaseError(
+            {"Cannot open the database file \"" + path + "\": " + Describe(database.Handle())});
+    }
+    RequireWritable(database.Handle(), path);
+    database.Run(kCacheSize);
+    return database;
+}
+
+void SqliteDatabase::Run(std::string_view sql) const {
+    SqliteStatement statement(handle_.get(), sql, sql);
+    while (statement.Step()) {
+    }
+}
+
+}  // namespace morvane::embedded

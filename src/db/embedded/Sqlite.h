@@ -1,0 +1,78 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "core/Value.h"
+
+namespace morvane::embedded {
+
+// One prepared SQLite statement.
+class SqliteStatement {
+  public:
+    // Throws DatabaseError, with `shownAs` as the statement, when the text does not compile or
+    // holds more than one statement.
+    SqliteStatement(sqlite3* database, std::string_view sql, std::string_view shownAs);
+
+    // Binds the place with the number `position`, from 1.
+    void Bind(int position, const Value& value);
+    int ParameterCount() const { return sqlite3_bind_parameter_count(handle_.get()); }
+
+    // True when a row is there. Throws DatabaseError.
+    bool Step();
+    // Ready to run again; the values stay bound.
+    void Reset() { sqlite3_reset(handle_.get()); }
+
+    sqlite3_stmt* Handle() const { return handle_.get(); }
+
+  private:
+    struct Finalize {
+        void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
+    };
+
+    sqlite3* database_;
+    std::string shownAs_;
+    std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+};
+
+// An open SQLite database file, or one in memory for a connection without a database.
+class SqliteDatabase {
+  public:
+    static SqliteDatabase InMemory();
+    // Opens an existing file for reading and writing and proves that it is a database. Throws
+    // DatabaseError; nothing is ever created.
+    static SqliteDatabase OpenFile(const std::string& path);
+
+    sqlite3* Handle() const { return handle_.get(); }
+
+    // Waits this long for another process's lock.
+    void SetBusyTimeout(int seconds) { sqlite3_busy_timeout(handle_.get(), seconds * 1000); }
+
+    // Runs a statement of the engine's own.
+    void Run(std::string_view sql) const;
+
+  private:
+    struct Close {
+        void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+    };
+
+    explicit SqliteDatabase(sqlite3* handle) : handle_(handle) {}
+    static SqliteDatabase Open(const std::string& path, int flags);
+
+    std::unique_ptr<sqlite3, Close> handle_;
+};
+
+// Throws the last error of the database as a DatabaseError.
+[[noreturn]] void ThrowSqliteError(sqlite3* database, std::string_view statement);
+
+// A name as an SQLite identifier: in double quotes, quotes doubled.
+std::string QuotedName(std::string_view name);
+
+// A text as an SQL literal: in single quotes, quotes doubled.
+std::string QuotedText(std::string_view text);
+
+}  // namespace morvane::embedded

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "db/embedded/Sqlite.h"
+#include "db/embedded/Translation.h"
+
+namespace morvane::embedded {
+
+struct CachedStatement {
+    StatementKind Kind;
+    SqliteStatement Statement;
+};
+
+// Prepared statements by the text they came from, so that a command that runs once a row is
+// translated and compiled once.
+class StatementCache {
+  public:
+    // The statement of that text; `make` makes a missing one. It stays valid until the next Get.
+    template <typename Make>
+    CachedStatement& Get(std::string_view sql, Make&& make) {
+        key_ = sql;
+        const auto found = statements_.find(key_);
+        if (found != statements_.end()) {
+            return found->second;
+        }
+        if (statements_.size() >= kMostStatements) {
+            statements_.clear();
+        }
+        return statements_.emplace(key_, make()).first->second;
+    }
+
+    void Clear() { statements_.clear(); }
+
+  private:
+    static constexpr std::size_t kMostStatements = 32;
+
+    std::string key_;  // keeps its memory from look-up to look-up
+    std::unordered_map<std::string, CachedStatement> statements_;
+};
+
+// A statement of the form "DELETE FROM t WHERE a = 'x' AND b = 5": its literals become "?" in
+// `shape` and values in `literals`, so that one prepared statement serves all that differ in them
+// alone. False for any other statement.
+bool TakeDeleteLiterals(std::string_view sql, std::string& shape, std::vector<Value>& literals);
+
+}  // namespace morvane::embedded

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace morvane::embedded {
+
+enum class TokenKind {
+    Word,       // a keyword or a bare name
+    Name,       // a name in brackets or double quotes
+    Text,       // a text literal, with or without the N before it
+    Number,     // a number literal
+    Parameter,  // ?
+    Symbol,     // an operator or punctuation, one or two characters
+};
+
+struct Token {
+    TokenKind Kind = TokenKind::Symbol;
+    // The token as SQLite may read it: names in brackets stay so, a text has lost its N.
+    std::string Text;
+    bool SpaceBefore = false;
+
+    // A word or symbol, letter case ignored.
+    bool Is(std::string_view text) const;
+    bool IsName() const { return Kind == TokenKind::Word || Kind == TokenKind::Name; }
+    // What a name names, without its quotes.
+    std::string NameText() const;
+};
+
+// Splits a statement into tokens; comments count as blanks. Throws DatabaseError for a text, name
+// or comment without its end and for a character that no statement holds.
+std::vector<Token> Tokenize(std::string_view sql);
+
+// The tokens as a statement again.
+std::string JoinTokens(const std::vector<Token>& tokens, std::size_t begin, std::size_t end);
+
+// The position of the parenthesis that closes the one at `open`. Throws DatabaseError.
+std::size_t ClosingParenthesis(const std::vector<Token>& tokens, std::size_t open);
+
+}  // namespace morvane::embedded
