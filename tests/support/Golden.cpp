@@ -22,10 +22,9 @@ namespace morvane::testing {
     if (actual == expected) {
         return ::testing::AssertionSuccess();
     }
-    return ::testing::AssertionFailure()
-           << "differs from " << name << "\n--- expected\n"
-           << expected << "\n--- actual\n"
-           << actual;
+    return ::testing::AssertionFailure() << "differs from " << name << "\n--- expected\n"
+                                         << expected << "\n--- actual\n"
+                                         << actual;
 }
 
 std::string ReplaceAll(std::string text, const std::string& from, const std::string& to) {

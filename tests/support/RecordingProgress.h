@@ -49,8 +49,7 @@ class RecordingProgress : public ProgressWindow {
     void HideFrame(ProgressFrame objFrame) override { Log.push_back("hide " + Name(objFrame)); }
     void ShowFrame(ProgressFrame objFrame) override { Log.push_back("show " + Name(objFrame)); }
     void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) override {
-        Log.push_back("relation " + std::string(primaryTable) + " <- " +
-                      std::string(foreignTable));
+        Log.push_back("relation " + std::string(primaryTable) + " <- " + std::string(foreignTable));
     }
     void MarkTaskRunning(std::size_t k) override { Log.push_back("run " + std::to_string(k)); }
     void MarkTaskCompleted(std::size_t k) override { Log.push_back("done " + std::to_string(k)); }

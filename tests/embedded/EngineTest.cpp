@@ -1,0 +1,223 @@
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include "core/DatabaseError.h"
+#include "core/Transaction.h"
+#include "core/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane {
+namespace {
+
+using testing::TestWarehouse;
+
+std::string ErrorOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const DatabaseError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+TEST(Engine, OpensOnlyWhatIsThereAndMakesNothing) {
+    const TestWarehouse warehouse;
+    TextFile text(warehouse.Folder() + "/text.db");
+    text.Write(
+        "this is no database, but it is long enough to be taken for one at first sight....."
+        "..................................................................");
+    text.Close();
+    auto connection = warehouse.Connect();
+    EXPECT_TRUE(Contains(ErrorOf([&] { connection->SetDefaultDatabase("none"); }),
+                         "There is no database file"));
+    EXPECT_TRUE(Contains(ErrorOf([&] { connection->SetDefaultDatabase("text"); }),
+                         "file is not a database"));
+    EXPECT_TRUE(Contains(ErrorOf([&] { connection->SetDefaultDatabase("../dw"); }),
+                         "is not the name of a database"));
+    EXPECT_EQ(connection->DefaultDatabase(), "dw") << "the old database stays";
+    EXPECT_EQ(testing::ListFiles(warehouse.Folder()), "dw.db text.db");
+
+    auto elsewhere = CreateConnection("sqlite:/nowhere/at/all");
+    elsewhere->SetProperty("Data Source", "sqlite:/nowhere/at/all");
+    EXPECT_TRUE(Contains(ErrorOf([&] { elsewhere->Open(); }), "There is no folder"));
+    EXPECT_FALSE(elsewhere->IsOpen());
+    EXPECT_TRUE(Contains(ErrorOf([] { CreateConnection("myserver"); }), "myserver"));
+}
+
+TEST(Engine, AnswersCatalogueQuestionsByExactNameIgnoringCase) {
+    const TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE dwmXtables(a int); CREATE TABLE keyed(k int, PRIMARY KEY(k));"
+        "CREATE TABLE rowid_keyed(k INTEGER PRIMARY KEY)");
+    auto connection = warehouse.Connect();
+    EXPECT_TRUE(connection->TableExists("DWM_Tables"));
+    EXPECT_TRUE(connection->ColumnExists("Dwm_tables", "TABLE_NAME"));
+    EXPECT_FALSE(connection->TableExists("dwm_table_"));
+    EXPECT_FALSE(connection->TableExists("it's"));
+    EXPECT_FALSE(connection->ColumnExists("dwm_tables", "table%"));
+    EXPECT_FALSE(connection->ColumnExists("none", "a"));
+    EXPECT_FALSE(connection->IsIndexed("dwmXtables"));
+    EXPECT_TRUE(connection->IsIndexed("Keyed"));
+    EXPECT_TRUE(connection->IsIndexed("rowid_keyed"));
+}
+
+TEST(Engine, DescribesColumnsAsTheServerWould) {
+    const TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE t(i int, d decimal(18,4), v varchar(30) COLLATE NOCASE, n "
+        "nvarchar(200), w datetime, b bit, x bigint);"
+        "INSERT INTO t VALUES(1, -0.5, 'a', 'é', '2024-03-05 00:00:00', 1, 9007199254740993)");
+    auto rows = warehouse.Connect()->OpenRecordset("SELECT *, count(*) FROM t");
+    const auto& fields = rows->Fields();
+    EXPECT_EQ(fields[0].Type, DataType::Integer);
+    EXPECT_EQ(fields[1].Type, DataType::Numeric);
+    EXPECT_EQ(fields[1].Precision * 100 + fields[1].NumericScale, 1804);
+    EXPECT_EQ(fields[2].Type, DataType::VarChar);
+    EXPECT_EQ(fields[2].DefinedSize, 30);
+    EXPECT_TRUE(fields[2].IgnoresCase);
+    EXPECT_FALSE(fields[3].IgnoresCase);
+    EXPECT_EQ(fields[4].Type, DataType::DBTimeStamp);
+    EXPECT_EQ(fields[5].Type, DataType::Boolean);
+    EXPECT_EQ(fields[6].Value.Text(), "9007199254740993");
+    EXPECT_EQ(fields[7].Name, "");
+    EXPECT_EQ(fields[7].Type, DataType::Integer);
+    EXPECT_EQ(rows->ValueOf("D").Text(), "-0.5");
+}
+
+TEST(Engine, BindsParametersByPositionAndKeepsThemWhenTheTextChanges) {
+    const TestWarehouse warehouse;
+    warehouse.Run("CREATE TABLE t(a int, b varchar(9)); INSERT INTO t VALUES(1,'x'),(2,'y')");
+    auto connection = warehouse.Connect();
+    auto command = connection->CreateCommand();
+    command->SetText("UPDATE t SET b = ? WHERE a = ?");
+    command->AppendParameter({"b", DataType::VarChar, 9, 0, 0, Value(std::string("it's"))});
+    command->AppendParameter({"a", DataType::Integer, 0, 0, 0, Value(std::int64_t{1})});
+    EXPECT_EQ(command->Execute(), 1);
+    command->SetParameter("A", Value(std::int64_t{2}));
+    command->SetParameter("b", Value());
+    EXPECT_EQ(command->Execute(), 1);
+    command->SetText("DELETE FROM t WHERE b = ? AND a = ?");
+    EXPECT_EQ(command->Execute(), 0) << "NULL equals nothing";
+    EXPECT_EQ(warehouse.Text("SELECT a, b FROM t ORDER BY a"), "1|it's 2|NULL");
+    command->SetText("DELETE FROM t WHERE a = ?");
+    EXPECT_THROW(command->Execute(), DatabaseError) << "one place, two parameters";
+}
+
+TEST(Engine, DeletesByLiteralsOfEveryKind) {
+    const TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE t(a bigint, b varchar(9));"
+        "INSERT INTO t VALUES(-1,'x'),(2,'it''s'),(3,''),(4,'4'),(5,'?')");
+    auto connection = warehouse.Connect();
+    EXPECT_EQ(connection->Execute("DELETE FROM t WHERE a = -1"), 1);
+    EXPECT_EQ(connection->Execute("DELETE FROM t WHERE b = 'it''s' AND a = 2"), 1);
+    EXPECT_EQ(connection->Execute("DELETE FROM t WHERE b = '' AND a = 3"), 1);
+    EXPECT_EQ(connection->Execute("DELETE FROM t WHERE b = 4"), 1) << "a number against a text";
+    EXPECT_EQ(connection->Execute("DELETE FROM t WHERE b = 'x' AND a = 99999999999999999999"), 0);
+    EXPECT_THROW(connection->Execute("DELETE FROM t WHERE b = 'it's'"), DatabaseError);
+    EXPECT_THROW(connection->Execute("DELETE FROM t WHERE b = "), DatabaseError);
+    EXPECT_EQ(warehouse.Text("SELECT a FROM t"), "5");
+}
+
+TEST(Engine, CompilesOnlyBetweenNoexecOnAndOff) {
+    const TestWarehouse warehouse;
+    warehouse.Run("CREATE TABLE t(a int); INSERT INTO t VALUES(1)");
+    auto connection = warehouse.Connect();
+    connection->Execute("Set NOEXEC ON");
+    connection->Execute("DELETE FROM t WHERE a = 1");
+    connection->Execute("DELETE FROM t WHERE a in (1)");
+    EXPECT_THROW(connection->Execute("DELETE FROM t WHERE no_such_column = 1"), DatabaseError);
+    connection->Execute("Set NOEXEC OFF");
+    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM t"), "1");
+    connection->Execute("DELETE FROM t WHERE a = 1");
+    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM t"), "0");
+}
+
+TEST(Engine, RollsBackWhatWasNotCommitted) {
+    const TestWarehouse warehouse;
+    warehouse.Run("CREATE TABLE t(a int)");
+    auto connection = warehouse.Connect();
+    {
+        Transaction transaction(*connection);
+        connection->Execute("insert into t values (1)");
+    }
+    {
+        Transaction transaction(*connection);
+        connection->Execute("insert into t values (2)");
+        transaction.Commit();
+    }
+    connection->BeginTrans();
+    connection->Execute("insert into t values (3)");
+    connection.reset();
+    EXPECT_EQ(warehouse.Text("SELECT a FROM t"), "2");
+}
+
+TEST(Engine, TellsWhenAnotherProcessHoldsTheFile) {
+    const TestWarehouse warehouse;
+    warehouse.Run("CREATE TABLE t(a int)");
+    auto holder = warehouse.Connect();
+    holder->BeginTrans();
+    auto connection = CreateConnection(warehouse.Server());
+    connection->SetProperty("Data Source", warehouse.Server());
+    connection->SetConnectionTimeout(0);
+    connection->Open();
+    connection->SetDefaultDatabase("dw");
+    EXPECT_TRUE(Contains(ErrorOf([&] { connection->Execute("insert into t values (1)"); }),
+                         "in use by another process"));
+}
+
+TEST(Engine, ABufferedListLeavesTheFileFreeForAWriter) {
+    const TestWarehouse warehouse;
+    warehouse.Run("CREATE TABLE t(a int); INSERT INTO t VALUES(1),(2)");
+    auto reader = warehouse.Connect();
+    auto rows = reader->OpenRecordset("SELECT a FROM t");
+    auto writer = warehouse.Connect();
+    EXPECT_EQ(writer->Execute("DELETE FROM t WHERE a > 0"), 2);
+    EXPECT_EQ((*rows)[0].Text(), "1");
+    rows->MoveNext();
+    EXPECT_EQ((*rows)[0].Text(), "2");
+    rows->MoveNext();
+    EXPECT_TRUE(rows->Eof());
+}
+
+TEST(Engine, ErrorsNameTheStatement) {
+    const TestWarehouse warehouse;
+    const std::string error = ErrorOf(
+        [&] { warehouse.Connect()->Execute("UPDATE gone SET is_deletable = 0 FROM gone,\r\n x"); });
+    EXPECT_TRUE(Contains(error, "no such table: gone"));
+    EXPECT_TRUE(Contains(error, "Statement: UPDATE gone SET is_deletable = 0 FROM gone, x"));
+}
+
+// What users write into conditions, evaluated by the engine itself.
+TEST(Engine, EvaluatesTheServersFunctions) {
+    const TestWarehouse warehouse;
+    auto connection = warehouse.Connect();
+    const auto value = [&](const std::string& expression) {
+        return connection->OpenRecordset("SELECT " + expression)->Fields()[0].Value.Text();
+    };
+    EXPECT_EQ(value("len('abé  ')"), "3");
+    EXPECT_EQ(value("left('äbc', 2) + '|' + right('abç', 2)"), "äb|bç");
+    EXPECT_EQ(value("substring('abcdef', 2, 3)"), "bcd");
+    EXPECT_EQ(value("substring('abcdef', 0, 3)"), "ab");
+    EXPECT_EQ(value("charindex('C', 'abcd')"), "3");
+    EXPECT_EQ(value("isnull(null, 'x')"), "x");
+    EXPECT_EQ(value("convert(varchar(10), '2024-03-05 10:00', 120)"), "2024-03-05");
+    EXPECT_EQ(value("convert(char(8), '2024-03-05', 112)"), "20240305");
+    EXPECT_EQ(value("cast('12.346' as decimal(9,2))"), "12.35");
+    EXPECT_EQ(value("convert(datetime, '20240305')"), "2024-03-05 00:00:00");
+    EXPECT_EQ(value("datediff(day, '2024-03-05', dateadd(wk, 1, '2024-03-05'))"), "7");
+    EXPECT_EQ(value("case when 'Abc' like 'a[a-c]%' then 1 else 0 end"), "1");
+    EXPECT_EQ(value("case when 'abc' like 'a[^b]_' then 1 else 0 end"), "0");
+    EXPECT_EQ(value("datediff(minute, getdate(), current_timestamp)"), "0");
+    EXPECT_THROW(value("convert(int, 'x')"), DatabaseError);
+    EXPECT_THROW(value("convert(datetime, 'x')"), DatabaseError);
+    EXPECT_THROW(value("soundex_of('x')"), DatabaseError);
+}
+
+}  // namespace
+}  // namespace morvane

@@ -1,0 +1,80 @@
+#include "db/embedded/Translation.h"
+
+#include <gtest/gtest.h>
+
+#include "core/DatabaseError.h"
+#include "core/modFileFunctions.h"
+#include "support/TempFolder.h"
+
+namespace morvane::embedded {
+namespace {
+
+std::string Sql(const std::string& sql) {
+    return Translate(sql, {"/nowhere", "dw"}).Sql;
+}
+
+TEST(Translation, LeavesWordsInTextsNamesAndCommentsAlone) {
+    EXPECT_EQ(Sql("select a from t where b = 'getdate() top 5 dbo.x' -- isnull(\n and c = 1"),
+              "SELECT a from t where b = 'getdate() top 5 dbo.x' and c = 1");
+    EXPECT_EQ(Sql("select [left], \"len\" from t /* x /* nested */ top */ where [a]]b] = N'it''s'"),
+              "SELECT \"left\", \"len\" from t where \"a]b\" = 'it''s'");
+}
+
+TEST(Translation, RewritesFunctionsWhereverTheyNest) {
+    EXPECT_EQ(Sql("delete from t where d < DateAdd(yy, -2, getdate()) and isnull(len(a), 0) = 1"),
+              "delete from t where d < tsql_dateadd('yy', -2, tsql_getdate()) and "
+              "ifnull(tsql_len(a), 0) = 1");
+    EXPECT_EQ(Sql("select a from t where left(upper(b), 2) = 'x' and year(d) = 2020"),
+              "SELECT a from t where tsql_left(upper(b), 2) = 'x' and tsql_datepart('year', d) = "
+              "2020");
+    EXPECT_EQ(Sql("delete from t where convert(varchar(10), d, 112) = cast(x as decimal(9,2))"),
+              "delete from t where tsql_convert('varchar', 10, 0, d, 112) = "
+              "tsql_convert('decimal', 9, 2, x, 0)");
+    EXPECT_EQ(Sql("delete from t where d = {ts '2024-03-05 14:07:09'} and e = a + '-' + b"),
+              "delete from t where d = '2024-03-05 14:07:09' and e = a || '-' || b");
+}
+
+TEST(Translation, PutsTheLimitOfTopAtTheEndOfItsOwnQuery) {
+    EXPECT_EQ(Sql("select top 3 a from t where b in (select distinct top (2) b from u order by b)"),
+              "SELECT a from t where b in (SELECT distinct b from u order by b LIMIT 2) LIMIT 3");
+}
+
+TEST(Translation, GivesColumnsWithoutANameTheEmptyName) {
+    EXPECT_EQ(Sql("SELECT a, t.b, Upper(c), count(*) n, max(d) AS m, a+1 FROM t"),
+              "SELECT a, t.b, Upper(c) AS \"\", count(*) n, max(d) AS m, a+1 AS \"\" FROM t");
+    EXPECT_EQ(Sql("SELECT * FROM (SELECT count(*) AS n FROM t) x"),
+              "SELECT * FROM (SELECT count(*) AS n FROM t) x");
+    EXPECT_EQ(Sql("SELECT k, Count( Case f When 1 then 1 End ) As c FROM t GROUP BY k"),
+              "SELECT k, Count(Case f When 1 then 1 End) As c FROM t GROUP BY k");
+}
+
+TEST(Translation, DropsTheOwnerAndTheDatabaseInUse) {
+    EXPECT_EQ(Sql("select a from dbo.t where dbo.t.a = DW..u.b and [dw].dbo.v.c = limit"),
+              "SELECT a from t where t.a = u.b and v.c = \"limit\"");
+}
+
+TEST(Translation, ListsTheDatabasesOfTheServer) {
+    const testing::TempFolder folder;
+    for (const char* name : {"b.db", "a.db", "notes.txt"}) {
+        TextFile(folder / name).Close();
+    }
+    EXPECT_EQ(Translate("SELECT DISTINCT name FROM master.dbo.sysdatabases ORDER BY name",
+                        {folder.Path(), {}})
+                  .Sql,
+              "SELECT DISTINCT name FROM (SELECT 'a' AS name UNION ALL SELECT 'b' AS name) AS "
+              "sysdatabases ORDER BY name");
+}
+
+TEST(Translation, RefusesWhatItDoesNotKnow) {
+    for (const char* sql :
+         {"", "grant all to x", "exec sp_who", "select top 5 percent a from t",
+          "select a from other.dbo.t", "select a from srv.dw.dbo.t", "select @x", "select 'open",
+          "select [open", "select /* open", "select (a from t", "select a where b !< 1",
+          "select cast(a int) from t", "delete from t where d = {ts 'soon'}",
+          "select datediff('day', a, b) from t", "select a from t.", "select $ from t"}) {
+        EXPECT_THROW(Translate(sql, {"/nowhere", "dw"}), DatabaseError) << sql;
+    }
+}
+
+}  // namespace
+}  // namespace morvane::embedded
