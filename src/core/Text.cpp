@@ -113,9 +113,8 @@ std::string ToAsciiHtml(std::string_view utf8) {
     std::string ascii;
     ascii.reserve(utf8.size());
     while (!utf8.empty()) {
-        const auto beyond = std::find_if(utf8.begin(), utf8.end(), [](char c) {
-            return static_cast<unsigned char>(c) >= 0x80;
-        });
+        const auto beyond = std::find_if(
+            utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
         const auto plain = static_cast<std::size_t>(beyond - utf8.begin());
         ascii.append(utf8.substr(0, plain));
         utf8.remove_prefix(plain);

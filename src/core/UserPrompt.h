@@ -14,8 +14,7 @@ class UserPrompt {
     virtual ~UserPrompt() = default;
 
     // A message that waits for its reader.
-    virtual void ShowMessage(std::string_view title, std::string_view text,
-                             MessageStyle style) = 0;
+    virtual void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) = 0;
     // A Yes/No question. No value when nobody can be asked.
     virtual std::optional<bool> AskYesNo(std::string_view title, std::string_view question) = 0;
 };
