@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "db/ConnectionFactory.h"
+#include "db/StatementTrace.h"
+#include "db/modDatabaseOperations.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+
+class DatabaseOperationsTest : public ::testing::Test {
+  protected:
+    TestWarehouse warehouse;
+    std::unique_ptr<Connection> connection;
+    std::string errorText = "left over";
+
+    bool Connect(const std::string& server, const std::string& database) {
+        return ConnectDatabase(CreateConnection, server, false, "me", "secret", connection,
+                               errorText, database, kConnectionTimeout);
+    }
+};
+
+TEST_F(DatabaseOperationsTest, ConnectsAndLeavesTheErrorTextAlone) {
+    ASSERT_TRUE(Connect(warehouse.Server(), "dw")) << errorText;
+    EXPECT_EQ(errorText, "left over");
+    EXPECT_EQ(connection->Property("Data Source"), warehouse.Server());
+    EXPECT_EQ(connection->Property("User ID"), "me");
+    EXPECT_EQ(connection->Property("Integrated Security"), "");
+    EXPECT_EQ(connection->DefaultDatabase(), "dw");
+    EXPECT_EQ(connection->ConnectionTimeout(), 20);
+}
+
+TEST_F(DatabaseOperationsTest, WithIntegratedSecurityTheLoginIsIgnored) {
+    ASSERT_TRUE(ConnectDatabase(CreateConnection, warehouse.Server(), true, "me", "secret",
+                                connection, errorText, std::nullopt, kConnectionTimeout));
+    EXPECT_EQ(connection->Property("Integrated Security"), "SSPI");
+    EXPECT_EQ(connection->Property("User ID") + connection->Property("Password"), "");
+}
+
+TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutThePassword) {
+    EXPECT_FALSE(Connect(warehouse.Server(), "missing"));
+    EXPECT_EQ(errorText.find("Error while connecting to : " + warehouse.Server() + "\r\n"), 0U);
+    EXPECT_EQ(errorText.find("secret"), std::string::npos);
+    EXPECT_FALSE(Connect("nowhere", "dw"));
+    EXPECT_EQ(errorText.find("Error while connecting to : nowhere\r\n"), 0U);
+    EXPECT_EQ(connection, nullptr);
+}
+
+TEST_F(DatabaseOperationsTest, ListsTheDatabasesOfTheServer) {
+    connection = warehouse.Connect();
+    std::vector<std::string> names{"old"};
+    FillDatabaseList(names, *connection);
+    EXPECT_EQ(names, std::vector<std::string>{"dw"});
+}
+
+TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
+    connection = warehouse.Connect();
+    CreateArchiveTable(*connection);
+    CreateMultiUseTable(*connection, "anna");
+    EXPECT_EQ(warehouse.Text("SELECT ID, Server, SecureLogin, SQLUserName, SQLPassword, DB "
+                             "FROM dwm_archive"),
+              "1|(local)|1|NULL|NULL|NULL");
+    EXPECT_EQ(warehouse.Text("SELECT lock, user_name FROM dwm_multiuse"), "1|anna");
+    EXPECT_THROW(CreateArchiveTable(*connection), DatabaseError);
+}
+
+TEST_F(DatabaseOperationsTest, ALockTableWithoutItsRowNeverStays) {
+    connection = warehouse.Connect();
+    EXPECT_THROW(CreateMultiUseTable(*connection, "o'neill"), DatabaseError);
+    EXPECT_FALSE(connection->TableExists("dwm_multiuse"));
+}
+
+TEST_F(DatabaseOperationsTest, ValidatesAQueryWithoutRunningIt) {
+    std::vector<std::string> sent;
+    connection = TraceStatements(warehouse.Connect(),
+                                 [&](std::string_view statement) { sent.emplace_back(statement); });
+    EXPECT_TRUE(ValidateQuery("  ", *connection, errorText));
+    EXPECT_TRUE(sent.empty());
+    const std::string insert = "INSERT INTO dwm_tables(table_name) VALUES ('x')";
+    EXPECT_TRUE(ValidateQuery(insert, *connection, errorText));
+    EXPECT_EQ(sent, (std::vector<std::string>{"Set NOEXEC ON", insert, "Set NOEXEC OFF"}));
+    EXPECT_EQ(warehouse.Text("SELECT COUNT(*) FROM dwm_tables"), "0");
+    EXPECT_EQ(errorText, "left over");
+
+    sent.clear();
+    EXPECT_FALSE(ValidateQuery("SELECT FROM WHERE", *connection, errorText));
+    EXPECT_NE(errorText, "left over");
+    EXPECT_EQ(sent.size(), 2U);
+}
+
+TEST(NullConverters, GiveTheDefaultForNullAlone) {
+    const Value null;
+    EXPECT_EQ(NullToText(null, "none") + NullToText(Value(std::string()), "none"), "none");
+    EXPECT_EQ(NullToInteger(null, 7), 7);
+    EXPECT_EQ(NullToInteger(Value(std::string(" -32768 ")), 7), -32768);
+    EXPECT_THROW(NullToInteger(Value(std::int64_t{32768}), 7), std::out_of_range);
+    EXPECT_TRUE(NullToBoolean(null, true));
+    EXPECT_FALSE(NullToBoolean(Value(std::int64_t{0}), true));
+}
+
+}  // namespace morvane::testing

@@ -1,0 +1,184 @@
+#include "tasks/modDeleteRecords.h"
+
+#include "support/Golden.h"
+#include "tasks/TaskTest.h"
+
+namespace morvane::testing {
+
+// A plain dimension "shop" with the rows 2 and 3 of 4 marked, and a slowly-moving dimension
+// "client" with three elements: all, some and none of whose versions are marked.
+class DeleteRecordsTest : public TaskTest {
+  protected:
+    DeleteRecordsTest() {
+        warehouse.AddDimension("shop", "id int");
+        warehouse.Run("INSERT INTO shop(id, is_deletable) VALUES (1,0),(2,1),(3,1),(4,NULL)");
+        warehouse.AddSlowMovingDimension("client", "id int, code varchar(20), region int");
+        AddVersion(1, "'all'", "2020-01-01", "2021-01-01", true);
+        AddVersion(2, "'all'", "2021-01-01", "2099-12-31", true);
+        AddVersion(3, "'some'", "2020-01-01", "2021-01-01", true);
+        AddVersion(4, "'some'", "2021-01-01", "2099-12-31", false);
+        AddVersion(5, "'none'", "2020-01-01", "2099-12-31", false);
+        warehouse.AddRelation("sales", "shop", "shop", "id");
+        warehouse.AddRelation("sales", "client", "client", "id", true, "code, region");
+    }
+
+    void AddVersion(int id, const std::string& code, const std::string& start,
+                    const std::string& end, bool marked) {
+        warehouse.Run(
+            "INSERT INTO client(id, code, region, start_date, end_date, is_current, "
+            "is_deletable) VALUES (" +
+            std::to_string(id) + "," + code + ",7,'" + start + "','" + end + "'," +
+            (end == "2099-12-31" ? "1," : "0,") + (marked ? "1)" : "0)"));
+    }
+
+    bool Delete(bool atomic) { return DeleteRecords(state, progress, Factory(), atomic); }
+    std::string Ids(const std::string& table) const {
+        return warehouse.Text("SELECT id FROM " + table + " ORDER BY id");
+    }
+};
+
+TEST_F(DeleteRecordsTest, NormalDeletionRelinksAndTakesAllMarkedRows) {
+    ASSERT_TRUE(Delete(false)) << state.ErrorText;
+    EXPECT_EQ(Ids("shop"), "1 4");
+    EXPECT_EQ(Ids("client"), "4 5");
+    EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 4"), "2020-01-01 00:00:00");
+    EXPECT_EQ(
+        progress.Log,
+        (std::vector<std::string>{
+            "range 0..2", "value 0 to 0", "comment Deleting records from Dimension table : shop",
+            "comment Deleting records from Dimension table : client", "value 2 to 0", "comment "}));
+}
+
+TEST_F(DeleteRecordsTest, AtomicDeletionTakesOnlyWhollyMarkedElements) {
+    ASSERT_TRUE(Delete(true)) << state.ErrorText;
+    EXPECT_EQ(Ids("shop"), "1 4");
+    EXPECT_EQ(Ids("client"), "3 4 5");
+    EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 4"), "2021-01-01");
+}
+
+TEST_F(DeleteRecordsTest, SendsItsStatementsAsWordedAndInOrder) {
+    ASSERT_TRUE(Delete(false)) << state.ErrorText;
+    EXPECT_TRUE(MatchesGolden(StatementLines(), "deletion.statements"));
+}
+
+TEST_F(DeleteRecordsTest, SendsTheAtomicStatementsAsWordedAndInOrder) {
+    ASSERT_TRUE(Delete(true)) << state.ErrorText;
+    EXPECT_TRUE(MatchesGolden(StatementLines(), "atomic_deletion.statements"));
+}
+
+TEST_F(DeleteRecordsTest, WithoutASelectedDimensionTheBarIsFullAndNothingIsDeleted) {
+    warehouse.Run("UPDATE dwm_tables SET is_selected = 0");
+    ASSERT_TRUE(Delete(false)) << state.ErrorText;
+    EXPECT_EQ(Ids("shop"), "1 2 3 4");
+    EXPECT_EQ(progress.Log,
+              (std::vector<std::string>{"range 0..1", "value 0 to 1", "value 1 to 0", "comment "}));
+}
+
+TEST_F(DeleteRecordsTest, ATableWhoseRelationsDisagreeIsProcessedOnceForEachValue) {
+    warehouse.AddRelation("returns", "client", "client", "id", false, "code, region");
+    ASSERT_TRUE(Delete(true)) << state.ErrorText;
+    EXPECT_EQ(Ids("client"), "4 5");
+}
+
+TEST_F(DeleteRecordsTest, ACancelStopsBeforeTheNextTableAndFinishedTablesStayDeleted) {
+    progress.CancelAtPoll = 2;
+    EXPECT_FALSE(Delete(false));
+    EXPECT_EQ(state.ErrorText, "");
+    EXPECT_EQ(Ids("shop"), "1 4");
+    EXPECT_EQ(Ids("client"), "1 2 3 4 5");
+}
+
+TEST_F(DeleteRecordsTest, AFailureTakesItsTableBackWithTheRelinkingAndKeepsTheFinishedOnes) {
+    const std::string before = warehouse.Text("SELECT * FROM client");
+    warehouse.Run(
+        "CREATE TRIGGER refuse BEFORE DELETE ON client WHEN old.id = 2 "
+        "BEGIN SELECT raise(ABORT, 'client 2 has debts'); END");
+    for (const bool atomic : {false, true}) {
+        state.ErrorText.clear();
+        EXPECT_FALSE(Delete(atomic));
+        EXPECT_NE(state.ErrorText.find("has debts"), std::string::npos);
+        EXPECT_EQ(state.ErrorText.find("has debts"), state.ErrorText.rfind("has debts"));
+        EXPECT_EQ(Ids("shop"), "1 4");
+        EXPECT_EQ(warehouse.Text("SELECT * FROM client"), before);
+    }
+}
+
+TEST_F(DeleteRecordsTest, WithoutAnElementKeyBothWaysFailAndDeleteNothing) {
+    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = NULL");
+    for (const bool atomic : {false, true}) {
+        state.ErrorText.clear();
+        EXPECT_FALSE(Delete(atomic));
+        EXPECT_NE(state.ErrorText, "");
+        EXPECT_EQ(Ids("client"), "1 2 3 4 5");
+    }
+}
+
+TEST_F(DeleteRecordsTest, ADeletionConnectionThatCannotOpenIsDescribed) {
+    const auto factory = [](std::string_view) -> std::unique_ptr<Connection> {
+        throw DatabaseError({"no more connections"});
+    };
+    EXPECT_FALSE(DeleteRecords(state, progress, factory, false));
+    EXPECT_EQ(state.ErrorText, "no more connections\r\n");
+}
+
+class AtomicKeyTest : public DeleteRecordsTest {
+  protected:
+    // Runs atomic deletion with one more wholly marked element; nothing of "client" may go.
+    void ExpectRefused(const std::string& code) {
+        warehouse.Run("DELETE FROM client WHERE id = 9");
+        AddVersion(9, code, "2020-01-01", "2099-12-31", true);
+        state.ErrorText.clear();
+        EXPECT_FALSE(Delete(true));
+        EXPECT_NE(state.ErrorText, "");
+        EXPECT_EQ(Ids("client"), "1 2 3 4 5 9") << code;
+    }
+};
+
+TEST_F(AtomicKeyTest, AQuoteBreaksTheStatementAndRollsTheTableBack) {
+    ExpectRefused("'zo''e'");
+    EXPECT_NE(state.ErrorText.find("DELETE FROM client WHERE code = 'zo'e'"), std::string::npos);
+}
+
+TEST_F(AtomicKeyTest, AQuotedValueNeverBecomesAnotherCondition) {
+    ExpectRefused("'none'' OR ''1''=''1'");
+    ExpectRefused("'none'' --'");
+    ExpectRefused("'some''; DELETE FROM client; --'");
+    ExpectRefused("'a''''b'");
+}
+
+TEST_F(AtomicKeyTest, AnUnquotedTextIsRefusedUnlessItIsANumber) {
+    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = 'region, code'");
+    warehouse.Run("INSERT INTO client(id, code, region, is_deletable) VALUES (9,'x','region',1)");
+    EXPECT_FALSE(Delete(true));
+    EXPECT_NE(state.ErrorText, "");
+    EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
+}
+
+TEST_F(AtomicKeyTest, ANullTextKeyAddressesNoElementNotEvenTheEmptyOne) {
+    AddVersion(8, "NULL", "2020-01-01", "2099-12-31", true);
+    AddVersion(9, "''", "2020-01-01", "2099-12-31", false);
+    ASSERT_TRUE(Delete(true)) << state.ErrorText;
+    EXPECT_EQ(Ids("client"), "3 4 5 8 9");
+}
+
+TEST_F(AtomicKeyTest, ANullNumberKeyBreaksTheStatement) {
+    warehouse.Run("UPDATE client SET region = NULL WHERE code = 'all'");
+    EXPECT_FALSE(Delete(true));
+    EXPECT_NE(state.ErrorText.find("region = "), std::string::npos);
+    EXPECT_EQ(Ids("client"), "1 2 3 4 5");
+}
+
+TEST_F(AtomicKeyTest, AVersionThatCameSinceTheCountStopsTheDeletion) {
+    const auto factory = [this](std::string_view server) {
+        return TraceStatements(CreateConnection(server), [this](std::string_view sql) {
+            if (sql == "BEGIN") {
+                AddVersion(9, "'all'", "2099-12-31", "2100-01-01", false);
+            }
+        });
+    };
+    EXPECT_FALSE(DeleteRecords(state, progress, factory, true));
+    EXPECT_NE(state.ErrorText.find("more rows than the element had"), std::string::npos);
+    EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
+}
+
+}  // namespace morvane::testing

@@ -1,0 +1,235 @@
+#include "support/Golden.h"
+#include "tasks/TaskTest.h"
+#include "tasks/modDetectAndMark.h"
+
+namespace morvane::testing {
+
+class DetectAndMarkTest : public TaskTest {
+  protected:
+    // A dimension with the ids 1 to `rows` and a column that can refer to another table.
+    void AddDimension(const std::string& name, int rows, bool selected = true) {
+        warehouse.AddDimension(name, "id int, parent int", selected);
+        warehouse.Run("WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
+                      std::to_string(rows) + ") INSERT INTO " + name + "(id) SELECT i FROM n");
+    }
+
+    void AddFact(const std::string& name, const std::string& values) {
+        warehouse.AddFact(name, "a int, b int");
+        warehouse.Run("INSERT INTO " + name + " VALUES " + values);
+    }
+
+    // The tables in the order in which they were marked.
+    std::string MarkingOrder() const {
+        std::string order;
+        for (const std::string& statement : statements) {
+            const std::size_t end = statement.find(" SET is_deletable = 1 ");
+            if (end != std::string::npos) {
+                const std::size_t start = statement.find("UPDATE ") + 7;
+                order += (order.empty() ? "" : " ") + statement.substr(start, end - start);
+            }
+        }
+        return order;
+    }
+
+    void Mark() { ASSERT_TRUE(MarkUnusedElements(state, progress)) << state.ErrorText; }
+};
+
+TEST_F(DetectAndMarkTest, MarksWhatNoFactRefersToAndKeepsSustainedRows) {
+    AddDimension("shop", 4);
+    warehouse.Run(
+        "UPDATE shop SET is_sustainable = 1 WHERE id = 3;"
+        "UPDATE shop SET is_deletable = 1 WHERE id = 1");
+    AddFact("sales", "(1,0),(1,0),(2,0),(NULL,0)");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    Mark();
+    EXPECT_EQ(Marked("shop"), "4");
+    EXPECT_EQ(progress.Log,
+              (std::vector<std::string>{"hide OverallProgFrame", "show DetectProgFrame",
+                                        "range 0..1", "relation shop <- sales", "value 1 to 0",
+                                        "hide DetectProgFrame", "show OverallProgFrame"}));
+}
+
+TEST_F(DetectAndMarkTest, WalksASnowflakeFromTheFactOutwards) {
+    AddDimension("country", 3);
+    AddDimension("city", 3);
+    AddDimension("shop", 3);
+    warehouse.Run("UPDATE shop SET parent = id; UPDATE city SET parent = id");
+    AddFact("sales", "(1,0)");
+    warehouse.AddRelation("city", "parent", "country", "id");
+    warehouse.AddRelation("shop", "parent", "city", "id");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    Mark();
+    EXPECT_EQ(MarkingOrder(), "shop city country");
+    EXPECT_EQ(Marked("shop"), "2 3");
+    EXPECT_EQ(Marked("city"), "2 3");
+    EXPECT_EQ(Marked("country"), "2 3");
+}
+
+TEST_F(DetectAndMarkTest, MarksATableOnceAfterTheLastOfItsReferrers) {
+    AddDimension("day", 4);
+    AddDimension("shop", 2);
+    warehouse.Run("UPDATE shop SET parent = 2 + id");
+    AddFact("sales", "(1,1)");
+    AddFact("returns", "(2,1)");
+    warehouse.AddRelation("sales", "a", "day", "id");
+    warehouse.AddRelation("returns", "a", "day", "id");
+    warehouse.AddRelation("shop", "parent", "day", "id");
+    warehouse.AddRelation("sales", "b", "shop", "id");
+    Mark();
+    EXPECT_EQ(MarkingOrder(), "shop day");
+    EXPECT_EQ(Marked("day"), "4");
+}
+
+TEST_F(DetectAndMarkTest, ComparesAllColumnsOfACompositeKey) {
+    warehouse.AddDimension("shop", "id int, country int, number int");
+    warehouse.Run("INSERT INTO shop(id, country, number) VALUES (1,7,1),(2,7,2),(3,8,1)");
+    AddFact("sales", "(7,2),(8,1),(9,9)");
+    warehouse.AddRelation("sales", "a,b", "shop", "country,number");
+    Mark();
+    EXPECT_EQ(Marked("shop"), "1");
+}
+
+TEST_F(DetectAndMarkTest, AnIndexOnTheForeignColumnsChangesNothing) {
+    for (const std::string table : {"indexed", "plain"}) {
+        AddDimension("dim_" + table, 200);
+        warehouse.AddFact(table, "a int, b int");
+        warehouse.Run("DROP INDEX ix_" + table +
+                      ";WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1000)"
+                      " INSERT INTO " +
+                      table + " SELECT (i * 37) % 211, (i * i) % 199 FROM n");
+        warehouse.AddRelation(table, "b,a", "dim_" + table, "id,id");
+        warehouse.AddRelation(table, "b", "dim_" + table, "id");
+    }
+    warehouse.Run("CREATE INDEX ix_a ON indexed(a); CREATE INDEX ix_b ON indexed(b)");
+    Mark();
+    EXPECT_EQ(Marked("dim_indexed"), Marked("dim_plain"));
+    EXPECT_EQ(Marked("dim_plain"), warehouse.Text("SELECT id FROM dim_plain WHERE id NOT IN "
+                                                  "(SELECT b FROM plain) ORDER BY id"));
+    EXPECT_NE(Marked("dim_plain"), "");
+}
+
+TEST_F(DetectAndMarkTest, ACycleOfDimensionsIsResetAndNeverMarked) {
+    AddDimension("one", 2);
+    AddDimension("two", 2);
+    warehouse.Run("UPDATE one SET is_deletable = 1; UPDATE two SET is_deletable = 1");
+    AddFact("sales", "(1,0)");
+    warehouse.AddRelation("sales", "a", "one", "id");
+    warehouse.AddRelation("one", "parent", "two", "id");
+    warehouse.AddRelation("two", "parent", "one", "id");
+    Mark();
+    EXPECT_EQ(MarkingOrder(), "");
+    EXPECT_EQ(Marked("one") + Marked("two"), "");
+}
+
+TEST_F(DetectAndMarkTest, ASelfReferencingTableIsResetNeverMarkedAndHoldsNothingBack) {
+    AddDimension("staff", 2);
+    AddDimension("grade", 2);
+    warehouse.Run("UPDATE staff SET is_deletable = 1, parent = 1");
+    AddFact("sales", "(1,1)");
+    warehouse.AddRelation("staff", "parent", "staff", "id");
+    warehouse.AddRelation("staff", "parent", "grade", "id");
+    warehouse.AddRelation("sales", "b", "grade", "id");
+    warehouse.AddRelation("sales", "a", "staff", "id");
+    Mark();
+    EXPECT_EQ(MarkingOrder(), "grade");
+    EXPECT_EQ(Marked("staff"), "");
+    EXPECT_EQ(Marked("grade"), "2");
+}
+
+TEST_F(DetectAndMarkTest, TheStoredMarksOfAnUnselectedDimensionDecideWhatItKeeps) {
+    AddDimension("shop", 2, false);
+    AddDimension("city", 4);
+    warehouse.Run("UPDATE shop SET parent = id, is_deletable = id - 1");
+    AddFact("sales", "(2,3)");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    warehouse.AddRelation("shop", "parent", "city", "id");
+    warehouse.AddRelation("sales", "b", "city", "id");
+    Mark();
+    EXPECT_EQ(Marked("shop"), "2");
+    EXPECT_EQ(Marked("city"), "2 4");
+}
+
+TEST_F(DetectAndMarkTest, ADimensionWithoutRelationsIsLeftAlone) {
+    AddDimension("lonely", 2);
+    warehouse.Run("UPDATE lonely SET is_deletable = 1 WHERE id = 2");
+    Mark();
+    EXPECT_EQ(Marked("lonely"), "2");
+    EXPECT_EQ(progress.Maximum, 1);
+}
+
+TEST_F(DetectAndMarkTest, ATableThatWaitsOrIsDoneIsNotQueuedAgain) {
+    AddDimension("shop", 2);
+    AddDimension("staff", 2, false);
+    AddFact("sales", "(1,1)");
+    AddFact("returns", "(1,1)");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    warehouse.AddRelation("returns", "a", "shop", "id");
+    warehouse.AddRelation("sales", "b", "returns", "b");
+    warehouse.AddRelation("SALES", "b", "sales", "a");
+    warehouse.AddRelation("staff", "parent", "staff", "id");
+    Mark();
+    EXPECT_EQ(MarkingOrder(), "shop");
+    EXPECT_EQ(Marked("shop"), "2");
+}
+
+TEST_F(DetectAndMarkTest, AShorterForeignColumnListFails) {
+    AddDimension("shop", 2);
+    AddFact("sales", "(1,1)");
+    warehouse.AddRelation("sales", "a", "shop", "id,parent");
+    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(state.ErrorText,
+              "Subscript out of range: sales refers to shop with fewer foreign columns than "
+              "primary columns\r\n");
+}
+
+TEST_F(DetectAndMarkTest, ABlankTableNameFails) {
+    warehouse.AddTable(" ", "FACT");
+    AddDimension("shop", 1);
+    warehouse.AddRelation(" ", "a", "shop", "id");
+    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(state.ErrorText, "Table Name is Empty for detection and marking\r\n");
+}
+
+TEST_F(DetectAndMarkTest, AVanishedTableOrAQuoteInANameFailsAndIsDescribedOnce) {
+    AddDimension("shop", 1);
+    AddFact("sales", "(1,1)");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    warehouse.Run("DROP TABLE sales");
+    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_NE(state.ErrorText.find("sales"), std::string::npos);
+    EXPECT_EQ(state.ErrorText.find("UPDATE shop"), state.ErrorText.rfind("UPDATE shop"));
+
+    state.ErrorText.clear();
+    warehouse.Run(
+        "UPDATE dwm_tables SET table_name = 'o''sales' WHERE table_name = 'sales';"
+        "UPDATE dwm_star_relations SET foreign_table = 'o''sales'");
+    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_NE(state.ErrorText, "");
+}
+
+TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
+    AddDimension("shop", 2);
+    AddDimension("city", 2);
+    AddFact("sales", "(1,1)");
+    warehouse.AddRelation("sales", "a", "shop", "id");
+    warehouse.AddRelation("shop", "parent", "city", "id");
+    progress.CancelAtPoll = 2;
+    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(state.ErrorText, "");
+    EXPECT_EQ(MarkingOrder(), "shop");
+    EXPECT_FALSE(state.WarehouseConnection->IsOpen());
+}
+
+TEST_F(DetectAndMarkTest, SendsItsStatementsAsWordedAndInOrder) {
+    AddDimension("city", 2);
+    warehouse.AddDimension("shop", "id int, country int, city int");
+    AddDimension("day", 2, false);
+    AddFact("sales", "(1,1)");
+    warehouse.AddRelation("sales", "a,b", "shop", "country,id");
+    warehouse.AddRelation("shop", "city", "city", "id");
+    warehouse.AddRelation("sales", "a", "day", "id");
+    Mark();
+    EXPECT_TRUE(MatchesGolden(StatementLines(), "marking.statements"));
+}
+
+}  // namespace morvane::testing

@@ -1,0 +1,263 @@
+#include "tasks/RelinkHistory.h"
+
+#include <algorithm>
+#include <random>
+#include <sstream>
+
+#include "core/Transaction.h"
+#include "tasks/MarkedVersions.h"
+#include "tasks/TaskTest.h"
+
+namespace morvane::testing {
+
+class RelinkHistoryTest : public TaskTest {
+  protected:
+    RelinkHistoryTest() {
+        warehouse.AddSlowMovingDimension("client",
+                                         "id integer primary key, code varchar(9), "
+                                         "region int");
+        warehouse.AddRelation("sales", "client", "client", "id", true, "code");
+    }
+
+    // Versions "start end flags", one a line; "-" for a NULL date, "c" for current, "x" for marked.
+    // The ids count from 1.
+    void AddElement(const std::string& code, const std::string& versions, int region = 1) {
+        std::istringstream lines(versions);
+        std::string start;
+        std::string end;
+        std::string flags;
+        while (lines >> start >> end >> flags) {
+            const auto date = [](const std::string& text) {
+                return text == "-" ? "NULL" : "'" + text + "'";
+            };
+            warehouse.Run(
+                "INSERT INTO client(code, region, start_date, end_date, is_current, "
+                "is_deletable) VALUES ('" +
+                code + "'," + std::to_string(region) + "," + date(start) + "," + date(end) + "," +
+                (Has(flags, 'c') ? "1" : "0") + "," + (Has(flags, 'x') ? "1" : "0") + ")");
+        }
+    }
+
+    static bool Has(const std::string& flags, char flag) {
+        return flags.find(flag) != std::string::npos;
+    }
+
+    void Relink() {
+        const auto deletion = Factory()(warehouse.Server());
+        deletion->SetProperty("Data Source", warehouse.Server());
+        deletion->Open();
+        deletion->SetDefaultDatabase(warehouse.Database());
+        Transaction transaction(*deletion);
+        RelinkSlowlyMovingHistory("client", *state.WarehouseConnection, *deletion);
+        transaction.Commit();
+    }
+
+    // Those that stay: "id start..end", with "*" for the current one.
+    std::string Survivors() const {
+        return warehouse.Text(
+            "SELECT id || ' ' || coalesce(substr(start_date, 1, 10), '-') || '..' || "
+            "coalesce(substr(end_date, 1, 10), '-') || CASE is_current WHEN 1 THEN '*' ELSE '' END "
+            "FROM client WHERE is_deletable = 0 ORDER BY id");
+    }
+};
+
+TEST_F(RelinkHistoryTest, TheFirstVersionHandsItsStartOn) {
+    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 c");
+    Relink();
+    EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 3 2022-01-01..2099-12-31*");
+}
+
+TEST_F(RelinkHistoryTest, AMiddleVersionHandsItsStartToTheNextWhateverTheTimeOfDay) {
+    AddElement("a",
+               "2020-01-01 2021-01-01 - 2021-01-01 2022-01-01T08:15:00.123 x "
+               "2022-01-01T23:59:59 2099-12-31 c");
+    Relink();
+    EXPECT_EQ(Survivors(), "1 2020-01-01..2021-01-01 3 2021-01-01..2099-12-31*");
+    EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 3"), "2021-01-01 00:00:00");
+}
+
+TEST_F(RelinkHistoryTest, TheCurrentVersionMakesTheOneBeforeItCurrent) {
+    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 cx");
+    Relink();
+    EXPECT_EQ(Survivors(), "1 2020-01-01..2021-01-01 2 2021-01-01..2099-12-31*");
+}
+
+TEST_F(RelinkHistoryTest, ConsecutiveVersionsCollapseOntoTheSurvivor) {
+    AddElement("a",
+               "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 x 2022-01-01 2023-01-01 x "
+               "2023-01-01 2099-12-31 c");
+    Relink();
+    EXPECT_EQ(Survivors(), "4 2020-01-01..2099-12-31*");
+}
+
+TEST_F(RelinkHistoryTest, ElementsDoNotMixAndOneWithoutASurvivorGivesNothing) {
+    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2099-12-31 c");
+    AddElement("b", "2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 c");
+    AddElement("c", "2019-01-01 2021-01-01 x");
+    AddElement("d", "2018-01-01 2021-01-01 x 2021-01-01 2022-01-01 x");
+    Relink();
+    EXPECT_EQ(Survivors(),
+              "2 2020-01-01..2099-12-31* 3 2021-01-01..2022-01-01 "
+              "4 2022-01-01..2099-12-31*");
+}
+
+TEST_F(RelinkHistoryTest, ACompositeKeyIsComparedInAllItsColumns) {
+    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = ' region , code'");
+    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2099-12-31 c", 1);
+    AddElement("a", "2019-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx", 2);
+    Relink();
+    EXPECT_EQ(Survivors(), "2 2020-01-01..2099-12-31* 3 2019-01-01..2021-01-01");
+}
+
+// The parameters keep the order of the first version's statement. After a first version that is
+// not current, a current one therefore looks for the version that ends on the day of its own end,
+// and gives it its start as the end.
+TEST_F(RelinkHistoryTest, TheFirstVersionFixesTheOrderOfTheDates) {
+    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 cx");
+    AddElement("b", "2020-01-01 2099-12-31 - 2022-01-01 2099-12-31 cx");
+    Relink();
+    EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 4 2020-01-01..2022-01-01*");
+}
+
+TEST_F(RelinkHistoryTest, AfterACurrentFirstVersionTheOthersLookForTheirStart) {
+    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx");
+    AddElement("b", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 c");
+    AddElement("c", "2020-01-01 2021-01-01 x 2020-01-01 2022-01-01 c");
+    Relink();
+    EXPECT_EQ(Survivors(),
+              "1 2020-01-01..2099-12-31* 4 2021-01-01..2022-01-01* "
+              "6 2021-01-01..2022-01-01*");
+}
+
+TEST_F(RelinkHistoryTest, NullDatesAreHandedOnAndFoundByNothing) {
+    AddElement("a", "- 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 - x - 2099-12-31 c");
+    Relink();
+    EXPECT_EQ(Survivors(), "2 -..2022-01-01 4 -..2099-12-31*");
+}
+
+TEST_F(RelinkHistoryTest, ANullKeyIsNoElement) {
+    warehouse.Run(
+        "INSERT INTO client(code, start_date, end_date, is_current, is_deletable) VALUES"
+        "(NULL,'2020-01-01','2021-01-01',0,1),(NULL,'2021-01-01','2022-01-01',0,1),"
+        "(NULL,'2022-01-01','2099-12-31',1,0)");
+    Relink();
+    EXPECT_EQ(Survivors(), "3 2022-01-01..2099-12-31*");
+    EXPECT_TRUE(statements.at(statements.size() - 2)
+                    .ends_with(" -- [2021-01-01 00:00:00] [NULL] [2022-01-01 00:00:00]"));
+}
+
+// A table as a dynamic cursor shows it: each row is read when its turn comes, with all changes.
+struct CursorModel {
+    struct Row {
+        int Id;
+        std::string Code;
+        std::string Start;
+        std::string End;
+        bool Current;
+        bool Marked;
+    };
+    std::vector<Row> Rows;
+
+    static bool SameDay(const std::string& a, const std::string& b) {
+        return a != "-" && b != "-" && a.substr(0, 10) == b.substr(0, 10);
+    }
+
+    void Relink() {
+        std::vector<std::size_t> order;
+        for (std::size_t i = 0; i < Rows.size(); ++i) {
+            if (Rows[i].Marked) {
+                order.push_back(i);
+            }
+        }
+        const auto key = [this](std::size_t i) {
+            return Rows[i].Code + (Rows[i].Start == "-" ? " " : Rows[i].Start);
+        };
+        std::sort(order.begin(), order.end(),
+                  [&](std::size_t a, std::size_t b) { return key(a) < key(b); });
+        bool startFirst = true;
+        for (std::size_t turn = 0; turn < order.size(); ++turn) {
+            const Row row = Rows[order[turn]];
+            if (turn == 0) {
+                startFirst = !row.Current;
+            }
+            const std::string& first = startFirst ? row.Start : row.End;
+            const std::string& last = startFirst ? row.End : row.Start;
+            for (Row& other : Rows) {
+                std::string& compared = row.Current ? other.End : other.Start;
+                if (other.Code == row.Code && SameDay(compared, last)) {
+                    compared = first;
+                    other.Current = other.Current || row.Current;
+                }
+            }
+        }
+    }
+};
+
+TEST_F(RelinkHistoryTest, AgreesWithADynamicCursorOnRandomHistories) {
+    std::mt19937 random(20240305);
+    const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
+    const auto chance = [&](unsigned percent) { return below(100) < percent; };
+    for (int round = 0; round < 60; ++round) {
+        CursorModel model;
+        warehouse.Run("DELETE FROM client");
+        std::string inserts;
+        for (int element = 0; element < 6; ++element) {
+            unsigned day = 10;
+            const unsigned versions = 1 + below(6);
+            for (unsigned v = 0; v < versions; ++v) {
+                const unsigned next = day + 1 + below(2);
+                CursorModel::Row row{static_cast<int>(model.Rows.size()) + 1,
+                                     std::string(1, static_cast<char>('a' + element)),
+                                     "2024-01-" + std::to_string(day),
+                                     "2024-01-" + std::to_string(chance(80) ? next : 30),
+                                     v + 1 == versions ? chance(90) : chance(10),
+                                     chance(55)};
+                if (v == 0 && chance(10)) {
+                    row.Start = "-";
+                }
+                if (chance(8)) {
+                    row.End = "-";
+                }
+                day = next;
+                inserts +=
+                    "INSERT INTO client(id, code, start_date, end_date, is_current, "
+                    "is_deletable) VALUES (" +
+                    std::to_string(row.Id) + ",'" + row.Code + "',nullif('" + row.Start +
+                    "','-'),nullif('" + row.End + "','-')," + (row.Current ? "1," : "0,") +
+                    (row.Marked ? "1);" : "0);");
+                model.Rows.push_back(row);
+            }
+        }
+        warehouse.Run("BEGIN;" + inserts + "COMMIT");
+        Relink();
+        model.Relink();
+        for (const CursorModel::Row& row : model.Rows) {
+            const std::string expected =
+                row.Start + "|" + row.End + "|" + (row.Current ? "1" : "0");
+            ASSERT_EQ(warehouse.Text("SELECT coalesce(substr(start_date, 1, 10), '-'), "
+                                     "coalesce(substr(end_date, 1, 10), '-'), is_current "
+                                     "FROM client WHERE id = " +
+                                     std::to_string(row.Id)),
+                      expected)
+                << "round " << round << ", id " << row.Id;
+        }
+    }
+}
+
+TEST(NormalizedDates, HaveATimeOfDayAndAFractionOnlyWhereAsked) {
+    const auto normalized = [](const char* text, Fraction fraction) {
+        Value date{std::string(text)};
+        NormalizeDate(date, fraction);
+        return date.Text();
+    };
+    for (const char* text : {"2024-03-05 14:07:09", "2024-03-05T14:07:09.500"}) {
+        EXPECT_EQ(normalized(text, Fraction::Drop), "2024-03-05 14:07:09");
+    }
+    EXPECT_EQ(normalized("2024-03-05", Fraction::Drop), "2024-03-05 00:00:00");
+    EXPECT_EQ(normalized("2024-03-05 14:07", Fraction::Drop), "2024-03-05 14:07:00");
+    EXPECT_EQ(normalized("2024-03-05 14:07:09.500", Fraction::Keep), "2024-03-05 14:07:09.5");
+    EXPECT_EQ(normalized("2024-03-05 14:07:09.000", Fraction::Keep), "2024-03-05 14:07:09");
+    EXPECT_EQ(normalized("yesterday, or so", Fraction::Drop), "yesterday, or so");
+}
+
+}  // namespace morvane::testing

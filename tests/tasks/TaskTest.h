@@ -1,0 +1,58 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/RunState.h"
+#include "db/ConnectionFactory.h"
+#include "db/StatementTrace.h"
+#include "support/RecordingProgress.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+
+// A fresh warehouse, the run state with a connection to it, and a list of all statements sent.
+class TaskTest : public ::testing::Test {
+  protected:
+    TaskTest() { state.WarehouseConnection = Traced(warehouse.Connect(), "main     "); }
+
+    // The factory of a task that makes a connection of its own.
+    ConnectionFactory Factory() {
+        return [this](std::string_view server) {
+            return Traced(CreateConnection(server), "deletion ");
+        };
+    }
+
+    std::unique_ptr<Connection> Traced(std::unique_ptr<Connection> connection,
+                                       const std::string& name) {
+        return TraceStatements(std::move(connection), [this, name](std::string_view sql) {
+            statements.push_back(name + std::string(sql));
+        });
+    }
+
+    // One line a statement, for the golden files; CR LF inside a statement shows as such.
+    std::string StatementLines() const {
+        std::string lines;
+        for (const std::string& statement : statements) {
+            for (const char c : statement) {
+                lines += c == '\r' ? "\\r" : c == '\n' ? "\\n" : std::string(1, c);
+            }
+            lines += "$\n";
+        }
+        return lines;
+    }
+
+    // The ids of the marked rows, in order.
+    std::string Marked(const std::string& table) const {
+        return warehouse.Text("SELECT id FROM " + table + " WHERE is_deletable = 1 ORDER BY id");
+    }
+
+    TestWarehouse warehouse;
+    RunState state;
+    RecordingProgress progress;
+    std::vector<std::string> statements;
+};
+
+}  // namespace morvane::testing
