@@ -112,19 +112,26 @@ std::string Join(const std::vector<std::string>& pieces, std::string_view separa
 std::string ToAsciiHtml(std::string_view utf8) {
     std::string ascii;
     ascii.reserve(utf8.size());
+    AppendAsciiHtml(ascii, utf8);
+    return ascii;
+}
+
+void AppendAsciiHtml(std::string& out, std::string_view utf8) {
     while (!utf8.empty()) {
         const auto beyond = std::find_if(
             utf8.begin(), utf8.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
         const auto plain = static_cast<std::size_t>(beyond - utf8.begin());
-        ascii.append(utf8.substr(0, plain));
+        out.append(utf8.substr(0, plain));
         utf8.remove_prefix(plain);
         if (!utf8.empty()) {
             const CodePoint character = DecodeFirst(utf8);
-            ascii += fmt::format("&#{};", character.value);
+            const fmt::format_int number(character.value);
+            out += "&#";
+            out.append(number.data(), number.size());
+            out += ';';
             utf8.remove_prefix(character.bytes);
         }
     }
-    return ascii;
 }
 
 }  // namespace morvane

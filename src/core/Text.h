@@ -30,4 +30,7 @@ std::string Join(const std::vector<std::string>& pieces, std::string_view separa
 // ("&#233;"), so that a browser needs no charset. Bytes that are no UTF-8 become U+FFFD.
 std::string ToAsciiHtml(std::string_view utf8);
 
+// As ToAsciiHtml, added to the end of `out`; spares a long report one string a row.
+void AppendAsciiHtml(std::string& out, std::string_view utf8);
+
 }  // namespace morvane

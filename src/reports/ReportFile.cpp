@@ -48,7 +48,9 @@ void ReportFile::Write(std::string_view text) {
     if (IsAscii(text)) {
         file_.Write(text);
     } else {
-        file_.Write(ToAsciiHtml(text));
+        ascii_.clear();
+        AppendAsciiHtml(ascii_, text);
+        file_.Write(ascii_);
     }
 }
 

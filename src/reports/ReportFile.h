@@ -26,6 +26,7 @@ class ReportFile {
 
   private:
     TextFile file_;
+    std::string ascii_;  // kept for its memory
 };
 
 }  // namespace morvane
