@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 
 #include "core/Text.h"
@@ -101,6 +102,16 @@ class Tokenizer {
     bool inQuotes_ = false;
 };
 
+// An unknown option as it may be shown: "-pwd=secret" is one too, and shows as "-pwd...".
+std::string ShownName(const std::string& token) {
+    std::size_t end = token.find_first_of("=:");
+    const std::size_t password = ToLower(token).find("pwd");
+    if (password != std::string::npos) {
+        end = std::min(end, password + 3);
+    }
+    return end < token.size() ? token.substr(0, end) + "..." : token;
+}
+
 // Decides which unknown words may be named. A word taken as a password never is; and where quotes
 // are in play, a password can have fallen into several words, so that none is named up to the next
 // known option.
@@ -113,7 +124,7 @@ class UnknownWords {
         if (option == nullptr) {
             report.UnknownOption = true;
             if (!isPasswordValue && !afterPassword_) {
-                report.UnknownNames.push_back(token);
+                report.UnknownNames.push_back(ShownName(token));
             }
         } else if (!isPasswordValue) {
             afterPassword_ = quotesInPlay_ && IsPassword(option);

@@ -1,7 +1,10 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <ostream>
+#include <string>
+#include <string_view>
 
 #include "core/UserPrompt.h"
 

@@ -1,0 +1,155 @@
+#include "run/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+namespace morvane {
+namespace {
+
+struct Parsed {
+    RunSettings Settings;
+    RunState State;
+    CommandLineReport Report;
+};
+
+Parsed Parse(std::string_view commandLine, SlashPaths slashPaths = SlashPaths::Yes) {
+    Parsed parsed;
+    parsed.Report =
+        ParseCommandLine(commandLine, kMaxArgs, slashPaths, parsed.Settings, parsed.State);
+    return parsed;
+}
+
+std::string Words(int count) {
+    std::string words = "-mac m -ntaut -db d -mark";
+    for (int i = 6; i < count; ++i) {
+        words += " w";
+    }
+    return words + " -grep";  // the word with the number `count` and one
+}
+
+TEST(CommandLine, AppliesEveryOptionInAnyCaseAndWithEitherPrefix) {
+    const Parsed parsed = Parse(
+        "-MAC m /usr u -Pwd p -ntaut -db d -bkmac am -bkusr au -bkpwd ap -BKNTAUT /bkdb ad -chkmd "
+        "-clsf -mark",
+        SlashPaths::No);
+    const RunSettings& settings = parsed.Settings;
+    EXPECT_EQ(settings.Machine + settings.UserName + settings.Password + settings.Database, "mupd");
+    EXPECT_EQ(settings.ArchiveMachine + settings.ArchiveUserName + settings.ArchivePassword +
+                  settings.ArchiveDatabase,
+              "amauapad");
+    EXPECT_TRUE(settings.NTAuthentication && settings.ArchiveNTAuthentication);
+    EXPECT_TRUE(settings.CheckMetaData && settings.ArchiveFactTables && settings.DetectAndMark);
+    EXPECT_FALSE(settings.DeleteMarked || settings.Help || settings.LogGiven);
+
+    const Parsed rest = Parse(
+        "-del -datom -grep -log l -logfile f -config c -statusfile s -mac one -mac two -help");
+    EXPECT_TRUE(rest.Settings.DeleteMarked && rest.Settings.AtomicDeletion);
+    EXPECT_TRUE(rest.Settings.GenerateReports && rest.Settings.LogGiven &&
+                rest.Settings.LogFileGiven && rest.Settings.StatusMode && rest.Settings.Help);
+    EXPECT_EQ(rest.Settings.LogDirectory + rest.Settings.LogFileName + rest.Settings.StatusFileName,
+              "lfs");
+    EXPECT_EQ(rest.Settings.Machine, "two");
+    EXPECT_TRUE(rest.Settings.ConfigMode && rest.State.ConfigMode && rest.Report.HelpAsked);
+    EXPECT_EQ(rest.State.ConfigFileName, "c");
+}
+
+TEST(CommandLine, KnowsWhetherAUserIsPresent) {
+    EXPECT_FALSE(Parse("").State.CommandLineMode);
+    EXPECT_FALSE(Parse(" \t ").State.CommandLineMode);
+    EXPECT_FALSE(Parse("word other").State.CommandLineMode);
+    EXPECT_FALSE(Parse("-logfile copy.txt").State.CommandLineMode);
+    EXPECT_TRUE(Parse("-mark").State.CommandLineMode);
+    EXPECT_TRUE(Parse("-nonsense").State.CommandLineMode);
+}
+
+TEST(CommandLine, QuotesHoldBlanksAndAlwaysBeginAWord) {
+    EXPECT_EQ(Parse("-log \"a b\tc\"").Settings.LogDirectory, "a b\tc");
+    EXPECT_EQ(Parse("-log\t\"a b\"c -mark").Settings.LogDirectory, "a bc");
+    EXPECT_EQ(Parse("-log \"\" -mark").Settings.LogDirectory, "");
+    EXPECT_EQ(Parse("-log \"never closed -mark").Settings.LogDirectory, "never closed -mark");
+
+    const Parsed split = Parse("-mac ab\"-db\"x d");
+    EXPECT_EQ(split.Settings.Machine, "ab");
+    EXPECT_TRUE(split.Settings.Help) << "the quoted half is the unknown option -dbx";
+    EXPECT_EQ(Parse("\"\"\"-mac\" m").Settings.Machine, "m");
+}
+
+TEST(CommandLine, AValueThatLooksLikeAnOptionIsTakenAsOneToo) {
+    const Parsed parsed = Parse("-usr -mark -log");
+    EXPECT_EQ(parsed.Settings.UserName, "-mark");
+    EXPECT_TRUE(parsed.Settings.DetectAndMark);
+    EXPECT_TRUE(parsed.Settings.LogGiven);
+    EXPECT_EQ(parsed.Settings.LogDirectory, "");
+    EXPECT_TRUE(Parse("--mac m").Settings.Help);
+    EXPECT_TRUE(Parse("-").Settings.Help);
+}
+
+TEST(CommandLine, AnAbsolutePathIsAValueAndNotAnOptionWhereSlashSeparatesFolders) {
+    const std::string line = "-log /mark -mac m /del";
+    const Parsed path = Parse(line, SlashPaths::Yes);
+    EXPECT_EQ(path.Settings.LogDirectory, "/mark");
+    EXPECT_FALSE(path.Settings.DetectAndMark);
+    EXPECT_TRUE(path.Settings.DeleteMarked) << "no option took this one as its value";
+
+    const Parsed option = Parse(line, SlashPaths::No);
+    EXPECT_EQ(option.Settings.LogDirectory, "/mark");
+    EXPECT_TRUE(option.Settings.DetectAndMark && option.Settings.DeleteMarked);
+
+    EXPECT_TRUE(Parse("-log /a /b", SlashPaths::Yes).Settings.Help);
+    EXPECT_TRUE(Parse("-mark /b", SlashPaths::Yes).Settings.Help) << "-mark takes no value";
+    EXPECT_FALSE(Parse("-usr -log /b", SlashPaths::Yes).Settings.Help);
+}
+
+TEST(CommandLine, PlainWordsPastTheLimitAreLeftOutAndSaid) {
+    const Parsed full = Parse(Words(24));
+    EXPECT_TRUE(full.Settings.GenerateReports);
+    EXPECT_TRUE(full.Report.Note.empty() && full.Report.Fault.empty());
+
+    const Parsed over = Parse(Words(25) + " \"quoted after it\"");
+    EXPECT_TRUE(over.Settings.DetectAndMark);
+    EXPECT_FALSE(over.Settings.GenerateReports);
+    EXPECT_EQ(over.Report.Note,
+              "The command line holds more than 25 words; those after word 25 are ignored.");
+    EXPECT_TRUE(over.Report.Fault.empty());
+}
+
+TEST(CommandLine, AQuotedWordPastTheLimitIsAFaultThatKeepsWhatCameBefore) {
+    for (const std::string& last : {std::string(" \"-grep\""), std::string("\"x")}) {
+        const Parsed over = Parse(Words(24) + last);
+        EXPECT_EQ(over.Settings.Machine, "m");
+        EXPECT_TRUE(over.State.CommandLineMode);
+        EXPECT_NE(over.Report.Fault.find("more than 25 words"), std::string::npos);
+    }
+    std::string unknownOnly;
+    for (int i = 0; i < 26; ++i) {
+        unknownOnly += "\"\"";
+    }
+    EXPECT_TRUE(Parse(unknownOnly).State.CommandLineMode) << "a fault is no reason for a window";
+}
+
+TEST(CommandLine, NamesUnknownOptionsButNoPieceOfAPassword) {
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(Parse("-one -mac m /two").Report.UnknownNames, (Names{"-one", "/two"}));
+    EXPECT_EQ(Parse("-pwd -secret -three").Report.UnknownNames, Names{"-three"});
+    EXPECT_EQ(Parse("-bkpwd -pwd -secret").Report.UnknownNames, Names{});
+    EXPECT_EQ(Parse("-pwd=secret --PWDsecret -x:secret").Report.UnknownNames,
+              (Names{"-pwd...", "--PWD...", "-x..."}));
+    // What the arguments -pwd and x" -secret" become.
+    EXPECT_EQ(Parse("-pwd \"x\" -secret\"\" -mark -four").Report.UnknownNames, Names{"-four"});
+    EXPECT_TRUE(Parse("-pwd a\"-secret").Report.UnknownNames.empty());
+    EXPECT_TRUE(Parse("-pwd -secret").Report.UnknownOption);
+}
+
+TEST(CommandLine, ArgumentsComposedToTextComeBackAsTheyWere) {
+    const char* argv[] = {"morvane", "-log", "/a b/\tc", "-usr", "", "-mac", "m,1433;x", "-mark"};
+    const std::string line = ComposeCommandLine(8, argv);
+    EXPECT_EQ(line, "-log \"/a b/\tc\" -usr \"\" -mac m,1433;x -mark");
+    const Parsed parsed = Parse(line);
+    EXPECT_EQ(parsed.Settings.LogDirectory, "/a b/\tc");
+    EXPECT_EQ(parsed.Settings.UserName, "");
+    EXPECT_EQ(parsed.Settings.Machine, "m,1433;x");
+    EXPECT_TRUE(parsed.Settings.DetectAndMark);
+    EXPECT_EQ(ComposeCommandLine(1, argv), "");
+}
+
+}  // namespace
+}  // namespace morvane

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <sstream>
+
+#include "run/CancelSignals.h"
+#include "run/ConsoleProgress.h"
+#include "run/ConsolePrompt.h"
+#include "run/StartUp.h"
+#include "support/FixedClock.h"
+#include "support/RecordingProgress.h"
+#include "support/ScriptedPrompt.h"
+
+namespace morvane::testing {
+namespace {
+
+const RunOverview kOverview{"server", "dw", "now", {"Check Meta Data", "Detect And Mark"}};
+
+// What a terminal shows on its last line after all of the output.
+std::string LastLine(const std::string& output) {
+    std::string line;
+    std::size_t column = 0;
+    for (const char c : output) {
+        if (c == '\r') {
+            column = 0;
+        } else if (c == '\n') {
+            line.clear();
+            column = 0;
+        } else {
+            line.resize(std::max(line.size(), column + 1), ' ');
+            line[column++] = c;
+        }
+    }
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+TEST(ConsoleProgress, DrawsOneLineAnewAndErasesItAtTheEnd) {
+    std::ostringstream terminal;
+    ConsoleProgress progress(terminal, 40, [] { return false; });
+    progress.Load(kOverview);
+    progress.MarkTaskRunning(0);
+    progress.Comment("Checking the Relations Table");
+    EXPECT_EQ(LastLine(terminal.str()), "     Check Meta Data: Checking the Rela");
+    progress.MarkTaskRunning(1);
+    progress.SetProgressRange(0, 3);
+    progress.ShowFrame(ProgressFrame::DetectProgFrame);
+    progress.ShowRelation("d", "f");
+    progress.ProgressVal(progress.ProgressVal() + 2);
+    EXPECT_EQ(LastLine(terminal.str()), " 66% Detect And Mark: d <- f");
+    EXPECT_EQ(terminal.str().find('\n'), std::string::npos);
+
+    const std::size_t length = terminal.str().size();
+    progress.SetProgressValue(2.001F);
+    EXPECT_EQ(terminal.str().size(), length) << "nothing that shows has changed";
+    progress.EnableObject(ProgressControl::cmdOK);
+    EXPECT_EQ(LastLine(terminal.str()), "");
+}
+
+TEST(ConsoleProgress, CutsNoCharacterInTwoAndIsSilentInAPipe) {
+    std::ostringstream terminal;
+    ConsoleProgress progress(terminal, 10, [] { return false; });
+    progress.Load({"", "", "", {"ab\u00e9\u00e9"}});
+    progress.MarkTaskRunning(0);
+    EXPECT_EQ(terminal.str(), "\r     ab\u00e9");
+
+    std::ostringstream pipe;
+    {
+        ConsoleProgress silent(pipe, 0, [] { return true; });
+        silent.Load(kOverview);
+        silent.MarkTaskRunning(0);
+        silent.SetProgressRange(0, 10);
+        silent.ProgressVal(5);
+        silent.Comment("x");
+        silent.ShowEndTime("later");
+        EXPECT_TRUE(silent.CheckCancelState());
+    }
+    EXPECT_EQ(pipe.str(), "");
+}
+
+TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const CancelSignals signals;  // forgets what an earlier test may have caught
+    std::ostringstream out;
+    ConsolePrompt prompt(out, ReadLinesFrom(pipe[0]));
+    const std::string keys = "maybe\n\nYES\n n \ny";
+    ASSERT_EQ(write(pipe[1], keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    close(pipe[1]);
+    EXPECT_EQ(prompt.AskYesNo("Lock Profile", "Go on?"), true);
+    EXPECT_EQ(out.str(),
+              "Lock Profile: Go on? [yes/no] Lock Profile: Go on? [yes/no] "
+              "Lock Profile: Go on? [yes/no] ");
+    EXPECT_EQ(prompt.AskYesNo("", ""), false);
+    EXPECT_EQ(prompt.AskYesNo("", ""), std::nullopt) << "an answer without its end is none";
+    close(pipe[0]);
+    EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", ""), std::nullopt);
+}
+
+struct Started {
+    std::string Output;
+    std::string Errors;
+    int Windows = 0;
+    std::string WindowMachine;
+};
+
+Started Start(std::string_view commandLine, bool withWindow) {
+    FixedClock clock;
+    ScriptedPrompt prompt;
+    RecordingProgress progress;
+    std::ostringstream output;
+    std::ostringstream errors;
+    Started started;
+    RunServices services{clock, prompt, progress, {}, output, errors, {}, {}};
+    if (withWindow) {
+        services.ShowMainWindow = [&](RunState& state, const RunSettings& settings) {
+            ++started.Windows;
+            started.WindowMachine = settings.Machine;
+            EXPECT_EQ(state.GlobalSettings.Machine, settings.Machine);
+        };
+    }
+    StartUp(commandLine, services);
+    started.Output = output.str();
+    started.Errors = errors.str();
+    return started;
+}
+
+TEST(StartUp, ShowsTheWindowWithoutOptionsAndInConfigMode) {
+    EXPECT_EQ(Start("", true).Windows, 1);
+    EXPECT_EQ(Start("-logfile x", true).Windows, 1);
+    const Started config = Start("-config file -mac m", true);
+    EXPECT_EQ(config.Windows, 1);
+    EXPECT_EQ(config.WindowMachine, "m");
+    EXPECT_EQ(Start("-mark", true).Windows, 0);
+}
+
+TEST(StartUp, SaysSoWhereThereIsNoWindow) {
+    for (const char* line : {"", "-config file"}) {
+        const Started started = Start(line, false);
+        EXPECT_EQ(started.Errors.find("This build of Morvane has no settings window"), 0U);
+        EXPECT_NE(started.Errors.find("\nUsage: Morvane"), std::string::npos);
+        EXPECT_EQ(started.Output, "");
+    }
+}
+
+TEST(StartUp, GivesHelpOnStandardOutputAndComplaintsOnStandardError) {
+    EXPECT_EQ(Start("-help", false).Output.find("Usage: Morvane"), 0U);
+    EXPECT_EQ(Start("-help", false).Errors, "");
+    const Started unknown = Start("-help -pwd -s3cret -wrong", false);
+    EXPECT_EQ(unknown.Output, "");
+    EXPECT_EQ(unknown.Errors.find("Unknown options: -wrong\nUsage: Morvane"), 0U);
+    EXPECT_EQ(Start("-pwd -s3cret", false).Errors.find("s3cret"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace morvane::testing

@@ -1,0 +1,133 @@
+#include "Fork.h"
+
+#include <pty.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace morvane::testing {
+
+namespace {
+
+int WaitFor(pid_t& process) {
+    int status = 0;
+    waitpid(process, &status, 0);
+    process = -1;
+    return status;
+}
+
+void EndIfRunning(pid_t& process) {
+    if (process > 0) {
+        kill(process, SIGKILL);
+        WaitFor(process);
+    }
+}
+
+}  // namespace
+
+Child::Child(const std::function<int(Child&)>& body) {
+    std::array<int, 2> toChild{};
+    std::array<int, 2> toParent{};
+    if (pipe(toChild.data()) != 0 || pipe(toParent.data()) != 0) {
+        throw std::runtime_error("cannot make a pipe");
+    }
+    process_ = fork();
+    const bool isChild = process_ == 0;
+    in_ = isChild ? toChild[0] : toParent[0];
+    out_ = isChild ? toParent[1] : toChild[1];
+    close(isChild ? toChild[1] : toChild[0]);
+    close(isChild ? toParent[0] : toParent[1]);
+    if (isChild) {
+        int result = 99;
+        try {
+            result = body(*this);
+        } catch (...) {
+        }
+        _exit(result);  // nothing of the test's is to be torn down twice
+    }
+}
+
+Child::~Child() {
+    close(in_);
+    close(out_);
+    EndIfRunning(process_);
+}
+
+void Child::Send(char sign) const {
+    if (write(out_, &sign, 1) != 1) {
+        throw std::runtime_error("cannot send a sign");
+    }
+}
+
+char Child::Receive() const {
+    char sign = 0;
+    return read(in_, &sign, 1) == 1 ? sign : '\0';
+}
+
+int Child::Wait() {
+    return WaitFor(process_);
+}
+
+TerminalProgram::TerminalProgram(const std::string& program,
+                                 const std::vector<std::string>& arguments) {
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    winsize size{};
+    size.ws_row = 25;
+    size.ws_col = 400;
+    process_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (process_ == 0) {
+        setenv("LC_ALL", "C", 1);
+        execv(program.c_str(), argv.data());
+        _exit(98);
+    }
+}
+
+TerminalProgram::~TerminalProgram() {
+    close(terminal_);
+    EndIfRunning(process_);
+}
+
+const std::string& TerminalProgram::ReadUntil(const std::string& text) {
+    while (output_.find(text) == std::string::npos && ReadSome()) {
+    }
+    return output_;
+}
+
+const std::string& TerminalProgram::ReadToEnd() {
+    while (ReadSome()) {
+    }
+    return output_;
+}
+
+void TerminalProgram::Type(const std::string& keys) const {
+    if (write(terminal_, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size())) {
+        throw std::runtime_error("cannot type");
+    }
+}
+
+void TerminalProgram::Signal(int number) const {
+    kill(process_, number);
+}
+
+int TerminalProgram::Wait() {
+    return WaitFor(process_);
+}
+
+bool TerminalProgram::ReadSome() {
+    std::array<char, 4096> buffer{};
+    const ssize_t count = read(terminal_, buffer.data(), buffer.size());
+    if (count <= 0) {
+        return false;  // a terminal without a program reads as an error
+    }
+    output_.append(buffer.data(), static_cast<std::size_t>(count));
+    return true;
+}
+
+}  // namespace morvane::testing

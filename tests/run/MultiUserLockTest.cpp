@@ -1,0 +1,171 @@
+#include "run/MultiUserLock.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include "Fork.h"
+#include "core/Platform.h"
+#include "db/ConnectionFactory.h"
+#include "db/StatementTrace.h"
+#include "support/ScriptedPrompt.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+namespace {
+
+class Lock : public ::testing::Test {
+  protected:
+    Lock() { State.WarehouseConnection = Warehouse.Connect(); }
+
+    void MakeTable(const std::string& row) const {
+        Warehouse.Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100))");
+        if (!row.empty()) {
+            Warehouse.Run("INSERT INTO dwm_multiuse VALUES(" + row + ")");
+        }
+    }
+    std::string Row() const { return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse"); }
+
+    TestWarehouse Warehouse;
+    RunState State;
+    ScriptedPrompt Prompt;
+    std::string User = CurrentUserName();
+    bool Other = true;
+};
+
+TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
+    bool locked = true;
+    EXPECT_TRUE(IsLocked(State, locked));
+    EXPECT_FALSE(locked);
+    EXPECT_TRUE(ReadLockUser(State));
+    EXPECT_EQ(State.LockUser, "");
+
+    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_FALSE(Other);
+    EXPECT_TRUE(State.LockHeld);
+    EXPECT_EQ(Row(), "1|" + User);
+    EXPECT_TRUE(IsLocked(State, locked) && locked);
+
+    EXPECT_TRUE(ReleaseLock(State));
+    EXPECT_FALSE(State.LockHeld);
+    EXPECT_EQ(Row(), "0|" + User);
+    EXPECT_TRUE(TakeLockForRun(State, Prompt));
+    EXPECT_EQ(Row(), "1|" + User);
+    EXPECT_TRUE(Prompt.Asked.empty());
+}
+
+TEST_F(Lock, AFreeLockOfAnotherUserIsTakenByAWindowButNotByARun) {
+    MakeTable("0, 'Other'");
+    EXPECT_FALSE(TakeLockForRun(State, Prompt));
+    EXPECT_EQ(State.LockUser, "Other");
+    EXPECT_EQ(State.ErrorText, "");
+    EXPECT_FALSE(State.LockHeld);
+
+    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_TRUE(State.LockHeld);
+    EXPECT_EQ(Row(), "1|" + User);
+}
+
+TEST_F(Lock, NamesAreComparedExactlyButForTrailingBlanks) {
+    MakeTable("0, '" + User + "  '");
+    EXPECT_TRUE(TakeLockForRun(State, Prompt));
+    std::string otherCase = User;
+    otherCase[0] = static_cast<char>(otherCase[0] ^ 0x20);
+    Warehouse.Run("UPDATE dwm_multiuse SET lock = 1, user_name = '" + otherCase + "'");
+    EXPECT_TRUE(ReleaseLock(State));
+    EXPECT_EQ(Row(), "1|" + otherCase) << "another user's lock is left alone";
+    EXPECT_FALSE(State.LockHeld);
+}
+
+TEST_F(Lock, ASetLockIsBrokenOnlyByAYes) {
+    MakeTable("1, 'Other  '");
+    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_TRUE(Other && !State.LockHeld);
+    EXPECT_EQ(Prompt.Asked[0],
+              "Lock Profile|The Machine is currently locked By User : Other . Do you wish to "
+              "continue?");
+    EXPECT_EQ(Row(), "1|Other  ");
+
+    Prompt.Answers = {true};
+    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_TRUE(!Other && State.LockHeld);
+    EXPECT_EQ(Row(), "1|" + User);
+}
+
+TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
+    MakeTable("");
+    EXPECT_FALSE(ReadLockUser(State));
+    EXPECT_NE(State.ErrorText.find("dwm_multiuse has no row"), std::string::npos);
+    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    Warehouse.Run("INSERT INTO dwm_multiuse VALUES(NULL, 'x')");
+    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    Warehouse.Run(
+        "DROP TABLE dwm_multiuse; CREATE TABLE dwm_multiuse(other int);"
+        "INSERT INTO dwm_multiuse VALUES(1)");
+    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    EXPECT_FALSE(State.LockHeld);
+}
+
+TEST_F(Lock, ALockTakenBetweenReadingAndTakingIsNotTakenTwice) {
+    MakeTable("0, '" + User + "'");
+    bool stolen = false;
+    State.WarehouseConnection =
+        TraceStatements(Warehouse.Connect(), [&](std::string_view statement) {
+            if (statement.starts_with("UPDATE") && !stolen) {
+                stolen = true;
+                Warehouse.Run("UPDATE dwm_multiuse SET lock = 1, user_name = 'Faster'");
+            }
+        });
+    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_TRUE(stolen && Other && !State.LockHeld);
+    EXPECT_EQ(Prompt.Asked.size(), 1U);
+    EXPECT_EQ(Row(), "1|Faster");
+}
+
+// Answers each sign with an attempt: H the lock is held, L somebody else holds it, E an error.
+int TryLockAtEachSign(const TestWarehouse& warehouse, Child& child) {
+    RunState state;
+    ScriptedPrompt nobody;
+    state.WarehouseConnection = warehouse.Connect();
+    child.Send('r');
+    while (child.Receive() != '\0') {
+        bool other = false;
+        const bool worked = AcquireLock(state, nobody, other);
+        child.Send(!worked ? 'E' : state.LockHeld && !other ? 'H' : 'L');
+    }
+    return 0;
+}
+
+// How many of the races each pair of results had; each race begins with `reset`.
+std::string RaceTwoProcesses(const TestWarehouse& warehouse, int races, const std::string& reset) {
+    Child first([&](Child& child) { return TryLockAtEachSign(warehouse, child); });
+    Child second([&](Child& child) { return TryLockAtEachSign(warehouse, child); });
+    first.Receive();
+    second.Receive();
+    std::string odd;
+    for (int race = 0; race < races; ++race) {
+        warehouse.Run(reset);
+        (race % 2 == 0 ? first : second).Send('g');
+        (race % 2 == 0 ? second : first).Send('g');
+        const std::string results{first.Receive(), second.Receive()};
+        if (results != "HL" && results != "LH") {
+            odd += results + " ";
+        }
+    }
+    return odd;
+}
+
+TEST(LockRace, AFreeLockHasExactlyOneWinner) {
+    const TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
+        "INSERT INTO dwm_multiuse VALUES(0, '')");
+    EXPECT_EQ(RaceTwoProcesses(warehouse, 100, "UPDATE dwm_multiuse SET lock = 0"), "");
+}
+
+TEST(LockRace, TheFirstUseHasExactlyOneWinner) {
+    const TestWarehouse warehouse;
+    EXPECT_EQ(RaceTwoProcesses(warehouse, 50, "DROP TABLE IF EXISTS dwm_multiuse"), "");
+}
+
+}  // namespace
+}  // namespace morvane::testing

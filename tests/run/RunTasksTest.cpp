@@ -1,0 +1,271 @@
+#include <filesystem>
+
+#include "RunFixture.h"
+#include "core/Platform.h"
+#include "core/modFileFunctions.h"
+#include "support/Golden.h"
+
+namespace morvane::testing {
+namespace {
+
+using RunTest = RunFixture;
+
+std::string ProcessList(const std::string& log) {
+    const std::string head = "completed by the tool :";
+    const std::size_t from = log.find(head) + head.size();
+    return log.substr(from, log.find("\r\n\r\nMorvane Tool stopped") - from);
+}
+
+TEST_F(RunTest, PerformsEveryTaskAndLogsIt) {
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_TRUE(MatchesGolden(Log(), "run_every_task.txt"));
+    EXPECT_EQ(Status(), "ok\r\n");
+    EXPECT_EQ(World.Errors.str() + World.Output.str(), "");
+    EXPECT_EQ(ListFiles(Files / "logs"),
+              "DetailedReport05-03-202414-07-09.html Morvane_Log05-03-202414-07-09.txt "
+              "SummaryReport05-03-202414-07-09.html TableFilterReport05-03-202414-07-09.html");
+    EXPECT_EQ(Products(Warehouse), "1|pen 3|cap");
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_FALSE(State.LockHeld);
+    EXPECT_EQ(State.WarehouseConnection, nullptr);
+    EXPECT_TRUE(World.Prompt.Asked.empty() && World.Prompt.Shown.empty());
+}
+
+TEST_F(RunTest, ShowsTheProgressOfTheSelectedTasks) {
+    Settings.CheckMetaData = Settings.GenerateReports = false;
+    ASSERT_TRUE(Run(Settings)) << State.ErrorText;
+    std::vector<std::string> seen;
+    for (const std::string& line : World.Progress.Log) {
+        if (line.find("comment") != 0 && line.find("value") != 0 && line.find("range") != 0 &&
+            line.find("Frame") == std::string::npos && line.find("relation") != 0) {
+            seen.push_back(line);
+        }
+    }
+    const std::vector<std::string> expected{
+        "load " + Warehouse.Server() + " dw Tuesday, Mar 5 2024 14:07:09",
+        "listed Detect And Mark Unused Dimension Elements",
+        "listed Delete Marked Unused Dimension Elements",
+        "run 0",
+        "done 0",
+        "run 1",
+        "done 1",
+        "remove indicator",
+        "end Tuesday, Mar 5 2024 14:07:09",
+        "enable cmdOK",
+        "disable cmdCancel"};
+    EXPECT_EQ(seen, expected);
+}
+
+TEST_F(RunTest, ARefusedRunTellsItEverywhereAndConnectsToNothing) {
+    Settings.Database = "";
+    Settings.Machine = "sqlite:/nowhere";
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_TRUE(MatchesGolden(Log(), "run_refused.txt"));
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_EQ(World.Errors.str().find("Database must be specified\nUsage: Morvane"), 0U);
+
+    Settings = RunSettings();
+    Settings.Help = true;
+    CommandLineReport help;
+    help.HelpAsked = true;
+    World.Errors.str("");
+    EXPECT_FALSE(Run(Settings, help));
+    EXPECT_EQ(World.Output.str().find("Usage: Morvane"), 0U);
+    EXPECT_EQ(World.Errors.str(), "");
+}
+
+TEST_F(RunTest, TheLogTellsOfWordsThatWereLeftOutAndOfTooMany) {
+    CommandLineReport note;
+    note.Note = "left out";
+    EXPECT_TRUE(Run(Settings, note)) << State.ErrorText;
+    EXPECT_EQ(Log().find("left out\r\nMorvane Tool started"), 0U);
+
+    CommandLineReport fault;
+    fault.Fault = "too many";
+    EXPECT_FALSE(Run(Settings, fault));
+    EXPECT_EQ(Log().find("\r\ntoo many\r\nUsage: Morvane"), 0U);
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_EQ(World.Errors.str().find("too many\nUsage"), 0U);
+}
+
+TEST_F(RunTest, AServerOrDatabaseThatIsNotThereEndsTheRunBeforeTheTasks) {
+    Settings.Machine = "sqlite:" + (Files / "none");
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Log().find("Error while connecting to : sqlite:FILES/none\r\n"), 0U) << Log();
+
+    Settings.Machine = Warehouse.Server();
+    Settings.Database = "other";
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_NE(Log().find("other"), std::string::npos);
+    EXPECT_NE(Log().find("Morvane Tool started"), std::string::npos);
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_TRUE(World.Progress.Log.empty());
+    EXPECT_EQ(ListFiles(Warehouse.Folder()), "dw.db");
+}
+
+TEST_F(RunTest, AFailingCheckPreventsEverythingElse) {
+    Warehouse.Run("DELETE FROM dwm_star_relations");
+    Settings.AtomicDeletion = true;
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_NE(Log().find("Error occured while checking meta data\r\n"), std::string::npos);
+    EXPECT_EQ(ProcessList(Log()), "");
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
+}
+
+TEST_F(RunTest, ArchivingSaysThatItIsNotThereAndNothingFollowsIt) {
+    Settings.ArchiveFactTables = true;
+    Settings.ArchiveMachine = Warehouse.Server();
+    Settings.ArchiveUserName = "u";
+    Settings.ArchiveDatabase = Warehouse.Database();
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Log().find("This version of Morvane cannot archive fact tables yet.\r\n"
+                         "Error Occured in Task ::\tArchive Fact Table\r\nProgram Terminated.\r\n"),
+              0U);
+    EXPECT_EQ(ProcessList(Log()), "\r\n\t - Checking of Meta Data");
+
+    Settings.ArchiveDatabase = "none";
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Log().find("Error Occured in Task"), std::string::npos);
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName()) << "the second run never took the lock";
+}
+
+TEST_F(RunTest, ACancelledTaskReleasesTheLockAndListsWhatWasDone) {
+    Settings.CheckMetaData = false;
+    World.Progress.CancelAtPoll = 1;
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Log().find("Marking Process Cancelled by User.\r\n"), 0U) << Log();
+    EXPECT_EQ(ProcessList(Log()), "");
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
+
+    World.Progress.CancelAtPoll = 0;
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+}
+
+TEST_F(RunTest, ASecondRunWhileOneIsUnderWayTouchesNothing) {
+    TestServices second;
+    bool secondResult = false;
+    World.Progress.OnPoll = [&](int poll) {
+        if (poll == 1) {
+            RunState state;
+            state.CommandLineMode = true;
+            second.Clock.Moment.TimeOfDay += std::chrono::seconds(1);
+            secondResult = RunTasks(EveryTask(Warehouse, Files / "second"), state, second.Services);
+        }
+    };
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_TRUE(secondResult);
+    EXPECT_TRUE(second.Progress.Log.empty());
+    const std::string question =
+        "Lock Profile: The Machine is currently locked By User : " + CurrentUserName() +
+        " . Do you wish to continue?";
+    const std::string log = ReadWholeFile(Files / "second/Morvane_Log05-03-202414-07-10.txt");
+    EXPECT_EQ(log.find(question + " Nobody could be asked; the answer taken is No.\r\n"), 0U)
+        << log;
+    EXPECT_EQ(second.Errors.str().find(question), 0U);
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+}
+
+TEST_F(RunTest, ALockLeftByACrashIsBrokenOnlyByAYes) {
+    Warehouse.Run(
+        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
+        "INSERT INTO dwm_multiuse VALUES(1,'" +
+        CurrentUserName() + "')");
+    World.Prompt.Answers = {false, true};
+    EXPECT_TRUE(Run(Settings)) << "a run that did not go on reports nothing";
+    EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
+    EXPECT_EQ(Log().find("Nobody"), std::string::npos);
+    EXPECT_EQ(LockRow(), "1|" + CurrentUserName());
+
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_EQ(Products(Warehouse), "1|pen 3|cap");
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(World.Prompt.Asked.size(), 2U);
+}
+
+TEST_F(RunTest, StopsWithoutAWordAfterAnotherUsersRun) {
+    Warehouse.Run(
+        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
+        "INSERT INTO dwm_multiuse VALUES(0,'somebody else  ')");
+    EXPECT_TRUE(Run(Settings));
+    EXPECT_EQ(Status(), "ok\r\n");
+    EXPECT_EQ(World.Errors.str(), "");
+    EXPECT_EQ(Log().find("Morvane Tool started"), 0U);
+    EXPECT_TRUE(World.Progress.Log.empty());
+    EXPECT_EQ(LockRow(), "0|somebody else  ");
+}
+
+TEST_F(RunTest, ALogFolderThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {
+    Settings.LogDirectory = Warehouse.File() + "/logs";  // below a file, which stops root too
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_NE(World.Errors.str().find("Cannot make the folder"), std::string::npos);
+    EXPECT_NE(State.ErrorText, "");
+    EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM sqlite_master WHERE name = 'dwm_multiuse'"),
+              "0");
+}
+
+TEST_F(RunTest, ADiskThatFillsUpNeverStopsTheWorkButIsTold) {
+    EnsureFolder(Settings.LogDirectory);
+    std::filesystem::create_symlink("/dev/full",
+                                    Settings.LogDirectory + "/Morvane_Log05-03-202414-07-09.txt");
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(Products(Warehouse), "1|pen 3|cap");
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_NE(World.Errors.str().find("No space left on device"), std::string::npos);
+}
+
+TEST_F(RunTest, CopiesTheLogOrSaysThatThereIsNone) {
+    Settings.LogFileGiven = true;
+    Settings.LogFileName = Files / "copies/today/log.txt";
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_EQ(ReplaceAll(ReadWholeFile(Settings.LogFileName), Files.Path(), "FILES"), Log());
+
+    Settings.LogGiven = false;
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_EQ(ReadWholeFile(Settings.LogFileName),
+              "Log Directory Path for the Morvane was not specified.\r\n");
+
+    Settings.LogGiven = true;
+    Settings.LogFileName = "/dev/full";
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_NE(World.Errors.str().find("/dev/full"), std::string::npos);
+    EXPECT_EQ(Status(), "failure\r\n");
+}
+
+TEST_F(RunTest, AStatusFileThatCannotBeWrittenChangesNothing) {
+    Settings.StatusFileName = Files / "missing/status.txt";
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_FALSE(FolderExists(Files / "missing"));
+
+    Settings.StatusFileName = "";
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_NE(State.ErrorText.find("Status File Name"), std::string::npos);
+}
+
+TEST_F(RunTest, TheStatusFileSaysRunningWhileTheRunIsUnderWay) {
+    std::string seen;
+    World.Progress.OnPoll = [&](int) { seen = Status(); };
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_EQ(seen, "running\r\n");
+}
+
+TEST_F(RunTest, AUserWhoIsPresentSeesTheErrorsAndKeepsTheConnection) {
+    State.CommandLineMode = false;
+    EXPECT_TRUE(RunTasks(Settings, State, World.Services));
+    EXPECT_NE(State.WarehouseConnection, nullptr);
+    EXPECT_EQ(World.Prompt.Shown, std::vector<std::string>{});
+
+    Warehouse.Run("DELETE FROM dwm_tables");
+    EXPECT_FALSE(RunTasks(Settings, State, World.Services));
+    ASSERT_EQ(World.Prompt.Shown.size(), 1U);
+    EXPECT_EQ(World.Prompt.Shown[0], "Morvane|" + State.ErrorText);
+    EXPECT_EQ(World.Errors.str(), "") << "the message box has said it";
+    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+}
+
+}  // namespace
+}  // namespace morvane::testing
