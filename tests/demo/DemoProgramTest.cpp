@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "SqliteReader.h"
+#include "core/modFileFunctions.h"
+#include "demo/DemoWarehouse.h"
+#include "support/TempFolder.h"
+
+namespace morvane::testing {
+namespace {
+
+class DemoProgram : public ::testing::Test {
+  protected:
+    TempFolder folder_;
+
+    // Runs the program with its output in a file; `before` is shell text that comes first.
+    int Run(const std::string& arguments, const std::string& before = "") {
+        TempFolder output;
+        const std::string command = before + " '" + std::string(MORVANE_DEMO_PROGRAM) + "' " +
+                                    arguments + " >" + (output / "out") + " 2>&1";
+        const int status = std::system(command.c_str());
+        output_ = ReadWholeFile(output / "out");
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    void Write(const std::string& name, const std::string& text) {
+        std::ofstream(folder_ / name) << text;
+    }
+
+    std::string output_;
+};
+
+TEST_F(DemoProgram, MakesAMissingFolderAndSaysWhatItMade) {
+    EXPECT_EQ(Run(folder_ / "new/folder"), 0);
+    EXPECT_EQ(ListFiles(folder_ / "new/folder"), "retail.db retail_archive.db");
+    EXPECT_NE(output_.find("sales                  180000 rows\n"), std::string::npos) << output_;
+    EXPECT_NE(output_.find("at scale 1 in "), std::string::npos) << output_;
+
+    const SqliteReader archive(folder_ / "new/folder/retail_archive.db");
+    EXPECT_EQ(archive.Number("SELECT count(*) FROM sqlite_master"), 0);
+    EXPECT_EQ(archive.Rows("PRAGMA integrity_check").at(0), "ok");
+    EXPECT_EQ(ReadWholeFile(folder_ / "new/folder/retail_archive.db").substr(0, 15),
+              "SQLite format 3");
+}
+
+TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
+    for (const std::string name : {"retail.db", "retail_archive.db"}) {
+        Write(name, "mine");
+        EXPECT_EQ(Run(folder_.Path()), 1);
+        EXPECT_NE(output_.find(name + " exists already"), std::string::npos) << output_;
+        EXPECT_EQ(ListFiles(folder_.Path()), name);
+        EXPECT_EQ(ReadWholeFile(folder_ / name), "mine");
+        std::filesystem::remove(folder_ / name);
+    }
+    // A journal left beside the old database must not be played back into the new one.
+    Write("retail.db", "mine");
+    Write("retail.db-journal", "old pages");
+    Write("retail.db-wal", "old pages");
+    EXPECT_EQ(Run("--force " + folder_.Path()), 0) << output_;
+    EXPECT_EQ(ListFiles(folder_.Path()), "retail.db retail_archive.db");
+    EXPECT_EQ(SqliteReader(folder_ / "retail.db").Rows("PRAGMA quick_check").at(0), "ok");
+}
+
+TEST_F(DemoProgram, RefusesWhatItDoesNotUnderstand) {
+    const std::string target = folder_ / "none";
+    for (const std::string& arguments :
+         {std::string(), target + " --scale", target + " --scale 0", target + " --scale -1",
+          target + " --scale 1.5", target + " --scale 2x", target + " --scale 10001",
+          target + " --scale 99999999999999999999", target + " --fast", target + " other"}) {
+        EXPECT_EQ(Run(arguments), 1) << arguments;
+        EXPECT_EQ(output_.find("morvane-demo: "), 0U) << output_;
+        EXPECT_FALSE(std::filesystem::exists(target)) << arguments;
+    }
+    Write("file", "");
+    EXPECT_EQ(Run(folder_ / "file/below"), 1);
+    EXPECT_NE(output_.find("file"), std::string::npos) << output_;
+    std::filesystem::create_directory(folder_ / "retail.db");
+    EXPECT_EQ(Run("--force " + folder_.Path()), 1);
+    EXPECT_NE(output_.find("it is a folder"), std::string::npos) << output_;
+}
+
+TEST_F(DemoProgram, LeavesNothingHalfMade) {
+    // A file size limit stands in for a full disk, reached by the rows and by the indexes.
+    for (const std::string blocks : {"2000", "64000"}) {
+        EXPECT_EQ(Run(folder_.Path(), "trap '' XFSZ; ulimit -f " + blocks + ";"), 1);
+        EXPECT_NE(output_.find("Cannot write " + folder_ / "retail.db"), std::string::npos)
+            << output_;
+        EXPECT_EQ(ListFiles(folder_.Path()), "");
+    }
+    int questions = 0;
+    EXPECT_THROW(
+        demo::MakeDemoWarehouse(folder_.Path(), 1, false, [&] { return ++questions == 20; }),
+        demo::DemoError);
+    EXPECT_EQ(questions, 20);
+    EXPECT_EQ(ListFiles(folder_.Path()), "");
+}
+
+}  // namespace
+}  // namespace morvane::testing
