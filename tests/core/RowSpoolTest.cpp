@@ -1,12 +1,11 @@
 #include "core/RowSpool.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <limits>
 
 #include "core/modFileFunctions.h"
+#include "support/FileSizeLimit.h"
 
 namespace morvane {
 namespace {
@@ -65,28 +64,8 @@ TEST(RowSpool, GivesRowsBackThatDoNotFitItsMemory) {
     EXPECT_FALSE(spool.Next(row));
 }
 
-// Lets no file of this process grow beyond `bytes`.
-class FileSizeLimit {
-  public:
-    explicit FileSizeLimit(rlim_t bytes) : oldHandler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &old_);
-        const rlimit limit{bytes, old_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &old_);
-        std::signal(SIGXFSZ, oldHandler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-  private:
-    rlimit old_{};
-    void (*oldHandler_)(int);
-};
-
 TEST(RowSpool, SaysSoWhenTheTemporaryFileCannotGrow) {
-    const FileSizeLimit limit(1 << 20);
+    const testing::FileSizeLimit limit(1 << 20);
     RowSpool spool;
     const Row row{Value(std::string(500'000, 'z'))};
     EXPECT_THROW(

@@ -20,7 +20,7 @@ std::string Utf8(std::uint32_t character) {
 }
 
 TEST(Text, TrimTakesBlanksOnly) {
-    EXPECT_EQ(Trim("  a b\t "), "a b\t");
+    EXPECT_EQ(Trim("  \ta b\t "), "\ta b\t");
     EXPECT_EQ(Trim("   "), "");
     EXPECT_EQ(Trim(""), "");
 }

@@ -10,6 +10,7 @@
 #include "reports/ReportNames.h"
 #include "reports/ReportQueries.h"
 #include "reports/modGenerateReports.h"
+#include "support/FileSizeLimit.h"
 #include "support/FixedClock.h"
 #include "support/Golden.h"
 #include "support/RecordingProgress.h"
@@ -157,6 +158,28 @@ TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
               "it as its primary_table\r\n");
     EXPECT_NE(TextOf(Report::Detailed).find("<TD>b<1></TD>"), std::string::npos);
     EXPECT_FALSE(IsWhole(Report::Detailed));
+}
+
+TEST_F(Reports, AreNoSuccessWhenTheirLastBytesDoNotFit) {
+    FillSmallWarehouse();
+    ASSERT_TRUE(Generate()) << state_.ErrorText;
+    const std::vector<Report> all{Report::Summary, Report::Detailed, Report::TableFilter};
+    for (const Report report : all) {
+        const auto size = std::filesystem::file_size(PathOf(report));
+        const FileSizeLimit limit(size - 10);
+        const TempFolder folder;
+        for (const Report other : all) {
+            if (other != report) {
+                std::filesystem::create_symlink("/dev/null",
+                                                ReportPath(other, state_, folder.Path()));
+            }
+        }
+        state_.ErrorText.clear();
+        EXPECT_FALSE(GenerateAllReports(state_, progress_, folder.Path()));
+        EXPECT_EQ(state_.ErrorText, "Cannot write the file \"" +
+                                        ReportPath(report, state_, folder.Path()) +
+                                        "\": File too large\r\n");
+    }
 }
 
 TEST_F(Reports, SayThatTheDiskIsFullOrTheFolderMissing) {
