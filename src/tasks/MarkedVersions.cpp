@@ -16,7 +16,7 @@ bool LooksLikeDate(std::string_view text) {
 
 }  // namespace
 
-void NormalizeDate(Value& date, Fraction fraction) {
+void NormalizeDate(Value& date) {
     if (!date.IsText() || !LooksLikeDate(std::get<std::string>(date.Data()))) {
         return;
     }
@@ -27,13 +27,20 @@ void NormalizeDate(Value& date, Fraction fraction) {
     if (text.size() < kMidnight.size()) {
         text += kMidnight.substr(text.size());
     }
+    text.resize(kMidnight.size());
     text[kDateLength] = ' ';
-    std::size_t length = kMidnight.size();
-    if (fraction == Fraction::Keep && text.find_first_not_of(".0", length) != std::string::npos) {
-        length = text.find_last_not_of('0') + 1;
-    }
-    text.resize(length);
     date.SetText(text);
+}
+
+void NormalizeKeyDate(Value& date) {
+    if (!date.IsText() || !LooksLikeDate(std::get<std::string>(date.Data()))) {
+        return;
+    }
+    const std::string& text = std::get<std::string>(date.Data());
+    if (text.size() > kMidnight.size() && text[kMidnight.size()] == '.') {
+        const std::size_t last = text.find_last_not_of('0');
+        date = Value(text.substr(0, last == kMidnight.size() ? last : last + 1));
+    }
 }
 
 MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
@@ -55,11 +62,11 @@ MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
         }
         for (std::size_t i = 0; i < keyFields_.size(); ++i) {
             if (keyFields_[i].Type == DataType::DBTimeStamp) {
-                NormalizeDate(version.Columns[i], Fraction::Keep);
+                NormalizeKeyDate(version.Columns[i]);
             }
         }
-        NormalizeDate(version.StartDate(), Fraction::Drop);
-        NormalizeDate(version.EndDate(), Fraction::Drop);
+        NormalizeDate(version.StartDate());
+        NormalizeDate(version.EndDate());
         spool_.Append(version.Columns);
     }
     more_ = spool_.Next(next_.Columns);

@@ -11,8 +11,8 @@
 namespace morvane {
 
 // A version of an element: its key columns in the key's order and the three columns of its
-// history. Dates are texts "yyyy-mm-dd hh:mm:ss" or NULL; a key column that is a date keeps a
-// fraction of a second, since the server compares it too.
+// history. Those dates are texts "yyyy-mm-dd hh:mm:ss" or NULL; a key column that is a date keeps
+// the server's form.
 struct Version {
     std::vector<Value> Columns;
 
@@ -47,9 +47,12 @@ class MarkedVersions {
     bool more_ = false;
 };
 
-// "yyyy-mm-dd hh:mm:ss" from a date as the server gives it, with or without a time of day.
-// Anything else stays as it is.
-enum class Fraction { Drop, Keep };
-void NormalizeDate(Value& date, Fraction fraction);
+// Makes "yyyy-mm-dd hh:mm:ss" of a date as the server gives it, with or without a time of day and a
+// fraction of a second. Anything else stays as it is.
+void NormalizeDate(Value& date);
+
+// A date in a key must still be found where it stands: it only loses a fraction that is zero, so
+// that equal dates are equal texts.
+void NormalizeKeyDate(Value& date);
 
 }  // namespace morvane

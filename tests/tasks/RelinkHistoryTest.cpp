@@ -109,6 +109,19 @@ TEST_F(RelinkHistoryTest, ACompositeKeyIsComparedInAllItsColumns) {
     EXPECT_EQ(Survivors(), "2 2020-01-01..2099-12-31* 3 2019-01-01..2021-01-01");
 }
 
+TEST_F(RelinkHistoryTest, AKeyColumnMayBeADate) {
+    warehouse.Run(
+        "ALTER TABLE client ADD COLUMN born datetime;"
+        "UPDATE dwm_star_relations SET original_primary_key = 'born,code'");
+    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 x 2022-01-01 2099-12-31 c");
+    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx");
+    warehouse.Run(
+        "UPDATE client SET born = CASE WHEN id < 4 THEN '1990-05-05' "
+        "ELSE '1990-05-06 10:20:30' END");
+    Relink();
+    EXPECT_EQ(Survivors(), "3 2020-01-01..2099-12-31* 4 2020-01-01..2021-01-01");
+}
+
 // The parameters keep the order of the first version's statement. After a first version that is
 // not current, a current one therefore looks for the version that ends on the day of its own end,
 // and gives it its start as the end.
@@ -244,20 +257,21 @@ TEST_F(RelinkHistoryTest, AgreesWithADynamicCursorOnRandomHistories) {
     }
 }
 
-TEST(NormalizedDates, HaveATimeOfDayAndAFractionOnlyWhereAsked) {
-    const auto normalized = [](const char* text, Fraction fraction) {
+TEST(NormalizedDates, HaveATimeOfDayAndNoFraction) {
+    const auto after = [](void (*normalize)(Value&), const char* text) {
         Value date{std::string(text)};
-        NormalizeDate(date, fraction);
+        normalize(date);
         return date.Text();
     };
-    for (const char* text : {"2024-03-05 14:07:09", "2024-03-05T14:07:09.500"}) {
-        EXPECT_EQ(normalized(text, Fraction::Drop), "2024-03-05 14:07:09");
-    }
-    EXPECT_EQ(normalized("2024-03-05", Fraction::Drop), "2024-03-05 00:00:00");
-    EXPECT_EQ(normalized("2024-03-05 14:07", Fraction::Drop), "2024-03-05 14:07:00");
-    EXPECT_EQ(normalized("2024-03-05 14:07:09.500", Fraction::Keep), "2024-03-05 14:07:09.5");
-    EXPECT_EQ(normalized("2024-03-05 14:07:09.000", Fraction::Keep), "2024-03-05 14:07:09");
-    EXPECT_EQ(normalized("yesterday, or so", Fraction::Drop), "yesterday, or so");
+    EXPECT_EQ(after(NormalizeDate, "2024-03-05 14:07:09"), "2024-03-05 14:07:09");
+    EXPECT_EQ(after(NormalizeDate, "2024-03-05T14:07:09.500"), "2024-03-05 14:07:09");
+    EXPECT_EQ(after(NormalizeDate, "2024-03-05"), "2024-03-05 00:00:00");
+    EXPECT_EQ(after(NormalizeDate, "2024-03-05 14:07"), "2024-03-05 14:07:00");
+    EXPECT_EQ(after(NormalizeDate, "yesterday, or so"), "yesterday, or so");
+    EXPECT_EQ(after(NormalizeKeyDate, "2024-03-05"), "2024-03-05");
+    EXPECT_EQ(after(NormalizeKeyDate, "2024-03-05 14:07:00"), "2024-03-05 14:07:00");
+    EXPECT_EQ(after(NormalizeKeyDate, "2024-03-05 14:07:09.500"), "2024-03-05 14:07:09.5");
+    EXPECT_EQ(after(NormalizeKeyDate, "2024-03-05 14:07:00.000"), "2024-03-05 14:07:00");
 }
 
 }  // namespace morvane::testing
