@@ -45,7 +45,7 @@ Options ParseCommandLine(const std::vector<std::string>& arguments) {
         }
     }
     if (options.Folder.empty() && !options.Help) {
-        throw DemoError("Which folder?");
+        throw DemoError("No folder given; --help tells how to call it");
     }
     return options;
 }

@@ -9,7 +9,7 @@ namespace morvane::demo {
 
 // Invented names, a few of them with letters beyond ASCII or with an apostrophe, as real ones have.
 std::string PersonName(Random& random);
-// Unique: every 320th has a number that the ones before it have not.
+// Unique: names that come round again get a number.
 std::string BrandName(std::int64_t brand);
 std::string CityName(Random& random);
 std::string ProductName(Random& random, std::int64_t category);
