@@ -147,21 +147,43 @@ std::optional<DateTime> AddMonths(std::int64_t count, DateTime moment) {
     return sys_days(target / std::min(date.day(), last)) + (moment - day);
 }
 
+bool ReadDateAndTime(std::string_view text, Parts& parts) {
+    Reader reader(text);
+    if (!ReadDate(reader, parts)) {
+        return false;
+    }
+    if (reader.AtEnd()) {
+        return true;
+    }
+    const bool separated = reader.Character(' ') || reader.Character('T');
+    while (reader.Character(' ')) {
+    }
+    return separated && ReadTime(reader, parts) && reader.AtEnd();
+}
+
+// The stored form "yyyy-mm-dd hh:mm:ss", which nearly every date has that a statement compares.
+bool ReadStoredForm(std::string_view text, Parts& parts) {
+    constexpr std::string_view kForm = "0000-00-00 00:00:00";
+    if (text.size() != kForm.size()) {
+        return false;
+    }
+    for (std::size_t i = 0; i < kForm.size(); ++i) {
+        const bool digit = text[i] >= '0' && text[i] <= '9';
+        if (kForm[i] == '0' ? !digit : text[i] != kForm[i]) {
+            return false;
+        }
+    }
+    const auto pair = [text](std::size_t i) { return (text[i] - '0') * 10 + (text[i + 1] - '0'); };
+    parts = {pair(0) * 100 + pair(2), pair(5), pair(8), pair(11), pair(14), pair(17), 0};
+    return true;
+}
+
 }  // namespace
 
 std::optional<DateTime> ParseDateTime(std::string_view text) {
-    Reader reader(Trim(text));
     Parts parts;
-    if (!ReadDate(reader, parts)) {
+    if (!ReadStoredForm(text, parts) && !ReadDateAndTime(Trim(text), parts)) {
         return std::nullopt;
-    }
-    if (!reader.AtEnd()) {
-        const bool separated = reader.Character(' ') || reader.Character('T');
-        while (reader.Character(' ')) {
-        }
-        if (!separated || !ReadTime(reader, parts) || !reader.AtEnd()) {
-            return std::nullopt;
-        }
     }
     const year_month_day date = std::chrono::year(parts.Year) /
                                 std::chrono::month(static_cast<unsigned>(parts.Month)) /

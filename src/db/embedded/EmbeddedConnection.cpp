@@ -111,6 +111,7 @@ class EmbeddedConnection : public Connection {
     FunctionContext functions_;
     std::optional<SqliteDatabase> database_;
     StatementCache cache_;
+    DeleteByLiterals deleteByLiterals_;
 };
 
 void EmbeddedConnection::Open() {
@@ -209,9 +210,7 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
         Compile(database, sql);
         return -1;
     }
-    std::string shape;
-    std::vector<Value> literals;
-    if (!TakeDeleteLiterals(sql, shape, literals)) {
+    if (!deleteByLiterals_.Parse(sql)) {
         CachedStatement& cached = Prepare(sql);
         const StatementKind kind = cached.Kind;
         const std::int64_t affected = Run(cached);
@@ -220,9 +219,10 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
         }
         return affected;
     }
-    CachedStatement& cached = Prepare(shape);
-    for (std::size_t i = 0; i < literals.size(); ++i) {
-        cached.Statement.Bind(static_cast<int>(i) + 1, literals[i]);
+    CachedStatement& cached = Prepare(deleteByLiterals_.Shape());
+    int place = 0;
+    for (const Value& literal : deleteByLiterals_.Literals()) {
+        cached.Statement.BindLent(++place, literal);
     }
     return Run(cached);
 }
@@ -293,7 +293,7 @@ void EmbeddedCommand::BindParameters(SqliteStatement& statement) const {
             text_);
     }
     for (std::size_t i = 0; i < parameters_.size(); ++i) {
-        statement.Bind(static_cast<int>(i) + 1, parameters_[i].Value);
+        statement.BindLent(static_cast<int>(i) + 1, parameters_[i].Value);
     }
 }
 
@@ -303,6 +303,7 @@ std::int64_t EmbeddedCommand::Execute() {
     return connection_.Run(cached);
 }
 
+// The rows are read to their end here, while the parameters that the statement borrows live.
 std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
     SqliteStatement statement = connection_.CompileQuery(text_);
     BindParameters(statement);

@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <ctime>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -51,16 +52,24 @@ std::optional<DateTime> DateArgument(sqlite3_context* context, sqlite3_value* va
     return moment;
 }
 
+// The part of a date, the first argument of its functions: a constant, looked up once a statement.
 std::optional<DatePart> PartArgument(sqlite3_context* context, sqlite3_value* value) {
+    if (const void* known = sqlite3_get_auxdata(context, 0)) {
+        return *static_cast<const DatePart*>(known);
+    }
     const auto part = ParseDatePart(TextOf(value));
     if (!part) {
         ReturnError(context, "'" + std::string(TextOf(value)) + "' is not a recognized date part.");
+        return part;
     }
+    sqlite3_set_auxdata(context, 0, std::make_unique<DatePart>(*part).release(), [](void* held) {
+        std::unique_ptr<DatePart>(static_cast<DatePart*>(held)).reset();
+    });
     return part;
 }
 
 void GetDate(sqlite3_context* context, int, Arguments) {
-    const auto* shared = static_cast<const FunctionContext*>(sqlite3_user_data(context));
+    auto* shared = static_cast<FunctionContext*>(sqlite3_user_data(context));
     ReturnText(context, FormatDateTime(shared->StatementTime()));
 }
 
@@ -72,13 +81,8 @@ void DateDiffFunction(sqlite3_context* context, int count, Arguments arguments) 
     if (!part) {
         return;
     }
-    const std::string_view fromText = TextOf(arguments[1]);
-    const std::string_view toText = TextOf(arguments[2]);
-    // The dates of a re-linked history are compared row by row; most are of the stored form.
     const auto from = DateArgument(context, arguments[1]);
-    if (from && fromText == toText) {
-        sqlite3_result_int(context, 0);
-    } else if (const auto to = from ? DateArgument(context, arguments[2]) : std::nullopt) {
+    if (const auto to = from ? DateArgument(context, arguments[2]) : std::nullopt) {
         sqlite3_result_int64(context, DateDiff(*part, *from, *to));
     }
 }
@@ -375,7 +379,10 @@ void Like(sqlite3_context* context, int count, Arguments arguments) {
 
 }  // namespace
 
-void FunctionContext::StartStatement() {
+DateTime FunctionContext::StatementTime() {
+    if (statementTime_) {
+        return *statementTime_;
+    }
     const auto now = std::chrono::system_clock::now();
     const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
     std::tm local{};
@@ -389,6 +396,7 @@ void FunctionContext::StartStatement() {
     const auto fraction = now - std::chrono::floor<std::chrono::seconds>(now);
     statementTime_ = DateTime(std::chrono::seconds(shifted)) +
                      std::chrono::floor<std::chrono::milliseconds>(fraction);
+    return *statementTime_;
 }
 
 void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context) {

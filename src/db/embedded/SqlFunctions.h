@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
 
@@ -9,11 +11,11 @@ namespace morvane::embedded {
 class FunctionContext {
   public:
     // Begins a statement: all its calls of getdate() give one moment.
-    void StartStatement();
-    DateTime StatementTime() const { return statementTime_; }
+    void StartStatement() { statementTime_.reset(); }
+    DateTime StatementTime();
 
   private:
-    DateTime statementTime_{};
+    std::optional<DateTime> statementTime_;
 };
 
 // Adds the server's functions to a database, under names that begin with "tsql_" (the translation

@@ -89,7 +89,8 @@ SqliteStatement::SqliteStatement(sqlite3* database, std::string_view sql, std::s
     }
 }
 
-void SqliteStatement::Bind(int position, const Value& value) {
+void SqliteStatement::BindValue(int position, const Value& value,
+                                sqlite3_destructor_type lifetime) {
     const auto& data = value.Data();
     sqlite3_stmt* handle = handle_.get();
     int result = SQLITE_OK;
@@ -98,7 +99,7 @@ void SqliteStatement::Bind(int position, const Value& value) {
     } else if (const auto* real = std::get_if<double>(&data)) {
         result = sqlite3_bind_double(handle, position, *real);
     } else if (const auto* text = std::get_if<std::string>(&data)) {
-        result = sqlite3_bind_text64(handle, position, text->data(), text->size(), SQLITE_TRANSIENT,
+        result = sqlite3_bind_text64(handle, position, text->data(), text->size(), lifetime,
                                      SQLITE_UTF8);
     } else {
         result = sqlite3_bind_null(handle, position);

@@ -19,7 +19,9 @@ class SqliteStatement {
     SqliteStatement(sqlite3* database, std::string_view sql, std::string_view shownAs);
 
     // Binds the place with the number `position`, from 1.
-    void Bind(int position, const Value& value);
+    void Bind(int position, const Value& value) { BindValue(position, value, SQLITE_TRANSIENT); }
+    // As Bind, without a copy: the value must stay as it is until the statement has run.
+    void BindLent(int position, const Value& value) { BindValue(position, value, SQLITE_STATIC); }
     int ParameterCount() const { return sqlite3_bind_parameter_count(handle_.get()); }
 
     // True when a row is there. Throws DatabaseError.
@@ -33,6 +35,8 @@ class SqliteStatement {
     struct Finalize {
         void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
     };
+
+    void BindValue(int position, const Value& value, sqlite3_destructor_type lifetime);
 
     sqlite3* database_;
     std::string shownAs_;

@@ -43,9 +43,25 @@ class StatementCache {
     std::unordered_map<std::string, CachedStatement> statements_;
 };
 
-// A statement of the form "DELETE FROM t WHERE a = 'x' AND b = 5": its literals become "?" in
-// `shape` and values in `literals`, so that one prepared statement serves all that differ in them
-// alone. False for any other statement.
-bool TakeDeleteLiterals(std::string_view sql, std::string& shape, std::vector<Value>& literals);
+// A statement of the form "DELETE FROM t WHERE a = 'x' AND b = 5" taken apart: its literals become
+// "?" in Shape and values in Literals, so that one prepared statement serves all that differ in
+// them alone. Kept between statements for its memory.
+class DeleteByLiterals {
+  public:
+    // False for any other statement.
+    bool Parse(std::string_view sql);
+
+    const std::string& Shape() const { return shape_; }
+    const std::vector<Value>& Literals() const { return literals_; }
+
+  private:
+    bool ParseComparison(std::string_view& rest);
+    Value& NextLiteral();
+
+    std::string shape_;
+    std::string text_;
+    std::vector<Value> literals_;
+    std::size_t literalCount_ = 0;
+};
 
 }  // namespace morvane::embedded

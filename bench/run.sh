@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# Compares the program with hand-written SQL in the sqlite3 shell, each on a copy of the same file,
+# in turn and several times, and prints the ratios; then the program's peak memory as the warehouse
+# grows. Arguments: the scale of the warehouse (33: 10 million fact rows), the number of pairs, and
+# the scales for the memory. Needs some 8 GB in the folder named by MORVANE_BENCH_FOLDER.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scale=${1:-33}
+pairs=${2:-5}
+memory_scales=${3:-1 10 100}
+
+. scripts/packages.sh
+scripts/install-packages.sh "${bench_packages[@]}"
+cmake --preset release >/dev/null
+cmake --build --preset release --target morvane morvane-demo >/dev/null
+morvane=$PWD/build/release/src/run/morvane
+demo=$PWD/build/release/demo/morvane-demo
+
+work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/program" "$work/hand" "$work/logs"
+
+# measure <file for the figures> <command...>: wall, user, system seconds and peak KB on a line.
+measure() {
+    local figures=$1
+    shift
+    /usr/bin/time -a -o "$figures" -f '%e %U %S %M' "$@" >"$work/out.txt" 2>"$work/err.txt" ||
+        { cat "$work/err.txt"; exit 1; }
+}
+
+run_program() {
+    "$morvane" -mac "sqlite:$work/program" -ntaut -db retail -log "$work/logs" \
+        -statusfile "$work/status.txt" "$@"
+    grep -q '^ok' "$work/status.txt"
+}
+export -f run_program
+export morvane work
+
+tables="calendar geography department category brand product store employee promotion
+    customer_segment customer carrier"
+
+# The number of rows in which the two copies differ, over all dimensions.
+differences() {
+    local query=""
+    for table in $tables; do
+        query+="SELECT count(*) FROM (SELECT * FROM (SELECT * FROM main.$table
+            EXCEPT SELECT * FROM other.$table) UNION ALL SELECT * FROM
+            (SELECT * FROM other.$table EXCEPT SELECT * FROM main.$table));"
+    done
+    sqlite3 "$work/program/retail.db" "ATTACH '$work/hand/retail.db' AS other; $query" |
+        awk '{ n += $1 } END { print n }'
+}
+
+# compare <name> <base file> <SQL file> <options of the program...>
+compare() {
+    local name=$1 base=$2 sql=$3
+    shift 3
+    rm -f "$work/a.txt" "$work/b.txt"
+    local pair
+    for ((pair = 0; pair < pairs; ++pair)); do
+        cp "$base" "$work/program/retail.db"
+        cp "$base" "$work/hand/retail.db"
+        sync
+        measure "$work/a.txt" bash -c 'run_program "$@"' program "$@"
+        measure "$work/b.txt" sqlite3 "$work/hand/retail.db" ".read $sql"
+    done
+    local different
+    different=$(differences)
+    paste -d' ' "$work/a.txt" "$work/b.txt" | awk -v name="$name" -v different="$different" '
+        function median(values, n,   i, j, t) {
+            for (i = 1; i <= n; ++i) for (j = i + 1; j <= n; ++j)
+                if (values[j] < values[i]) { t = values[i]; values[i] = values[j]; values[j] = t }
+            return n % 2 ? values[(n + 1) / 2] : (values[n / 2] + values[n / 2 + 1]) / 2
+        }
+        { a[NR] = $1; b[NR] = $5; wall[NR] = $1 / $5; cpu[NR] = ($2 + $3) / ($6 + $7) }
+        END {
+            printf "%-34s %8.2f %8.2f %7.2f %7.2f %10s\n", name, median(a, NR), median(b, NR),
+                median(wall, NR), median(cpu, NR), different == 0 ? "same" : different " rows"
+        }'
+}
+
+echo "Making the warehouses: scale $scale"
+"$demo" "$work" --scale "$scale" >/dev/null
+sqlite3 "$work/retail.db" ".read bench/sql/more-products.sql"
+sqlite3 "$work/retail.db" "SELECT 'Fact rows: ' || ((SELECT count(*) FROM sales) +
+    (SELECT count(*) FROM shipments) + (SELECT count(*) FROM inventory))"
+
+echo
+echo "Medians of $pairs pairs; a ratio above 1 means that the program was slower."
+printf '%-34s %8s %8s %7s %7s %10s\n' "" "program" "shell" "ratio" "CPU" "tables"
+printf '%-34s %8s %8s %7s %7s %10s\n' "" "s" "s" "wall" "ratio" "afterwards"
+compare "marking" "$work/retail.db" bench/sql/mark.sql -mark
+compare "summary (nothing marked)" "$work/retail.db" bench/sql/summary.sql -grep
+cp "$work/retail.db" "$work/marked.db"
+sqlite3 "$work/marked.db" ".read bench/sql/mark.sql"
+compare "detailed report, a million rows" "$work/marked.db" bench/sql/report.sql -grep
+compare "deletion" "$work/marked.db" bench/sql/delete.sql -del
+compare "atomic deletion" "$work/marked.db" bench/sql/delete-atomic.sql -del -datom
+sqlite3 "$work/retail.db" ".read bench/sql/more-customers.sql"
+cp "$work/retail.db" "$work/marked.db"
+sqlite3 "$work/marked.db" ".read bench/sql/mark.sql"
+compare "deletion, + a million versions" "$work/marked.db" bench/sql/delete.sql -del
+compare "atomic, + 333,334 elements" "$work/marked.db" bench/sql/delete-atomic.sql -del -datom
+rm -f "$work"/*.db "$work"/program/* "$work"/hand/*
+
+echo
+echo "Peak memory of marking, reports and deletion in one run:"
+for memory_scale in $memory_scales; do
+    "$demo" "$work/program" --scale "$memory_scale" --force >/dev/null
+    rm -f "$work/memory.txt"
+    measure "$work/memory.txt" bash -c 'run_program "$@"' program -chkmd -mark -grep -del
+    awk -v scale="$memory_scale" -v bytes="$(stat -c %s "$work/program/retail.db")" \
+        '{ printf "  scale %4d, %6.1f MB of warehouse: %6.1f MB\n", scale, bytes / 1e6, $4 / 1024 }' \
+        "$work/memory.txt"
+done

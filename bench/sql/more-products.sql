@@ -1,0 +1,7 @@
+-- A million products more than the demo warehouse has, which nothing refers to, so that marking,
+-- deletion and the detailed report have a million unused elements to deal with.
+WITH RECURSIVE element(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM element WHERE n < 1000000)
+INSERT INTO product
+SELECT 10000000 + n, printf('Z%08d', n), 'Product of the bench ' || n, 1, 1, n % 90 + 0.5, 1.25,
+       '2015-06-01 00:00:00', 0, 0
+FROM element;

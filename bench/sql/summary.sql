@@ -1,0 +1,12 @@
+SELECT Count(*) FROM calendar WHERE is_deletable=1;
+SELECT Count(*) FROM geography WHERE is_deletable=1;
+SELECT Count(*) FROM department WHERE is_deletable=1;
+SELECT Count(*) FROM category WHERE is_deletable=1;
+SELECT Count(*) FROM brand WHERE is_deletable=1;
+SELECT Count(*) FROM product WHERE is_deletable=1;
+SELECT Count(*) FROM store WHERE is_deletable=1;
+SELECT Count(*) FROM employee WHERE is_deletable=1;
+SELECT Count(*) FROM promotion WHERE is_deletable=1;
+SELECT Count(*) FROM customer_segment WHERE is_deletable=1;
+SELECT Count(*) FROM customer WHERE is_deletable=1;
+SELECT Count(*) FROM carrier WHERE is_deletable=1;
