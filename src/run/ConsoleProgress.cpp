@@ -152,7 +152,9 @@ void ConsoleProgress::Draw() {
     }
     const std::string line = Line();
     const std::size_t rest = drawnLength_ > line.size() ? drawnLength_ - line.size() : 0;
-    stream_ << '\r' << line << std::string(rest, ' ') << std::flush;
+    // The cursor waits at the beginning, where the next line covers what a terminal shows of
+    // Ctrl+C.
+    stream_ << '\r' << line << std::string(rest, ' ') << '\r' << std::flush;
     drawnLength_ = line.size();
     drawnPercent_ = Percent();
 }

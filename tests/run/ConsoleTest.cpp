@@ -53,6 +53,7 @@ TEST(ConsoleProgress, DrawsOneLineAnewAndErasesItAtTheEnd) {
     const std::size_t length = terminal.str().size();
     progress.SetProgressValue(2.001F);
     EXPECT_EQ(terminal.str().size(), length) << "nothing that shows has changed";
+    terminal << "^C";
     progress.EnableObject(ProgressControl::cmdOK);
     EXPECT_EQ(LastLine(terminal.str()), "");
 }
@@ -62,7 +63,7 @@ TEST(ConsoleProgress, CutsNoCharacterInTwoAndIsSilentInAPipe) {
     ConsoleProgress progress(terminal, 10, [] { return false; });
     progress.Load({"", "", "", {"ab\u00e9\u00e9"}});
     progress.MarkTaskRunning(0);
-    EXPECT_EQ(terminal.str(), "\r     ab\u00e9");
+    EXPECT_EQ(terminal.str(), "\r     ab\u00e9\r");
 
     std::ostringstream pipe;
     {

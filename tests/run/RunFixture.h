@@ -16,7 +16,7 @@
 namespace morvane::testing {
 
 // A small star with something for every task: two unused products, a customer some of whose
-// versions are unused in the middle and at the end of their history, another wholly unused.
+// versions are unused in the middle and at the end of their history, others wholly unused.
 void FillStar(const TestWarehouse& warehouse);
 
 // A dimension's rows without the mark, which says nothing about what was deleted.
