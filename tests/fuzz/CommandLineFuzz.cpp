@@ -16,12 +16,13 @@ void Require(bool holds) {
     }
 }
 
-// Whether a password is among the words shown. One that stands elsewhere in the text as well, or
-// that quotes broke up, may be there for another reason.
+// Whether a password is among the words shown. One that stands elsewhere in the text as well may be
+// there for another reason, and so may any where quotes put words together.
 bool IsShown(const std::string& password, std::string_view text,
              const std::vector<std::string>& shown) {
     const std::size_t first = text.find(password);
-    if (password.empty() || first == std::string_view::npos || first != text.rfind(password)) {
+    if (password.empty() || text.find('"') != std::string_view::npos ||
+        first == std::string_view::npos || first != text.rfind(password)) {
         return false;
     }
     return std::any_of(shown.begin(), shown.end(), [&](const std::string& name) {
