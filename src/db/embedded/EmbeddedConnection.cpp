@@ -139,6 +139,9 @@ void EmbeddedConnection::Close() {
 
 void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     Handle();
+    if (!name.empty() && name == context_.Database) {
+        return;
+    }
     if (name.empty() || name.find_first_of("/\\") != std::string_view::npos) {
         throw DatabaseError({"\"" + std::string(name) + "\" is not the name of a database."});
     }
