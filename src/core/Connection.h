@@ -9,6 +9,7 @@
 #include "core/DataType.h"
 #include "core/DatabaseError.h"
 #include "core/Recordset.h"
+#include "core/TableDefinition.h"
 
 namespace morvane {
 
@@ -22,6 +23,8 @@ struct Parameter {
     morvane::Value Value;
 };
 
+enum class CommandType { Text, StoredProcedure };
+
 // A prepared statement text with "?" places. The parameters fill the places by position, in the
 // order in which they were appended; their names serve to find them again.
 class Command {
@@ -30,7 +33,13 @@ class Command {
 
     // A new text keeps the parameters.
     virtual void SetText(std::string_view sql) = 0;
+    // Text unless set: a statement, or the name of a stored procedure.
+    virtual void SetType(CommandType type) = 0;
+    // Seconds to wait for the server; 0 for as long as it takes.
+    virtual void SetTimeout(int seconds) = 0;
     virtual void AppendParameter(Parameter parameter) = 0;
+    // By position from 0.
+    virtual void DeleteParameter(std::size_t position) = 0;
     // Throws DatabaseError when no parameter has the name.
     virtual void SetParameter(std::string_view name, const Value& value) = 0;
 
@@ -83,6 +92,8 @@ class Connection {
     virtual bool TableExists(std::string_view table) = 0;
     virtual bool ColumnExists(std::string_view table, std::string_view column) = 0;
     virtual bool IsIndexed(std::string_view table) = 0;
+    // Throws DatabaseError for a table that is not there.
+    virtual TableDefinition DescribeTable(std::string_view table) = 0;
 };
 
 // Makes a closed connection of the engine that the server's name asks for.

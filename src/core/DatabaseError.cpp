@@ -1,5 +1,6 @@
 #include "core/DatabaseError.h"
 
+#include "core/MaskPasswords.h"
 #include "core/Text.h"
 
 namespace morvane {
@@ -31,9 +32,9 @@ std::string Compose(const std::vector<std::string>& descriptions, const std::str
 
 }  // namespace
 
-DatabaseError::DatabaseError(std::vector<std::string> descriptions, std::string statement)
-    : std::runtime_error(Compose(descriptions, statement)),
+DatabaseError::DatabaseError(std::vector<std::string> descriptions, const std::string& statement)
+    : std::runtime_error(Compose(descriptions, MaskPasswords(statement))),
       descriptions_(std::move(descriptions)),
-      statement_(std::move(statement)) {}
+      statement_(MaskPasswords(statement)) {}
 
 }  // namespace morvane

@@ -10,7 +10,8 @@ namespace morvane {
 // order, one a line, and then the statement under way, when there is one; both free of passwords.
 class DatabaseError : public std::runtime_error {
   public:
-    explicit DatabaseError(std::vector<std::string> descriptions, std::string statement = {});
+    explicit DatabaseError(std::vector<std::string> descriptions,
+                           const std::string& statement = {});
 
     const std::vector<std::string>& Descriptions() const { return descriptions_; }
     const std::string& Statement() const { return statement_; }

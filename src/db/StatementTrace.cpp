@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "core/MaskPasswords.h"
 #include "core/Text.h"
 
 namespace morvane {
@@ -18,6 +19,14 @@ class TracedCommand : public Command {
     void SetText(std::string_view sql) override {
         text_ = sql;
         command_->SetText(sql);
+    }
+
+    void SetType(CommandType type) override { command_->SetType(type); }
+    void SetTimeout(int seconds) override { command_->SetTimeout(seconds); }
+
+    void DeleteParameter(std::size_t position) override {
+        values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(position));
+        command_->DeleteParameter(position);
     }
 
     void AppendParameter(Parameter parameter) override {
@@ -51,7 +60,7 @@ class TracedCommand : public Command {
         for (const auto& [name, value] : values_) {
             shown += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
         }
-        sink_(shown);
+        sink_(MaskPasswords(shown));
     }
 
     std::unique_ptr<Command> command_;
@@ -82,11 +91,11 @@ class TracedConnection : public Connection {
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        sink_(sql);
+        sink_(MaskPasswords(sql));
         return connection_->Execute(sql);
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
-        sink_(sql);
+        sink_(MaskPasswords(sql));
         return connection_->OpenRecordset(sql, kind);
     }
     std::unique_ptr<Command> CreateCommand() override {
@@ -111,6 +120,9 @@ class TracedConnection : public Connection {
         return connection_->ColumnExists(table, column);
     }
     bool IsIndexed(std::string_view table) override { return connection_->IsIndexed(table); }
+    TableDefinition DescribeTable(std::string_view table) override {
+        return connection_->DescribeTable(table);
+    }
 
   private:
     std::unique_ptr<Connection> connection_;

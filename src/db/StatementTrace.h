@@ -9,7 +9,8 @@
 namespace morvane {
 
 // Called with each statement just before it is sent, as worded; a command's parameter values
-// follow in a comment. "BEGIN", "COMMIT" and "ROLLBACK" stand for the transaction calls.
+// follow in a comment; passwords are masked. "BEGIN", "COMMIT" and "ROLLBACK" stand for the
+// transaction calls.
 using StatementSink = std::function<void(std::string_view statement)>;
 
 // The same connection, every statement of which is shown to `sink` first.

@@ -8,6 +8,7 @@
 #include "db/modCheckMetaData.h"
 #include "reports/modGenerateReports.h"
 #include "run/TaskCaptions.h"
+#include "tasks/modArchiveFactTables.h"
 #include "tasks/modDeleteRecords.h"
 #include "tasks/modDetectAndMark.h"
 
@@ -27,9 +28,8 @@ bool Check(TaskContext& context) {
 }
 
 bool Archive(TaskContext& context) {
-    context.State.ErrorText += "This version of Morvane cannot archive fact tables yet.";
-    context.State.ErrorText += kCrLf;
-    return false;
+    return ArchiveFactTables(context.State, context.Services.Progress, context.Services.Clock,
+                             context.Log);
 }
 
 bool Mark(TaskContext& context) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "core/LogStream.h"
 #include "core/UserPrompt.h"
 #include "core/modFileFunctions.h"
 
@@ -12,13 +13,13 @@ namespace morvane {
 // The log file of a run. A line is in the file when it is written, so that the log of a run that
 // dies tells how far it came. A disk that fills up later never stops the run half-way: the first
 // failure is kept for the end.
-class RunLog {
+class RunLog : public LogStream {
   public:
     // Makes the file and takes room for it. Throws FileError, and leaves no file, when that fails.
     void Open(const std::string& path);
     bool IsOpen() const { return file_.has_value(); }
 
-    void WriteLine(std::string_view text);
+    void WriteLine(std::string_view text) override;
     void Close();
 
     // Empty until Open(); stays after Close().

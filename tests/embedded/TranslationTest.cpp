@@ -9,8 +9,10 @@
 namespace morvane::embedded {
 namespace {
 
+const TranslationContext kContext{"/nowhere", "dw", {"sqlite:/ar.chive"}, nullptr};
+
 std::string Sql(const std::string& sql) {
-    return Translate(sql, {"/nowhere", "dw"}).Sql;
+    return Translate(sql, kContext).Sql;
 }
 
 TEST(Translation, LeavesWordsInTextsNamesAndCommentsAlone) {
@@ -59,10 +61,33 @@ TEST(Translation, ListsTheDatabasesOfTheServer) {
         TextFile(folder / name).Close();
     }
     EXPECT_EQ(Translate("SELECT DISTINCT name FROM master.dbo.sysdatabases ORDER BY name",
-                        {folder.Path(), {}})
+                        {folder.Path(), {}, {}, nullptr})
                   .Sql,
               "SELECT DISTINCT name FROM (SELECT 'a' AS name UNION ALL SELECT 'b' AS name) AS "
               "sysdatabases ORDER BY name");
+}
+
+TEST(Translation, NamesATableOfAnotherFileByThatFile) {
+    const Translation linked = Translate(
+        "insert into sqlite:/ar.chive.old.dbo.sales select *, {ts '2024-03-05 14:07:09'} from "
+        "sales where a = 'sqlite:/ar.chive.x'",
+        kContext);
+    EXPECT_EQ(linked.Sql,
+              "insert into \"/ar.chive/old.db\".\"sales\" SELECT *, '2024-03-05 14:07:09' "
+              "from sales where a = 'sqlite:/ar.chive.x'");
+    EXPECT_EQ(linked.AttachedFiles, std::vector<std::string>{"/ar.chive/old.db"});
+    EXPECT_EQ(Sql("insert into OPENROWSET('SQLOLEDB', 'sqlite:/b'; 'u;'; '', old.dbo.sales)"
+                  " select * from t"),
+              "insert into \"/b/old.db\".\"sales\" SELECT * from t");
+}
+
+TEST(Translation, CreatesTablesInSqlitesWords) {
+    EXPECT_EQ(Sql("CREATE TABLE [t] (a varchar(max) COLLATE Latin1_General_CI_AS NULL, "
+                  "d datetime NOT NULL DEFAULT (getdate()), "
+                  "CONSTRAINT p PRIMARY KEY CLUSTERED (a) ON [PRIMARY]) ON [PRIMARY]"),
+              "CREATE TABLE \"t\" (a varchar(2147483647) COLLATE NOCASE NULL, "
+              "d datetime NOT NULL DEFAULT ((datetime('now', 'localtime'))), "
+              "CONSTRAINT p PRIMARY KEY (a))");
 }
 
 TEST(Translation, RefusesWhatItDoesNotKnow) {
@@ -72,7 +97,7 @@ TEST(Translation, RefusesWhatItDoesNotKnow) {
           "select [open", "select /* open", "select (a from t", "select a where b !< 1",
           "select cast(a int) from t", "delete from t where d = {ts 'soon'}",
           "select datediff('day', a, b) from t", "select a from t.", "select $ from t"}) {
-        EXPECT_THROW(Translate(sql, {"/nowhere", "dw"}), DatabaseError) << sql;
+        EXPECT_THROW(Translate(sql, kContext), DatabaseError) << sql;
     }
 }
 

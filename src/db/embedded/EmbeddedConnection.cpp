@@ -7,6 +7,8 @@
 
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
+#include "db/embedded/AlterTable.h"
+#include "db/embedded/Catalogue.h"
 #include "db/embedded/EmbeddedRecordset.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
@@ -28,6 +30,48 @@ struct IgnoreCaseLess {
     }
 };
 
+// Other database files as schemas by their names, for the time of one statement.
+class AttachedDatabases {
+  public:
+    AttachedDatabases(SqliteDatabase& database, const std::vector<std::string>& files)
+        : database_(database) {
+        for (const std::string& file : files) {
+            Attach(file);
+        }
+    }
+    ~AttachedDatabases() { Detach(); }
+    AttachedDatabases(const AttachedDatabases&) = delete;
+    AttachedDatabases& operator=(const AttachedDatabases&) = delete;
+
+  private:
+    void Detach() {
+        for (const std::string& file : attached_) {
+            try {
+                database_.Run("DETACH DATABASE " + QuotedName(file));
+            } catch (const DatabaseError&) {
+                // It stays a schema of this connection and ends with it.
+            }
+        }
+        attached_.clear();
+    }
+
+    void Attach(const std::string& file) {
+        std::error_code error;
+        if (!std::filesystem::is_regular_file(ToPath(file), error)) {
+            throw DatabaseError({"There is no database file \"" + file + "\"."});
+        }
+        database_.Run("ATTACH DATABASE " + QuotedText(file) + " AS " + QuotedName(file));
+        attached_.push_back(file);
+        if (sqlite3_db_readonly(database_.Handle(), file.c_str()) == 1) {
+            Detach();
+            throw DatabaseError({"The file \"" + file + "\" is read-only."});
+        }
+    }
+
+    SqliteDatabase& database_;
+    std::vector<std::string> attached_;
+};
+
 class EmbeddedConnection;
 
 class EmbeddedCommand : public Command {
@@ -35,17 +79,24 @@ class EmbeddedCommand : public Command {
     explicit EmbeddedCommand(EmbeddedConnection& connection) : connection_(connection) {}
 
     void SetText(std::string_view sql) override { text_ = sql; }
+    void SetType(CommandType type) override { type_ = type; }
+    // Only another process's lock is waited for, as long as the connection says.
+    void SetTimeout(int) override {}
     void AppendParameter(Parameter parameter) override {
         parameters_.push_back(std::move(parameter));
+    }
+    void DeleteParameter(std::size_t position) override {
+        parameters_.erase(parameters_.begin() + static_cast<std::ptrdiff_t>(position));
     }
     void SetParameter(std::string_view name, const Value& value) override;
     std::int64_t Execute() override;
     std::unique_ptr<Recordset> OpenRecordset() override;
 
   private:
-    void BindParameters(SqliteStatement& statement) const;
+    std::vector<const Value*> Values() const;
 
     EmbeddedConnection& connection_;
+    CommandType type_ = CommandType::Text;
     std::string text_;
     std::vector<Parameter> parameters_;
 };
@@ -87,18 +138,22 @@ class EmbeddedConnection : public Connection {
     bool ColumnExists(std::string_view table, std::string_view column) override;
     bool IsIndexed(std::string_view table) override;
 
-    // What the commands of this connection need. A prepared statement belongs to the connection.
-    CachedStatement& Prepare(std::string_view sql);
-    SqliteStatement CompileQuery(std::string_view sql) {
-        return Compile(Handle().Handle(), sql).Statement;
+    TableDefinition DescribeTable(std::string_view table) override {
+        return embedded::DescribeTable(Handle(), table);
     }
-    // Runs a bound statement to its end; returns the rows affected.
-    std::int64_t Run(CachedStatement& cached);
-    std::unique_ptr<Recordset> Open(SqliteStatement statement, RecordsetKind kind);
+
+    // What the commands of this connection need; the values fill the places in their order.
+    std::int64_t ExecuteText(std::string_view sql, const std::vector<const Value*>& values);
+    std::int64_t ExecuteProcedure(std::string_view name, const std::vector<const Value*>& values);
+    std::unique_ptr<Recordset> OpenText(std::string_view sql,
+                                        const std::vector<const Value*>& values,
+                                        RecordsetKind kind);
 
   private:
     SqliteDatabase& Handle();
-    CachedStatement Compile(sqlite3* database, std::string_view sql) const;
+    Translation TranslateHere(std::string_view sql);
+    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values);
+    std::int64_t Alter(std::string_view sql);
     bool SwitchCompileOnly(std::string_view sql);
     bool HasRow(std::string_view sql, std::string_view first, std::string_view second = {});
 
@@ -120,7 +175,7 @@ void EmbeddedConnection::Open() {
     if (!FolderExists(folder)) {
         throw DatabaseError({"There is no folder \"" + folder + "\" with embedded databases."});
     }
-    context_ = {folder, {}};
+    context_ = {folder, {}, {}, nullptr};
     database_ = SqliteDatabase::InMemory();
     RegisterFunctions(*database_, functions_);
     open_ = true;
@@ -142,11 +197,7 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     if (!name.empty() && name == context_.Database) {
         return;
     }
-    if (name.empty() || name.find_first_of("/\\") != std::string_view::npos) {
-        throw DatabaseError({"\"" + std::string(name) + "\" is not the name of a database."});
-    }
-    SqliteDatabase database =
-        SqliteDatabase::OpenFile(context_.Folder + kPathSeparator + std::string(name) + ".db");
+    SqliteDatabase database = SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name));
     database.SetBusyTimeout(timeoutSeconds_);
     RegisterFunctions(database, functions_);
     cache_.Clear();
@@ -161,35 +212,74 @@ SqliteDatabase& EmbeddedConnection::Handle() {
     return *database_;
 }
 
-CachedStatement& EmbeddedConnection::Prepare(std::string_view sql) {
-    sqlite3* database = Handle().Handle();
-    return cache_.Get(sql, [&] { return Compile(database, sql); });
-}
-
-CachedStatement EmbeddedConnection::Compile(sqlite3* database, std::string_view sql) const {
-    const Translation translation = Translate(sql, context_);
+Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
+    context_.Catalogue = &Handle();
+    Translation translation = Translate(sql, context_);
     if (translation.Kind == StatementKind::NoExecOn ||
         translation.Kind == StatementKind::NoExecOff) {
         throw DatabaseError({"SET is a statement of its own."}, std::string(sql));
     }
-    const std::string text = translation.Kind == StatementKind::Update
-                                 ? RewriteUpdate(database, translation.Sql)
-                                 : translation.Sql;
-    return {translation.Kind, SqliteStatement(database, text, sql)};
+    if (translation.Kind == StatementKind::Update) {
+        translation.Sql = RewriteUpdate(database_->Handle(), translation.Sql);
+    }
+    return translation;
 }
 
-std::int64_t EmbeddedConnection::Run(CachedStatement& cached) {
+std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
+                                     const std::vector<const Value*>& values) {
+    SqliteStatement& statement = cached.Statement;
+    if (statement.ParameterCount() != static_cast<int>(values.size())) {
+        throw DatabaseError(
+            {"The statement has " + std::to_string(statement.ParameterCount()) +
+             " places and the command " + std::to_string(values.size()) + " parameters."},
+            sqlite3_sql(statement.Handle()));
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        statement.BindLent(static_cast<int>(i) + 1, *values[i]);
+    }
     struct ResetAtEnd {
         SqliteStatement& Statement;
         ~ResetAtEnd() { Statement.Reset(); }
-    } const resetAtEnd{cached.Statement};
+    } const resetAtEnd{statement};
     functions_.StartStatement();
-    while (cached.Statement.Step()) {
+    while (statement.Step()) {
     }
     const bool counts = cached.Kind == StatementKind::Insert ||
                         cached.Kind == StatementKind::Update ||
                         cached.Kind == StatementKind::Delete;
     return counts ? sqlite3_changes64(database_->Handle()) : -1;
+}
+
+std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
+                                             const std::vector<const Value*>& values) {
+    if (CachedStatement* cached = compileOnly_ ? nullptr : cache_.Find(sql)) {
+        return Run(*cached, values);
+    }
+    const Translation translation = TranslateHere(sql);
+    if (translation.Kind == StatementKind::Alter) {
+        return Alter(sql);
+    }
+    // Before the statement and gone after it: a file in use is detached by nobody.
+    const AttachedDatabases attached(*database_, translation.AttachedFiles);
+    CachedStatement statement{translation.Kind,
+                              SqliteStatement(database_->Handle(), translation.Sql, sql)};
+    if (compileOnly_) {
+        return -1;
+    }
+    if (translation.Kind == StatementKind::Definition) {
+        cache_.Clear();  // other statements may mean something else afterwards
+        return Run(statement, values);
+    }
+    return translation.AttachedFiles.empty() ? Run(cache_.Add(sql, std::move(statement)), values)
+                                             : Run(statement, values);
+}
+
+std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
+    if (!compileOnly_) {
+        cache_.Clear();
+        AlterTable(*database_, sql, context_);
+    }
+    return -1;
 }
 
 bool EmbeddedConnection::SwitchCompileOnly(std::string_view sql) {
@@ -205,37 +295,64 @@ bool EmbeddedConnection::SwitchCompileOnly(std::string_view sql) {
 }
 
 std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
-    sqlite3* database = Handle().Handle();
+    Handle();
     if (SwitchCompileOnly(sql)) {
         return -1;
     }
-    if (compileOnly_) {
-        Compile(database, sql);
-        return -1;
+    if (compileOnly_ || !deleteByLiterals_.Parse(sql)) {
+        return ExecuteText(sql, {});
     }
-    if (!deleteByLiterals_.Parse(sql)) {
-        CachedStatement& cached = Prepare(sql);
-        const StatementKind kind = cached.Kind;
-        const std::int64_t affected = Run(cached);
-        if (kind == StatementKind::Definition) {
-            cache_.Clear();  // other statements may mean something else now
-        }
-        return affected;
-    }
-    CachedStatement& cached = Prepare(deleteByLiterals_.Shape());
-    int place = 0;
+    std::vector<const Value*> values;
     for (const Value& literal : deleteByLiterals_.Literals()) {
-        cached.Statement.BindLent(++place, literal);
+        values.push_back(&literal);
     }
-    return Run(cached);
+    return ExecuteText(deleteByLiterals_.Shape(), values);
+}
+
+std::int64_t EmbeddedConnection::ExecuteProcedure(std::string_view name,
+                                                  const std::vector<const Value*>& values) {
+    Handle();
+    const std::string server = values.empty() ? "" : std::string(Trim(values[0]->Text()));
+    auto& linked = context_.LinkedServers;
+    const auto found = std::find_if(linked.begin(), linked.end(), [&](const std::string& known) {
+        return EqualsIgnoreCase(known, server);
+    });
+    const bool adds = EqualsIgnoreCase(name, "sp_addlinkedserver");
+    const bool drops = EqualsIgnoreCase(name, "sp_dropserver");
+    if (!adds && !drops && !EqualsIgnoreCase(name, "sp_addlinkedsrvlogin")) {
+        throw DatabaseError({"Could not find stored procedure '" + std::string(name) + "'."});
+    }
+    if (values.size() != (drops ? 1U : 2U) || server.empty()) {
+        throw DatabaseError({"Procedure " + std::string(name) + " has other parameters."});
+    }
+    if (adds && found != linked.end()) {
+        throw DatabaseError({"The server '" + server + "' already exists."});
+    }
+    if (!adds && found == linked.end()) {
+        throw DatabaseError({"The server '" + server + "' does not exist."});
+    }
+    if (adds) {
+        linked.push_back(server);
+    } else if (drops) {
+        linked.erase(found);
+    }
+    return -1;
 }
 
 std::unique_ptr<Recordset> EmbeddedConnection::OpenRecordset(std::string_view sql,
                                                              RecordsetKind kind) {
-    return Open(Compile(Handle().Handle(), sql).Statement, kind);
+    return OpenText(sql, {}, kind);
 }
 
-std::unique_ptr<Recordset> EmbeddedConnection::Open(SqliteStatement statement, RecordsetKind kind) {
+// Bound values are copied: a streamed recordset outlives its caller's.
+std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
+                                                        const std::vector<const Value*>& values,
+                                                        RecordsetKind kind) {
+    const Translation translation = TranslateHere(sql);
+    SqliteStatement statement(database_->Handle(), translation.Sql, sql);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        statement.Bind(static_cast<int>(i) + 1, *values[i]);
+    }
     functions_.StartStatement();
     auto rows = std::make_unique<EmbeddedRecordset>(database_->Handle(), std::move(statement));
     return kind == RecordsetKind::Buffered ? BufferRecordset(*rows) : std::move(rows);
@@ -288,29 +405,21 @@ void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {
     throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."}, text_);
 }
 
-void EmbeddedCommand::BindParameters(SqliteStatement& statement) const {
-    if (statement.ParameterCount() != static_cast<int>(parameters_.size())) {
-        throw DatabaseError(
-            {"The statement has " + std::to_string(statement.ParameterCount()) +
-             " places and the command " + std::to_string(parameters_.size()) + " parameters."},
-            text_);
+std::vector<const Value*> EmbeddedCommand::Values() const {
+    std::vector<const Value*> values;
+    for (const Parameter& parameter : parameters_) {
+        values.push_back(&parameter.Value);
     }
-    for (std::size_t i = 0; i < parameters_.size(); ++i) {
-        statement.BindLent(static_cast<int>(i) + 1, parameters_[i].Value);
-    }
+    return values;
 }
 
 std::int64_t EmbeddedCommand::Execute() {
-    CachedStatement& cached = connection_.Prepare(text_);
-    BindParameters(cached.Statement);
-    return connection_.Run(cached);
+    return type_ == CommandType::Text ? connection_.ExecuteText(text_, Values())
+                                      : connection_.ExecuteProcedure(text_, Values());
 }
 
-// The rows are read to their end here, while the parameters that the statement borrows live.
 std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
-    SqliteStatement statement = connection_.CompileQuery(text_);
-    BindParameters(statement);
-    return connection_.Open(std::move(statement), RecordsetKind::Buffered);
+    return connection_.OpenText(text_, Values(), RecordsetKind::Buffered);
 }
 
 }  // namespace

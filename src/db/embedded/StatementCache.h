@@ -20,18 +20,18 @@ struct CachedStatement {
 // translated and compiled once.
 class StatementCache {
   public:
-    // The statement of that text; `make` makes a missing one. It stays valid until the next Get.
-    template <typename Make>
-    CachedStatement& Get(std::string_view sql, Make&& make) {
+    // The statement of that text, or null. It stays valid until the next Add.
+    CachedStatement* Find(std::string_view sql) {
         key_ = sql;
         const auto found = statements_.find(key_);
-        if (found != statements_.end()) {
-            return found->second;
-        }
+        return found == statements_.end() ? nullptr : &found->second;
+    }
+
+    CachedStatement& Add(std::string_view sql, CachedStatement statement) {
         if (statements_.size() >= kMostStatements) {
             statements_.clear();
         }
-        return statements_.emplace(key_, make()).first->second;
+        return statements_.insert_or_assign(std::string(sql), std::move(statement)).first->second;
     }
 
     void Clear() { statements_.clear(); }

@@ -4,6 +4,7 @@
 
 #include "core/DatabaseError.h"
 #include "core/Text.h"
+#include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
 
@@ -28,7 +29,8 @@ bool IsWordPart(char c) {
 
 class Scanner {
   public:
-    explicit Scanner(std::string_view sql) : sql_(sql) {}
+    Scanner(std::string_view sql, const std::vector<std::string>& linkedServers)
+        : sql_(sql), linkedServers_(linkedServers) {}
 
     std::vector<Token> Run() {
         std::vector<Token> tokens;
@@ -83,7 +85,22 @@ class Scanner {
         } while (depth > 0);
     }
 
+    // The linked server whose name stands here with a "." after it; empty when none does.
+    std::string_view ServerHere() const {
+        for (const std::string& server : linkedServers_) {
+            if (At(server.size()) == '.' &&
+                EqualsIgnoreCase(sql_.substr(position_, server.size()), server)) {
+                return server;
+            }
+        }
+        return {};
+    }
+
     Token Next() {
+        if (const std::string_view server = ServerHere(); !server.empty()) {
+            position_ += server.size();
+            return {TokenKind::Name, QuotedName(server), false};
+        }
         const char c = At(0);
         if ((c == 'N' || c == 'n') && At(1) == '\'') {
             ++position_;
@@ -120,7 +137,7 @@ class Scanner {
         ++position_;
         while (true) {
             if (position_ >= sql_.size()) {
-                Fail("Unclosed quotation mark after " + std::string(sql_.substr(start, 40)) + ".");
+                Fail("Unclosed quotation mark.");  // not its text: that may be a password's
             }
             if (At(0) == quote) {
                 if (At(1) != quote) {
@@ -203,6 +220,7 @@ class Scanner {
     }
 
     std::string_view sql_;
+    const std::vector<std::string>& linkedServers_;
     std::size_t position_ = 0;
 };
 
@@ -226,8 +244,19 @@ std::string Token::NameText() const {
     return name;
 }
 
-std::vector<Token> Tokenize(std::string_view sql) {
-    return Scanner(sql).Run();
+std::vector<Token> Tokenize(std::string_view sql, const std::vector<std::string>& linkedServers) {
+    return Scanner(sql, linkedServers).Run();
+}
+
+std::string LiteralText(std::string_view quoted) {
+    std::string text;
+    for (std::size_t i = 1; i + 1 < quoted.size(); ++i) {
+        text += quoted[i];
+        if (quoted[i] == '\'') {
+            ++i;
+        }
+    }
+    return text;
 }
 
 std::string JoinTokens(const std::vector<Token>& tokens, std::size_t begin, std::size_t end) {

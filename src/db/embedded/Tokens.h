@@ -28,9 +28,14 @@ struct Token {
     std::string NameText() const;
 };
 
-// Splits a statement into tokens; comments count as blanks. Throws DatabaseError for a text, name
-// or comment without its end and for a character that no statement holds.
-std::vector<Token> Tokenize(std::string_view sql);
+// Splits a statement into tokens; comments count as blanks. The name of a linked server, which may
+// hold any character, is one token where a "." follows it. Throws DatabaseError for a text, name or
+// comment without its end and for a character that no statement holds.
+std::vector<Token> Tokenize(std::string_view sql,
+                            const std::vector<std::string>& linkedServers = {});
+
+// What a text literal says: without its quotes, a doubled quote as one.
+std::string LiteralText(std::string_view quoted);
 
 // The tokens as a statement again.
 std::string JoinTokens(const std::vector<Token>& tokens, std::size_t begin, std::size_t end);

@@ -9,7 +9,10 @@
 #include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
+#include "db/embedded/DateDefault.h"
+#include "db/embedded/DateLiterals.h"
 #include "db/embedded/DateTime.h"
+#include "db/embedded/EmbeddedConnection.h"
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/Tokens.h"
 
@@ -74,20 +77,33 @@ std::string DatabaseList(const std::string& folder) {
     return "(" + (rows.empty() ? "SELECT NULL AS name WHERE 0" : rows) + ") AS sysdatabases";
 }
 
+// The server's collations tell by their name whether they ignore letter case.
+std::string SqliteCollation(const std::string& name) {
+    if (name.find('_') == std::string::npos) {
+        return name;
+    }
+    return ToUpper(name).find("_CI_") != std::string::npos ? "NOCASE" : "BINARY";
+}
+
 class Translator {
   public:
     Translator(std::string_view sql, const TranslationContext& context)
-        : sql_(sql), context_(context), tokens_(Tokenize(sql)) {}
+        : sql_(sql), context_(context), tokens_(Tokenize(sql, context.LinkedServers)) {}
 
     Translation Run() {
         while (!tokens_.empty() && tokens_.back().Is(";")) {
             tokens_.pop_back();
         }
         const StatementKind kind = FindKind();
+        if (kind == StatementKind::Alter) {
+            return {kind, std::string(sql_), {}};
+        }
+        definition_ = kind == StatementKind::Definition;
         if (kind != StatementKind::NoExecOn && kind != StatementKind::NoExecOff) {
+            NormalizeDates();
             Rewrite(0, tokens_.size(), kind == StatementKind::Select);
         }
-        return {kind, std::move(out_)};
+        return {kind, std::move(out_), std::move(attachedFiles_)};
     }
 
   private:
@@ -118,6 +134,7 @@ class Translator {
             Verb{"select", StatementKind::Select},     Verb{"insert", StatementKind::Insert},
             Verb{"update", StatementKind::Update},     Verb{"delete", StatementKind::Delete},
             Verb{"create", StatementKind::Definition}, Verb{"drop", StatementKind::Definition},
+            Verb{"alter", StatementKind::Alter},
         };
         for (const Verb& verb : kVerbs) {
             if (tokens_[0].Is(verb.Word)) {
@@ -233,6 +250,9 @@ class Translator {
 
     // Writes the token at `i` with all that belongs to it; returns the position after.
     std::size_t RewriteOne(std::size_t i, std::size_t end) {
+        if (const std::size_t next = definition_ ? RewriteInDefinition(i, end) : i; next != i) {
+            return next;
+        }
         const Token& token = tokens_[i];
         if (token.Is("(")) {
             return RewriteParenthesis(i);
@@ -268,6 +288,51 @@ class Translator {
             Emit(token.Text, token.SpaceBefore);
         }
         return i + 1;
+    }
+
+    // What CREATE TABLE says only to the server goes; the rest of its words SQLite knows. Returns
+    // `i` for a token without a meaning of its own here.
+    std::size_t RewriteInDefinition(std::size_t i, std::size_t end) {
+        const Token& token = tokens_[i];
+        const bool nameFollows = i + 1 < end && tokens_[i + 1].IsName();
+        if (token.Is("clustered") || token.Is("nonclustered")) {
+            return i + 1;
+        }
+        if (token.Is("on") && nameFollows && !tokens_[i + 1].Is("delete") &&
+            !tokens_[i + 1].Is("update")) {
+            return i + 2;  // a file group
+        }
+        if (IsAt(i + 1, "(") && IsAt(i + 2, "max") && IsAt(i + 3, ")")) {
+            Emit(token.Text + "(2147483647)", token.SpaceBefore);
+            return i + 4;
+        }
+        if (token.Is("collate") && nameFollows) {
+            Emit("COLLATE " + SqliteCollation(tokens_[i + 1].NameText()), token.SpaceBefore);
+            return i + 2;
+        }
+        if (token.Is("getdate") || token.Is("current_timestamp")) {
+            Emit("(" + std::string(kLocalTimeDefault) + ")", token.SpaceBefore);
+            return i + (token.Is("getdate") ? 3 : 1);
+        }
+        return i;
+    }
+
+    void NormalizeDates() {
+        if (context_.Catalogue == nullptr) {
+            return;
+        }
+        std::set<std::string> names;
+        for (const Token& token : tokens_) {
+            if (token.IsName()) {
+                names.insert(ToLower(token.NameText()));
+            }
+        }
+        // An alias is no table: then any table of the statement may have the column.
+        NormalizeDateComparisons(tokens_, [&](const std::string& table, const std::string& column) {
+            const DateKind kind =
+                table.empty() ? DateKind::None : DateKindOf(*context_.Catalogue, {table}, column);
+            return kind != DateKind::None ? kind : DateKindOf(*context_.Catalogue, names, column);
+        });
     }
 
     std::size_t RewriteParenthesis(std::size_t open) {
@@ -339,7 +404,9 @@ class Translator {
     // made on the spot. True when the whole name has been written.
     bool ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first, bool space) {
         if (first > 2) {
-            FailUnknown("linked servers");
+            EmitForeignTable(LinkedFolder(parts), tokens_[parts[1]].NameText(),
+                             tokens_[parts.back()].NameText(), space);
+            return true;
         }
         const std::string database = tokens_[parts[0]].NameText();
         if (EqualsIgnoreCase(database, "master") &&
@@ -354,6 +421,64 @@ class Translator {
         return false;
     }
 
+    // The folder behind the first part of server.database.dbo.table.
+    std::string LinkedFolder(const std::vector<std::size_t>& parts) const {
+        const std::string server = tokens_[parts[0]].NameText();
+        const auto& linked = context_.LinkedServers;
+        const bool known = std::any_of(linked.begin(), linked.end(), [&](const std::string& name) {
+            return EqualsIgnoreCase(name, server);
+        });
+        if (!known) {
+            Fail("Could not find server '" + server + "'; it is not a linked server.");
+        }
+        if (parts.size() != 4) {
+            FailUnknown("this form of a four-part name");
+        }
+        return ServerFolder(server);
+    }
+
+    std::string ServerFolder(const std::string& server) const {
+        if (!EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix)) {
+            Fail("The embedded warehouse reaches embedded servers alone, not \"" + server + "\".");
+        }
+        return server.substr(kEmbeddedPrefix.size());
+    }
+
+    // A table of another database file, which is then a schema by the name of the file.
+    void EmitForeignTable(const std::string& folder, const std::string& database,
+                          const std::string& table, bool space) {
+        const std::string file = DatabaseFile(folder, database);
+        std::error_code error;
+        const bool own = std::filesystem::equivalent(
+            ToPath(file), ToPath(DatabaseFile(context_.Folder, context_.Database)), error);
+        if (!own) {
+            attachedFiles_.push_back(file);
+        }
+        Emit(QuotedName(own ? "main" : file) + "." + QuotedName(table), space);
+    }
+
+    // OPENROWSET('SQLOLEDB', 'server'; 'user'; 'password', database.dbo.table)
+    std::size_t RewriteRowset(std::size_t open, std::size_t close, bool space) {
+        constexpr std::array<std::string_view, 4> kSeparators = {",", ";", ";", ","};
+        std::size_t i = open + 1;
+        std::string server;
+        for (std::size_t part = 0; part < kSeparators.size(); ++part, i += 2) {
+            if (i + 1 >= close || tokens_[i].Kind != TokenKind::Text ||
+                !tokens_[i + 1].Is(kSeparators[part])) {
+                FailUnknown("this form of OPENROWSET");
+            }
+            server = part == 1 ? LiteralText(tokens_[i].Text) : server;
+        }
+        const bool threeParts = close == i + 5 && tokens_[i + 1].Is(".") &&
+                                tokens_[i + 2].Is("dbo") && tokens_[i + 3].Is(".");
+        if (!threeParts) {
+            FailUnknown("this form of OPENROWSET");
+        }
+        EmitForeignTable(ServerFolder(server), tokens_[i].NameText(), tokens_[i + 4].NameText(),
+                         space);
+        return close + 1;
+    }
+
     std::size_t RewriteCall(std::size_t i) {
         const std::string& name = tokens_[i].Text;
         const std::size_t open = i + 1;
@@ -361,6 +486,9 @@ class Translator {
         const bool space = tokens_[i].SpaceBefore;
         if (EqualsIgnoreCase(name, "convert")) {
             return RewriteConvert(open, close, space);
+        }
+        if (EqualsIgnoreCase(name, "openrowset")) {
+            return RewriteRowset(open, close, space);
         }
         if (EqualsIgnoreCase(name, "cast")) {
             return RewriteCast(open, close, space);
@@ -450,9 +578,18 @@ class Translator {
     const TranslationContext& context_;
     std::vector<Token> tokens_;
     std::string out_;
+    std::vector<std::string> attachedFiles_;
+    bool definition_ = false;
 };
 
 }  // namespace
+
+std::string DatabaseFile(const std::string& folder, std::string_view database) {
+    if (database.empty() || database.find_first_of("/\\") != std::string_view::npos) {
+        throw DatabaseError({"\"" + std::string(database) + "\" is not the name of a database."});
+    }
+    return folder + kPathSeparator + std::string(database) + ".db";
+}
 
 Translation Translate(std::string_view sql, const TranslationContext& context) {
     return Translator(sql, context).Run();

@@ -2,6 +2,9 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
 
@@ -12,6 +15,7 @@ enum class StatementKind {
     Update,
     Delete,
     Definition,  // create, drop
+    Alter,       // for AlterTable(), left as it is
     NoExecOn,
     NoExecOff,
 };
@@ -20,13 +24,21 @@ enum class StatementKind {
 struct Translation {
     StatementKind Kind = StatementKind::Select;
     std::string Sql;
+    // Other database files that the statement names, as schemas of the same name.
+    std::vector<std::string> AttachedFiles;
 };
 
 // Where a statement runs: what its names can mean.
 struct TranslationContext {
     std::string Folder;    // of the server
     std::string Database;  // the default one; empty when none is chosen
+    std::vector<std::string> LinkedServers;
+    // Where columns are looked up; without it no text is taken for a date.
+    const SqliteDatabase* Catalogue = nullptr;
 };
+
+// The file of a database of an embedded server. Throws DatabaseError for a name that cannot be one.
+std::string DatabaseFile(const std::string& folder, std::string_view database);
 
 // Rewrites one T-SQL statement from its tokens; an UPDATE keeps its FROM (see SemiJoin.h). What
 // the engine does not know throws DatabaseError with a sentence that says so.

@@ -1,0 +1,28 @@
+#include "core/MaskPasswords.h"
+
+#include "core/Text.h"
+
+namespace morvane {
+
+// A password stands in the statement as it is, so that it can hold anything, quotes too. Only the
+// frame around it is sure: it ends where the rows to insert begin, or not at all.
+std::string MaskPasswords(std::string_view sql) {
+    const std::string lower = ToLower(sql);
+    const std::size_t rowset = lower.find("openrowset");
+    if (rowset == std::string::npos) {
+        return std::string(sql);
+    }
+    const std::size_t login = lower.find(';', rowset);
+    if (login == std::string::npos) {
+        return std::string(sql.substr(0, rowset)) + "OPENROWSET(***";
+    }
+    const std::size_t end = lower.find(") select *, {ts ", login);
+    std::string masked(sql.substr(0, login));
+    masked += "; ***";
+    if (end != std::string::npos) {
+        masked += sql.substr(end);
+    }
+    return masked;
+}
+
+}  // namespace morvane

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace morvane {
+
+// A statement as it may be shown: what an OPENROWSET holds behind the server's name, the login with
+// its password, is "***".
+std::string MaskPasswords(std::string_view sql);
+
+}  // namespace morvane

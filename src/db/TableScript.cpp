@@ -1,0 +1,74 @@
+#include "db/TableScript.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+template <std::size_t N>
+bool Holds(const std::array<std::string_view, N>& names, std::string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+constexpr std::array<std::string_view, 6> kTypesWithLength = {"char",     "varchar", "nchar",
+                                                              "nvarchar", "binary",  "varbinary"};
+constexpr std::array<std::string_view, 2> kTypesWithPrecision = {"decimal", "numeric"};
+constexpr std::array<std::string_view, 3> kTypesWithFraction = {"time", "datetime2",
+                                                                "datetimeoffset"};
+// Row versions, which no insert may give: their copies hold eight bytes.
+constexpr std::array<std::string_view, 2> kRowVersions = {"timestamp", "rowversion"};
+
+std::string ColumnText(const ColumnDefinition& column) {
+    std::string text = column.Name + " " + TypeText(column);
+    if (!column.Collation.empty()) {
+        text += " COLLATE " + column.Collation;
+    }
+    text += column.Nullable ? " NULL" : " NOT NULL";
+    if (!column.Default.empty() && !Holds(kRowVersions, column.TypeName)) {
+        text += " DEFAULT " + column.Default;
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string TypeText(const ColumnDefinition& column) {
+    const std::string& name = column.TypeName;
+    if (Holds(kRowVersions, name)) {
+        return "binary(8)";
+    }
+    if (Holds(kTypesWithLength, name) && column.Length != 0) {
+        return name + "(" + (column.Length < 0 ? "max" : std::to_string(column.Length)) + ")";
+    }
+    if (Holds(kTypesWithPrecision, name) && column.Precision > 0) {
+        return name + "(" + std::to_string(column.Precision) + "," + std::to_string(column.Scale) +
+               ")";
+    }
+    if (Holds(kTypesWithFraction, name)) {
+        return name + "(" + std::to_string(column.Precision) + ")";
+    }
+    return name;
+}
+
+std::string CreateTableScript(const TableDefinition& table) {
+    if (table.Columns.empty()) {
+        throw DatabaseError({"The table " + table.Name + " has no columns to copy."});
+    }
+    std::vector<std::string> lines;
+    for (const ColumnDefinition& column : table.Columns) {
+        lines.push_back("\t" + ColumnText(column));
+    }
+    if (table.PrimaryKey) {
+        lines.push_back("\tCONSTRAINT " + table.PrimaryKey->Name + " PRIMARY KEY CLUSTERED (" +
+                        Join(table.PrimaryKey->Columns, ", ") + ")");
+    }
+    return "CREATE TABLE " + table.Name + " (\r\n" + Join(lines, ",\r\n") + "\r\n)";
+}
+
+}  // namespace morvane

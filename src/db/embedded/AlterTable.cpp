@@ -1,0 +1,209 @@
+#include "db/embedded/AlterTable.h"
+
+#include <string>
+#include <vector>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "db/embedded/CreateStatement.h"
+#include "db/embedded/Tokens.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+using Tokens = std::vector<Token>;
+
+constexpr const char* kNewTable = "morvane_new_table";
+
+// Column names in quotes, comma-separated.
+std::string ColumnList(const SqliteDatabase& database, std::string_view table) {
+    SqliteStatement columns(database.Handle(), "SELECT name FROM pragma_table_info(?)", "");
+    columns.Bind(1, Value(std::string(table)));
+    std::vector<std::string> names;
+    while (columns.Step()) {
+        names.push_back(
+            QuotedName(reinterpret_cast<const char*>(sqlite3_column_text(columns.Handle(), 0))));
+    }
+    return Join(names, ", ");
+}
+
+// One ALTER TABLE statement at work.
+class Alteration {
+  public:
+    Alteration(const SqliteDatabase& database, std::string_view sql,
+               const TranslationContext& context)
+        : database_(database), sql_(sql), context_(context), tokens_(Tokenize(sql)) {}
+
+    void Run();
+
+  private:
+    [[noreturn]] void Fail(const std::string& text) const {
+        throw DatabaseError({text}, std::string(sql_));
+    }
+    bool IsAt(std::size_t i, std::string_view word) const {
+        return i < tokens_.size() && tokens_[i].Is(word);
+    }
+
+    void FindTable();
+    std::string SchemaText(std::string_view type, std::string_view column) const;
+    void AddColumn(std::size_t begin);
+    void DropConstraint();
+    void AddPrimaryKey();
+    void RequireNotNull(const std::string& column) const;
+    void MakeAnew(const CreateStatement& definition, const std::string& extraColumn = {});
+
+    const SqliteDatabase& database_;
+    std::string_view sql_;
+    const TranslationContext& context_;
+    Tokens tokens_;
+    std::string table_;
+    std::string createText_;
+};
+
+void Alteration::Run() {
+    // ALTER TABLE [dbo .] name
+    if (tokens_.size() > 4 && tokens_[2].NameText() == "dbo" && tokens_[3].Is(".")) {
+        tokens_.erase(tokens_.begin() + 2, tokens_.begin() + 4);
+    }
+    if (tokens_.size() < 6 || !IsAt(1, "table") || !tokens_[2].IsName()) {
+        Fail("The embedded warehouse does not know this form of ALTER.");
+    }
+    FindTable();
+    if (IsAt(3, "drop") && IsAt(4, "constraint") && tokens_.size() == 6) {
+        DropConstraint();
+    } else if (IsAt(3, "add") && IsAt(4, "constraint")) {
+        AddPrimaryKey();
+    } else if (IsAt(3, "add") && tokens_[4].IsName()) {
+        AddColumn(4);
+    } else {
+        Fail("The embedded warehouse does not know this form of ALTER TABLE.");
+    }
+}
+
+void Alteration::FindTable() {
+    SqliteStatement find(database_.Handle(),
+                         "SELECT name, sql FROM sqlite_schema WHERE type = 'table' AND name = ?"
+                         " COLLATE NOCASE",
+                         sql_);
+    find.Bind(1, Value(tokens_[2].NameText()));
+    if (!find.Step()) {
+        Fail("Cannot find the object \"" + tokens_[2].NameText() + "\" because it does not exist.");
+    }
+    table_ = reinterpret_cast<const char*>(sqlite3_column_text(find.Handle(), 0));
+    createText_ = reinterpret_cast<const char*>(sqlite3_column_text(find.Handle(), 1));
+}
+
+// The definition goes through the translation of CREATE TABLE, for its type and default.
+void Alteration::AddColumn(std::size_t begin) {
+    std::size_t end = tokens_.size();
+    const bool withValues = IsAt(end - 2, "with") && IsAt(end - 1, "values");
+    end -= withValues ? 2 : 0;
+    const std::string text = "CREATE TABLE t (" + JoinTokens(tokens_, begin, end) + ")";
+    const CreateStatement column(Translate(text, context_).Sql);
+    if (column.Items().size() != 1) {
+        Fail("The embedded warehouse adds one column at a time.");
+    }
+    bool required = false;
+    for (std::size_t i = begin; i + 1 < end; ++i) {
+        required = required || (IsAt(i, "not") && IsAt(i + 1, "null"));
+    }
+    CreateStatement definition(createText_);
+    definition.AddColumn(column.Items()[0]);
+    // Without WITH VALUES the rows that are there get NULL, where the column takes it.
+    MakeAnew(definition, withValues || required ? "" : tokens_[begin].Text);
+}
+
+void Alteration::DropConstraint() {
+    CreateStatement definition(createText_);
+    const std::string name = tokens_[5].NameText();
+    if (!definition.DropConstraint(name, table_)) {
+        Fail("'" + name + "' is not a constraint.");
+    }
+    MakeAnew(definition);
+}
+
+void Alteration::AddPrimaryKey() {
+    std::size_t open = 8;
+    if (!tokens_[5].IsName() || !IsAt(6, "primary") || !IsAt(7, "key")) {
+        Fail("The embedded warehouse adds no constraint but a primary key.");
+    }
+    open += IsAt(open, "clustered") || IsAt(open, "nonclustered") ? 1U : 0U;
+    if (!IsAt(open, "(")) {
+        Fail("Incorrect syntax near 'KEY'.");
+    }
+    const std::size_t close = ClosingParenthesis(tokens_, open);
+    for (std::size_t i = open + 1; i < close; ++i) {
+        if (tokens_[i].IsName() && !tokens_[i].Is("asc") && !tokens_[i].Is("desc")) {
+            RequireNotNull(tokens_[i].NameText());
+        }
+    }
+    const bool fileGroup = IsAt(close + 1, "on") && close + 3 == tokens_.size();
+    if (close + 1 != tokens_.size() && !fileGroup) {
+        Fail("The embedded warehouse does not know this form of ADD CONSTRAINT.");
+    }
+    CreateStatement definition(createText_);
+    if (definition.PrimaryKeyName(table_)) {
+        Fail("Table '" + table_ + "' already has a primary key defined on it.");
+    }
+    definition.AddConstraint("CONSTRAINT " + tokens_[5].Text + " PRIMARY KEY " +
+                             JoinTokens(tokens_, open, close + 1));
+    MakeAnew(definition);
+}
+
+void Alteration::RequireNotNull(const std::string& column) const {
+    SqliteStatement find(database_.Handle(),
+                         "SELECT \"notnull\" FROM pragma_table_info(?) WHERE name = ?"
+                         " COLLATE NOCASE",
+                         sql_);
+    find.Bind(1, Value(table_));
+    find.Bind(2, Value(column));
+    if (!find.Step()) {
+        Fail("Column name '" + column + "' does not exist in the target table.");
+    }
+    if (sqlite3_column_int(find.Handle(), 0) == 0) {
+        Fail("Cannot define PRIMARY KEY constraint on nullable column in table '" + table_ + "'.");
+    }
+}
+
+// `extraColumn` is a new column that the rows get as NULL; without it new columns get their
+// default.
+void Alteration::MakeAnew(const CreateStatement& definition, const std::string& extraColumn) {
+    std::vector<std::string> others;  // the statements of its indexes and triggers
+    SqliteStatement dependents(database_.Handle(),
+                               "SELECT sql FROM sqlite_schema WHERE tbl_name = ? COLLATE NOCASE"
+                               " AND type IN ('index', 'trigger') AND sql IS NOT NULL",
+                               sql_);
+    dependents.Bind(1, Value(table_));
+    while (dependents.Step()) {
+        others.emplace_back(
+            reinterpret_cast<const char*>(sqlite3_column_text(dependents.Handle(), 0)));
+    }
+    const std::string columns = ColumnList(database_, table_);
+    const std::string more = extraColumn.empty() ? "" : ", " + extraColumn;
+    database_.Run("SAVEPOINT morvane_alter");
+    try {
+        database_.Run(definition.TextFor(kNewTable));
+        database_.Run("INSERT INTO " + std::string(kNewTable) + "(" + columns + more + ") SELECT " +
+                      columns + (more.empty() ? "" : ", NULL") + " FROM " + QuotedName(table_));
+        database_.Run("DROP TABLE " + QuotedName(table_));
+        database_.Run("ALTER TABLE " + std::string(kNewTable) + " RENAME TO " + QuotedName(table_));
+        for (const std::string& other : others) {
+            database_.Run(other);
+        }
+        database_.Run("RELEASE morvane_alter");
+    } catch (const DatabaseError& error) {
+        sqlite3_exec(database_.Handle(), "ROLLBACK TO morvane_alter; RELEASE morvane_alter",
+                     nullptr, nullptr, nullptr);
+        throw DatabaseError(error.Descriptions(), std::string(sql_));
+    }
+}
+
+}  // namespace
+
+void AlterTable(const SqliteDatabase& database, std::string_view sql,
+                const TranslationContext& context) {
+    Alteration(database, sql, context).Run();
+}
+
+}  // namespace morvane::embedded

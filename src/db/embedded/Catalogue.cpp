@@ -1,0 +1,137 @@
+#include "db/embedded/Catalogue.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "db/embedded/ColumnTypes.h"
+#include "db/embedded/CreateStatement.h"
+#include "db/embedded/DateDefault.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+std::string ColumnText(const SqliteStatement& row, int column) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row.Handle(), column));
+    return text == nullptr ? "" : text;
+}
+
+std::string SchemaText(const SqliteDatabase& database, std::string_view table) {
+    SqliteStatement find(database.Handle(),
+                         "SELECT sql FROM sqlite_schema WHERE type = 'table' AND name = ?"
+                         " COLLATE NOCASE",
+                         "");
+    find.Bind(1, Value(std::string(table)));
+    if (!find.Step()) {
+        throw DatabaseError({"There is no table \"" + std::string(table) + "\"."});
+    }
+    return ColumnText(find, 0);
+}
+
+// "decimal(18, 4)" as name, length, precision and scale.
+void ReadType(std::string_view declared, ColumnDefinition& column) {
+    const std::size_t open = declared.find('(');
+    column.TypeName = ToLower(Trim(declared.substr(0, open)));
+    const ColumnType type = ParseColumnType(declared);
+    const bool numbered = open != std::string_view::npos;
+    switch (type.Type) {
+        case DataType::Numeric:
+            column.Precision = numbered ? type.Precision : 0;
+            column.Scale = type.NumericScale;
+            break;
+        case DataType::Char:
+        case DataType::VarChar:
+        case DataType::WChar:
+        case DataType::VarWChar:
+        case DataType::Binary:
+        case DataType::VarBinary:
+            column.Length = numbered ? type.DefinedSize : 0;
+            break;
+        case DataType::DBTimeStamp:
+            column.Precision = column.TypeName == "datetime2" ? 7 : 0;
+            if (numbered) {
+                std::from_chars(declared.data() + open + 1, declared.data() + declared.size(),
+                                column.Precision);
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+std::string CollationOf(const SqliteDatabase& database, std::string_view table,
+                        const std::string& column) {
+    const char* collation = nullptr;
+    const std::string name(table);
+    sqlite3_table_column_metadata(database.Handle(), "main", name.c_str(), column.c_str(), nullptr,
+                                  &collation, nullptr, nullptr, nullptr);
+    const std::string text = collation == nullptr ? "" : collation;
+    return EqualsIgnoreCase(text, "binary") ? "" : text;
+}
+
+}  // namespace
+
+TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table) {
+    TableDefinition definition;
+    definition.Name = table;
+    const CreateStatement create(SchemaText(database, table));
+    // Columns that are computed hold values like others; hidden ones are not the table's.
+    SqliteStatement columns(database.Handle(),
+                            "SELECT name, type, \"notnull\", dflt_value, pk FROM"
+                            " pragma_table_xinfo(?) WHERE hidden <> 1 ORDER BY cid",
+                            "");
+    columns.Bind(1, Value(std::string(table)));
+    std::map<int, std::string> keyColumns;
+    while (columns.Step()) {
+        ColumnDefinition column;
+        column.Name = ColumnText(columns, 0);
+        ReadType(ColumnText(columns, 1), column);
+        const int keyPosition = sqlite3_column_int(columns.Handle(), 4);
+        column.Nullable = sqlite3_column_int(columns.Handle(), 2) == 0 && keyPosition == 0;
+        column.Default = ServerDefault(ColumnText(columns, 3));
+        column.Collation = CollationOf(database, table, column.Name);
+        if (keyPosition > 0) {
+            keyColumns[keyPosition] = column.Name;
+        }
+        definition.Columns.push_back(std::move(column));
+    }
+    if (!keyColumns.empty()) {
+        KeyDefinition key;
+        key.Name = create.PrimaryKeyName(table).value_or("PK_" + std::string(table));
+        for (const auto& [position, name] : keyColumns) {
+            key.Columns.push_back(name);
+        }
+        definition.PrimaryKey = std::move(key);
+    }
+    return definition;
+}
+
+DateKind DateKindOf(const SqliteDatabase& database, const std::set<std::string>& tables,
+                    std::string_view column) {
+    std::optional<DateKind> found;
+    for (const std::string& table : tables) {
+        SqliteStatement find(database.Handle(),
+                             "SELECT type FROM pragma_table_info(?) WHERE name = ?"
+                             " COLLATE NOCASE",
+                             "");
+        find.Bind(1, Value(table));
+        find.Bind(2, Value(std::string(column)));
+        if (!find.Step()) {
+            continue;
+        }
+        const std::string type = ColumnText(find, 0);
+        const DateKind kind = !IsDateType(type)                ? DateKind::None
+                              : EqualsIgnoreCase(type, "date") ? DateKind::Date
+                                                               : DateKind::DateTime;
+        if (found && *found != kind) {
+            return DateKind::None;
+        }
+        found = kind;
+    }
+    return found.value_or(DateKind::None);
+}
+
+}  // namespace morvane::embedded

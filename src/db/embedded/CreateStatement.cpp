@@ -1,0 +1,119 @@
+#include "db/embedded/CreateStatement.h"
+
+#include <algorithm>
+#include <array>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "db/embedded/Sqlite.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+using Tokens = std::vector<Token>;
+
+bool IsConstraint(const std::string& item) {
+    constexpr std::array<std::string_view, 5> kFirstWords = {"constraint", "primary", "unique",
+                                                             "foreign", "check"};
+    const Tokens tokens = Tokenize(item);
+    return std::any_of(kFirstWords.begin(), kFirstWords.end(),
+                       [&](std::string_view word) { return tokens.at(0).Is(word); });
+}
+
+// Where PRIMARY KEY stands in a column definition or constraint, outside parentheses.
+struct KeyPlace {
+    std::size_t Begin = 0;  // of CONSTRAINT name, when the key has one, else of PRIMARY
+    std::size_t End = 0;    // after KEY and what belongs to it in a column definition
+    std::string Name;
+};
+
+std::optional<KeyPlace> FindPrimaryKey(const Tokens& tokens) {
+    for (std::size_t i = 0; i + 1 < tokens.size(); ++i) {
+        if (tokens[i].Is("(")) {
+            i = ClosingParenthesis(tokens, i);
+        } else if (tokens[i].Is("primary") && tokens[i + 1].Is("key")) {
+            KeyPlace place{i, i + 2, {}};
+            if (i >= 2 && tokens[i - 2].Is("constraint")) {
+                place.Begin = i - 2;
+                place.Name = tokens[i - 1].NameText();
+            }
+            while (place.End < tokens.size() &&
+                   (tokens[place.End].Is("asc") || tokens[place.End].Is("desc") ||
+                    tokens[place.End].Is("autoincrement"))) {
+                ++place.End;
+            }
+            return place;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string DefaultKeyName(std::string_view table) {
+    return "PK_" + std::string(table);
+}
+
+}  // namespace
+
+CreateStatement::CreateStatement(std::string_view sql) {
+    const Tokens tokens = Tokenize(sql);
+    std::size_t open = 0;
+    while (open < tokens.size() && !tokens[open].Is("(")) {
+        ++open;
+    }
+    if (open < 3 || open == tokens.size() || !tokens[0].Is("create") || !tokens[1].Is("table")) {
+        throw DatabaseError({"The table's definition cannot be read."}, std::string(sql));
+    }
+    const std::size_t close = ClosingParenthesis(tokens, open);
+    std::size_t begin = open + 1;
+    for (std::size_t i = begin; i <= close; ++i) {
+        if (i < close && tokens[i].Is("(")) {
+            i = ClosingParenthesis(tokens, i);
+        } else if (i == close || tokens[i].Is(",")) {
+            items_.push_back(JoinTokens(tokens, begin, i));
+            begin = i + 1;
+        }
+    }
+    options_ = JoinTokens(tokens, close + 1, tokens.size());
+}
+
+std::optional<std::string> CreateStatement::PrimaryKeyName(std::string_view table) const {
+    for (const std::string& item : items_) {
+        if (const auto place = FindPrimaryKey(Tokenize(item))) {
+            return place->Name.empty() ? DefaultKeyName(table) : place->Name;
+        }
+    }
+    return std::nullopt;
+}
+
+void CreateStatement::AddColumn(std::string text) {
+    items_.insert(std::find_if(items_.begin(), items_.end(), IsConstraint), std::move(text));
+}
+
+bool CreateStatement::DropConstraint(std::string_view name, std::string_view table) {
+    for (auto item = items_.begin(); item != items_.end(); ++item) {
+        const Tokens tokens = Tokenize(*item);
+        const auto place = FindPrimaryKey(tokens);
+        const std::string keyName =
+            place ? (place->Name.empty() ? DefaultKeyName(table) : place->Name) : std::string();
+        const bool isKey = place && EqualsIgnoreCase(keyName, name);
+        if (!IsConstraint(*item)) {
+            if (isKey) {
+                *item = JoinTokens(tokens, 0, place->Begin) + " " +
+                        JoinTokens(tokens, place->End, tokens.size());
+                return true;
+            }
+        } else if (isKey ||
+                   (tokens[0].Is("constraint") && EqualsIgnoreCase(tokens[1].NameText(), name))) {
+            items_.erase(item);
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string CreateStatement::TextFor(std::string_view table) const {
+    return "CREATE TABLE " + QuotedName(table) + " (" + Join(items_, ", ") + ") " + options_;
+}
+
+}  // namespace morvane::embedded

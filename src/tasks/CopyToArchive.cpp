@@ -1,0 +1,108 @@
+#include "tasks/CopyToArchive.h"
+
+#include <memory>
+
+#include "core/Text.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr int kProcedureTimeout = 15;  // seconds
+constexpr int kNoTimeout = 0;
+
+bool UsesIntegratedSecurity(const Connection& connection) {
+    return connection.Property("Integrated Security") == "SSPI";
+}
+
+Parameter TextParameter(std::string name, std::string value) {
+    Parameter parameter;
+    parameter.Name = std::move(name);
+    parameter.Size = static_cast<int>(value.size());
+    parameter.Value = Value(std::move(value));
+    return parameter;
+}
+
+std::unique_ptr<Command> ProcedureCommand(Connection& connection, std::string_view procedure,
+                                          const std::string& server, const std::string& second) {
+    auto command = connection.CreateCommand();
+    command->SetType(CommandType::StoredProcedure);
+    command->SetTimeout(kProcedureTimeout);
+    command->SetText(procedure);
+    command->AppendParameter(TextParameter("server", server));
+    command->AppendParameter(TextParameter("second", second));
+    return command;
+}
+
+// The archive server as a linked server of the warehouse's, for as long as this object lives.
+class ArchiveLink {
+  public:
+    ArchiveLink(Connection& warehouse, const std::string& server) {
+        ProcedureCommand(warehouse, "sp_addlinkedserver", server, "SQL Server")->Execute();
+        login_ = ProcedureCommand(warehouse, "sp_addlinkedsrvlogin", server, "true");
+        try {
+            login_->Execute();
+        } catch (...) {
+            DropQuietly();
+            throw;
+        }
+    }
+    ~ArchiveLink() { DropQuietly(); }
+    ArchiveLink(const ArchiveLink&) = delete;
+    ArchiveLink& operator=(const ArchiveLink&) = delete;
+
+    // The command that made the link's login serves to drop it too.
+    void Drop() {
+        const auto command = std::move(login_);
+        command->SetText("sp_dropserver");
+        command->DeleteParameter(1);
+        command->Execute();
+    }
+
+  private:
+    void DropQuietly() {
+        try {
+            if (login_ != nullptr) {
+                Drop();
+            }
+        } catch (const DatabaseError&) {
+            // The failure that led here is the one to report.
+        }
+    }
+
+    std::unique_ptr<Command> login_;
+};
+
+std::int64_t Insert(Connection& warehouse, Connection& archive, const std::string& target,
+                    const std::string& rows) {
+    warehouse.SetProperty("Enable Fastload", "true");
+    archive.SetProperty("Enable Fastload", "true");
+    const auto command = warehouse.CreateCommand();
+    command->SetTimeout(kNoTimeout);
+    command->SetText("insert into " + target + rows);
+    return command->Execute();
+}
+
+}  // namespace
+
+std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
+                           const std::string& condition, const std::string& timestamp) {
+    const std::string server(Trim(archive.Property("Server Name")));
+    const std::string archiveTable = archive.DefaultDatabase() + ".dbo." + table;
+    const std::string rows =
+        " select *, {ts '" + timestamp + "'} from " + table + " where " + condition;
+    if (!UsesIntegratedSecurity(archive)) {
+        const std::string user(Trim(archive.Property("User ID")));
+        const std::string password(Trim(archive.Property("Password")));
+        return Insert(warehouse, archive,
+                      "OPENROWSET('SQLOLEDB', '" + server + "'; '" + user + "'; '" + password +
+                          "', " + archiveTable + ")",
+                      rows);
+    }
+    ArchiveLink link(warehouse, server);
+    const std::int64_t archived = Insert(warehouse, archive, server + "." + archiveTable, rows);
+    link.Drop();
+    return archived;
+}
+
+}  // namespace morvane

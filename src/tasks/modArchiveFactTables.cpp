@@ -1,0 +1,157 @@
+#include "tasks/modArchiveFactTables.h"
+
+#include <fmt/format.h>
+
+#include <string>
+
+#include "core/DateText.h"
+#include "core/ErrorTrap.h"
+#include "core/Text.h"
+#include "core/Transaction.h"
+#include "db/modDatabaseOperations.h"
+#include "tasks/ArchiveTable.h"
+#include "tasks/CopyToArchive.h"
+
+namespace morvane {
+
+namespace {
+
+// One run of the task.
+class Archiving {
+  public:
+    Archiving(RunState& state, ProgressWindow& progress, LogStream& log)
+        : warehouse_(*state.WarehouseConnection),
+          archive_(*state.ArchiveConnection),
+          progress_(progress),
+          log_(log) {}
+
+    // False when the user cancelled.
+    bool Run(const Clock& clock);
+    void WriteEnd();
+
+  private:
+    void WriteHead();
+    void PrepareArchiveProgress();
+    void ArchiveTable(const std::string& table, const std::string& condition);
+    void DeleteArchivedRows(const std::string& table, const std::string& condition,
+                            std::int64_t archived);
+    void FinishArchiveProgress();
+
+    Connection& warehouse_;
+    Connection& archive_;
+    ProgressWindow& progress_;
+    LogStream& log_;
+    LocalMoment timestamp_;
+};
+
+bool Archiving::Run(const Clock& clock) {
+    log_.WriteLine("---------------------------------");
+    log_.WriteLine("Start of Archiving of Fact Tables");
+    log_.WriteLine("---------------------------------");
+    log_.WriteLine("");
+    const auto tables = warehouse_.OpenRecordset(
+        "select table_name, where_clause from dwm_tables where upper(table_type) = 'FACT'");
+    timestamp_ = clock.Now();
+    WriteHead();
+    PrepareArchiveProgress();
+    for (; !tables->Eof(); tables->MoveNext()) {
+        if (progress_.CheckCancelState()) {
+            return false;
+        }
+        const std::string table = NullToText((*tables)[0], "");
+        const std::string condition(Trim(NullToText((*tables)[1], "")));
+        progress_.Comment("Archiving Table : " + table);
+        if (!condition.empty()) {
+            ArchiveTable(std::string(Trim(table)), condition);
+        }
+        progress_.ProgressVal(progress_.ProgressVal() + 1);
+    }
+    FinishArchiveProgress();
+    WriteEnd();
+    return true;
+}
+
+void Archiving::WriteHead() {
+    log_.WriteLine("Date of Archiving: " + IsoDateTime(timestamp_));
+    log_.WriteLine("");
+    log_.WriteLine("Data Warehouse Server: " + warehouse_.Property("Server Name"));
+    log_.WriteLine("Data Warehouse Database: " + warehouse_.DefaultDatabase());
+    log_.WriteLine("Archive Server: " + archive_.Property("Server Name"));
+    log_.WriteLine("Archive Database: " + archive_.DefaultDatabase());
+    log_.WriteLine("");
+}
+
+void Archiving::WriteEnd() {
+    log_.WriteLine("-------------------------------");
+    log_.WriteLine("End of Archiving of Fact Tables");
+    log_.WriteLine("-------------------------------");
+    log_.WriteLine("");
+}
+
+void Archiving::PrepareArchiveProgress() {
+    const auto count = warehouse_.OpenRecordset(
+        "Select COUNT(*) from dwm_tables where Upper(table_type) = 'FACT'");
+    const std::int64_t tables = (*count)[0].Integer();
+    progress_.SetProgressRange(0, tables < 1 ? 1.0F : static_cast<float>(tables));
+    progress_.SetProgressValue(tables < 1 ? 1.0F : 0.0F);
+}
+
+void Archiving::ArchiveTable(const std::string& table, const std::string& condition) {
+    log_.WriteLine("***");
+    log_.WriteLine("Fact Table: " + table);
+    log_.WriteLine("Condition: " + condition);
+    if (!archive_.TableExists(table)) {
+        CreateArchiveCopy(warehouse_, archive_, table);
+        log_.WriteLine("- Table created in Archive database");
+    }
+    const std::int64_t archived =
+        CopyToArchive(warehouse_, archive_, table, condition, IsoDateTime(timestamp_));
+    log_.WriteLine(fmt::format("- {} records archived", archived));
+    log_.WriteLine("***");
+    log_.WriteLine("");
+    DeleteArchivedRows(table, condition, archived);
+}
+
+// The condition is looked at again, and meanwhile the warehouse may have been loaded or the clock
+// have gone on: rows that meet it by now were never copied. The statement is rolled back then.
+void Archiving::DeleteArchivedRows(const std::string& table, const std::string& condition,
+                                   std::int64_t archived) {
+    Transaction transaction(warehouse_);
+    const std::string sql = "delete from " + table + " where " + condition;
+    const std::int64_t deleted = warehouse_.Execute(sql);
+    if (deleted > archived) {
+        throw DatabaseError(
+            {fmt::format("{} rows of {} meet the condition now, and {} were archived: none of "
+                         "them was deleted",
+                         deleted, table, archived)},
+            sql);
+    }
+    transaction.Commit();
+}
+
+void Archiving::FinishArchiveProgress() {
+    progress_.SetProgressValue(0);
+    progress_.Comment("");
+    progress_.Refresh();
+}
+
+}  // namespace
+
+bool ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
+                       LogStream& log) {
+    Archiving archiving(state, progress, log);
+    bool failed = true;
+    const bool result = TrapErrors(state.ErrorText, [&] {
+        const bool done = archiving.Run(clock);
+        failed = false;
+        return done;
+    });
+    if (failed) {
+        log.WriteLine("An error occurred during archiving of fact tables.");
+        log.WriteLine("");
+        archiving.WriteEnd();
+    }
+    return result;
+}
+
+}  // namespace morvane
