@@ -22,10 +22,14 @@ mkdir "$work/program" "$work/hand" "$work/logs"
 
 # measure <file for the figures> <command...>: wall, user, system seconds and peak KB on a line.
 measure() {
-    local figures=$1
+    local figures=$1 start end
     shift
-    /usr/bin/time -a -o "$figures" -f '%e %U %S %M' "$@" >"$work/out.txt" 2>"$work/err.txt" ||
+    start=$EPOCHREALTIME
+    /usr/bin/time -o "$work/time.txt" -f '%U %S %M' "$@" >"$work/out.txt" 2>"$work/err.txt" ||
         { cat "$work/err.txt"; exit 1; }
+    end=$EPOCHREALTIME
+    echo "$start $end $(cat "$work/time.txt")" |
+        awk '{ printf "%.3f %s %s %s\n", $2 - $1, $3, $4, $5 }' >>"$figures"
 }
 
 # measure_program <file for the figures> <options of the program...>
@@ -40,13 +44,16 @@ measure_program() {
 # The middle of the numbers on standard input.
 median() { sort -n | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
-tables="calendar geography department category brand product store employee promotion
+dimensions="calendar geography department category brand product store employee promotion
     customer_segment customer carrier"
 
-# The number of rows in which the two copies differ, over all dimensions.
+# The number of rows in which the two copies differ, over the dimensions; the facts by their number.
 differences() {
     local query=""
-    for table in $tables; do
+    for table in sales shipments; do
+        query+="SELECT abs((SELECT count(*) FROM main.$table) - (SELECT count(*) FROM other.$table));"
+    done
+    for table in $dimensions; do
         query+="SELECT count(*) FROM (SELECT * FROM (SELECT * FROM main.$table
             EXCEPT SELECT * FROM other.$table) UNION ALL SELECT * FROM
             (SELECT * FROM other.$table EXCEPT SELECT * FROM main.$table));"
@@ -58,6 +65,8 @@ differences() {
 fresh_copies() {
     cp "$1" "$work/program/retail.db"
     cp "$1" "$work/hand/retail.db"
+    : >"$work/program/retail_archive.db"
+    : >"$work/hand/retail_archive.db"
     sync
 }
 
@@ -70,13 +79,14 @@ compare() {
     for ((pair = 0; pair < pairs; ++pair)); do
         fresh_copies "$base"
         measure_program "$work/a.txt" "$@"
-        measure "$work/b.txt" sqlite3 "$work/hand/retail.db" ".read $sql"
+        measure "$work/b.txt" sqlite3 "$work/hand/retail.db" \
+            "ATTACH '$work/hand/retail_archive.db' AS archive" ".read $sql"
     done
     local a b
     a=$(cut -d' ' -f1 "$work/a.txt" | median)
     b=$(cut -d' ' -f1 "$work/b.txt" | median)
     paste -d' ' "$work/a.txt" "$work/b.txt" >"$work/pairs.txt"
-    printf '%-34s %8.2f %8.2f %7.2f %7.2f %10s\n' "$name" "$a" "$b" \
+    printf '%-34s %8.3f %8.3f %7.2f %7.2f %10s\n' "$name" "$a" "$b" \
         "$(awk '{ print $1 / $5 }' "$work/pairs.txt" | median)" \
         "$(awk '{ print ($2 + $3) / ($6 + $7 + 0.001) }' "$work/pairs.txt" | median)" \
         "$(different=$(differences); [ "$different" = 0 ] && echo same || echo "$different rows")"
@@ -92,10 +102,12 @@ echo
 echo "Medians of $pairs pairs; a ratio above 1 means that the program was slower."
 printf '%-34s %8s %8s %7s %7s %10s\n' "" "program" "shell" "ratio" "CPU" "tables"
 printf '%-34s %8s %8s %7s %7s %10s\n' "" "s" "s" "" "ratio" "afterwards"
+compare "archiving" "$work/retail.db" bench/sql/archive.sql \
+    -clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist
 compare "marking" "$work/retail.db" bench/sql/mark.sql -mark
 # Without marks the detailed report reads no rows: what is left is the summary.
 cp "$work/retail.db" "$work/marked.db"
-for table in $tables; do
+for table in $dimensions; do
     sqlite3 "$work/marked.db" "UPDATE $table SET is_deletable = 0 WHERE is_deletable <> 0"
 done
 compare "summary" "$work/marked.db" bench/sql/summary.sql -grep
@@ -112,11 +124,12 @@ compare "atomic, + 333,334 elements" "$work/marked.db" bench/sql/delete-atomic.s
 rm -f "$work"/*.db "$work"/program/* "$work"/hand/*
 
 echo
-echo "Peak memory of marking, reports and deletion in one run:"
+echo "Peak memory of one run of all tasks:"
 for memory_scale in $memory_scales; do
     "$demo" "$work/program" --scale "$memory_scale" --force >/dev/null
     rm -f "$work/memory.txt"
-    measure_program "$work/memory.txt" -chkmd -mark -grep -del
+    measure_program "$work/memory.txt" -chkmd -clsf -bkmac "sqlite:$work/program" \
+        -bkdb retail_archive -bkusr archivist -mark -grep -del
     awk -v scale="$memory_scale" -v bytes="$(stat -c %s "$work/program/retail.db")" \
         '{ printf "  scale %4d, %6.1f MB of warehouse: %6.1f MB\n", scale, bytes / 1e6, $4 / 1024 }' \
         "$work/memory.txt"

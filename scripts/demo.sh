@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds Morvane, makes the demo warehouse and runs the main job on it. The argument is the scale of
+# Builds Morvane, makes the demo warehouse and runs all five tasks on it. The argument is the scale of
 # the warehouse, 1 unless given; everything lands in the folder demo-out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -15,24 +15,35 @@ logs=$folder/logs
 mkdir -p "$folder"
 build/release/demo/morvane-demo "$folder" --scale "$scale" --force
 
-# The selected dimensions and the number of their rows, one a line.
+# count_rows <condition on dwm_tables>: these tables and the number of their rows, one a line.
 count_rows() {
-    sqlite3 "$folder/retail.db" "SELECT DISTINCT table_name FROM dwm_tables
-        WHERE upper(table_type) = 'DIMENSION' AND is_selected = 1 ORDER BY 1" |
+    sqlite3 "$folder/retail.db" "SELECT table_name FROM dwm_tables WHERE $1 ORDER BY 1" |
         while read -r table; do
             echo "$table $(sqlite3 "$folder/retail.db" "SELECT count(*) FROM $table")"
         done
 }
+cleaned="upper(table_type) = 'DIMENSION' AND is_selected = 1"
+archived="upper(table_type) = 'FACT' AND where_clause <> ''"
 
-count_rows >"$folder/before.txt"
+count_rows "$cleaned" >"$folder/dimensions-before.txt"
+count_rows "$archived" >"$folder/facts-before.txt"
 build/release/src/run/morvane -mac "sqlite:$folder" -ntaut -db retail \
+    -clsf -bkmac "sqlite:$folder" -bkdb retail_archive -bkusr archivist \
     -chkmd -mark -grep -del -log "$logs" -statusfile "$folder/status.txt"
-count_rows >"$folder/after.txt"
+count_rows "$cleaned" >"$folder/dimensions-after.txt"
+count_rows "$archived" >"$folder/facts-after.txt"
 
+# show <facts or dimensions> <what happened to the rows that are gone>
+show() {
+    join "$folder/$1-before.txt" "$folder/$1-after.txt" |
+        awk -v gone="$2" '{ printf "  %-22s %8d before, %8d %s, %8d kept\n", $1, $2, $2 - $3, gone, $3 }'
+}
 echo
-echo "The run ended with \"$(tr -d '\r\n' <"$folder/status.txt")\". Elements in each cleaned dimension:"
-join "$folder/before.txt" "$folder/after.txt" |
-    awk '{ printf "  %-22s %8d before, %8d deleted, %8d kept\n", $1, $2, $2 - $3, $3 }'
+echo "The run ended with \"$(tr -d '\r\n' <"$folder/status.txt")\"."
+echo "Rows of the fact tables with an archive condition (now in retail_archive.db):"
+show facts archived
+echo "Elements of the cleaned dimensions:"
+show dimensions deleted
 newest() { find "$logs" -name "$1*" -printf '%T@ %p\n' | sort -n | tail -n 1 | cut -d' ' -f2-; }
 echo "Log and reports:"
 for file in Morvane_Log SummaryReport DetailedReport TableFilterReport; do
