@@ -5,7 +5,8 @@
 namespace morvane {
 
 // A password stands in the statement as it is, so that it can hold anything, quotes too. Only the
-// frame around it is sure: it ends where the rows to insert begin, or not at all.
+// frame around it is sure: it ends where the rows to insert begin, the last time that something
+// looks like that, or not at all.
 std::string MaskPasswords(std::string_view sql) {
     const std::string lower = ToLower(sql);
     const std::size_t rowset = lower.find("openrowset");
@@ -16,10 +17,10 @@ std::string MaskPasswords(std::string_view sql) {
     if (login == std::string::npos) {
         return std::string(sql.substr(0, rowset)) + "OPENROWSET(***";
     }
-    const std::size_t end = lower.find(") select *, {ts ", login);
+    const std::size_t end = lower.rfind(") select *, {ts ");
     std::string masked(sql.substr(0, login));
     masked += "; ***";
-    if (end != std::string::npos) {
+    if (end != std::string::npos && end > login) {
         masked += sql.substr(end);
     }
     return masked;

@@ -24,8 +24,20 @@ constexpr std::array<std::string_view, 3> kTypesWithFraction = {"time", "datetim
 // Row versions, which no insert may give: their copies hold eight bytes.
 constexpr std::array<std::string_view, 2> kRowVersions = {"timestamp", "rowversion"};
 
+// In brackets a name may be a keyword and hold anything.
+std::string Bracketed(const std::string& name) {
+    std::string text = "[";
+    for (const char c : name) {
+        text += c;
+        if (c == ']') {
+            text += c;
+        }
+    }
+    return text + "]";
+}
+
 std::string ColumnText(const ColumnDefinition& column) {
-    std::string text = column.Name + " " + TypeText(column);
+    std::string text = Bracketed(column.Name) + " " + TypeText(column);
     if (!column.Collation.empty()) {
         text += " COLLATE " + column.Collation;
     }
@@ -65,8 +77,12 @@ std::string CreateTableScript(const TableDefinition& table) {
         lines.push_back("\t" + ColumnText(column));
     }
     if (table.PrimaryKey) {
-        lines.push_back("\tCONSTRAINT " + table.PrimaryKey->Name + " PRIMARY KEY CLUSTERED (" +
-                        Join(table.PrimaryKey->Columns, ", ") + ")");
+        std::vector<std::string> columns;
+        for (const std::string& column : table.PrimaryKey->Columns) {
+            columns.push_back(Bracketed(column));
+        }
+        lines.push_back("\tCONSTRAINT " + Bracketed(table.PrimaryKey->Name) +
+                        " PRIMARY KEY CLUSTERED (" + Join(columns, ", ") + ")");
     }
     return "CREATE TABLE " + table.Name + " (\r\n" + Join(lines, ",\r\n") + "\r\n)";
 }

@@ -83,6 +83,18 @@ std::int64_t Insert(Connection& warehouse, Connection& archive, const std::strin
     return command->Execute();
 }
 
+// The login stands in the statement as it is. A quote in it would end its literal, and what follows
+// would be read as SQL, and shown in the server's error.
+void RequireNoLoneQuote(std::string_view value, const std::string& what) {
+    for (std::size_t i = value.find('\''); i != std::string_view::npos;
+         i = value.find('\'', i + 2)) {
+        if (value.substr(i, 2) != "''") {
+            throw DatabaseError({"OPENROWSET cannot be given the " + what +
+                                 " of the archive, since it holds a single quote."});
+        }
+    }
+}
+
 }  // namespace
 
 std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
@@ -94,6 +106,9 @@ std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std
     if (!UsesIntegratedSecurity(archive)) {
         const std::string user(Trim(archive.Property("User ID")));
         const std::string password(Trim(archive.Property("Password")));
+        RequireNoLoneQuote(server, "server name");
+        RequireNoLoneQuote(user, "user name");
+        RequireNoLoneQuote(password, "password");
         return Insert(warehouse, archive,
                       "OPENROWSET('SQLOLEDB', '" + server + "'; '" + user + "'; '" + password +
                           "', " + archiveTable + ")",

@@ -46,7 +46,6 @@ class Alteration {
     }
 
     void FindTable();
-    std::string SchemaText(std::string_view type, std::string_view column) const;
     void AddColumn(std::size_t begin);
     void DropConstraint();
     void AddPrimaryKey();
@@ -63,7 +62,8 @@ class Alteration {
 
 void Alteration::Run() {
     // ALTER TABLE [dbo .] name
-    if (tokens_.size() > 4 && tokens_[2].NameText() == "dbo" && tokens_[3].Is(".")) {
+    if (tokens_.size() > 4 && EqualsIgnoreCase(tokens_[2].NameText(), "dbo") &&
+        tokens_[3].Is(".")) {
         tokens_.erase(tokens_.begin() + 2, tokens_.begin() + 4);
     }
     if (tokens_.size() < 6 || !IsAt(1, "table") || !tokens_[2].IsName()) {
@@ -74,7 +74,7 @@ void Alteration::Run() {
         DropConstraint();
     } else if (IsAt(3, "add") && IsAt(4, "constraint")) {
         AddPrimaryKey();
-    } else if (IsAt(3, "add") && tokens_[4].IsName()) {
+    } else if (IsAt(3, "add") && tokens_[4].IsName() && !IsAt(4, "column")) {
         AddColumn(4);
     } else {
         Fail("The embedded warehouse does not know this form of ALTER TABLE.");
@@ -101,7 +101,7 @@ void Alteration::AddColumn(std::size_t begin) {
     end -= withValues ? 2 : 0;
     const std::string text = "CREATE TABLE t (" + JoinTokens(tokens_, begin, end) + ")";
     const CreateStatement column(Translate(text, context_).Sql);
-    if (column.Items().size() != 1) {
+    if (column.Items().size() != 1 || !column.Options().empty()) {
         Fail("The embedded warehouse adds one column at a time.");
     }
     bool required = false;
@@ -180,6 +180,9 @@ void Alteration::MakeAnew(const CreateStatement& definition, const std::string& 
             reinterpret_cast<const char*>(sqlite3_column_text(dependents.Handle(), 0)));
     }
     const std::string columns = ColumnList(database_, table_);
+    // Else the renaming looks at all views and triggers, and refuses where one of them names the
+    // table, which at that moment is gone.
+    sqlite3_db_config(database_.Handle(), SQLITE_DBCONFIG_LEGACY_ALTER_TABLE, 1, nullptr);
     const std::string more = extraColumn.empty() ? "" : ", " + extraColumn;
     database_.Run("SAVEPOINT morvane_alter");
     try {

@@ -14,6 +14,9 @@ namespace morvane::embedded {
 
 namespace {
 
+// What "varchar(max)" became when the table was made.
+constexpr int kMaxLength = 2147483647;
+
 std::string ColumnText(const SqliteStatement& row, int column) {
     const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(row.Handle(), column));
     return text == nullptr ? "" : text;
@@ -49,6 +52,7 @@ void ReadType(std::string_view declared, ColumnDefinition& column) {
         case DataType::Binary:
         case DataType::VarBinary:
             column.Length = numbered ? type.DefinedSize : 0;
+            column.Length = column.Length == kMaxLength ? -1 : column.Length;
             break;
         case DataType::DBTimeStamp:
             column.Precision = column.TypeName == "datetime2" ? 7 : 0;
@@ -109,29 +113,22 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
     return definition;
 }
 
-DateKind DateKindOf(const SqliteDatabase& database, const std::set<std::string>& tables,
-                    std::string_view column) {
-    std::optional<DateKind> found;
-    for (const std::string& table : tables) {
-        SqliteStatement find(database.Handle(),
-                             "SELECT type FROM pragma_table_info(?) WHERE name = ?"
-                             " COLLATE NOCASE",
-                             "");
-        find.Bind(1, Value(table));
-        find.Bind(2, Value(std::string(column)));
-        if (!find.Step()) {
-            continue;
-        }
-        const std::string type = ColumnText(find, 0);
-        const DateKind kind = !IsDateType(type)                ? DateKind::None
-                              : EqualsIgnoreCase(type, "date") ? DateKind::Date
-                                                               : DateKind::DateTime;
-        if (found && *found != kind) {
-            return DateKind::None;
-        }
-        found = kind;
+DateKind DateKindOfType(std::string_view declared) {
+    return !IsDateType(declared)                ? DateKind::None
+           : EqualsIgnoreCase(declared, "date") ? DateKind::Date
+                                                : DateKind::DateTime;
+}
+
+std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
+                                   std::string_view column) {
+    SqliteStatement find(database.Handle(),
+                         "SELECT type FROM pragma_table_info(?) WHERE name = ? COLLATE NOCASE", "");
+    find.Bind(1, Value(std::string(table)));
+    find.Bind(2, Value(std::string(column)));
+    if (!find.Step()) {
+        return std::nullopt;
     }
-    return found.value_or(DateKind::None);
+    return DateKindOfType(ColumnText(find, 0));
 }
 
 }  // namespace morvane::embedded

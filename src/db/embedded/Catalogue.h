@@ -1,6 +1,6 @@
 #pragma once
 
-#include <set>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,9 +16,10 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
 // What a date column holds.
 enum class DateKind { None, Date, DateTime };
 
-// What kind of date the column of that name is in those of the tables that are there. None where
-// they disagree.
-DateKind DateKindOf(const SqliteDatabase& database, const std::set<std::string>& tables,
-                    std::string_view column);
+DateKind DateKindOfType(std::string_view declared);
+
+// What kind of date a column is. No value when there is no such table or column.
+std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
+                                   std::string_view column);
 
 }  // namespace morvane::embedded

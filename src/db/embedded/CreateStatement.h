@@ -29,10 +29,12 @@ class CreateStatement {
     std::string TextFor(std::string_view table) const;
 
     const std::vector<std::string>& Items() const { return items_; }
+    // What follows the closing parenthesis.
+    const std::string& Options() const { return options_; }
 
   private:
     std::vector<std::string> items_;  // column definitions, then constraints, without the commas
-    std::string options_;             // what follows the closing parenthesis
+    std::string options_;
 };
 
 }  // namespace morvane::embedded

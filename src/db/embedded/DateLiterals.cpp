@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <optional>
+#include <initializer_list>
 
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
 
@@ -21,24 +20,36 @@ bool IsComparison(const Token& token) {
            std::find(kOperators.begin(), kOperators.end(), token.Text) != kOperators.end();
 }
 
-// A column as a statement names it: "c" or "t.c", the tokens [Begin, End).
-struct Column {
-    std::size_t Begin;
-    std::size_t End;
-    DateKind Kind;
-};
+bool IsWholeNumber(const Token& token) {
+    return token.Kind == TokenKind::Number &&
+           token.Text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+std::ptrdiff_t Offset(std::size_t i) {
+    return static_cast<std::ptrdiff_t>(i);
+}
 
 class Comparisons {
   public:
-    Comparisons(Tokens& tokens, const DateKindLookup& kindOf) : tokens_(tokens), kindOf_(kindOf) {}
+    Comparisons(Tokens& tokens, const DateKindLookup& kindOf)
+        : tokens_(tokens), operands_(tokens, kindOf) {}
 
     void Run() {
-        // From the end, since a column that is wrapped moves what follows it.
+        for (std::size_t i = 1; i < tokens_.size(); ++i) {
+            if (tokens_[i].Is("+") || tokens_[i].Is("-")) {
+                AddDays(i);
+            }
+        }
+        // From the end, since an operand that is wrapped moves what follows it.
         for (std::size_t i = tokens_.size(); i-- > 0;) {
-            if (tokens_[i].Kind == TokenKind::Text) {
-                NormalizeText(i);
-            } else if (IsComparison(tokens_[i])) {
-                WrapDay(i);
+            if (IsComparison(tokens_[i])) {
+                Unify({operands_.Before(i), operands_.From(i + 1)});
+            } else if (tokens_[i].Is("between")) {
+                UnifyRange(i);
+            } else if (tokens_[i].Is("in") && Is(i + 1, "(")) {
+                UnifyList(BeforeWord(i), i + 1);
+            } else if ((tokens_[i].Is("isnull") || tokens_[i].Is("coalesce")) && Is(i + 1, "(")) {
+                UnifyList(operands_.From(i + 2), i + 1);
             }
         }
     }
@@ -48,85 +59,86 @@ class Comparisons {
         return i < tokens_.size() && tokens_[i].Is(word);
     }
 
-    std::optional<Column> ColumnAt(std::size_t begin, std::size_t end) const {
-        const bool qualified = end - begin == 3;
-        const std::string table = qualified ? tokens_[begin].NameText() : "";
-        const DateKind kind = kindOf_(table, tokens_[end - 1].NameText());
-        return kind == DateKind::None ? std::nullopt : std::optional(Column{begin, end, kind});
+    // The operand before a word such as IN or BETWEEN, with or without NOT.
+    Operand BeforeWord(std::size_t word) const {
+        return operands_.Before(word > 0 && tokens_[word - 1].Is("not") ? word - 1 : word);
     }
 
-    // The date column that ends before `end`.
-    std::optional<Column> ColumnBefore(std::size_t end) const {
-        if (end == 0 || !tokens_[end - 1].IsName()) {
-            return std::nullopt;
-        }
-        std::size_t begin = end - 1;
-        if (begin >= 2 && tokens_[begin - 1].Is(".") && tokens_[begin - 2].IsName()) {
-            begin -= 2;
-        }
-        return ColumnAt(begin, end);
-    }
-
-    std::optional<Column> ColumnFrom(std::size_t begin) const {
-        if (begin >= tokens_.size() || !tokens_[begin].IsName() || Is(begin + 1, "(")) {
-            return std::nullopt;
-        }
-        const bool qualified =
-            Is(begin + 1, ".") && begin + 2 < tokens_.size() && tokens_[begin + 2].IsName();
-        return ColumnAt(begin, begin + (qualified ? 3 : 1));
-    }
-
-    // The column before a word such as IN or BETWEEN, with or without NOT.
-    std::optional<Column> ColumnBeforeWord(std::size_t word) const {
-        return ColumnBefore(word > 0 && tokens_[word - 1].Is("not") ? word - 1 : word);
-    }
-
-    // The column with which the text at `i` is compared.
-    std::optional<Column> Partner(std::size_t i) const {
-        if (i > 0 && IsComparison(tokens_[i - 1])) {
-            return ColumnBefore(i - 1);
-        }
-        if (i + 1 < tokens_.size() && IsComparison(tokens_[i + 1])) {
-            return ColumnFrom(i + 2);
-        }
-        if (i > 0 && tokens_[i - 1].Is("between")) {
-            return ColumnBeforeWord(i - 1);
-        }
-        if (i > 0 && tokens_[i - 1].Is("and")) {
-            return PartnerOfUpperBound(i - 1);
-        }
-        return PartnerOfListMember(i);
-    }
-
-    // "c between x and 'text'": x may be any expression without an AND of its own.
-    std::optional<Column> PartnerOfUpperBound(std::size_t conjunction) const {
-        int depth = 0;
-        for (std::size_t i = conjunction; i-- > 0;) {
-            depth += tokens_[i].Is(")") ? 1 : tokens_[i].Is("(") ? -1 : 0;
-            if (depth < 0 || (depth == 0 && (tokens_[i].Is("and") || tokens_[i].Is("where")))) {
-                return std::nullopt;
+    // d - 5 becomes dateadd(day, -5, d).
+    void AddDays(std::size_t& sign) {
+        const Operand date = operands_.Before(sign);
+        if (date.Kind == DateKind::None) {
+            if (operands_.From(sign + 1).Kind != DateKind::None) {
+                FailArithmetic();
             }
-            if (depth == 0 && tokens_[i].Is("between")) {
-                return ColumnBeforeWord(i);
-            }
-        }
-        return std::nullopt;
-    }
-
-    // "c in ('text', 'text')"
-    std::optional<Column> PartnerOfListMember(std::size_t i) const {
-        while (i > 0 && (tokens_[i].Kind == TokenKind::Text || tokens_[i].Is(","))) {
-            --i;
-        }
-        return i > 0 && tokens_[i].Is("(") && tokens_[i - 1].Is("in") ? ColumnBeforeWord(i - 1)
-                                                                      : std::nullopt;
-    }
-
-    void NormalizeText(std::size_t i) {
-        const auto column = Partner(i);
-        if (!column) {
             return;
         }
+        const bool whole = sign + 1 < tokens_.size() && IsWholeNumber(tokens_[sign + 1]) &&
+                           !Is(sign + 2, "*") && !Is(sign + 2, "/") && !Is(sign + 2, "%");
+        if (!whole) {
+            FailArithmetic();
+        }
+        const std::string head =
+            "dateadd(day, " + tokens_[sign].Text + tokens_[sign + 1].Text + ", x)";
+        tokens_.erase(tokens_.begin() + Offset(sign), tokens_.begin() + Offset(sign + 2));
+        sign = PutInPlaceOfX(Tokenize(head), date) - 1;
+    }
+
+    [[noreturn]] static void FailArithmetic() {
+        throw DatabaseError(
+            {"The embedded warehouse adds nothing to dates but whole days; for anything else there"
+             " is dateadd."});
+    }
+
+    // "d between x and y": both may be any expressions without an AND of their own.
+    void UnifyRange(std::size_t between) {
+        std::size_t conjunction = between + 1;
+        while (conjunction < tokens_.size() && !tokens_[conjunction].Is("and")) {
+            conjunction = tokens_[conjunction].Is("(")
+                              ? ClosingParenthesis(tokens_, conjunction) + 1
+                              : conjunction + 1;
+        }
+        Operand low = operands_.From(between + 1);
+        low = low.End == conjunction ? low : Operand{};
+        Unify({BeforeWord(between), low, operands_.From(conjunction + 1)});
+    }
+
+    // The texts of a list are compared with `partner`.
+    void UnifyList(const Operand& partner, std::size_t open) {
+        if (partner.Kind == DateKind::None) {
+            return;
+        }
+        const std::size_t close = ClosingParenthesis(tokens_, open);
+        for (std::size_t i = open + 1; i < close; ++i) {
+            const bool alone =
+                (i == open + 1 || Is(i - 1, ",")) && (i + 1 == close || Is(i + 1, ","));
+            if (tokens_[i].Kind == TokenKind::Text && alone) {
+                NormalizeText(i, partner.Kind);
+            } else if (tokens_[i].Is("(")) {
+                i = ClosingParenthesis(tokens_, i);
+            }
+        }
+    }
+
+    // The sides of one comparison, in their order. Where a time of day is among them, all get one.
+    void Unify(std::initializer_list<Operand> sides) {
+        DateKind kind = DateKind::None;
+        for (const Operand& side : sides) {
+            kind = side.Kind == DateKind::DateTime || kind == DateKind::None ? side.Kind : kind;
+        }
+        if (kind == DateKind::None) {
+            return;
+        }
+        for (auto side = std::rbegin(sides); side != std::rend(sides); ++side) {
+            if (side->IsText) {
+                NormalizeText(side->Begin, kind);
+            } else if (side->Kind == DateKind::Date && kind == DateKind::DateTime) {
+                PutInPlaceOfX(Tokenize("convert(datetime, x)"), *side);
+            }
+        }
+    }
+
+    void NormalizeText(std::size_t i, DateKind kind) {
         const std::string& quoted = tokens_[i].Text;
         const auto moment = ParseDateTime(quoted.substr(1, quoted.size() - 2));
         if (!moment) {
@@ -134,41 +146,25 @@ class Comparisons {
                 {"Conversion failed when converting date and/or time from character string."});
         }
         const std::string text = FormatDateTime(*moment);
-        tokens_[i].Text = QuotedText(column->Kind == DateKind::Date ? text.substr(0, 10) : text);
+        tokens_[i].Text = QuotedText(kind == DateKind::Date ? text.substr(0, 10) : text);
     }
 
-    // The side of a comparison that is a call or an escape gives a date with a time of day.
-    void WrapDay(std::size_t comparison) {
-        const auto left = ColumnBefore(comparison);
-        const auto right = ColumnFrom(comparison + 1);
-        const bool callAfter = comparison + 2 < tokens_.size() &&
-                               tokens_[comparison + 1].Kind == TokenKind::Word &&
-                               tokens_[comparison + 2].Is("(");
-        const bool callBefore = comparison > 0 && tokens_[comparison - 1].Is(")");
-        if (left && left->Kind == DateKind::Date &&
-            (callAfter || Is(comparison + 1, "{") || Is(comparison + 1, "current_timestamp"))) {
-            Wrap(*left);
-        } else if (right && right->Kind == DateKind::Date && callBefore) {
-            Wrap(*right);
-        }
-    }
-
-    // c becomes convert(datetime, c).
-    void Wrap(const Column& column) {
-        Tokens call = Tokenize("convert(datetime, x)");
-        const Tokens name(tokens_.begin() + Offset(column.Begin),
-                          tokens_.begin() + Offset(column.End));
-        call.front().SpaceBefore = name.front().SpaceBefore;
+    // Puts a call around an operand, in the place of the call's last argument, which is "x".
+    // Returns the position after it.
+    std::size_t PutInPlaceOfX(Tokens call, const Operand& operand) {
+        const auto begin = tokens_.begin() + Offset(operand.Begin);
+        const auto end = tokens_.begin() + Offset(operand.End);
+        call.front().SpaceBefore = begin->SpaceBefore;
+        begin->SpaceBefore = true;
         call.erase(call.end() - 2);
-        call.insert(call.end() - 1, name.begin(), name.end());
-        tokens_.erase(tokens_.begin() + Offset(column.Begin), tokens_.begin() + Offset(column.End));
-        tokens_.insert(tokens_.begin() + Offset(column.Begin), call.begin(), call.end());
+        call.insert(call.end() - 1, begin, end);
+        const std::size_t after = operand.Begin + call.size();
+        tokens_.insert(tokens_.erase(begin, end), call.begin(), call.end());
+        return after;
     }
-
-    static std::ptrdiff_t Offset(std::size_t i) { return static_cast<std::ptrdiff_t>(i); }
 
     Tokens& tokens_;
-    const DateKindLookup& kindOf_;
+    DateOperands operands_;
 };
 
 }  // namespace

@@ -299,7 +299,7 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
     if (SwitchCompileOnly(sql)) {
         return -1;
     }
-    if (compileOnly_ || !deleteByLiterals_.Parse(sql)) {
+    if (compileOnly_ || !deleteByLiterals_.Parse(sql) || deleteByLiterals_.HoldsDate()) {
         return ExecuteText(sql, {});
     }
     std::vector<const Value*> values;

@@ -1,8 +1,10 @@
 #include "db/embedded/StatementCache.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "core/Text.h"
+#include "db/embedded/DateTime.h"
 
 namespace morvane::embedded {
 
@@ -124,6 +126,13 @@ bool DeleteByLiterals::Parse(std::string_view sql) {
         shape_ += " AND ";
     }
     return false;
+}
+
+bool DeleteByLiterals::HoldsDate() const {
+    return std::any_of(literals_.begin(), literals_.end(), [](const Value& literal) {
+        const auto* text = std::get_if<std::string>(&literal.Data());
+        return text != nullptr && ParseDateTime(*text);
+    });
 }
 
 }  // namespace morvane::embedded

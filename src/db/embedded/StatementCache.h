@@ -53,6 +53,8 @@ class DeleteByLiterals {
 
     const std::string& Shape() const { return shape_; }
     const std::vector<Value>& Literals() const { return literals_; }
+    // A literal may be a date, which is read by the type of its column.
+    bool HoldsDate() const;
 
   private:
     bool ParseComparison(std::string_view& rest);

@@ -298,8 +298,8 @@ class Translator {
         if (token.Is("clustered") || token.Is("nonclustered")) {
             return i + 1;
         }
-        if (token.Is("on") && nameFollows && !tokens_[i + 1].Is("delete") &&
-            !tokens_[i + 1].Is("update")) {
+        if (token.Is("on") && nameFollows && i > 0 && tokens_[i - 1].Is(")") &&
+            !tokens_[i + 1].Is("delete") && !tokens_[i + 1].Is("update")) {
             return i + 2;  // a file group
         }
         if (IsAt(i + 1, "(") && IsAt(i + 2, "max") && IsAt(i + 3, ")")) {
@@ -321,17 +321,8 @@ class Translator {
         if (context_.Catalogue == nullptr) {
             return;
         }
-        std::set<std::string> names;
-        for (const Token& token : tokens_) {
-            if (token.IsName()) {
-                names.insert(ToLower(token.NameText()));
-            }
-        }
-        // An alias is no table: then any table of the statement may have the column.
         NormalizeDateComparisons(tokens_, [&](const std::string& table, const std::string& column) {
-            const DateKind kind =
-                table.empty() ? DateKind::None : DateKindOf(*context_.Catalogue, {table}, column);
-            return kind != DateKind::None ? kind : DateKindOf(*context_.Catalogue, names, column);
+            return DateKindOf(*context_.Catalogue, table, column);
         });
     }
 

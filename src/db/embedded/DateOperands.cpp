@@ -1,0 +1,189 @@
+#include "db/embedded/DateOperands.h"
+
+#include <algorithm>
+#include <array>
+
+#include "core/Text.h"
+
+namespace morvane::embedded {
+
+namespace {
+
+template <std::size_t N>
+bool IsOneOf(const Token& token, const std::array<std::string_view, N>& words) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](std::string_view word) { return token.Is(word); });
+}
+
+// What can stand behind a table's name without being its alias.
+constexpr std::array<std::string_view, 16> kNoAlias = {
+    "where", "on",  "inner", "left",  "right", "full",   "cross", "outer",
+    "join",  "set", "group", "order", "union", "having", "as",    "select"};
+constexpr std::array<std::string_view, 3> kBeforeTables = {"from", "join", "update"};
+// Functions whose value is of the type of their first argument.
+constexpr std::array<std::string_view, 4> kLikeTheirArgument = {"isnull", "coalesce", "min", "max"};
+
+// The parenthesis that opens before `i` and is still open there; no value outside of any.
+std::optional<std::size_t> EnclosingParenthesis(const std::vector<Token>& tokens, std::size_t i) {
+    int depth = 0;
+    while (i-- > 0) {
+        if (tokens[i].Is(")")) {
+            ++depth;
+        } else if (tokens[i].Is("(") && depth-- == 0) {
+            return i;
+        }
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+Operand DateOperands::Before(std::size_t end) const {
+    if (end == 0) {
+        return {};
+    }
+    const Token& last = tokens_[end - 1];
+    if (last.Is(")")) {
+        const auto open = EnclosingParenthesis(tokens_, end - 1);
+        return open ? Call(*open, end - 1) : Operand{};
+    }
+    if (last.Is("}") && end >= 4 && Is(end - 4, "{")) {
+        return {end - 4, end, DateKind::DateTime, false};
+    }
+    if (last.Kind == TokenKind::Text) {
+        return {end - 1, end, DateKind::None, true};
+    }
+    if (!last.IsName()) {
+        return {};
+    }
+    std::size_t begin = end - 1;
+    while (begin >= 2 && tokens_[begin - 1].Is(".") && tokens_[begin - 2].IsName()) {
+        begin -= 2;
+    }
+    return Column(begin, end);
+}
+
+Operand DateOperands::From(std::size_t begin) const {
+    if (begin >= tokens_.size()) {
+        return {};
+    }
+    if (tokens_[begin].Is("(")) {
+        return Call(begin, ClosingParenthesis(tokens_, begin));
+    }
+    if (tokens_[begin].IsName() && Is(begin + 1, "(")) {
+        return Call(begin + 1, ClosingParenthesis(tokens_, begin + 1));
+    }
+    if (tokens_[begin].Is("{") && Is(begin + 3, "}")) {
+        return {begin, begin + 4, DateKind::DateTime, false};
+    }
+    if (tokens_[begin].Kind == TokenKind::Text) {
+        return {begin, begin + 1, DateKind::None, true};
+    }
+    if (!tokens_[begin].IsName()) {
+        return {};
+    }
+    std::size_t end = begin + 1;
+    while (Is(end, ".") && end + 1 < tokens_.size() && tokens_[end + 1].IsName()) {
+        end += 2;
+    }
+    return Column(begin, end);
+}
+
+// A function with its arguments, or one operand in parentheses.
+Operand DateOperands::Call(std::size_t open, std::size_t close) const {
+    if (open > 0 && tokens_[open - 1].Kind == TokenKind::Word) {
+        const DateKind kind = CallKind(open, close);
+        if (kind != DateKind::None) {
+            return {open - 1, close + 1, kind, false};
+        }
+    }
+    const Operand inner = From(open + 1);
+    return {open, close + 1, inner.End == close ? inner.Kind : DateKind::None, false};
+}
+
+DateKind DateOperands::CallKind(std::size_t open, std::size_t close) const {
+    const Token& name = tokens_[open - 1];
+    if (name.Is("getdate") || name.Is("dateadd")) {
+        return DateKind::DateTime;
+    }
+    if (name.Is("convert") && open + 1 < close) {
+        return DateKindOfType(tokens_[open + 1].NameText());
+    }
+    if (name.Is("cast") && close >= open + 3) {
+        // A date's type is one word.
+        return Is(close - 2, "as") ? DateKindOfType(tokens_[close - 1].NameText()) : DateKind::None;
+    }
+    if (IsOneOf(name, kLikeTheirArgument)) {
+        const Operand first = From(open + 1);
+        return first.End == close || Is(first.End, ",") ? first.Kind : DateKind::None;
+    }
+    return DateKind::None;
+}
+
+Operand DateOperands::Column(std::size_t begin, std::size_t end) const {
+    if (end - begin == 1 && tokens_[begin].Is("current_timestamp")) {
+        return {begin, end, DateKind::DateTime, false};
+    }
+    const std::string table = end - begin >= 3 ? tokens_[end - 3].NameText() : "";
+    const std::string column = tokens_[end - 1].NameText();
+    std::size_t inside = begin;
+    while (true) {
+        const auto open = EnclosingParenthesis(tokens_, inside);
+        const std::size_t first = open ? *open + 1 : 0;
+        const std::size_t last = open ? ClosingParenthesis(tokens_, *open) : tokens_.size();
+        if (const auto kind = KindInQuery(first, last, table, column)) {
+            return {begin, end, *kind, false};
+        }
+        if (!open) {
+            return {begin, end, DateKind::None, false};
+        }
+        inside = *open;
+    }
+}
+
+// The tables of the query at [begin, end), without those of the queries in it.
+std::optional<DateKind> DateOperands::KindInQuery(std::size_t begin, std::size_t end,
+                                                  const std::string& table,
+                                                  const std::string& column) const {
+    for (std::size_t i = begin; i < end; ++i) {
+        if (tokens_[i].Is("(")) {
+            i = ClosingParenthesis(tokens_, i);
+        } else if (IsOneOf(tokens_[i], kBeforeTables)) {
+            if (const auto kind = KindInFrom(i + 1, end, table, column)) {
+                return kind;
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+// The tables of a list "t, dbo.u x" that begins at `i`.
+std::optional<DateKind> DateOperands::KindInFrom(std::size_t i, std::size_t end,
+                                                 const std::string& table,
+                                                 const std::string& column) const {
+    while (i < end && tokens_[i].IsName()) {
+        while (i + 2 < end && tokens_[i + 1].Is(".") && tokens_[i + 2].IsName()) {
+            i += 2;
+        }
+        const std::string name = tokens_[i].NameText();
+        ++i;
+        i += Is(i, "as") ? 1U : 0U;
+        std::string alias = name;
+        if (i < end && tokens_[i].IsName() && !IsOneOf(tokens_[i], kNoAlias)) {
+            alias = tokens_[i].NameText();
+            ++i;
+        }
+        if (table.empty() || EqualsIgnoreCase(table, alias)) {
+            if (const auto kind = kindOf_(name, column)) {
+                return kind;
+            }
+        }
+        if (!Is(i, ",")) {
+            break;
+        }
+        ++i;
+    }
+    return std::nullopt;
+}
+
+}  // namespace morvane::embedded
