@@ -113,23 +113,6 @@ TEST_F(RunTest, AFailingCheckPreventsEverythingElse) {
     EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
 }
 
-TEST_F(RunTest, ArchivingSaysThatItIsNotThereAndNothingFollowsIt) {
-    Settings.ArchiveFactTables = true;
-    Settings.ArchiveMachine = Warehouse.Server();
-    Settings.ArchiveUserName = "u";
-    Settings.ArchiveDatabase = Warehouse.Database();
-    EXPECT_FALSE(Run(Settings));
-    EXPECT_EQ(Log().find("This version of Morvane cannot archive fact tables yet.\r\n"
-                         "Error Occured in Task ::\tArchive Fact Table\r\nProgram Terminated.\r\n"),
-              0U);
-    EXPECT_EQ(ProcessList(Log()), "\r\n\t - Checking of Meta Data");
-
-    Settings.ArchiveDatabase = "none";
-    EXPECT_FALSE(Run(Settings));
-    EXPECT_EQ(Log().find("Error Occured in Task"), std::string::npos);
-    EXPECT_EQ(LockRow(), "0|" + CurrentUserName()) << "the second run never took the lock";
-}
-
 TEST_F(RunTest, ACancelledTaskReleasesTheLockAndListsWhatWasDone) {
     Settings.CheckMetaData = false;
     World.Progress.CancelAtPoll = 1;

@@ -1,41 +1,11 @@
 #include "support/TestWarehouse.h"
 
-#include <sqlite3.h>
-
-#include <stdexcept>
-
 #include "db/ConnectionFactory.h"
+#include "support/SqliteFile.h"
 
 namespace morvane::testing {
 
 namespace {
-
-class Handle {
-  public:
-    explicit Handle(const std::string& file) {
-        if (sqlite3_open(file.c_str(), &db_) != SQLITE_OK) {
-            throw std::runtime_error("cannot open " + file);
-        }
-        sqlite3_busy_timeout(db_, 5000);
-        // A test's warehouse need not outlive a power cut; without syncing it is made at once.
-        sqlite3_exec(db_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-    }
-    ~Handle() { sqlite3_close(db_); }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-
-    void Run(const std::string& sql, int (*onRow)(void*, int, char**, char**), void* target) {
-        char* error = nullptr;
-        if (sqlite3_exec(db_, sql.c_str(), onRow, target, &error) != SQLITE_OK) {
-            const std::string text = error == nullptr ? "unknown error" : error;
-            sqlite3_free(error);
-            throw std::runtime_error(text + " in: " + sql);
-        }
-    }
-
-  private:
-    sqlite3* db_ = nullptr;
-};
 
 std::string Quoted(const std::string& text) {
     std::string quoted = "'";
@@ -64,29 +34,15 @@ TestWarehouse::TestWarehouse() {
 }
 
 void TestWarehouse::Run(const std::string& sql) const {
-    Handle(File()).Run(sql, nullptr, nullptr);
+    SqliteFile(File()).Run(sql);
 }
 
 std::vector<std::string> TestWarehouse::Rows(const std::string& sql) const {
-    std::vector<std::string> rows;
-    const auto addRow = [](void* target, int count, char** values, char**) {
-        std::string row;
-        for (int i = 0; i < count; ++i) {
-            row += (i == 0 ? "" : "|") + std::string(values[i] == nullptr ? "NULL" : values[i]);
-        }
-        static_cast<std::vector<std::string>*>(target)->push_back(row);
-        return 0;
-    };
-    Handle(File()).Run(sql, addRow, &rows);
-    return rows;
+    return SqliteFile(File()).Rows(sql);
 }
 
 std::string TestWarehouse::Text(const std::string& sql) const {
-    std::string text;
-    for (const std::string& row : Rows(sql)) {
-        text += (text.empty() ? "" : " ") + row;
-    }
-    return text;
+    return SqliteFile(File()).Text(sql);
 }
 
 void TestWarehouse::AddTable(const std::string& name, const std::string& type, bool selected,

@@ -1,0 +1,52 @@
+#include "core/MaskPasswords.h"
+
+#include <gtest/gtest.h>
+
+#include "core/DatabaseError.h"
+
+namespace morvane {
+namespace {
+
+constexpr const char* kRows = ") select *, {ts '2024-03-05 14:07:09'} from t where a = 'x;y'";
+
+std::string Statement(const std::string& user, const std::string& password) {
+    return "insert into OPENROWSET('SQLOLEDB', 'host'; '" + user + "'; '" + password +
+           "', db.dbo.t" + kRows;
+}
+
+TEST(MaskPasswords, HidesTheLoginOfARowsetWhateverItHolds) {
+    const std::string masked =
+        "insert into OPENROWSET('SQLOLEDB', 'host'; ***" + std::string(kRows);
+    for (const std::string password :
+         {"secret", "", "se;cret", "se'cret", "se''cret", ") select *", ") select *, {ts '",
+          "', db.dbo.t) select *, {ts '2024-01-01'} from secret", "openrowset(", "a\nb"}) {
+        EXPECT_EQ(MaskPasswords(Statement("u", password)), masked) << password;
+    }
+    EXPECT_EQ(MaskPasswords(Statement("u; 'x') select *, {ts ", "secret")), masked);
+}
+
+TEST(MaskPasswords, HidesTheRestOfAStatementWithoutItsFrame) {
+    EXPECT_EQ(MaskPasswords("INSERT INTO OpenRowset('SQLOLEDB', 'h'; 'u'; 'p', d.dbo.t) select 1"),
+              "INSERT INTO OpenRowset('SQLOLEDB', 'h'; ***");
+    EXPECT_EQ(MaskPasswords("select * from openrowset('SQLOLEDB', 'uid=u,pwd=p')"),
+              "select * from OPENROWSET(***");
+}
+
+TEST(MaskPasswords, LeavesOtherStatementsAlone) {
+    const std::string sql = "delete from t where a = 'x;y' -- ) select *, {ts ";
+    EXPECT_EQ(MaskPasswords(sql), sql);
+    EXPECT_EQ(MaskPasswords(""), "");
+}
+
+// A long password must not push the statement's cut into the middle of what is hidden.
+TEST(MaskPasswords, ErrorsShowNoPasswordOfAnyLength) {
+    const std::string password = std::string(700, 'p') + "secret";
+    const DatabaseError error({"No."}, Statement("u", password));
+    for (const std::string& text : {std::string(error.what()), error.Statement()}) {
+        EXPECT_EQ(text.find("pp"), std::string::npos) << text;
+        EXPECT_NE(text.find("from t where a"), std::string::npos) << text;
+    }
+}
+
+}  // namespace
+}  // namespace morvane

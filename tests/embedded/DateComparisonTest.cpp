@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "core/DatabaseError.h"
+#include "db/embedded/DateTime.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane {
+namespace {
+
+using embedded::DateTime;
+using embedded::FormatDateTime;
+using testing::TestWarehouse;
+
+// A table whose rows lie around the midnight that ends the year 2018:
+//   1 the day before it, 2 a second before it, 3 that midnight, 4 a second later, 5 a day later,
+//   6 without a date
+// "at" is the date and time, "day" its day alone, "code" the day as a plain text "yyyymmdd".
+class DateComparison : public ::testing::Test {
+  protected:
+    DateComparison() {
+        warehouse.Run(
+            "CREATE TABLE sale(id int, at datetime, day date, code varchar(10));"
+            "CREATE TABLE sink(id int, at varchar(10)); CREATE TABLE other(id int, at varchar(10), "
+            "started datetime, sale date);"
+            "INSERT INTO other VALUES(1,'x','2019-01-01 00:00:00','2019-01-01');"
+            "INSERT INTO sale VALUES(1,'2018-12-31 00:00:00','2018-12-31','20181231'),"
+            "(2,'2018-12-31 23:59:59','2018-12-31','20181231'),"
+            "(3,'2019-01-01 00:00:00','2019-01-01','20190101'),"
+            "(4,'2019-01-01 00:00:01','2019-01-01','20190101'),"
+            "(5,'2019-01-02 00:00:00','2019-01-02','20190102'),(6,NULL,NULL,NULL)");
+        connection = warehouse.Connect();
+    }
+
+    // The rows that meet the condition, by a query and by what the archiving sends.
+    std::string Ids(const std::string& condition) {
+        const auto rows =
+            connection->OpenRecordset("select id from sale where " + condition + " order by id");
+        std::string ids;
+        for (; !rows->Eof(); rows->MoveNext()) {
+            ids += (ids.empty() ? "" : " ") + (*rows)[0].Text();
+        }
+        return ids;
+    }
+
+    // What a condition finds, and what is left when a delete has taken it.
+    void ExpectFinds(const std::string& condition, const std::string& ids) {
+        SCOPED_TRACE(condition);
+        EXPECT_EQ(Ids(condition), ids);
+        connection->BeginTrans();
+        const auto command = connection->CreateCommand();
+        command->SetText("insert into sink(id) select id from sale where " + condition);
+        const auto count = static_cast<std::int64_t>((ids.size() + 1) / 2);
+        EXPECT_EQ(command->Execute(), count) << "insert";
+        EXPECT_EQ(connection->Execute("delete from sale where " + condition), count) << "delete";
+        connection->RollbackTrans();
+    }
+
+    TestWarehouse warehouse;
+    std::unique_ptr<Connection> connection;
+};
+
+TEST_F(DateComparison, ATextMeansTheMidnightOfItsDay) {
+    for (const std::string day : {"'20190101'", "'2019-01-01'", "'1/1/2019'", "N'20190101'",
+                                  "'2019-01-01 00:00'", "{ts '2019-01-01 00:00:00'}"}) {
+        ExpectFinds("at < " + day, "1 2");
+        ExpectFinds("at <= " + day, "1 2 3");
+        ExpectFinds("at = " + day, "3");
+        ExpectFinds("at > " + day, "4 5");
+        ExpectFinds("at >= " + day, "3 4 5");
+        ExpectFinds("at <> " + day, "1 2 4 5");
+        ExpectFinds(day + " > at", "1 2");
+        ExpectFinds("day < " + day, "1 2");
+        ExpectFinds("day <= " + day, "1 2 3 4");
+        ExpectFinds("day = " + day, "3 4");
+        ExpectFinds("not (day > " + day + ")", "1 2 3 4");
+    }
+    ExpectFinds("at >= '2018-12-31T23:59:59' and at <= '20190101 00:00:01'", "2 3 4");
+    ExpectFinds("day > '2018-12-31 12:00'", "3 4 5");
+}
+
+TEST_F(DateComparison, RangesAndListsCompareEachOfTheirTexts) {
+    ExpectFinds("at between '20181231' and '20190101'", "1 2 3");
+    ExpectFinds("at not between '20181231' and '20190101'", "4 5");
+    ExpectFinds("id > 1 and at between '20181231' and '20190101' and id < 3", "2");
+    ExpectFinds("id between 2 and 4 and '20190101' < at and code = '20190101'", "4");
+    ExpectFinds("at between dateadd(day, -1, '20190101') and '20190101'", "1 2 3");
+    ExpectFinds("at between '20190101' and dateadd(second, 1, '20190101')", "3 4");
+    ExpectFinds("(at between '20181231' and '20190101') and id <> 2", "1 3");
+    ExpectFinds("day between '20181231' and '20190101'", "1 2 3 4");
+    ExpectFinds("at in ('20181231', '2019-01-02')", "1 5");
+    ExpectFinds("at not in ('20181231','20190102')", "2 3 4");
+    ExpectFinds("day in ('1/1/2019')", "3 4");
+    ExpectFinds("at in (select started from other)", "3");
+    ExpectFinds("at = (select max(at) from sale where at < '20190102')", "4");
+}
+
+TEST_F(DateComparison, QualifiedAndQuotedColumnsAreFound) {
+    ExpectFinds("sale.at <= '20190101'", "1 2 3");
+    ExpectFinds("[sale].[at] <= '20190101'", "1 2 3");
+    ExpectFinds("dbo.sale.at <= '20190101'", "1 2 3");
+    ExpectFinds("AT <= '20190101'", "1 2 3");
+    ExpectFinds("\"at\" <= '20190101'", "1 2 3");
+}
+
+TEST_F(DateComparison, AnotherTableOfTheStatementDoesNotHideTheColumn) {
+    ExpectFinds("at <= '20190101' and id in (select id + 1 from other)", "2");
+    ExpectFinds("at = '20190101' and exists (select 1 from other o where o.at = 'x')", "3");
+    ExpectFinds("exists (select 1 from other where at = 'x') and at = '20190101'", "3");
+    ExpectFinds("exists (select 1 from other where started = '20190101' and at = 'x') and id = 1",
+                "1");
+}
+
+TEST_F(DateComparison, TextsAndTextColumnsStayTexts) {
+    ExpectFinds("code = '20190101'", "3 4");
+    ExpectFinds("code <= '20181231'", "1 2");
+    ExpectFinds("code = '2019-01-01'", "");
+    ExpectFinds("code in ('20190101', 'x')", "3 4");
+    ExpectFinds("code = 'no date at all' or id = 1", "1");
+    ExpectFinds("convert(varchar(8), at, 112) <= '20181231'", "1 2");
+    ExpectFinds("convert(char(10), at, 120) = '2019-01-01'", "3 4");
+    ExpectFinds("code like '201812%'", "1 2");
+    ExpectFinds("code like '2019010[2-9]'", "5");
+}
+
+TEST_F(DateComparison, FunctionsOfDatesCompareAsDates) {
+    ExpectFinds("at < dateadd(day, 1, '20181231')", "1 2");
+    ExpectFinds("day <= dateadd(day, 1, '20181231')", "1 2 3 4");
+    ExpectFinds("dateadd(day, 1, '20181231') >= day", "1 2 3 4");
+    ExpectFinds("day = {d '2019-01-01'}", "3 4");
+    ExpectFinds("day between {d '2019-01-01'} and dateadd(day, 1, '20190101')", "3 4 5");
+    ExpectFinds("year(at) = 2018", "1 2");
+    ExpectFinds("year(at) < 2019 and month(day) = 12 and day(at) = 31", "1 2");
+    ExpectFinds("datediff(day, at, '20190101') = 0", "3 4");
+    ExpectFinds("datediff(month, at, '20190115') > 0", "1 2");
+    ExpectFinds("at <= convert(datetime, '20190101')", "1 2 3");
+    ExpectFinds("at <= cast('20190101' as datetime)", "1 2 3");
+    ExpectFinds("at <= convert(date, '20190101')", "1 2 3");
+    ExpectFinds("at = cast('20190101' as date)", "3");
+    ExpectFinds("day = convert(date, '20190101')", "3 4");
+    ExpectFinds("day = convert(datetime, '20190101', 112)", "3 4");
+    ExpectFinds("day = cast(at as date)", "1 2 3 4 5");
+    ExpectFinds("at = day", "1 3 5");
+    ExpectFinds("sale.day < at", "2 4");
+    ExpectFinds("convert(date, at) = '20190101'", "3 4");
+    ExpectFinds("cast(at as date) <= '1/1/2019'", "1 2 3 4");
+    ExpectFinds("dateadd(day, 1, at) <= '20190101'", "1");
+    ExpectFinds("isnull(at, '20190101') = '20190101'", "3 6");
+    ExpectFinds("'20190101' = isnull(at, '20190101')", "3 6");
+}
+
+TEST_F(DateComparison, RelativeConditionsMoveWithTheClock) {
+    connection->Execute("update sale set at = dateadd(year, -2, getdate()) where id = 1");
+    connection->Execute(
+        "update sale set at = dateadd(minute, 1, dateadd(year, -2, getdate()))"
+        " where id = 2");
+    connection->Execute("update sale set at = getdate() where id in (3, 4, 5)");
+    EXPECT_EQ(Ids("at < dateadd(year, -2, getdate())"), "1");
+    EXPECT_EQ(Ids("at < dateadd(yy, -2, current_timestamp) or at is null"), "1 6");
+}
+
+TEST_F(DateComparison, ANumberAddedToADateCountsDays) {
+    ExpectFinds("at - 1 < '20190101'", "1 2 3 4");
+    ExpectFinds("day + 1 = '2019-01-02'", "3 4");
+    ExpectFinds("at < dateadd(day, 0, '20190104') - 1 - 2", "1 2");
+    ExpectFinds("at between convert(datetime, '20190103') - 2 and convert(date, '20181231') + 1",
+                "3");
+    connection->Execute("update sale set at = getdate() where id < 4");
+    EXPECT_EQ(Ids("getdate() - 1 < at"), "1 2 3");
+    EXPECT_EQ(Ids("at < getdate() - 730"), "4 5");
+    for (const char* condition : {"at < getdate() - 2 * 365", "at < getdate() - 0.5",
+                                  "1 + at > getdate()", "at - getdate() < 5", "at + id > day"}) {
+        EXPECT_THROW(Ids(condition), DatabaseError) << condition;
+    }
+    EXPECT_EQ(Ids("id + 1 = 3 and id - -1 = 3 and code + '' = '20181231'"), "2");
+}
+
+TEST_F(DateComparison, ATextThatIsNoDateIsAnError) {
+    for (const char* condition : {"at < 'yesterday'", "at < '20190230'", "day in ('20190101', 'x')",
+                                  "at between '20190101' and '2019-13-01'", "'x' = sale.at"}) {
+        SCOPED_TRACE(condition);
+        EXPECT_THROW(Ids(condition), DatabaseError);
+        EXPECT_THROW(connection->Execute(std::string("delete from sale where ") + condition),
+                     DatabaseError);
+    }
+    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sale"), "6");
+}
+
+// Random conditions against the same comparisons done in plain arithmetic.
+TEST_F(DateComparison, RandomConditionsAgreeWithArithmetic) {
+    std::mt19937 random(20190101);
+    const auto pick = [&](int count) {
+        return static_cast<int>(random() % static_cast<unsigned>(count));
+    };
+    const DateTime base = *embedded::ParseDateTime("2018-12-30");
+    const auto moment = [&] {
+        constexpr int kSeconds[] = {0, 1, 43200, 86399};
+        return base + std::chrono::days(pick(5)) + std::chrono::seconds(kSeconds[pick(4)]);
+    };
+    std::vector<DateTime> rows;
+    warehouse.Run("DELETE FROM sale");
+    for (int id = 0; id < 40; ++id) {
+        rows.push_back(moment());
+        const std::string text = FormatDateTime(rows.back());
+        warehouse.Run("INSERT INTO sale VALUES(" + std::to_string(id) + ",'" + text + "','" +
+                      text.substr(0, 10) + "','')");
+    }
+    const auto literal = [&](DateTime value) {
+        std::string text = FormatDateTime(value);
+        if (text.substr(11) == "00:00:00" && pick(2) == 0) {
+            text.resize(10);
+        }
+        if (pick(2) == 0) {
+            text.erase(std::remove(text.begin(), text.begin() + 10, '-'), text.begin() + 10);
+        }
+        return "'" + text + "'";
+    };
+    constexpr const char* kOperators[] = {"<", "<=", "=", "<>", ">=", ">"};
+    const auto holds = [](int op, DateTime a, DateTime b) {
+        return op == 0   ? a < b
+               : op == 1 ? a <= b
+               : op == 2 ? a == b
+               : op == 3 ? a != b
+               : op == 4 ? a >= b
+                         : a > b;
+    };
+    for (int round = 0; round < 400; ++round) {
+        const bool days = pick(2) == 0;
+        const std::string column = days ? "day" : "at";
+        const auto cut = [&](DateTime value) {
+            return days ? DateTime(std::chrono::floor<std::chrono::days>(value)) : value;
+        };
+        const DateTime low = cut(moment());
+        const DateTime high = cut(moment());
+        const int op = pick(6);
+        const int form = pick(4);
+        std::string condition;
+        if (form == 0) {
+            condition = column + " " + kOperators[op] + literal(low);
+        } else if (form == 1) {
+            condition = literal(low) + " " + kOperators[op] + " " + column;
+        } else if (form == 2) {
+            condition = column + " between " + literal(low) + " and " + literal(high);
+        } else {
+            condition = "not " + column + " in (" + literal(low) + ", " + literal(high) + ")";
+        }
+        std::string expected;
+        for (std::size_t id = 0; id < rows.size(); ++id) {
+            const DateTime value = cut(rows[id]);
+            const bool meets = form == 0   ? holds(op, value, low)
+                               : form == 1 ? holds(op, low, value)
+                               : form == 2 ? low <= value && value <= high
+                                           : value != low && value != high;
+            expected += meets ? (expected.empty() ? "" : " ") + std::to_string(id) : "";
+        }
+        ASSERT_EQ(Ids("id >= 0 and " + condition + " and id < 99"), expected) << condition;
+    }
+}
+
+}  // namespace
+}  // namespace morvane

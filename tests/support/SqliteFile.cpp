@@ -1,0 +1,66 @@
+#include "support/SqliteFile.h"
+
+#include <sqlite3.h>
+
+#include <stdexcept>
+
+namespace morvane::testing {
+
+namespace {
+
+class Handle {
+  public:
+    explicit Handle(const std::string& file) {
+        if (sqlite3_open(file.c_str(), &db_) != SQLITE_OK) {
+            throw std::runtime_error("cannot open " + file);
+        }
+        sqlite3_busy_timeout(db_, 5000);
+        // A test's warehouse need not outlive a power cut; without syncing it is made at once.
+        sqlite3_exec(db_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+    }
+    ~Handle() { sqlite3_close(db_); }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    void Run(const std::string& sql, int (*onRow)(void*, int, char**, char**), void* target) {
+        char* error = nullptr;
+        if (sqlite3_exec(db_, sql.c_str(), onRow, target, &error) != SQLITE_OK) {
+            const std::string text = error == nullptr ? "unknown error" : error;
+            sqlite3_free(error);
+            throw std::runtime_error(text + " in: " + sql);
+        }
+    }
+
+  private:
+    sqlite3* db_ = nullptr;
+};
+
+}  // namespace
+
+void SqliteFile::Run(const std::string& sql) const {
+    Handle(path_).Run(sql, nullptr, nullptr);
+}
+
+std::vector<std::string> SqliteFile::Rows(const std::string& sql) const {
+    std::vector<std::string> rows;
+    const auto addRow = [](void* target, int count, char** values, char**) {
+        std::string row;
+        for (int i = 0; i < count; ++i) {
+            row += (i == 0 ? "" : "|") + std::string(values[i] == nullptr ? "NULL" : values[i]);
+        }
+        static_cast<std::vector<std::string>*>(target)->push_back(row);
+        return 0;
+    };
+    Handle(path_).Run(sql, addRow, &rows);
+    return rows;
+}
+
+std::string SqliteFile::Text(const std::string& sql) const {
+    std::string text;
+    for (const std::string& row : Rows(sql)) {
+        text += (text.empty() ? "" : " ") + row;
+    }
+    return text;
+}
+
+}  // namespace morvane::testing

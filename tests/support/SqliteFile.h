@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace morvane::testing {
+
+// A database file, changed and read through SQLite itself, so that a fault in the program's engine
+// cannot hide from a test. It is opened anew for every call.
+class SqliteFile {
+  public:
+    explicit SqliteFile(std::string path) : path_(std::move(path)) {}
+
+    const std::string& Path() const { return path_; }
+
+    // Plain SQLite statements, separated by ";". Makes the file when there is none.
+    void Run(const std::string& sql) const;
+
+    // The rows of a query, columns joined by "|", NULL as "NULL".
+    std::vector<std::string> Rows(const std::string& sql) const;
+    // The rows in one text, joined by blanks.
+    std::string Text(const std::string& sql) const;
+
+  private:
+    std::string path_;
+};
+
+}  // namespace morvane::testing

@@ -1,0 +1,181 @@
+#include <filesystem>
+
+#include "core/DatabaseError.h"
+#include "support/FileSizeLimit.h"
+#include "tasks/ArchiveTest.h"
+
+namespace morvane::testing {
+namespace {
+
+using ArchiveFault = ArchiveTest;
+
+TEST_F(ArchiveFault, AConditionThatDoesNotCompileMovesNothing) {
+    for (const char* condition :
+         {"sold <", "sold < '20200101", "(sold < '20200101'", "sold < '20200101')", "colour = 3",
+          "shop.colour = 1", "sold < nofunction(1)", "sold < 'yesterday'",
+          "sold < '20200101'; delete from sales", "exists (select 1 from nowhere)"}) {
+        SCOPED_TRACE(condition);
+        SetCondition(condition);
+        ExpectFailureWithAllRowsInPlace("");
+        EXPECT_NE(state.ErrorText, "");
+    }
+    SetCondition(kOld);
+    EXPECT_TRUE(Archive()) << "on the same connections: " << state.ErrorText;
+    EXPECT_EQ(Archived(), "1 2 3");
+}
+
+TEST_F(ArchiveFault, AConditionDoesNotSeeTablesOfTheArchiveAlone) {
+    archive.Run("CREATE TABLE closed(id int); INSERT INTO closed VALUES(1)");
+    SetCondition("id in (select id from closed)");
+    EXPECT_FALSE(Archive());
+    EXPECT_EQ(Kept(), "1 2 3 4 5");
+}
+
+TEST_F(ArchiveFault, AConditionMayHoldTheFactTableItself) {
+    SetCondition("sold < (select max(sold) from sales) and id <> 2 or id = 5");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived() + "," + Kept(), "1 3 5,2 4");
+}
+
+TEST_F(ArchiveFault, AnArchiveTableWithOtherColumnsTakesNothing) {
+    for (const char* columns :
+         {"id int, date_of_archiving datetime", "id int, a, b, c, d, date_of_archiving datetime"}) {
+        SCOPED_TRACE(columns);
+        archive.Run("DROP TABLE IF EXISTS sales; CREATE TABLE sales(" + std::string(columns) + ")");
+        ExpectFailureWithAllRowsInPlace("values");
+    }
+}
+
+TEST_F(ArchiveFault, AFactTableThatIsNotThereIsAnErrorThatNamesIt) {
+    SetCondition("id = 1", "nowhere");
+    warehouse.Run("DELETE FROM dwm_tables WHERE table_name = 'sales'");
+    ExpectFailureWithAllRowsInPlace("nowhere");
+}
+
+TEST_F(ArchiveFault, TheLetterCaseOfANameMeansNothing) {
+    warehouse.Run("UPDATE dwm_tables SET table_name = 'SALES'");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived() + "," + Kept(), "1 2 3,4 5");
+    archive.Run("ALTER TABLE sales RENAME TO x; ALTER TABLE x RENAME TO Sales");
+    warehouse.Run("UPDATE dwm_tables SET table_name = 'sALES', where_clause = 'ID = 4'");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(log.Text.find("Table created"), std::string::npos);
+    EXPECT_EQ(Archived() + "," + Kept(), "1 2 3 4,5");
+}
+
+TEST_F(ArchiveFault, TheSameKeyTwiceInOneSecondIsRefusedAndDeletesNothing) {
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    warehouse.Run(
+        "INSERT INTO sales VALUES(1,'2017-01-01 00:00:00',1,'again'),"
+        "(9,'2017-01-01 00:00:00',1,'new')");
+    EXPECT_FALSE(Archive());
+    EXPECT_NE(state.ErrorText.find("UNIQUE"), std::string::npos) << state.ErrorText;
+    EXPECT_EQ(Kept(), "1 4 5 9");
+    EXPECT_EQ(Archived(), "1 2 3") << "none of the second run's";
+    clock.Moment.TimeOfDay += std::chrono::seconds(1);
+    EXPECT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 3 9,4 5");
+}
+
+TEST_F(ArchiveFault, WithoutAPrimaryKeyEveryRowIsKept) {
+    warehouse.AddFact("visits", "id int, d datetime", "d < '20200101'");
+    warehouse.Run("INSERT INTO visits VALUES(1,'2019-01-01 00:00:00'),(1,'2019-01-01 00:00:00')");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    warehouse.Run("INSERT INTO visits VALUES(1,'2019-01-01 00:00:00')");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived("visits") + "," + Kept("visits"), "1 1 1,");
+}
+
+// What the copy missed must not be deleted.
+TEST_F(ArchiveFault, RowsThatArriveAfterTheCopyStopTheDelete) {
+    bool arrived = false;
+    onStatement = [&](const std::string& sql) {
+        if (sql == "BEGIN" && !arrived) {
+            arrived = true;
+            warehouse.Run("INSERT INTO sales VALUES(6,'2019-01-01 00:00:00',1,'late')");
+        }
+    };
+    EXPECT_FALSE(Archive());
+    ASSERT_TRUE(arrived);
+    EXPECT_NE(state.ErrorText.find("4 rows of sales meet the condition now, and 3 were archived"),
+              std::string::npos)
+        << state.ErrorText;
+    EXPECT_NE(log.Text.find("An error occurred"), std::string::npos);
+    EXPECT_EQ(Kept(), "1 2 3 4 5 6");
+    EXPECT_EQ(Archived(), "1 2 3");
+    clock.Moment.TimeOfDay += std::chrono::seconds(1);
+    EXPECT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 2 3 3 6,4 5");
+}
+
+TEST_F(ArchiveFault, ADeleteThatFailsLeavesTheRowsInBothPlaces) {
+    warehouse.Run(
+        "CREATE TRIGGER guard BEFORE DELETE ON sales WHEN old.id = 3 BEGIN"
+        " SELECT raise(ABORT, 'not this one'); END");
+    ExpectFailureWithAllRowsInPlace("not this one", "1 2 3");
+}
+
+// A table without its last column or its key would be taken for a whole one later.
+TEST_F(ArchiveFault, AnArchiveTableThatCannotBeFinishedIsNotThere) {
+    warehouse.AddFact("returns", "id int, DATE_OF_ARCHIVING datetime", "id = 1");
+    warehouse.Run("DELETE FROM dwm_tables WHERE table_name = 'sales'");
+    ExpectFailureWithAllRowsInPlace("duplicate column name");
+    EXPECT_FALSE(HasArchiveTable("returns"));
+    EXPECT_EQ(archive.Text("SELECT name FROM sqlite_schema"), "");
+}
+
+TEST_F(ArchiveFault, AFullArchiveTakesNoRowAndNoneIsDeleted) {
+    SetCondition("id = 0");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    SetCondition("note = 'long'");
+    warehouse.Run(
+        "WITH n(i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 5000)"
+        " INSERT INTO sales SELECT i, '2018-01-01 00:00:00', 1, 'long' FROM n");
+    const auto size = std::filesystem::file_size(archive.Path());
+    {
+        const FileSizeLimit limit(size + 20000);
+        EXPECT_FALSE(Archive());
+    }
+    EXPECT_NE(log.Text.find("An error occurred"), std::string::npos);
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sales; PRAGMA integrity_check"), "0 ok");
+    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sales"), "4906");
+    EXPECT_TRUE(Archive()) << "with room again: " << state.ErrorText;
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sales"), "4901");
+}
+
+TEST_F(ArchiveFault, AnArchiveFileThatWentAwayIsNotMadeAnew) {
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    warehouse.Run("INSERT INTO sales VALUES(6,'2019-01-01 00:00:00',1,'late')");
+    std::filesystem::remove(archive.Path());
+    EXPECT_FALSE(Archive());
+    EXPECT_NE(state.ErrorText.find("There is no database file"), std::string::npos)
+        << state.ErrorText;
+    EXPECT_EQ(Kept(), "4 5 6");
+    EXPECT_FALSE(std::filesystem::exists(archive.Path()));
+}
+
+// A password may hold what the statement around it is made of.
+TEST_F(ArchiveFault, NoErrorLogOrTraceHoldsAPassword) {
+    for (const std::string password :
+         {"top5ecret", "5ecret;x", "it''s 5ecret", ") select * 5ecret",
+          ") select *, {ts 'x'} 5ecret", ") select *, {ts ''x''} 5ecret", "it's 5ecret",
+          "' 5ecret $", "5ecret', hist.dbo.sales) select 5ecret --", "'''5ecret"}) {
+        SCOPED_TRACE(password);
+        ConnectArchive(false, password);
+        SetCondition("no such column");
+        EXPECT_FALSE(Archive());
+        const std::string all = state.ErrorText + log.Text + StatementLines();
+        EXPECT_EQ(all.find("5ecret"), std::string::npos) << all;
+        EXPECT_NE(all.find("OPENROWSET"), std::string::npos) << all;
+        EXPECT_EQ(Kept(), "1 2 3 4 5");
+    }
+    ConnectArchive(false, "it's");
+    SetCondition(kOld);
+    ExpectFailureWithAllRowsInPlace("the password of the archive, since it holds a single quote");
+    ConnectArchive(false, "it''s; ) select *, {ts ");
+    EXPECT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(Archived(), "1 2 3");
+}
+
+}  // namespace
+}  // namespace morvane::testing
