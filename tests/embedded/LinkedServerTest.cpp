@@ -134,6 +134,10 @@ TEST_F(LinkedServer, RefusesWhatItCannotReach) {
         EXPECT_NE(error, "no error");
         EXPECT_EQ(error.find("'p'"), std::string::npos) << error;
     }
+    Procedure("sp_addlinkedserver", {Server(), "SQL Server"});
+    for (const char* table : {"..dbo.t", "...t", ".hist.t", ".a.b.dbo.t", ".hist.dbo."}) {
+        EXPECT_NE(ErrorOf([&] { CopyTo(Server() + table); }), "no error") << table;
+    }
     Procedure("sp_addlinkedserver", {"realserver", "SQL Server"});
     EXPECT_NE(ErrorOf([&] { CopyTo("realserver.hist.dbo.t"); }).find("realserver"),
               std::string::npos);

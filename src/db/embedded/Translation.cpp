@@ -395,8 +395,9 @@ class Translator {
     // made on the spot. True when the whole name has been written.
     bool ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first, bool space) {
         if (first > 2) {
-            EmitForeignTable(LinkedFolder(parts), tokens_[parts[1]].NameText(),
-                             tokens_[parts.back()].NameText(), space);
+            const std::string folder = LinkedFolder(parts);
+            EmitForeignTable(folder, tokens_[parts[1]].NameText(), tokens_[parts.back()].NameText(),
+                             space);
             return true;
         }
         const std::string database = tokens_[parts[0]].NameText();
@@ -422,7 +423,7 @@ class Translator {
         if (!known) {
             Fail("Could not find server '" + server + "'; it is not a linked server.");
         }
-        if (parts.size() != 4) {
+        if (parts.size() != 4 || parts[1] == tokens_.size()) {
             FailUnknown("this form of a four-part name");
         }
         return ServerFolder(server);
