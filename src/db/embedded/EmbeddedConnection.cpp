@@ -8,7 +8,9 @@
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "db/embedded/AlterTable.h"
+#include "db/embedded/AttachedDatabases.h"
 #include "db/embedded/Catalogue.h"
+#include "db/embedded/Databases.h"
 #include "db/embedded/EmbeddedRecordset.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
@@ -28,48 +30,6 @@ struct IgnoreCaseLess {
     bool operator()(std::string_view a, std::string_view b) const {
         return ToLower(a) < ToLower(b);
     }
-};
-
-// Other database files as schemas by their names, for the time of one statement.
-class AttachedDatabases {
-  public:
-    AttachedDatabases(SqliteDatabase& database, const std::vector<std::string>& files)
-        : database_(database) {
-        for (const std::string& file : files) {
-            Attach(file);
-        }
-    }
-    ~AttachedDatabases() { Detach(); }
-    AttachedDatabases(const AttachedDatabases&) = delete;
-    AttachedDatabases& operator=(const AttachedDatabases&) = delete;
-
-  private:
-    void Detach() {
-        for (const std::string& file : attached_) {
-            try {
-                database_.Run("DETACH DATABASE " + QuotedName(file));
-            } catch (const DatabaseError&) {
-                // It stays a schema of this connection and ends with it.
-            }
-        }
-        attached_.clear();
-    }
-
-    void Attach(const std::string& file) {
-        std::error_code error;
-        if (!std::filesystem::is_regular_file(ToPath(file), error)) {
-            throw DatabaseError({"There is no database file \"" + file + "\"."});
-        }
-        database_.Run("ATTACH DATABASE " + QuotedText(file) + " AS " + QuotedName(file));
-        attached_.push_back(file);
-        if (sqlite3_db_readonly(database_.Handle(), file.c_str()) == 1) {
-            Detach();
-            throw DatabaseError({"The file \"" + file + "\" is read-only."});
-        }
-    }
-
-    SqliteDatabase& database_;
-    std::vector<std::string> attached_;
 };
 
 class EmbeddedConnection;

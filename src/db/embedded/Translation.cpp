@@ -9,6 +9,7 @@
 #include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
+#include "db/embedded/Databases.h"
 #include "db/embedded/DateDefault.h"
 #include "db/embedded/DateLiterals.h"
 #include "db/embedded/DateTime.h"
@@ -55,26 +56,6 @@ template <std::size_t N>
 bool Contains(const std::array<std::string_view, N>& words, std::string_view word) {
     return std::any_of(words.begin(), words.end(),
                        [&](std::string_view known) { return EqualsIgnoreCase(known, word); });
-}
-
-// The databases of a server: its files "<name>.db".
-std::set<std::string> DatabaseNames(const std::string& folder) {
-    std::set<std::string> names;
-    std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), error)) {
-        if (entry.path().extension() == ".db") {
-            names.insert(entry.path().stem().string());
-        }
-    }
-    return names;
-}
-
-std::string DatabaseList(const std::string& folder) {
-    std::string rows;
-    for (const std::string& name : DatabaseNames(folder)) {
-        rows += (rows.empty() ? "SELECT " : " UNION ALL SELECT ") + QuotedText(name) + " AS name";
-    }
-    return "(" + (rows.empty() ? "SELECT NULL AS name WHERE 0" : rows) + ") AS sysdatabases";
 }
 
 // The server's collations tell by their name whether they ignore letter case.
@@ -426,14 +407,7 @@ class Translator {
         if (parts.size() != 4 || parts[1] == tokens_.size()) {
             FailUnknown("this form of a four-part name");
         }
-        return ServerFolder(server);
-    }
-
-    std::string ServerFolder(const std::string& server) const {
-        if (!EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix)) {
-            Fail("The embedded warehouse reaches embedded servers alone, not \"" + server + "\".");
-        }
-        return server.substr(kEmbeddedPrefix.size());
+        return FolderOfServer(server);
     }
 
     // A table of another database file, which is then a schema by the name of the file.
@@ -466,7 +440,7 @@ class Translator {
         if (!threeParts) {
             FailUnknown("this form of OPENROWSET");
         }
-        EmitForeignTable(ServerFolder(server), tokens_[i].NameText(), tokens_[i + 4].NameText(),
+        EmitForeignTable(FolderOfServer(server), tokens_[i].NameText(), tokens_[i + 4].NameText(),
                          space);
         return close + 1;
     }
@@ -575,13 +549,6 @@ class Translator {
 };
 
 }  // namespace
-
-std::string DatabaseFile(const std::string& folder, std::string_view database) {
-    if (database.empty() || database.find_first_of("/\\") != std::string_view::npos) {
-        throw DatabaseError({"\"" + std::string(database) + "\" is not the name of a database."});
-    }
-    return folder + kPathSeparator + std::string(database) + ".db";
-}
 
 Translation Translate(std::string_view sql, const TranslationContext& context) {
     return Translator(sql, context).Run();

@@ -37,9 +37,6 @@ struct TranslationContext {
     const SqliteDatabase* Catalogue = nullptr;
 };
 
-// The file of a database of an embedded server. Throws DatabaseError for a name that cannot be one.
-std::string DatabaseFile(const std::string& folder, std::string_view database);
-
 // Rewrites one T-SQL statement from its tokens; an UPDATE keeps its FROM (see SemiJoin.h). What
 // the engine does not know throws DatabaseError with a sentence that says so.
 Translation Translate(std::string_view sql, const TranslationContext& context);

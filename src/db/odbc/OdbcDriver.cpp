@@ -1,0 +1,204 @@
+#include "db/odbc/OdbcDriver.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+#include "db/odbc/OdbcHandle.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
+namespace morvane::odbc {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kPreferred = {
+    "ODBC Driver 18 for SQL Server", "ODBC Driver 17 for SQL Server", "FreeTDS", "SQL Server"};
+
+bool Contains(std::string_view text, std::string_view part) {
+    return ToLower(text).find(part) != std::string::npos;
+}
+
+DriverFamily FamilyOf(std::string_view name) {
+    if (Contains(name, "sqlite")) {
+        return DriverFamily::Sqlite;
+    }
+    if (Contains(name, "odbc driver")) {
+        return DriverFamily::Microsoft;
+    }
+    return EqualsIgnoreCase(name, "SQL Server") ? DriverFamily::OldWindows : DriverFamily::FreeTds;
+}
+
+// Microsoft's drivers double a "}" in a braced value.
+std::string BracedDoubling(std::string_view value) {
+    std::string braced = "{";
+    for (const char c : value) {
+        braced += c;
+        if (c == '}') {
+            braced += c;
+        }
+    }
+    return braced + "}";
+}
+
+// FreeTDS reads a braced value up to "};" and doubles nothing.
+std::string BracedPlain(std::string_view keyword, std::string_view value) {
+    if (value.find("};") != std::string_view::npos) {
+        throw DatabaseError({"The FreeTDS driver cannot be given a " + std::string(keyword) +
+                             " that holds \"};\"."});
+    }
+    return "{" + std::string(value) + "}";
+}
+
+struct ServerAddress {
+    std::string Host;
+    std::string Instance;  // empty for the default one
+    std::string Port;      // empty when none is given
+};
+
+ServerAddress ParseServer(const std::string& server) {
+    for (const char c : server) {
+        if (static_cast<unsigned char>(c) < 0x20 ||
+            std::string_view(";{}='\"").find(c) != std::string_view::npos) {
+            throw DatabaseError({"\"" + server + "\" is not the name of a server."});
+        }
+    }
+    std::string_view rest = Trim(server);
+    if (EqualsIgnoreCase(rest.substr(0, 4), "tcp:")) {
+        rest.remove_prefix(4);
+    }
+    ServerAddress address;
+    if (const std::size_t comma = rest.rfind(','); comma != std::string_view::npos) {
+        address.Port = Trim(rest.substr(comma + 1));
+        rest = rest.substr(0, comma);
+        int port = 0;
+        const char* end = address.Port.data() + address.Port.size();
+        const auto [stop, error] = std::from_chars(address.Port.data(), end, port);
+        if (error != std::errc() || stop != end || port < 1 || port > 65535) {
+            throw DatabaseError({"\"" + address.Port + "\" is not a port number."});
+        }
+    }
+    if (const std::size_t slash = rest.find('\\'); slash != std::string_view::npos) {
+        address.Instance = Trim(rest.substr(slash + 1));
+        rest = rest.substr(0, slash);
+    }
+    const std::string_view host = Trim(rest);
+    const bool here = host == "." || EqualsIgnoreCase(host, "(local)");
+    address.Host = here ? "localhost" : host;
+    return address;
+}
+
+std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
+    const ServerAddress address = ParseServer(login.Server);
+    // Without an explicit version the driver ignores the login time-out.
+    std::string text =
+        "Driver={" + driver.Name + "};TDS_Version=7.4;ClientCharset=UTF-8;Server=" + address.Host;
+    if (!address.Instance.empty() && address.Port.empty()) {
+        text += "\\" + address.Instance + ";";
+    } else {
+        text += ";Port=" + (address.Port.empty() ? "1433" : address.Port) + ";";
+    }
+    if (login.IntegratedSecurity) {
+        text += "Trusted_Connection=yes;";
+    } else {
+        text += "UID=" + BracedPlain("user name", login.UserName) +
+                ";PWD=" + BracedPlain("password", login.Password) + ";";
+    }
+    if (!login.Database.empty()) {
+        text += "Database=" + BracedPlain("database name", login.Database) + ";";
+    }
+    return text;
+}
+
+std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login) {
+    const ServerAddress address = ParseServer(login.Server);
+    std::string server = address.Host;
+    server += address.Instance.empty() ? "" : "\\" + address.Instance;
+    server += address.Port.empty() ? "" : "," + address.Port;
+    std::string text = "Driver={" + driver.Name + "};Server=" + BracedDoubling(server) + ";";
+    text += driver.Family == DriverFamily::Microsoft ? "Encrypt=yes;" : "";
+    if (login.IntegratedSecurity) {
+        text += "Trusted_Connection=yes;";
+    } else {
+        text += "UID=" + BracedDoubling(login.UserName) + ";PWD=" + BracedDoubling(login.Password) +
+                ";";
+    }
+    if (!login.Database.empty()) {
+        text += "Database=" + BracedDoubling(login.Database) + ";";
+    }
+    return text;
+}
+
+std::string SqliteString(const OdbcDriver& driver, const LoginDetails& login) {
+    const std::string file = login.Database.empty()
+                                 ? ":memory:"
+                                 : login.Server + kPathSeparator + login.Database + ".db";
+    return "Driver={" + driver.Name + "};Database=" + file + ";FKSupport=0;NoWCHAR=1;";
+}
+
+}  // namespace
+
+std::vector<std::string> InstalledDrivers() {
+    const OdbcHandle environment = OdbcHandle::Environment();
+    std::vector<std::string> names;
+    std::array<SQLCHAR, 256> name{};
+    std::array<SQLCHAR, 1024> attributes{};
+    SQLUSMALLINT direction = SQL_FETCH_FIRST;
+    while (SQL_SUCCEEDED(SQLDrivers(environment.Get(), direction, name.data(), name.size(), nullptr,
+                                    attributes.data(), attributes.size(), nullptr))) {
+        names.emplace_back(reinterpret_cast<const char*>(name.data()));
+        direction = SQL_FETCH_NEXT;
+    }
+    return names;
+}
+
+OdbcDriver PickDriver(const std::vector<std::string>& installed,
+                      const std::optional<std::string>& wanted) {
+    const auto find = [&](std::string_view name) {
+        return std::find_if(installed.begin(), installed.end(), [&](const std::string& known) {
+            return EqualsIgnoreCase(known, name);
+        });
+    };
+    if (wanted && !wanted->empty()) {
+        if (find(*wanted) == installed.end()) {
+            throw DatabaseError(
+                {"The ODBC driver \"" + *wanted +
+                 "\" that MORVANE_ODBC_DRIVER names is not installed; installed " +
+                 (installed.empty() ? "are none." : "are: " + Join(installed, ", ") + ".")});
+        }
+        return {*find(*wanted), FamilyOf(*wanted)};
+    }
+    for (const std::string_view name : kPreferred) {
+        if (const auto found = find(name); found != installed.end()) {
+            return {*found, FamilyOf(name)};
+        }
+    }
+    throw DatabaseError(
+        {"No ODBC driver for SQL Server is installed. On Debian the package "
+         "tdsodbc has one (FreeTDS); Microsoft's package is msodbcsql18."});
+}
+
+std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& login) {
+    std::string text;
+    switch (driver.Family) {
+        case DriverFamily::FreeTds:
+            text = FreeTdsString(driver, login);
+            break;
+        case DriverFamily::Microsoft:
+        case DriverFamily::OldWindows:
+            text = MicrosoftString(driver, login);
+            break;
+        case DriverFamily::Sqlite:
+            text = SqliteString(driver, login);
+            break;
+    }
+    text += login.ExtraOptions;
+    return text.back() == ';' ? text : text + ";";
+}
+
+}  // namespace morvane::odbc

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace morvane::odbc {
+
+// Drivers that want their connection strings written differently.
+enum class DriverFamily {
+    Microsoft,   // "ODBC Driver 18 for SQL Server", 17
+    FreeTds,     // "FreeTDS"
+    OldWindows,  // "SQL Server"
+    Sqlite,      // "SQLite3", which the tests use: the server is a folder, a database a file in it
+};
+
+struct OdbcDriver {
+    std::string Name;
+    DriverFamily Family = DriverFamily::FreeTds;
+};
+
+// What a connection string is made of.
+struct LoginDetails {
+    std::string Server;  // "host", "host,port", "host\instance"; "(local)" and "." are this machine
+    bool IntegratedSecurity = false;
+    std::string UserName;
+    std::string Password;
+    std::string Database;      // empty for the login's default one
+    std::string ExtraOptions;  // appended as they are
+};
+
+// The best of the installed drivers, or the one named by `wanted`. Throws DatabaseError with the
+// package to install when there is none.
+OdbcDriver PickDriver(const std::vector<std::string>& installed,
+                      const std::optional<std::string>& wanted);
+
+// The names of the drivers that the driver manager knows.
+std::vector<std::string> InstalledDrivers();
+
+// Every value is braced or checked, so that none can add a keyword. Throws DatabaseError for a
+// server's name that cannot be one, and for a value that the driver has no way to write.
+std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& login);
+
+}  // namespace morvane::odbc

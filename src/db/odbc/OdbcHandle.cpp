@@ -1,0 +1,89 @@
+#include "db/odbc/OdbcHandle.h"
+
+#include <fmt/format.h>
+
+#include <array>
+
+#include "core/DatabaseError.h"
+#include "core/Text.h"
+
+namespace morvane::odbc {
+
+namespace {
+
+// "[FreeTDS][SQL Server]Login failed" says who speaks before what is said.
+std::string_view WithoutSpeakers(std::string_view message) {
+    while (!message.empty() && message[0] == '[') {
+        const std::size_t end = message.find(']');
+        if (end == std::string_view::npos) {
+            break;
+        }
+        message.remove_prefix(end + 1);
+    }
+    return Trim(message);
+}
+
+}  // namespace
+
+OdbcHandle::OdbcHandle(SQLSMALLINT type, const OdbcHandle& parent) : type_(type) {
+    if (!SQL_SUCCEEDED(SQLAllocHandle(type, parent.handle_, &handle_))) {
+        ThrowDiagnostics(parent, {});
+    }
+}
+
+OdbcHandle OdbcHandle::Environment() {
+    OdbcHandle environment;
+    environment.type_ = SQL_HANDLE_ENV;
+    if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment.handle_))) {
+        throw DatabaseError({"The ODBC driver manager does not start."});
+    }
+    // The version number travels in the pointer itself.
+    SQLSetEnvAttr(environment.handle_, SQL_ATTR_ODBC_VERSION,
+                  reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_OV_ODBC3)), 0);
+    return environment;
+}
+
+OdbcHandle::~OdbcHandle() {
+    if (handle_ != SQL_NULL_HANDLE) {
+        SQLFreeHandle(type_, handle_);
+    }
+}
+
+std::vector<std::string> ReadDiagnostics(const OdbcHandle& handle) {
+    std::vector<std::string> descriptions;
+    for (SQLSMALLINT record = 1;; ++record) {
+        std::array<SQLCHAR, 6> state{};
+        SQLINTEGER native = 0;
+        std::array<SQLCHAR, 4096> message{};
+        SQLSMALLINT length = 0;
+        const SQLRETURN result = SQLGetDiagRec(handle.Type(), handle.Get(), record, state.data(),
+                                               &native, message.data(), message.size(), &length);
+        if (!SQL_SUCCEEDED(result)) {
+            return descriptions;
+        }
+        const auto* text = reinterpret_cast<const char*>(message.data());
+        const auto* stateText = reinterpret_cast<const char*>(state.data());
+        descriptions.push_back(
+            fmt::format("{} ({}, {})", WithoutSpeakers(text), stateText, native));
+    }
+}
+
+void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement) {
+    std::vector<std::string> descriptions = ReadDiagnostics(handle);
+    if (descriptions.empty()) {
+        descriptions = {"The server does not answer any more, and the driver gives no reason."};
+    }
+    throw DatabaseError(std::move(descriptions), std::string(statement));
+}
+
+void Check(SQLRETURN result, const OdbcHandle& handle, std::string_view statement) {
+    if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA) {
+        ThrowDiagnostics(handle, statement);
+    }
+}
+
+SQLCHAR* OdbcText(std::string_view text) {
+    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
+}
+
+}  // namespace morvane::odbc

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <sql.h>
+#include <sqlext.h>
+
+#include <string_view>
+
+#include "core/Connection.h"
+
+namespace morvane::odbc {
+
+// The OLE DB code of an ODBC type; the name tells money from other decimals.
+DataType DataTypeOf(SQLSMALLINT odbcType, std::string_view typeName);
+
+// How a column is fetched without loss.
+enum class FetchAs { Text, Integer, Real, Single, Binary };
+FetchAs FetchKind(DataType type);
+
+// The type under which a parameter is sent. Dates and exact numbers go as text, which the server
+// converts or refuses; as a time stamp, the driver would store a bad text as a date of its own.
+SQLSMALLINT ParameterType(DataType type);
+
+}  // namespace morvane::odbc

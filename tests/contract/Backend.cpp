@@ -1,0 +1,142 @@
+#include "contract/Backend.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "db/ConnectionFactory.h"
+#include "db/odbc/OdbcConnection.h"
+#include "db/odbc/OdbcDriver.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+
+namespace {
+
+std::string VariableOrEmpty(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
+class EmbeddedDatabase : public TestDatabase {
+  public:
+    std::unique_ptr<Connection> Connect() override {
+        auto connection = CreateConnection(warehouse_.Server());
+        connection->SetProperty("Data Source", warehouse_.Server());
+        connection->SetConnectionTimeout(20);
+        return connection;
+    }
+    std::string Name() const override { return "dw"; }
+
+  private:
+    TestWarehouse warehouse_;
+};
+
+// Names the SQLite driver for as long as it lives.
+class SqliteOdbcDatabase : public TestDatabase {
+  public:
+    SqliteOdbcDatabase() : former_(VariableOrEmpty(kDriverVariable)) {
+        setenv(kDriverVariable, "SQLite3", 1);
+    }
+    ~SqliteOdbcDatabase() override {
+        if (former_.empty()) {
+            unsetenv(kDriverVariable);
+        } else {
+            setenv(kDriverVariable, former_.c_str(), 1);
+        }
+    }
+
+    std::unique_ptr<Connection> Connect() override {
+        auto connection = CreateOdbcConnection();
+        connection->SetProperty("Data Source", warehouse_.Folder());
+        connection->SetConnectionTimeout(20);
+        return connection;
+    }
+    std::string Name() const override { return "dw"; }
+
+  private:
+    static constexpr const char* kDriverVariable = "MORVANE_ODBC_DRIVER";
+    std::string former_;
+    TestWarehouse warehouse_;
+};
+
+class LiveDatabase : public TestDatabase {
+  public:
+    explicit LiveDatabase(const LiveServer& server)
+        : server_(server),
+          name_("morvane_test_" + std::to_string(getpid()) + "_" + std::to_string(++made_)) {
+        auto connection = Connect();
+        connection->Open();
+        connection->Execute("create database " + name_);
+    }
+    ~LiveDatabase() override {
+        try {
+            auto connection = Connect();
+            connection->Open();
+            connection->SetDefaultDatabase("master");
+            connection->Execute("drop database " + name_);
+        } catch (const DatabaseError& error) {
+            std::fprintf(stderr, "%s stays on the server: %s\n", name_.c_str(), error.what());
+        }
+    }
+
+    std::unique_ptr<Connection> Connect() override {
+        auto connection = CreateConnection(server_.Server);
+        connection->SetProperty("Data Source", server_.Server);
+        connection->SetProperty("User ID", server_.User);
+        connection->SetProperty("Password", server_.Password);
+        connection->SetConnectionTimeout(20);
+        return connection;
+    }
+    std::string Name() const override { return name_; }
+
+  private:
+    static inline int made_ = 0;
+    LiveServer server_;
+    std::string name_;
+};
+
+bool IsInstalled(const std::string& driver) {
+    const std::vector<std::string> installed = odbc::InstalledDrivers();
+    return std::find(installed.begin(), installed.end(), driver) != installed.end();
+}
+
+}  // namespace
+
+std::unique_ptr<Connection> TestDatabase::Open() {
+    auto connection = Connect();
+    connection->Open();
+    connection->SetDefaultDatabase(Name());
+    return connection;
+}
+
+std::ostream& operator<<(std::ostream& stream, const Backend& backend) {
+    return stream << backend.Name;
+}
+
+std::optional<LiveServer> FindLiveServer() {
+    const std::string server = VariableOrEmpty("MORVANE_TEST_SERVER");
+    if (server.empty()) {
+        return std::nullopt;
+    }
+    return LiveServer{server, VariableOrEmpty("MORVANE_TEST_USER"),
+                      VariableOrEmpty("MORVANE_TEST_PASSWORD")};
+}
+
+std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server) {
+    return std::make_unique<LiveDatabase>(server);
+}
+
+std::vector<Backend> AllBackends() {
+    std::vector<Backend> backends;
+    backends.push_back({"Embedded", [] { return std::make_unique<EmbeddedDatabase>(); }, true, ""});
+    backends.push_back({"SqliteOdbc", [] { return std::make_unique<SqliteOdbcDatabase>(); }, false,
+                        IsInstalled("SQLite3") ? "" : "the ODBC driver SQLite3 is not installed"});
+    const auto live = FindLiveServer();
+    backends.push_back({"LiveServer", [live] { return MakeLiveDatabase(live.value()); }, true,
+                        live ? "" : "MORVANE_TEST_SERVER names no server"});
+    return backends;
+}
+
+}  // namespace morvane::testing

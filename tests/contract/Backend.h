@@ -1,0 +1,52 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "core/Connection.h"
+
+namespace morvane::testing {
+
+// A database of its own on one engine, gone at the end of the test.
+class TestDatabase {
+  public:
+    virtual ~TestDatabase() = default;
+    // A closed connection with its properties set, and the name of the database to choose.
+    virtual std::unique_ptr<Connection> Connect() = 0;
+    virtual std::string Name() const = 0;
+
+    std::unique_ptr<Connection> Open();
+};
+
+// One engine against which the same cases run.
+struct Backend {
+    std::string Name;
+    std::function<std::unique_ptr<TestDatabase>()> Make;
+    bool SpeaksTSql = true;  // else only what SQLite itself understands
+    // Why the engine cannot be tested here; empty when it can.
+    std::string Unavailable;
+};
+
+std::ostream& operator<<(std::ostream& stream, const Backend& backend);
+
+// The embedded engine; ODBC over the SQLite driver; ODBC over a live server when the environment
+// variable MORVANE_TEST_SERVER names one.
+std::vector<Backend> AllBackends();
+
+// The live server of MORVANE_TEST_SERVER, logged in with MORVANE_TEST_USER and
+// MORVANE_TEST_PASSWORD; no value without one.
+struct LiveServer {
+    std::string Server;
+    std::string User;
+    std::string Password;
+};
+std::optional<LiveServer> FindLiveServer();
+
+// A new database on it, dropped at the end.
+std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
+
+}  // namespace morvane::testing

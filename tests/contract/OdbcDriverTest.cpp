@@ -1,0 +1,74 @@
+#include "db/odbc/OdbcDriver.h"
+
+#include <gtest/gtest.h>
+
+#include "core/DatabaseError.h"
+
+namespace morvane::odbc {
+namespace {
+
+const OdbcDriver kFreeTds{"FreeTDS", DriverFamily::FreeTds};
+const OdbcDriver kMicrosoft{"ODBC Driver 18 for SQL Server", DriverFamily::Microsoft};
+
+LoginDetails Login(const std::string& server, const std::string& password = "p") {
+    return {server, false, "u", password, "", ""};
+}
+
+TEST(OdbcDriver, TheBestInstalledOneIsPicked) {
+    EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS", "ODBC Driver 17 for SQL Server"}, {}).Name,
+              "ODBC Driver 17 for SQL Server");
+    EXPECT_EQ(PickDriver({"freetds"}, {}).Name, "freetds");
+    EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS"}, "sqlite3").Family, DriverFamily::Sqlite);
+}
+
+TEST(OdbcDriver, AMissingDriverIsNamedWithItsPackage) {
+    try {
+        PickDriver({"SQLite3"}, {});
+        FAIL() << "no error";
+    } catch (const DatabaseError& error) {
+        EXPECT_NE(std::string(error.what()).find("tdsodbc"), std::string::npos);
+        EXPECT_NE(std::string(error.what()).find("msodbcsql18"), std::string::npos);
+    }
+    EXPECT_THROW(PickDriver({"FreeTDS"}, "Oracle"), DatabaseError);
+}
+
+TEST(OdbcDriver, EachDriverGetsTheStringThatItUnderstands) {
+    EXPECT_EQ(BuildConnectionString(kFreeTds, Login("host,14330")),
+              "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=host;Port=14330;"
+              "UID={u};PWD={p};");
+    EXPECT_EQ(BuildConnectionString(kFreeTds, Login("(local)\\SQL2")),
+              "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=localhost\\SQL2;"
+              "UID={u};PWD={p};");
+    LoginDetails windows = Login("tcp:host, 1433");
+    windows.IntegratedSecurity = true;
+    windows.Database = "dw";
+    windows.ExtraOptions = "TrustServerCertificate=yes";
+    EXPECT_EQ(BuildConnectionString(kMicrosoft, windows),
+              "Driver={ODBC Driver 18 for SQL Server};Server={host,1433};Encrypt=yes;"
+              "Trusted_Connection=yes;Database={dw};TrustServerCertificate=yes;");
+}
+
+TEST(OdbcDriver, AValueCannotAddAKeyword) {
+    EXPECT_EQ(BuildConnectionString(kMicrosoft, Login(".", "a;}b{ \"ü'")),
+              "Driver={ODBC Driver 18 for SQL Server};Server={localhost};Encrypt=yes;UID={u};"
+              "PWD={a;}}b{ \"ü'};");
+    EXPECT_NE(BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"ü'};"),
+              std::string::npos);
+    EXPECT_THROW(BuildConnectionString(kFreeTds, Login(".", "a};UID={sa")), DatabaseError);
+    for (const char* server : {"h;UID=sa", "h}", "{h", "h'", "h,port", "h,0", "h,70000", "h\n"}) {
+        EXPECT_THROW(BuildConnectionString(kFreeTds, Login(server)), DatabaseError) << server;
+        EXPECT_THROW(BuildConnectionString(kMicrosoft, Login(server)), DatabaseError) << server;
+    }
+}
+
+TEST(OdbcDriver, NoErrorShowsThePassword) {
+    try {
+        BuildConnectionString(kFreeTds, Login(".", "secret};"));
+        FAIL() << "no error";
+    } catch (const DatabaseError& error) {
+        EXPECT_EQ(std::string(error.what()).find("secret"), std::string::npos);
+    }
+}
+
+}  // namespace
+}  // namespace morvane::odbc
