@@ -2,12 +2,14 @@
 # Compares the program with hand-written SQL in the sqlite3 shell, each on a copy of the same file,
 # in turn and several times, and prints the ratios; then the program's peak memory as the warehouse
 # grows. Arguments: the scale of the warehouse (33: 10 million fact rows), the number of pairs, and
-# the scales for the memory. Needs some 8 GB in the folder named by MORVANE_BENCH_FOLDER.
+# the scales for the memory, and a pattern that the names of the rows to measure must match. Needs
+# some 8 GB in the folder named by MORVANE_BENCH_FOLDER.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scale=${1:-33}
 pairs=${2:-5}
-memory_scales=${3:-1 10 100}
+memory_scales=${3-1 10 100}
+rows=${4:-.}
 
 . scripts/packages.sh
 scripts/install-packages.sh "${bench_packages[@]}"
@@ -74,6 +76,7 @@ fresh_copies() {
 compare() {
     local name=$1 base=$2 sql=$3
     shift 3
+    [[ $name =~ $rows ]] || return 0
     rm -f "$work/a.txt" "$work/b.txt"
     local pair
     for ((pair = 0; pair < pairs; ++pair)); do

@@ -127,6 +127,7 @@ class EmbeddedConnection : public Connection {
     std::optional<SqliteDatabase> database_;
     StatementCache cache_;
     DeleteByLiterals deleteByLiterals_;
+    std::vector<const Value*> literals_;  // keeps its memory between the statements of a deletion
 };
 
 void EmbeddedConnection::Open() {
@@ -262,11 +263,11 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
     if (compileOnly_ || !deleteByLiterals_.Parse(sql) || deleteByLiterals_.HoldsDate()) {
         return ExecuteText(sql, {});
     }
-    std::vector<const Value*> values;
+    literals_.clear();
     for (const Value& literal : deleteByLiterals_.Literals()) {
-        values.push_back(&literal);
+        literals_.push_back(&literal);
     }
-    return ExecuteText(deleteByLiterals_.Shape(), values);
+    return ExecuteText(deleteByLiterals_.Shape(), literals_);
 }
 
 std::int64_t EmbeddedConnection::ExecuteProcedure(std::string_view name,
