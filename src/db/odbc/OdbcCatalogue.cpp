@@ -8,6 +8,7 @@
 #include "core/Recordset.h"
 #include "core/Text.h"
 #include "db/odbc/OdbcRecordset.h"
+#include "db/odbc/OdbcStatement.h"
 
 namespace morvane::odbc {
 
@@ -21,6 +22,7 @@ SQLSMALLINT Length(std::string_view text) {
 template <typename Call>
 std::unique_ptr<Recordset> Rows(const OdbcHandle& connection, const char* function, Call&& call) {
     OdbcHandle statement(SQL_HANDLE_STMT, connection);
+    SetQueryTimeout(statement);
     Check(call(statement.Get()), statement, function);
     OdbcRecordset rows(std::move(statement), function, true);
     return BufferRecordset(rows);

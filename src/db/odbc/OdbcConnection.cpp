@@ -52,7 +52,7 @@ class OdbcCommand : public Command {
 
     OdbcConnection& connection_;
     CommandType type_ = CommandType::Text;
-    int timeoutSeconds_ = 0;
+    std::optional<int> timeoutSeconds_;  // without a value the default one
     std::string text_;
     std::string sql_;  // the text as it is sent
     bool prepared_ = false;
@@ -146,6 +146,7 @@ void OdbcConnection::Connect(const std::string& database) {
     login.Password = Property("Password");
     login.Database = database;
     login.ExtraOptions = EnvironmentVariable("MORVANE_ODBC_OPTIONS").value_or("");
+    login.QueryTimeout = DefaultQueryTimeout();
     const std::string text = BuildConnectionString(driver_, login);
 
     environment_ = OdbcHandle::Environment();
@@ -227,6 +228,7 @@ void OdbcConnection::SetDefaultDatabase(std::string_view name) {
 std::int64_t OdbcConnection::Execute(std::string_view sql) {
     return Guarded([&] {
         const OdbcHandle statement(SQL_HANDLE_STMT, Handle(sql));
+        SetQueryTimeout(statement);
         const SQLRETURN result =
             SQLExecDirect(statement.Get(), OdbcText(sql), static_cast<SQLINTEGER>(sql.size()));
         return FinishStatement(statement, result, sql);
@@ -236,6 +238,7 @@ std::int64_t OdbcConnection::Execute(std::string_view sql) {
 std::unique_ptr<Recordset> OdbcConnection::OpenRecordset(std::string_view sql, RecordsetKind kind) {
     return Guarded([&]() -> std::unique_ptr<Recordset> {
         OdbcHandle statement(SQL_HANDLE_STMT, Handle(sql));
+        SetQueryTimeout(statement);
         Check(SQLExecDirect(statement.Get(), OdbcText(sql), static_cast<SQLINTEGER>(sql.size())),
               statement, sql);
         auto rows =

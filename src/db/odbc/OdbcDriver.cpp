@@ -112,6 +112,9 @@ std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
     if (!login.Database.empty()) {
         text += "Database=" + BracedPlain("database name", login.Database) + ";";
     }
+    if (login.QueryTimeout > 0) {
+        text += "Timeout=" + std::to_string(login.QueryTimeout) + ";";
+    }
     return text;
 }
 

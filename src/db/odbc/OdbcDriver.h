@@ -27,6 +27,9 @@ struct LoginDetails {
     std::string Password;
     std::string Database;      // empty for the login's default one
     std::string ExtraOptions;  // appended as they are
+    // Seconds for the requests that are no statements, such as a commit; 0 for no limit. Only
+    // FreeTDS has a keyword for it.
+    int QueryTimeout = 0;
 };
 
 // The best of the installed drivers, or the one named by `wanted`. Throws DatabaseError with the

@@ -1,7 +1,11 @@
 #include "db/odbc/OdbcStatement.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 
+#include "core/DatabaseError.h"
 #include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
@@ -72,8 +76,26 @@ std::int64_t FinishStatement(const OdbcHandle& statement, SQLRETURN executed,
     return affected;
 }
 
-void SetQueryTimeout(const OdbcHandle& statement, int seconds) {
-    if (seconds > 0) {
+int DefaultQueryTimeout() {
+    const char* text = std::getenv("MORVANE_QUERY_TIMEOUT");
+    if (text == nullptr || *text == '\0') {
+        return 0;
+    }
+    int seconds = 0;
+    const char* end = text + std::strlen(text);
+    const auto [stop, error] = std::from_chars(text, end, seconds);
+    if (error != std::errc() || stop != end || seconds < 0) {
+        throw DatabaseError({"MORVANE_QUERY_TIMEOUT is \"" + std::string(text) +
+                             "\", which is no number of seconds."});
+    }
+    return seconds;
+}
+
+void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
+    const int byDefault = DefaultQueryTimeout();
+    const int seconds = own.value_or(byDefault);
+    // Not every driver knows the attribute, and without it none has a time-out.
+    if (seconds > 0 || byDefault > 0) {
         SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT,
                        reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0);
     }

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -33,8 +34,13 @@ class BoundParameters {
 // later result is not missed. Returns the rows affected, -1 where the server counts none.
 std::int64_t FinishStatement(const OdbcHandle& statement, SQLRETURN executed, std::string_view sql);
 
-// 0 waits for as long as it takes, which is the driver's default.
-void SetQueryTimeout(const OdbcHandle& statement, int seconds);
+// The seconds that the environment variable MORVANE_QUERY_TIMEOUT gives to every statement without
+// a time-out of its own; 0, which waits for as long as it takes, when it is not set. Throws
+// DatabaseError for what is no such number.
+int DefaultQueryTimeout();
+
+// The default one unless `own` has a value; 0 waits for as long as it takes.
+void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own = {});
 
 // "{call name(?, ?)}"
 std::string CallText(std::string_view procedure, std::size_t parameters);
