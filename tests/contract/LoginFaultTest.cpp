@@ -183,8 +183,8 @@ TEST_F(LiveLogin, AWrongPasswordAndAnUnknownUserAreRefused) {
     for (const auto& [user, password] :
          {std::pair<std::string, std::string>{server_.User, "not the pass-word"},
           {"morvane_nobody", "whatever it is"},
-          {"morvane_nobody", "a;b}c{d'e\"f gü€"},
-          {"a;b}c{d'e\"f gü€", "whatever it is"}}) {
+          {"morvane_nobody", "a;b}c{d'e\"f gü"},
+          {"a;b}c{d'e\"f gü", "whatever it is"}}) {
         const Attempt attempt = Connect(server_.Server, user, password);
         ExpectDescribed(attempt, server_.Server, password);
         EXPECT_TRUE(Says(attempt.Error, "login failed")) << attempt.Error;
@@ -192,8 +192,9 @@ TEST_F(LiveLogin, AWrongPasswordAndAnUnknownUserAreRefused) {
 }
 
 TEST_F(LiveLogin, APasswordOfAnyCharactersIsTakenAsItIs) {
-    for (const std::string& password : {std::string("a;b}c{d'e\"f g=h Pw1"),
-                                        std::string(" {Braced Pw1} "), std::string("}{ Pw1}")}) {
+    for (const std::string& password :
+         {std::string("a;b}c{d'e\"f g=h Pw1"), std::string(" {Braced Pw1} "),
+          std::string("gü§ÿÀ Pw1;UID=sa"), std::string("}{ Pw1}")}) {
         if (!MakeLogin(password)) {
             GTEST_SKIP() << whyNot_;
         }

@@ -52,8 +52,10 @@ TEST(OdbcDriver, AValueCannotAddAKeyword) {
     EXPECT_EQ(BuildConnectionString(kMicrosoft, Login(".", "a;}b{ \"ü'")),
               "Driver={ODBC Driver 18 for SQL Server};Server={localhost};Encrypt=yes;UID={u};"
               "PWD={a;}}b{ \"ü'};");
-    EXPECT_NE(BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"ü'};"),
-              std::string::npos);
+    EXPECT_NE(
+        BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"\xFC'};"),
+        std::string::npos);
+    EXPECT_THROW(BuildConnectionString(kFreeTds, Login(".", "ü€")), DatabaseError);
     EXPECT_THROW(BuildConnectionString(kFreeTds, Login(".", "a};UID={sa")), DatabaseError);
     for (const char* server : {"h;UID=sa", "h}", "{h", "h'", "h,port", "h,0", "h,70000", "h\n"}) {
         EXPECT_THROW(BuildConnectionString(kFreeTds, Login(server)), DatabaseError) << server;

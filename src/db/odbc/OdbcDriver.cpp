@@ -46,13 +46,36 @@ std::string BracedDoubling(std::string_view value) {
     return braced + "}";
 }
 
+[[noreturn]] void RefuseForFreeTds(std::string_view keyword, const char* what) {
+    throw DatabaseError({"The FreeTDS driver cannot be given a " + std::string(keyword) +
+                         " that holds " + what + "."});
+}
+
+// Before it has a connection, and with it a character set, FreeTDS takes each byte for a character
+// of ISO 8859-1. Those are the bytes C2 and C3 of UTF-8 and the one that follows.
+std::string Latin1(std::string_view keyword, std::string_view value) {
+    std::string text;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const auto lead = static_cast<unsigned char>(value[i]);
+        if (lead < 0x80) {
+            text += value[i];
+            continue;
+        }
+        if ((lead != 0xC2 && lead != 0xC3) || i + 1 == value.size()) {
+            RefuseForFreeTds(keyword, "characters other than those of ISO 8859-1");
+        }
+        const auto next = static_cast<unsigned char>(value[++i]);
+        text += static_cast<char>(((lead & 0x03) << 6) | (next & 0x3F));
+    }
+    return text;
+}
+
 // FreeTDS reads a braced value up to "};" and doubles nothing.
 std::string BracedPlain(std::string_view keyword, std::string_view value) {
     if (value.find("};") != std::string_view::npos) {
-        throw DatabaseError({"The FreeTDS driver cannot be given a " + std::string(keyword) +
-                             " that holds \"};\"."});
+        RefuseForFreeTds(keyword, "\"};\"");
     }
-    return "{" + std::string(value) + "}";
+    return "{" + Latin1(keyword, value) + "}";
 }
 
 struct ServerAddress {
