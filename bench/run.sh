@@ -116,7 +116,7 @@ done
 compare "summary" "$work/marked.db" bench/sql/summary.sql -grep
 cp "$work/retail.db" "$work/marked.db"
 sqlite3 "$work/marked.db" ".read bench/sql/mark.sql"
-compare "detailed report, a million rows" "$work/marked.db" bench/sql/report.sql -grep
+compare "reports, a million marked rows" "$work/marked.db" bench/sql/report.sql -grep
 compare "deletion" "$work/marked.db" bench/sql/delete.sql -del
 compare "atomic deletion" "$work/marked.db" bench/sql/delete-atomic.sql -del -datom
 sqlite3 "$work/retail.db" ".read bench/sql/more-customers.sql"
