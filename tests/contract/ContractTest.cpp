@@ -2,6 +2,7 @@
 
 #include "contract/Backend.h"
 #include "core/Transaction.h"
+#include "db/SaveRows.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane::testing {
@@ -225,6 +226,35 @@ TEST_P(Contract, NothingOfATransactionStandsAfterAnErrorInIt) {
     EXPECT_EQ(Text("select a from t"), "1");
     Run("insert into t values (3)");
     EXPECT_EQ(Text("select count(*) from t"), "2") << "the connection goes on";
+}
+
+TEST_P(Contract, RowsAreSavedByTheirKeyAllOrNone) {
+    Run("create table t(a int, b varchar(9), c int)");
+    for (const char* row : {"(1, 'x', 0)", "(2, null, 0)", "(3, 'z', 0)", "(3, 'z', 0)"}) {
+        Run(std::string("insert into t values ") + row);
+    }
+    const auto integer = [](const char* name, std::int64_t value) {
+        return ColumnValue{
+            .Name = name, .Type = DataType::Integer, .Size = 4, .Value = Value(value)};
+    };
+    const auto text = [](const char* name, Value value) {
+        return ColumnValue{
+            .Name = name, .Type = DataType::VarChar, .Size = 9, .Value = std::move(value)};
+    };
+    const RowChange first{{integer("a", 1), text("b", Value(std::string("x")))}, {integer("c", 1)}};
+    const RowChange withNull{{integer("a", 2), text("b", Value())}, {integer("c", 2)}};
+    SaveRows(*connection_, "t", {first, withNull});
+    EXPECT_EQ(Text("select a, c from t where a < 3 order by a"), "1|1 2|2");
+
+    const RowChange again{{integer("a", 1)}, {integer("c", 9)}};
+    const RowChange gone{{integer("a", 1), text("b", Value(std::string("old")))},
+                         {integer("c", 9)}};
+    const RowChange twice{{integer("a", 3)}, {integer("c", 9)}};
+    EXPECT_THROW(SaveRows(*connection_, "t", {again, gone}), DatabaseError);
+    EXPECT_THROW(SaveRows(*connection_, "t", {again, twice}), DatabaseError);
+    EXPECT_EQ(Text("select count(*) from t where c = 9"), "0") << "all or none";
+    // Writing what is there already still finds the row.
+    SaveRows(*connection_, "t", {first});
 }
 
 TEST_P(Contract, CatalogueNamesAreNoPatterns) {

@@ -121,8 +121,8 @@ bool SqliteStatement::Step() {
 }
 
 SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
-    // Nobody asks for SQLite's count of its memory, which costs a lock at each allocation. It can be
-    // switched off before the first database alone.
+    // Nobody asks for SQLite's count of its memory, which costs a lock at each allocation. It can
+    // be switched off before the first database alone.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
