@@ -44,7 +44,7 @@ TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutTheP
     EXPECT_EQ(errorText.find("secret"), std::string::npos);
     EXPECT_FALSE(Connect("nowhere", "dw"));
     EXPECT_EQ(errorText.find("Error while connecting to : nowhere\r\n"), 0U);
-    EXPECT_EQ(connection, nullptr);
+    EXPECT_FALSE(connection->IsOpen());
 }
 
 TEST_F(DatabaseOperationsTest, ListsTheDatabasesOfTheServer) {
