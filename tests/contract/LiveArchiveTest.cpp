@@ -1,13 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "contract/Backend.h"
+#include "contract/UnattendedRun.h"
 #include "db/ConnectionFactory.h"
-#include "run/RunTasks.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
 #include "support/TempFolder.h"
 
 namespace morvane::testing {
@@ -48,16 +43,7 @@ class LiveArchive : public ::testing::Test {
         settings.ArchiveDatabase = archive_->Name();
         settings.ArchiveFactTables = settings.LogGiven = true;
         settings.LogDirectory = logs_.Path();
-        std::ostringstream output;
-        std::ostringstream errors;
-        FixedClock clock;
-        ScriptedPrompt prompt;
-        RecordingProgress progress;
-        RunServices services{clock, prompt, progress, CreateConnection, output, errors, {}, {}};
-        RunState state;
-        state.CommandLineMode = true;
-        RunTasks(settings, state, services);
-        return state.ErrorText;
+        return RunUnattended(settings);
     }
 
     static std::string Ids(TestDatabase& database) {

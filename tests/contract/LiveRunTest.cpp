@@ -3,17 +3,13 @@
 
 #include <algorithm>
 #include <charconv>
-#include <sstream>
 
 #include "contract/Backend.h"
+#include "contract/UnattendedRun.h"
 #include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "db/TableScript.h"
 #include "demo/DemoWarehouse.h"
-#include "run/RunTasks.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
 #include "support/TempFolder.h"
 
 namespace morvane::testing {
@@ -132,19 +128,6 @@ class LiveRun : public ::testing::TestWithParam<bool> {
         return settings;
     }
 
-    std::string Run(const RunSettings& settings) {
-        std::ostringstream output;
-        std::ostringstream errors;
-        FixedClock clock;
-        ScriptedPrompt prompt;
-        RecordingProgress progress;
-        RunServices services{clock, prompt, progress, CreateConnection, output, errors, {}, {}};
-        RunState state;
-        state.CommandLineMode = true;
-        RunTasks(settings, state, services);
-        return state.ErrorText;
-    }
-
     LiveServer server_;
     TempFolder folder_;
     TempFolder logs_;
@@ -159,14 +142,14 @@ TEST_P(LiveRun, LeavesBehindWhatTheEmbeddedEngineLeaves) {
     embedded.Machine = "sqlite:" + folder_.Path();
     embedded.NTAuthentication = true;
     embedded.Database = "retail";
-    ASSERT_EQ(Run(embedded), "");
+    ASSERT_EQ(RunUnattended(embedded), "");
 
     RunSettings live = Settings();
     live.Machine = server_.Server;
     live.UserName = server_.User;
     live.Password = server_.Password;
     live.Database = live_->Name();
-    ASSERT_EQ(Run(live), "");
+    ASSERT_EQ(RunUnattended(live), "");
 
     const auto ours = OpenEmbedded(folder_.Path());
     const auto theirs = live_->Open();

@@ -1,19 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <sstream>
 
 #include "contract/Backend.h"
 #include "contract/LoopbackProxy.h"
 #include "contract/ScopedVariable.h"
+#include "contract/UnattendedRun.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
-#include "db/ConnectionFactory.h"
 #include "db/odbc/OdbcStatement.h"
-#include "run/RunTasks.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
 #include "support/TempFolder.h"
 
 namespace morvane::testing {
@@ -154,20 +149,8 @@ class LostServer : public ::testing::TestWithParam<LossPoint> {
     }
 
     bool Run(const std::string& server) {
-        std::ostringstream output;
-        std::ostringstream errors;
-        FixedClock clock;
-        ScriptedPrompt prompt;
-        RecordingProgress progress;
-        const ConnectionFactory factory = [](std::string_view name) {
-            return CreateConnection(name);
-        };
-        RunServices services{clock, prompt, progress, factory, output, errors, {}, {}};
-        RunState state;
-        state.CommandLineMode = true;
-        const bool done = RunTasks(Settings(server), state, services);
-        errorText_ = state.ErrorText;
-        return done;
+        errorText_ = RunUnattended(Settings(server));
+        return errorText_.empty();
     }
 
     std::string Log() const {

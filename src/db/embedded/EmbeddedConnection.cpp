@@ -16,7 +16,6 @@
 #include "db/embedded/SqlFunctions.h"
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/StatementCache.h"
-#include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
 
 namespace morvane {
@@ -31,6 +30,15 @@ struct IgnoreCaseLess {
         return ToLower(a) < ToLower(b);
     }
 };
+
+// A place without a value would silently be NULL.
+void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
+    if (statement.ParameterCount() != static_cast<int>(values)) {
+        throw DatabaseError({"The statement has " + std::to_string(statement.ParameterCount()) +
+                             " places and the command " + std::to_string(values) + " parameters."},
+                            sqlite3_sql(statement.Handle()));
+    }
+}
 
 class EmbeddedConnection;
 
@@ -114,7 +122,6 @@ class EmbeddedConnection : public Connection {
     Translation TranslateHere(std::string_view sql);
     std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values);
     std::int64_t Alter(std::string_view sql);
-    bool SwitchCompileOnly(std::string_view sql);
     bool HasRow(std::string_view sql, std::string_view first, std::string_view second = {});
 
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
@@ -176,10 +183,6 @@ SqliteDatabase& EmbeddedConnection::Handle() {
 Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
     context_.Catalogue = &Handle();
     Translation translation = Translate(sql, context_);
-    if (translation.Kind == StatementKind::NoExecOn ||
-        translation.Kind == StatementKind::NoExecOff) {
-        throw DatabaseError({"SET is a statement of its own."}, std::string(sql));
-    }
     if (translation.Kind == StatementKind::Update) {
         translation.Sql = RewriteUpdate(database_->Handle(), translation.Sql);
     }
@@ -189,12 +192,7 @@ Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
 std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
                                      const std::vector<const Value*>& values) {
     SqliteStatement& statement = cached.Statement;
-    if (statement.ParameterCount() != static_cast<int>(values.size())) {
-        throw DatabaseError(
-            {"The statement has " + std::to_string(statement.ParameterCount()) +
-             " places and the command " + std::to_string(values.size()) + " parameters."},
-            sqlite3_sql(statement.Handle()));
-    }
+    RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         statement.BindLent(static_cast<int>(i) + 1, *values[i]);
     }
@@ -217,6 +215,11 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         return Run(*cached, values);
     }
     const Translation translation = TranslateHere(sql);
+    if (translation.Kind == StatementKind::NoExecOn ||
+        translation.Kind == StatementKind::NoExecOff) {
+        compileOnly_ = translation.Kind == StatementKind::NoExecOn;
+        return -1;
+    }
     if (translation.Kind == StatementKind::Alter) {
         return Alter(sql);
     }
@@ -243,23 +246,8 @@ std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
     return -1;
 }
 
-bool EmbeddedConnection::SwitchCompileOnly(std::string_view sql) {
-    if (Trim(sql).empty() || (Trim(sql)[0] | 0x20) != 's') {
-        return false;
-    }
-    const std::vector<Token> tokens = Tokenize(sql);
-    if (tokens.size() != 3 || !tokens[0].Is("set") || !tokens[1].Is("noexec")) {
-        return false;
-    }
-    compileOnly_ = tokens[2].Is("on");
-    return true;
-}
-
 std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
     Handle();
-    if (SwitchCompileOnly(sql)) {
-        return -1;
-    }
     if (compileOnly_ || !deleteByLiterals_.Parse(sql) || deleteByLiterals_.HoldsDate()) {
         return ExecuteText(sql, {});
     }
@@ -311,6 +299,7 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
                                                         RecordsetKind kind) {
     const Translation translation = TranslateHere(sql);
     SqliteStatement statement(database_->Handle(), translation.Sql, sql);
+    RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         statement.Bind(static_cast<int>(i) + 1, *values[i]);
     }

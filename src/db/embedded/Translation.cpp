@@ -105,7 +105,12 @@ class Translator {
             Fail("The statement is empty.");
         }
         if (IsAt(0, "set") && IsAt(1, "noexec") && tokens_.size() == 3) {
-            return IsAt(2, "on") ? StatementKind::NoExecOn : StatementKind::NoExecOff;
+            if (IsAt(2, "on")) {
+                return StatementKind::NoExecOn;
+            }
+            if (IsAt(2, "off")) {
+                return StatementKind::NoExecOff;
+            }
         }
         struct Verb {
             std::string_view Word;
