@@ -25,7 +25,7 @@ void Install(int number, void (*handler)(int), struct sigaction& former) {
     action.sa_handler = handler;
     sigemptyset(&action.sa_mask);
     // Reads and writes under way go on: a signal must cost neither a line of the log nor the
-    // console. What waits for the user waits in poll(), which a signal always ends.
+    // console. What waits for the user waits in ppoll(), which a signal always ends.
     action.sa_flags = SA_RESTART;
     sigaction(number, &action, &former);
 }

@@ -13,6 +13,8 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <csignal>
+
 #include "run/CancelSignals.h"
 #endif
 
@@ -59,14 +61,31 @@ LineReader TerminalReader() {
 
 #else
 
+namespace {
+
+// False when a signal to cancel has come, before or while waiting. Between the look at it and the
+// wait none can slip in: the signals are let through by the wait alone.
+bool WaitForInput(int fileDescriptor) {
+    sigset_t cancelling;
+    sigset_t former;
+    sigemptyset(&cancelling);
+    sigaddset(&cancelling, SIGINT);
+    sigaddset(&cancelling, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &cancelling, &former);
+    pollfd waiting{fileDescriptor, POLLIN, 0};
+    const bool ready = !CancelSignals::Received() && ppoll(&waiting, 1, nullptr, &former) > 0;
+    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    return ready;
+}
+
+}  // namespace
+
 LineReader ReadLinesFrom(int fileDescriptor) {
     return [fileDescriptor]() -> std::optional<std::string> {
         std::string line;
         for (;;) {
-            pollfd waiting{fileDescriptor, POLLIN, 0};
             char c = 0;
-            if (CancelSignals::Received() || poll(&waiting, 1, -1) < 0 ||
-                read(fileDescriptor, &c, 1) != 1) {
+            if (!WaitForInput(fileDescriptor) || read(fileDescriptor, &c, 1) != 1) {
                 return std::nullopt;
             }
             if (c == '\n') {

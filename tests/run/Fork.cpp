@@ -1,5 +1,6 @@
 #include "Fork.h"
 
+#include <poll.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -11,6 +12,8 @@
 namespace morvane::testing {
 
 namespace {
+
+constexpr int kLongestSilence = 120 * 1000;  // milliseconds; no program under test works so long
 
 int WaitFor(pid_t& process) {
     int status = 0;
@@ -121,6 +124,10 @@ int TerminalProgram::Wait() {
 }
 
 bool TerminalProgram::ReadSome() {
+    pollfd waiting{terminal_, POLLIN, 0};
+    if (poll(&waiting, 1, kLongestSilence) == 0) {
+        throw std::runtime_error("the program has fallen silent after: " + output_);
+    }
     std::array<char, 4096> buffer{};
     const ssize_t count = read(terminal_, buffer.data(), buffer.size());
     if (count <= 0) {
