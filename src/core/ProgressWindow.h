@@ -26,7 +26,10 @@ class ProgressWindow {
     virtual ~ProgressWindow() = default;
 
     // A new run: forgets an earlier cancel, fills the head and shows the window.
-    virtual void Load(const RunOverview& overview) = 0;
+    void Load(const RunOverview& overview) {
+        cancelReported_ = false;
+        ShowOverview(overview);
+    }
 
     virtual void Comment(std::string_view strComment) = 0;
 
@@ -47,7 +50,13 @@ class ProgressWindow {
     virtual void MarkTaskCompleted(std::size_t k) = 0;
 
     // True when the user's input waits and asks to cancel. Cheap; called between units of work.
-    virtual bool CheckCancelState() = 0;
+    bool CheckCancelState() {
+        const bool cancelled = PollForCancel();
+        cancelReported_ = cancelReported_ || cancelled;
+        return cancelled;
+    }
+    // Whether a poll since Load() has said so: the next one may find no more input waiting.
+    bool CancelReported() const { return cancelReported_; }
 
     virtual void RemoveProgIndicator() = 0;
     virtual void ShowEndTime(std::string_view endTime) = 0;
@@ -56,6 +65,13 @@ class ProgressWindow {
 
     virtual void Refresh() = 0;        // repaint now
     virtual void ProcessEvents() = 0;  // one pass of the event loop
+
+  protected:
+    virtual void ShowOverview(const RunOverview& overview) = 0;
+    virtual bool PollForCancel() = 0;
+
+  private:
+    bool cancelReported_ = false;
 };
 
 // A caption without its access-key markers: every "&" removed.

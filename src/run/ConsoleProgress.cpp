@@ -41,7 +41,7 @@ ConsoleProgress::~ConsoleProgress() {
     Erase();
 }
 
-void ConsoleProgress::Load(const RunOverview& overview) {
+void ConsoleProgress::ShowOverview(const RunOverview& overview) {
     taskNames_ = overview.TaskNames;
     listed_ = 0;
     comment_ = relation_ = "";
@@ -95,7 +95,7 @@ void ConsoleProgress::MarkTaskRunning(std::size_t k) {
 
 void ConsoleProgress::MarkTaskCompleted(std::size_t) {}
 
-bool ConsoleProgress::CheckCancelState() {
+bool ConsoleProgress::PollForCancel() {
     return inputWaits_();
 }
 

@@ -18,8 +18,6 @@ class ConsoleProgress : public ProgressWindow {
     ConsoleProgress(std::ostream& stream, int columns, std::function<bool()> inputWaits);
     ~ConsoleProgress() override;
 
-    // A request to cancel made before, while the run was connecting, still counts.
-    void Load(const RunOverview& overview) override;
     void Comment(std::string_view strComment) override;
     std::int32_t ProgressVal() const override;
     void ProgressVal(std::int32_t lngNewVal) override;
@@ -30,7 +28,6 @@ class ConsoleProgress : public ProgressWindow {
     void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) override;
     void MarkTaskRunning(std::size_t k) override;
     void MarkTaskCompleted(std::size_t k) override;
-    bool CheckCancelState() override;
     void RemoveProgIndicator() override;
     void ShowEndTime(std::string_view endTime) override;
     // The OK button can be pressed when the run is over: the line makes room for what follows.
@@ -38,6 +35,11 @@ class ConsoleProgress : public ProgressWindow {
     void DisableObject(ProgressControl objControl) override;
     void Refresh() override;
     void ProcessEvents() override;
+
+  protected:
+    void ShowOverview(const RunOverview& overview) override;
+    // A request to cancel made before Load(), while the run was connecting, still counts.
+    bool PollForCancel() override;
 
   private:
     int Percent() const;

@@ -135,7 +135,8 @@ bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services,
         }
         progress.MarkTaskRunning(listed);
         if (!TrapErrors(state.ErrorText, [&] { return task.Perform(context); })) {
-            DescribeFailure(task, progress.CheckCancelState(), state.ErrorText);
+            const bool cancelled = progress.CancelReported() || progress.CheckCancelState();
+            DescribeFailure(task, cancelled, state.ErrorText);
             ClearFlagsFrom(i, settings);
             return false;
         }

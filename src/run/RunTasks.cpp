@@ -210,7 +210,7 @@ bool Run::PerformListedTasks() {
 
 void Run::FinishProgress(bool done) {
     ProgressWindow& progress = services_.Progress;
-    if (done && !progress.CheckCancelState()) {
+    if (done && !progress.CancelReported() && !progress.CheckCancelState()) {
         progress.RemoveProgIndicator();
         const LocalMoment now = services_.Clock.Now();
         progress.ShowEndTime(LongDate(now.Date) + " " + LocaleTime(now.TimeOfDay));

@@ -21,13 +21,6 @@ class RecordingProgress : public ProgressWindow {
     float Maximum = 0;
     float Value = 0;
 
-    void Load(const RunOverview& overview) override {
-        Log.push_back("load " + overview.Server + " " + overview.Database + " " +
-                      overview.StartTime);
-        for (const std::string& task : overview.TaskNames) {
-            Log.push_back("listed " + task);
-        }
-    }
     void Comment(std::string_view strComment) override {
         Log.push_back("comment " + std::string(strComment));
     }
@@ -53,13 +46,6 @@ class RecordingProgress : public ProgressWindow {
     }
     void MarkTaskRunning(std::size_t k) override { Log.push_back("run " + std::to_string(k)); }
     void MarkTaskCompleted(std::size_t k) override { Log.push_back("done " + std::to_string(k)); }
-    bool CheckCancelState() override {
-        ++Polls;
-        if (OnPoll) {
-            OnPoll(Polls);
-        }
-        return CancelAtPoll > 0 && Polls >= CancelAtPoll;
-    }
     void RemoveProgIndicator() override { Log.push_back("remove indicator"); }
     void ShowEndTime(std::string_view endTime) override {
         Log.push_back("end " + std::string(endTime));
@@ -72,6 +58,22 @@ class RecordingProgress : public ProgressWindow {
     }
     void Refresh() override {}
     void ProcessEvents() override {}
+
+  protected:
+    void ShowOverview(const RunOverview& overview) override {
+        Log.push_back("load " + overview.Server + " " + overview.Database + " " +
+                      overview.StartTime);
+        for (const std::string& task : overview.TaskNames) {
+            Log.push_back("listed " + task);
+        }
+    }
+    bool PollForCancel() override {
+        ++Polls;
+        if (OnPoll) {
+            OnPoll(Polls);
+        }
+        return CancelAtPoll > 0 && Polls >= CancelAtPoll;
+    }
 
   private:
     static std::string Name(ProgressFrame frame) {
