@@ -1,0 +1,25 @@
+#include "db/ListDatabases.h"
+
+#include <optional>
+
+#include "core/ErrorTrap.h"
+#include "db/modDatabaseOperations.h"
+
+namespace morvane {
+
+bool ListDatabases(const ConnectionFactory& connect, const ServerLogin& login, DatabaseList& list,
+                   std::string& errorText) {
+    std::unique_ptr<Connection> connection;
+    if (!ConnectDatabase(connect, login.Server, login.NTAuthentication, login.UserName,
+                         login.Password, connection, errorText, std::nullopt, kConnectionTimeout)) {
+        return false;
+    }
+    return TrapErrors(errorText, [&] {
+        list.ServerName = connection->Property("Server Name");
+        FillDatabaseList(list.Names, *connection);
+        connection->Close();
+        return true;
+    });
+}
+
+}  // namespace morvane

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/Connection.h"
+
+namespace morvane {
+
+// A server and how to log in there.
+struct ServerLogin {
+    std::string Server;
+    bool NTAuthentication = false;
+    std::string UserName;
+    std::string Password;
+
+    bool operator==(const ServerLogin&) const = default;
+};
+
+struct DatabaseList {
+    std::string ServerName;  // as the server calls itself
+    std::vector<std::string> Names;
+};
+
+// Connects, lists the server's databases and disconnects. On failure false, with the reason in
+// `errorText`.
+bool ListDatabases(const ConnectionFactory& connect, const ServerLogin& login, DatabaseList& list,
+                   std::string& errorText);
+
+}  // namespace morvane

@@ -1,0 +1,76 @@
+#include "UiTest.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QTimer>
+
+#include "db/ConnectionFactory.h"
+
+namespace morvane::testing {
+
+namespace {
+
+QWidget& Usable(const QWidget& window, const char* name) {
+    auto& control = Find<QWidget>(window, name);
+    if (!control.isVisible() || !control.isEnabled()) {
+        throw std::runtime_error(std::string("nobody can use ") + name);
+    }
+    return control;
+}
+
+void Poll(std::function<void(QWidget&)> act) {
+    if (QWidget* modal = QApplication::activeModalWidget()) {
+        act(*modal);
+    } else {
+        QTimer::singleShot(1, qApp, [act = std::move(act)] { Poll(act); });
+    }
+}
+
+}  // namespace
+
+void Click(const QWidget& window, const char* name) {
+    QTest::mouseClick(&Usable(window, name), Qt::LeftButton);
+}
+
+void Type(const QWidget& window, const char* name, const QString& text) {
+    QWidget& control = Usable(window, name);
+    control.setFocus();
+    QTest::keySequence(&control, QKeySequence::SelectAll);
+    QTest::keyClick(&control, Qt::Key_Delete);
+    QTest::keyClicks(&control, text);
+}
+
+void PressAccessKey(QWidget& window, char letter) {
+    window.activateWindow();
+    EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+    QTest::keyClick(&window, letter, Qt::AltModifier);
+}
+
+void WhenModalOpens(std::function<void(QWidget&)> act) {
+    QTimer::singleShot(0, qApp, [act = std::move(act)] { Poll(act); });
+}
+
+QString ScriptedBrowsing::BrowseForFolder(QWidget*, const QString& title,
+                                          const QString& startFolder) {
+    Asked.push_back(title.toStdString() + "|" + startFolder.toStdString());
+    return NextAnswer();
+}
+
+QString ScriptedBrowsing::BrowseForComputer(const QString& title, QWidget*) {
+    Asked.push_back(title.toStdString());
+    return NextAnswer();
+}
+
+QString ScriptedBrowsing::NextAnswer() {
+    if (Answers.empty()) {
+        return {};
+    }
+    QString answer = Answers.front();
+    Answers.pop_front();
+    return answer;
+}
+
+UiFixture::UiFixture()
+    : Services{Clock, Prompt, Progress, CreateConnection, Output, Errors, {}, {}} {}
+
+}  // namespace morvane::testing

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <QString>
+#include <QTest>
+#include <QWidget>
+#include <deque>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "run/RunServices.h"
+#include "support/FixedClock.h"
+#include "support/RecordingProgress.h"
+#include "support/ScriptedPrompt.h"
+#include "support/TempFolder.h"
+#include "support/TestWarehouse.h"
+#include "ui/modBrowsing.h"
+
+namespace morvane::testing {
+
+// The control of a window with an object name. Fails the test when there is none of the kind.
+template <typename Control>
+Control& Find(const QWidget& window, const char* name) {
+    auto* control = window.findChild<Control*>(QString::fromLatin1(name));
+    if (control == nullptr) {
+        throw std::runtime_error(std::string("no control ") + name);
+    }
+    return *control;
+}
+
+// What a user does, who can only use what is visible and enabled.
+void Click(const QWidget& window, const char* name);
+// Types a text in place of what a text box holds.
+void Type(const QWidget& window, const char* name, const QString& text);
+// Alt and the letter. A button acts a moment later: wait for what it does.
+void PressAccessKey(QWidget& window, char letter);
+
+// Runs `act` as soon as a modal window is open, which it gets.
+void WhenModalOpens(std::function<void(QWidget&)> act);
+
+// Browsing dialogs that answer from a list, and are cancelled when it is empty.
+class ScriptedBrowsing : public Browsing {
+  public:
+    std::deque<QString> Answers;
+    std::vector<std::string> Asked;  // "title" or "title|start folder"
+
+    QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override;
+    QString BrowseForComputer(const QString& title, QWidget*) override;
+
+  private:
+    QString NextAnswer();
+};
+
+// A warehouse and everything that a window needs besides.
+struct UiFixture : public ::testing::Test {
+    TestWarehouse Warehouse;
+    TempFolder Files;
+    FixedClock Clock;
+    ScriptedPrompt Prompt;
+    RecordingProgress Progress;
+    ScriptedBrowsing Browse;
+    std::ostringstream Output;
+    std::ostringstream Errors;
+    RunServices Services;
+    RunState State;
+
+    UiFixture();
+};
+
+}  // namespace morvane::testing
