@@ -1,5 +1,6 @@
 #include "UiTest.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QLineEdit>
 #include <QTimer>
@@ -29,7 +30,12 @@ void Poll(std::function<void(QWidget&)> act) {
 }  // namespace
 
 void Click(const QWidget& window, const char* name) {
-    QTest::mouseClick(&Usable(window, name), Qt::LeftButton);
+    QWidget& control = Usable(window, name);
+    const auto* button = qobject_cast<QAbstractButton*>(&control);
+    // A check box may be wider than its text, and only box and text can be clicked.
+    const bool isBox = button != nullptr && button->isCheckable();
+    QTest::mouseClick(&control, Qt::LeftButton, {},
+                      isBox ? QPoint(8, control.height() / 2) : control.rect().center());
 }
 
 void Type(const QWidget& window, const char* name, const QString& text) {
