@@ -31,6 +31,8 @@ struct RunSettings {
     bool StatusMode = false;
     std::string StatusFileName;
     bool Help = false;
+
+    bool operator==(const RunSettings&) const = default;
 };
 
 }  // namespace morvane

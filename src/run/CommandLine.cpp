@@ -216,7 +216,8 @@ CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t max
 std::string ComposeCommandLine(int argc, const char* const* argv) {
     std::vector<std::string> pieces;
     for (int i = 1; i < argc; ++i) {
-        const std::string argument = argv[i];
+        std::string argument = argv[i];
+        argument.erase(argument.find_last_not_of("\r\n") + 1);
         const bool plain = !argument.empty() && argument.find_first_of(" \t") == std::string::npos;
         pieces.push_back(plain ? argument : '"' + argument + '"');
     }

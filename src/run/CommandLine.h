@@ -7,6 +7,7 @@
 
 #include "core/RunSettings.h"
 #include "core/RunState.h"
+#include "core/modFileFunctions.h"
 
 namespace morvane {
 
@@ -29,6 +30,8 @@ void InitSettings(RunSettings& settings, RunState& state);
 // Whether "/" separates folders in paths. There, a value that begins with it is a path and not an
 // option besides.
 enum class SlashPaths { No, Yes };
+inline constexpr SlashPaths kPlatformSlashPaths =
+    kPathSeparator == '/' ? SlashPaths::Yes : SlashPaths::No;
 
 // Splits the text after the program's own name into at most `maxArgs` words and applies the options
 // among them. Words are separated by blanks and tabs; double quotes hold words with blanks.
@@ -43,7 +46,8 @@ OptionKind SetOption(std::string_view name, std::string_view value, RunSettings&
                      RunState& state);
 
 // The arguments after the program's own name as one text. One that is empty or holds a blank or tab
-// is put in double quotes.
+// is put in double quotes. A line end behind an argument goes: it comes along with a line that a
+// shell took from a configuration file.
 std::string ComposeCommandLine(int argc, const char* const* argv);
 
 // All options in one line.

@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "core/Text.h"
-#include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
 #include "run/CommandLine.h"
@@ -16,8 +15,6 @@
 namespace morvane {
 
 namespace {
-
-constexpr SlashPaths kSlashPaths = kPathSeparator == '/' ? SlashPaths::Yes : SlashPaths::No;
 
 void ShowRemarks(const CommandLineReport& report, std::ostream& errors) {
     if (!report.Note.empty()) {
@@ -54,7 +51,7 @@ void StartUp(std::string_view commandLine, RunServices& services) {
     RunSettings settings;
     InitSettings(settings, state);
     const CommandLineReport report =
-        ParseCommandLine(commandLine, kMaxArgs, kSlashPaths, settings, state);
+        ParseCommandLine(commandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
     state.GlobalSettings = settings;
     ShowRemarks(report, services.Errors);
     if (!state.CommandLineMode || state.ConfigMode) {

@@ -1,0 +1,131 @@
+#include "run/ConfigFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <sstream>
+
+#include "core/modFileFunctions.h"
+#include "run/CommandLine.h"
+#include "support/TempFolder.h"
+
+namespace morvane::testing {
+namespace {
+
+RunSettings Parse(std::string_view commandLine) {
+    RunSettings settings;
+    RunState state;
+    ParseCommandLine(commandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
+    return settings;
+}
+
+// As the file's only line comes back when a shell splits it at its blanks.
+RunSettings ParseThroughShell(const std::string& file) {
+    std::istringstream stream(file);
+    std::vector<std::string> words{"morvane"};
+    for (std::string word; std::getline(stream, word, ' ');) {
+        words.push_back(word);
+    }
+    std::vector<const char*> argv;
+    for (const std::string& word : words) {
+        argv.push_back(word.c_str());
+    }
+    return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
+}
+
+RunSettings Window() {
+    RunSettings settings;
+    settings.Machine = "dw01\\sales";
+    settings.Database = "retail";
+    settings.NTAuthentication = true;
+    settings.LogGiven = true;
+    settings.LogDirectory = "/var/log/my runs";
+    return settings;
+}
+
+TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
+    RunSettings settings = Window();
+    settings.NTAuthentication = false;
+    settings.UserName = "sa";
+    settings.Password = "   ";
+    settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports = true;
+    EXPECT_EQ(ConfigLine(settings),
+              "-mac dw01\\sales -db retail -usr sa -chkmd -mark -grep -log \"/var/log/my runs\"");
+    settings.ArchiveFactTables = settings.DeleteMarked = settings.AtomicDeletion = true;
+    settings.Password = "x";
+    settings.ArchiveMachine = "old";
+    settings.ArchiveDatabase = "retail_archive";
+    settings.ArchiveUserName = "arch";
+    settings.ArchivePassword = "y z";
+    EXPECT_EQ(ConfigLine(settings),
+              "-mac dw01\\sales -db retail -usr sa -pwd x -chkmd -bkmac old -bkdb retail_archive "
+              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom -log \"/var/log/my runs\"");
+}
+
+TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
+    const std::vector<std::string> passwords{"", "p", " p w  x "};
+    for (unsigned bits = 0; bits < 256; ++bits) {
+        for (const std::string& password : passwords) {
+            const auto on = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
+            RunSettings settings = Window();
+            settings.CheckMetaData = on(0);
+            settings.DetectAndMark = on(1);
+            settings.GenerateReports = on(2);
+            settings.DeleteMarked = on(3);
+            settings.AtomicDeletion = on(4);
+            settings.NTAuthentication = on(5);
+            if (!settings.NTAuthentication) {
+                settings.UserName = "a user";
+                settings.Password = password;
+            }
+            settings.ArchiveFactTables = on(6);
+            if (settings.ArchiveFactTables) {
+                settings.ArchiveMachine = "sqlite:/an archive";
+                settings.ArchiveDatabase = "my archive";
+                settings.ArchiveNTAuthentication = on(7);
+                settings.ArchiveUserName = on(7) ? "" : "arch";
+                settings.ArchivePassword = on(7) ? "" : password;
+            }
+            ASSERT_EQ(ConfigLineFault(settings), "");
+            ASSERT_EQ(Parse(ConfigLine(settings)), settings) << bits;
+        }
+    }
+}
+
+TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
+    for (const char* value : {"-mark", "-x", "a\"b", "\"", "-"}) {
+        RunSettings settings = Window();
+        settings.NTAuthentication = false;
+        settings.UserName = "sa";
+        settings.Password = value;
+        const std::string fault = ConfigLineFault(settings);
+        EXPECT_NE(fault.find("option -pwd"), std::string::npos) << value;
+        EXPECT_EQ(fault.find("-mark"), std::string::npos);
+    }
+    RunSettings settings = Window();
+    settings.LogDirectory = "-del";
+    EXPECT_NE(ConfigLineFault(settings), "");
+}
+
+TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
+    TempFolder files;
+    const std::string path = files / "run.cfg";
+    {
+        TextFile former(path);  // with the rights that a file usually has
+        former.Write("former");
+        former.Close();
+    }
+    WriteConfigFile(path, Window());
+    struct stat status {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
+    EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
+    EnsureFolder(files / "folder");
+    EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
+    EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.Path()), {}), 2);
+}
+
+}  // namespace
+}  // namespace morvane::testing
