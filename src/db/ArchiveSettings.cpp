@@ -1,0 +1,99 @@
+#include "db/ArchiveSettings.h"
+
+#include <array>
+#include <filesystem>
+#include <utility>
+
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+#include "db/embedded/EmbeddedConnection.h"
+#include "db/modDatabaseOperations.h"
+
+namespace morvane {
+
+namespace {
+
+DatabaseError NoRow() {
+    return DatabaseError(
+        {"The table dwm_archive has no row with ID 1, which holds the connection "
+         "settings of the archive database."});
+}
+
+// A quote would end its literal, and what follows would be read as SQL.
+void RequireNoQuote(const ArchiveSettings& archive) {
+    const std::array<std::pair<const char*, const std::string&>, 4> fields{
+        {{"Archive Server", archive.Login.Server},
+         {"User Name", archive.Login.UserName},
+         {"Password", archive.Login.Password},
+         {"Archive Database", archive.Database}}};
+    for (const auto& [name, value] : fields) {
+        if (value.find('\'') != std::string::npos) {
+            throw DatabaseError({"Unclosed quotation mark: the " + std::string(name) +
+                                 " holds a single quote ('), which dwm_archive cannot take. "
+                                 "Nothing was saved."});
+        }
+    }
+}
+
+bool IsEmbedded(std::string_view server) {
+    return EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix);
+}
+
+// Embedded servers are folders, which have many names.
+bool SameServer(const std::string& a, const std::string& b) {
+    if (EqualsIgnoreCase(a, b) || !IsEmbedded(a) || !IsEmbedded(b)) {
+        return EqualsIgnoreCase(a, b);
+    }
+    std::error_code error;
+    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
+                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
+}
+
+}  // namespace
+
+ArchiveSettings ArchiveSettingsOf(const RunSettings& settings) {
+    return {{settings.ArchiveMachine, settings.ArchiveNTAuthentication, settings.ArchiveUserName,
+             settings.ArchivePassword},
+            settings.ArchiveDatabase};
+}
+
+void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings) {
+    settings.ArchiveMachine = archive.Login.Server;
+    settings.ArchiveNTAuthentication = archive.Login.NTAuthentication;
+    settings.ArchiveUserName = archive.Login.UserName;
+    settings.ArchivePassword = archive.Login.Password;
+    settings.ArchiveDatabase = archive.Database;
+}
+
+ArchiveSettings ReadArchiveSettings(Connection& warehouse) {
+    const auto row = warehouse.OpenRecordset(
+        "select Server, SecureLogin, SQLUserName, SQLPassword, DB from dwm_archive where ID = 1");
+    if (row->Eof()) {
+        throw NoRow();
+    }
+    return {{NullToText((*row)[0], ""), NullToBoolean((*row)[1], false), NullToText((*row)[2], ""),
+             NullToText((*row)[3], "")},
+            NullToText((*row)[4], "")};
+}
+
+void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive) {
+    RequireNoQuote(archive);
+    const ServerLogin& login = archive.Login;
+    if (warehouse.Execute("update dwm_archive set Server = '" + login.Server + "', SecureLogin = " +
+                          (login.NTAuthentication ? "-1" : "0") + ", SQLUserName = '" +
+                          login.UserName + "', SQLPassword = '" + login.Password + "', DB = '" +
+                          archive.Database + "' where ID = 1") == 0) {
+        throw NoRow();
+    }
+}
+
+std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
+    std::vector<std::string> names = list.Names;
+    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
+        const std::string own = warehouse.DefaultDatabase();
+        std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
+    }
+    return names;
+}
+
+}  // namespace morvane

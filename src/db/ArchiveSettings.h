@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/Connection.h"
+#include "core/RunSettings.h"
+#include "db/ListDatabases.h"
+
+namespace morvane {
+
+// Where the archive is and how to log in there.
+struct ArchiveSettings {
+    ServerLogin Login;
+    std::string Database;
+
+    bool operator==(const ArchiveSettings&) const = default;
+};
+
+ArchiveSettings ArchiveSettingsOf(const RunSettings& settings);
+void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings);
+
+// From the one row of the warehouse's dwm_archive, NULL as an empty text. Throws DatabaseError,
+// also when there is no such row.
+ArchiveSettings ReadArchiveSettings(Connection& warehouse);
+
+// Writes that row. The values stand in the statement as they are, the password too, so that none
+// may hold a single quote: DatabaseError names the field then, and nothing is sent.
+void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive);
+
+// The databases of a server that the warehouse can be archived in: all but the warehouse itself.
+std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse);
+
+}  // namespace morvane

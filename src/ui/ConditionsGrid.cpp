@@ -1,0 +1,175 @@
+#include "ui/ConditionsGrid.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QFocusEvent>
+#include <QHeaderView>
+#include <QPlainTextEdit>
+#include <QStyledItemDelegate>
+#include <QTextDocument>
+
+namespace morvane {
+
+namespace {
+
+constexpr int kTableColumn = 0;
+constexpr int kConditionColumn = 1;
+constexpr int kLongestLines = 4;         // of a condition in its cell
+constexpr int kTableColumnLetters = 36;  // a longer name is cut, and in its tool tip
+
+QTableWidgetItem* MakeItem() {
+    auto* item = new QTableWidgetItem;
+    item->setFlags(Qt::ItemIsSelectable | Qt::ItemIsEnabled);
+    return item;
+}
+
+void SetItem(QTableWidgetItem& item, const QString& text) {
+    item.setText(text);
+    item.setToolTip(text.isEmpty()
+                        ? QString()
+                        : "<p style=\"white-space:pre-wrap\">" + text.toHtmlEscaped() + "</p>");
+}
+
+// An editor for texts of many lines, that accepts them with Enter as a cell does.
+class ConditionDelegate : public QStyledItemDelegate {
+  public:
+    explicit ConditionDelegate(ConditionsGrid& grid) : QStyledItemDelegate(&grid), grid_(grid) {}
+
+    QWidget* createEditor(QWidget* parent, const QStyleOptionViewItem&,
+                          const QModelIndex& index) const override;
+    void setEditorData(QWidget* editor, const QModelIndex& index) const override;
+    void setModelData(QWidget* editor, QAbstractItemModel* model,
+                      const QModelIndex& index) const override;
+    void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                              const QModelIndex& index) const override;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+  protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
+
+  private:
+    void FitToText(QPlainTextEdit& editor, const QRect& cell) const;
+
+    ConditionsGrid& grid_;
+};
+
+QWidget* ConditionDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem&,
+                                         const QModelIndex& index) const {
+    auto* editor = new QPlainTextEdit(parent);
+    editor->setObjectName("txtCondition");
+    editor->document()->setDocumentMargin(2);
+    connect(editor->document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged,
+            editor, [this, editor, row = QPersistentModelIndex(index)] {
+                FitToText(*editor, grid_.visualRect(row));
+            });
+    return editor;
+}
+
+void ConditionDelegate::setEditorData(QWidget* editor, const QModelIndex& index) const {
+    auto* text = qobject_cast<QPlainTextEdit*>(editor);
+    text->setPlainText(index.data().toString());
+    text->selectAll();
+}
+
+void ConditionDelegate::setModelData(QWidget* editor, QAbstractItemModel*,
+                                     const QModelIndex& index) const {
+    const auto* text = qobject_cast<QPlainTextEdit*>(editor);
+    if (text->document()->isModified()) {
+        emit grid_.ConditionEdited(index.row(), text->toPlainText());
+    }
+}
+
+void ConditionDelegate::updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
+                                             const QModelIndex&) const {
+    FitToText(*qobject_cast<QPlainTextEdit*>(editor), option.rect);
+}
+
+// Over its cell, and as high as its text needs and the grid allows.
+void ConditionDelegate::FitToText(QPlainTextEdit& editor, const QRect& cell) const {
+    const qreal lines = editor.document()->documentLayout()->documentSize().height();
+    const qreal margins = 2 * (editor.document()->documentMargin() + editor.frameWidth());
+    const int needed = qCeil(lines * editor.fontMetrics().lineSpacing() + margins);
+    const int available = grid_.viewport()->height();
+    const int height = qMin(qMax(needed, cell.height()), available);
+    editor.setGeometry(cell.x(), qMax(0, qMin(cell.y(), available - height)), cell.width(), height);
+}
+
+QSize ConditionDelegate::sizeHint(const QStyleOptionViewItem& option,
+                                  const QModelIndex& index) const {
+    const int line = option.fontMetrics.lineSpacing();
+    const QSize hint = QStyledItemDelegate::sizeHint(option, index);
+    return {hint.width(), qBound(line + 8, hint.height(), kLongestLines * line + 8)};
+}
+
+bool ConditionDelegate::eventFilter(QObject* object, QEvent* event) {
+    auto* editor = qobject_cast<QWidget*>(object);
+    if (event->type() == QEvent::KeyPress) {
+        const auto* key = static_cast<QKeyEvent*>(event);
+        const bool enter = key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter;
+        const bool newLine = enter && key->modifiers().testFlag(Qt::ShiftModifier);
+        if ((enter && !newLine) || key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
+            emit commitData(editor);
+            emit closeEditor(editor, NoHint);
+            return true;
+        }
+    }
+    if (event->type() == QEvent::FocusOut) {
+        // Whoever looks a name up in another window comes back to a half-written condition.
+        const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+        if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason) {
+            return false;
+        }
+    }
+    return QStyledItemDelegate::eventFilter(object, event);
+}
+
+}  // namespace
+
+ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
+    setHorizontalHeaderLabels({"Table Name", "Condition(s)"});
+    setItemDelegateForColumn(kConditionColumn, new ConditionDelegate(*this));
+    setEditTriggers(DoubleClicked | EditKeyPressed | AnyKeyPressed);
+    setSelectionMode(SingleSelection);
+    setTabKeyNavigation(false);
+    setWordWrap(true);
+    setVerticalScrollMode(ScrollPerPixel);
+    verticalHeader()->hide();
+    horizontalHeader()->setStretchLastSection(true);
+    horizontalHeader()->setHighlightSections(false);
+    horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    connect(horizontalHeader(), &QHeaderView::sectionResized, this,
+            &ConditionsGrid::resizeRowsToContents);
+}
+
+void ConditionsGrid::AddTable(const QString& table, const QString& condition) {
+    const int row = rowCount();
+    insertRow(row);
+    auto* name = MakeItem();
+    SetItem(*name, table);
+    setItem(row, kTableColumn, name);
+    auto* cell = MakeItem();
+    cell->setFlags(cell->flags() | Qt::ItemIsEditable);
+    setItem(row, kConditionColumn, cell);
+    SetCondition(row, condition);
+}
+
+void ConditionsGrid::SetCondition(int row, const QString& condition) {
+    SetItem(*item(row, kConditionColumn), condition);
+    resizeRowToContents(row);
+}
+
+void ConditionsGrid::FitColumns() {
+    resizeColumnToContents(kTableColumn);
+    const int widest = kTableColumnLetters * fontMetrics().averageCharWidth();
+    setColumnWidth(kTableColumn, qMin(columnWidth(kTableColumn), widest));
+    resizeRowsToContents();
+    setCurrentCell(rowCount() > 0 ? 0 : -1, kConditionColumn);
+}
+
+void ConditionsGrid::FinishEdit() {
+    if (QWidget* editor = state() == EditingState ? indexWidget(currentIndex()) : nullptr) {
+        commitData(editor);
+        closeEditor(editor, QAbstractItemDelegate::NoHint);
+    }
+}
+
+}  // namespace morvane

@@ -1,0 +1,233 @@
+#include "ui/frmSetFactTableFilters.h"
+
+#include <QDialogButtonBox>
+#include <QFrame>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <array>
+#include <utility>
+
+#include "core/ErrorTrap.h"
+#include "ui/ConditionsGrid.h"
+#include "ui/ConnectionFields.h"
+#include "ui/Controls.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr std::array kDirections{
+    "You can remove fact table data from the data warehouse and store it in an archive database. "
+    "The records that meet the conditions are archived.",
+    "- Specify the condition(s) per fact table.",
+    "- To exclude a table from archiving, leave the Condition field empty.",
+    "- Use single quotes for string values."};
+constexpr const char* kExplanation =
+    "Specify the connection settings of the archive database, where to store the removed fact "
+    "table records.";
+
+constexpr ConnectionCaptions kCaptions{"Archive &Server:",
+                                       "Select the Server where the Data Warehouse resides",
+                                       "",
+                                       "Use &Windows NT Authentication",
+                                       "Use S&QL login",
+                                       "&Password:",
+                                       "Archive &Database:"};
+
+}  // namespace
+
+frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& services,
+                                               Browsing& browsing, QWidget* parent)
+    : QDialog(parent), state_(state), services_(services), browsing_(browsing) {
+    setObjectName("frmSetFactTableFilters");
+    setWindowTitle("Fact Table Conditions for Archiving");
+    dgdFactTables_ = Named("dgdFactTables", new ConditionsGrid(this));
+    archive_ = new ConnectionFields(kCaptions, this);
+    auto* fraSeparator = Named("fraSeparator", new QFrame(this));
+    fraSeparator->setFrameStyle(QFrame::HLine | QFrame::Sunken);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(MakeDirections());
+    layout->addWidget(dgdFactTables_, 1);
+    layout->addWidget(fraSeparator);
+    layout->addWidget(MakeText("lblExplanation", kExplanation, this));
+    layout->addWidget(archive_);
+    layout->addWidget(MakeButtons());
+    resize(fontMetrics().averageCharWidth() * 100, fontMetrics().lineSpacing() * 36);
+
+    connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this,
+            &frmSetFactTableFilters::ChangeCondition);
+    connect(archive_, &ConnectionFields::ServerChanged, this,
+            &frmSetFactTableFilters::ResetConnection);
+    connect(archive_, &ConnectionFields::LoginKindChanged, this,
+            &frmSetFactTableFilters::ResetConnection);
+    connect(archive_, &ConnectionFields::BrowseAsked, this, &frmSetFactTableFilters::Browse);
+    connect(archive_, &ConnectionFields::RefreshAsked, this,
+            &frmSetFactTableFilters::RefreshDatabases);
+    connect(archive_, &ConnectionFields::DatabaseChosen, this, &frmSetFactTableFilters::UpdateOK);
+    Load();
+}
+
+QWidget* frmSetFactTableFilters::MakeDirections() {
+    auto* directions = new QWidget(this);
+    auto* layout = new QVBoxLayout(directions);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(fontMetrics().lineSpacing() / 4);
+    for (std::size_t i = 0; i < kDirections.size(); ++i) {
+        const QByteArray name = "lblDirections" + QByteArray::number(static_cast<int>(i));
+        layout->addWidget(MakeText(name.constData(), kDirections.at(i), directions));
+    }
+    return directions;
+}
+
+QWidget* frmSetFactTableFilters::MakeButtons() {
+    auto* buttons = new QDialogButtonBox(this);
+    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
+    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
+    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    cmdOK_->setDefault(true);
+    connect(cmdOK_, &QPushButton::clicked, this, &frmSetFactTableFilters::accept);
+    connect(cmdCancel, &QPushButton::clicked, this, &frmSetFactTableFilters::reject);
+    return buttons;
+}
+
+// Without its conditions the window offers nothing to save.
+void frmSetFactTableFilters::Load() {
+    if (Attempt([this] { LoadConditions(); })) {
+        Attempt([this] { LoadArchive(); });
+        Attempt([this] {
+            if (state_.WarehouseConnection->Property("Integrated Security") == "SSPI") {
+                archive_->RuleOutSecureLogin();
+            }
+        });
+    }
+    UpdateOK();
+}
+
+void frmSetFactTableFilters::LoadConditions() {
+    conditions_.emplace(*state_.WarehouseConnection);
+    for (std::size_t row = 0; row < conditions_->Count(); ++row) {
+        dgdFactTables_->AddTable(ToQString(conditions_->Table(row)),
+                                 ToQString(conditions_->Condition(row)));
+    }
+    dgdFactTables_->FitColumns();
+}
+
+void frmSetFactTableFilters::LoadArchive() {
+    const ArchiveSettings archive = state_.ConfigMode
+                                        ? ArchiveSettingsOf(state_.GlobalSettings)
+                                        : ReadArchiveSettings(*state_.WarehouseConnection);
+    archive_->SetLogin(archive.Login);
+    archive_->SetDatabase(archive.Database);
+}
+
+void frmSetFactTableFilters::UpdateOK() {
+    cmdOK_->setEnabled(conditions_.has_value() && !archive_->Database().empty());
+}
+
+void frmSetFactTableFilters::ResetConnection() {
+    archive_->ClearDatabases();
+}
+
+void frmSetFactTableFilters::Browse() {
+    FinishEdit();
+    const QString server = browsing_.BrowseForComputer("Select an archive server...", this);
+    if (!server.isEmpty()) {
+        archive_->SetServer(server);
+    }
+}
+
+void frmSetFactTableFilters::RefreshDatabases() {
+    FinishEdit();
+    const std::string remembered = archive_->Database();
+    archive_->ClearDatabases();
+    std::vector<std::string> names;
+    const bool listed = Attempt([&] {
+        DatabaseList list;
+        std::string errorText;
+        if (!ListDatabases(services_.Connect, archive_->Login(), list, errorText)) {
+            throw DatabaseError({errorText});
+        }
+        names = ArchiveDatabases(list, *state_.WarehouseConnection);
+    });
+    if (listed) {
+        archive_->SetDatabases(names, remembered);
+    }
+}
+
+// The message waits until the cell's editor is closed: a box that opens under it would take its
+// focus, and with it the text a second time.
+void frmSetFactTableFilters::ChangeCondition(int row, const QString& condition) {
+    const auto position = static_cast<std::size_t>(row);
+    std::string errorText;
+    bool accepted = false;
+    {
+        const HourglassPointer hourglass;
+        accepted = conditions_->Change(position, ToText(condition), errorText);
+    }
+    if (!accepted) {
+        refusal_ = errorText;
+        QMetaObject::invokeMethod(this, &frmSetFactTableFilters::ShowRefusal, Qt::QueuedConnection);
+    }
+    dgdFactTables_->SetCondition(row, ToQString(conditions_->Condition(position)));
+}
+
+bool frmSetFactTableFilters::FinishEdit() {
+    dgdFactTables_->FinishEdit();
+    const bool refused = refusal_.has_value();
+    ShowRefusal();
+    return !refused;
+}
+
+void frmSetFactTableFilters::ShowRefusal() {
+    if (const auto refusal = std::exchange(refusal_, std::nullopt)) {
+        ShowError(*refusal);
+    }
+}
+
+void frmSetFactTableFilters::accept() {
+    if (!FinishEdit()) {
+        return;
+    }
+    const ArchiveSettings archive{archive_->Login(), archive_->Database()};
+    const bool saved = Attempt([&] {
+        if (state_.ConfigMode) {
+            PutArchiveSettings(archive, state_.GlobalSettings);
+        } else {
+            SaveArchiveSettings(*state_.WarehouseConnection, archive);
+        }
+    });
+    if (saved) {
+        QDialog::accept();
+    }
+}
+
+void frmSetFactTableFilters::reject() {
+    if (FinishEdit()) {
+        QDialog::reject();
+    }
+}
+
+bool frmSetFactTableFilters::Attempt(const std::function<void()>& operation) {
+    std::string errorText;
+    bool done = false;
+    {
+        const HourglassPointer hourglass;
+        done = TrapErrors(errorText, [&] {
+            operation();
+            return true;
+        });
+    }
+    if (!done) {
+        ShowError(errorText);
+    }
+    return done;
+}
+
+void frmSetFactTableFilters::ShowError(const std::string& text) {
+    services_.Prompt.ShowMessage("Morvane", ToText(ToQString(text).trimmed()),
+                                 MessageStyle::Critical);
+}
+
+}  // namespace morvane
