@@ -1,8 +1,26 @@
 #include "core/MaskPasswords.h"
 
+#include <algorithm>
+
 #include "core/Text.h"
 
 namespace morvane {
+
+namespace {
+
+// It holds no quote: the statement that sets it is not sent otherwise.
+std::string MaskColumn(std::string_view sql) {
+    constexpr std::string_view kColumn = "sqlpassword = '";
+    const std::size_t found = ToLower(sql).find(kColumn);
+    if (found == std::string::npos) {
+        return std::string(sql);
+    }
+    const std::size_t begin = found + kColumn.size();
+    const std::size_t end = std::min(sql.find('\'', begin), sql.size());
+    return std::string(sql.substr(0, begin)) + "***" + std::string(sql.substr(end));
+}
+
+}  // namespace
 
 // A password stands in the statement as it is, so that it can hold anything, quotes too. Only the
 // frame around it is sure: it ends where the rows to insert begin, the last time that something
@@ -11,7 +29,7 @@ std::string MaskPasswords(std::string_view sql) {
     const std::string lower = ToLower(sql);
     const std::size_t rowset = lower.find("openrowset");
     if (rowset == std::string::npos) {
-        return std::string(sql);
+        return MaskColumn(sql);
     }
     const std::size_t login = lower.find(';', rowset);
     if (login == std::string::npos) {

@@ -12,11 +12,17 @@ std::string Condition(const ColumnValue& column) {
     return column.Name + (column.Value.IsNull() ? " IS NULL" : " = ?");
 }
 
+// A condition of thousands of letters would hide the message that it stands in.
+std::string Shorten(const std::string& text) {
+    constexpr std::size_t kLongestValue = 100;
+    return text.size() > kLongestValue ? text.substr(0, kLongestValue) + "..." : text;
+}
+
 std::string DescribeRow(const RowChange& change) {
     std::vector<std::string> pieces;
     for (const ColumnValue& column : change.Key) {
         pieces.push_back(column.Name + " = " +
-                         (column.Value.IsNull() ? "NULL" : column.Value.Text()));
+                         (column.Value.IsNull() ? "NULL" : Shorten(column.Value.Text())));
     }
     return Join(pieces, ", ");
 }

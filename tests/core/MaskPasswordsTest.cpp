@@ -32,6 +32,11 @@ TEST(MaskPasswords, HidesTheRestOfAStatementWithoutItsFrame) {
               "select * from OPENROWSET(***");
 }
 
+TEST(MaskPasswords, HidesThePasswordThatASettingsRowGets) {
+    EXPECT_EQ(MaskPasswords("update t set SQLUserName = 'u', SQLPassword = 'p', DB = 'd'"),
+              "update t set SQLUserName = 'u', SQLPassword = '***', DB = 'd'");
+}
+
 TEST(MaskPasswords, LeavesOtherStatementsAlone) {
     const std::string sql = "delete from t where a = 'x;y' -- ) select *, {ts ";
     EXPECT_EQ(MaskPasswords(sql), sql);
