@@ -3,7 +3,6 @@
 #include <QApplication>
 #include <QMessageBox>
 
-#include "core/Text.h"
 #include "ui/Controls.h"
 
 namespace morvane {
@@ -22,7 +21,7 @@ class UsualPointer {
 int ShowBox(QMessageBox::Icon icon, std::string_view title, std::string_view text,
             QMessageBox::StandardButtons buttons) {
     const UsualPointer pointer;
-    QMessageBox box(icon, ToQString(title), ToQString(Trim(text)), buttons,
+    QMessageBox box(icon, ToQString(title), ToQString(text).trimmed(), buttons,
                     QApplication::activeWindow());
     box.setTextFormat(Qt::PlainText);
     box.setTextInteractionFlags(Qt::TextSelectableByMouse);

@@ -1,0 +1,36 @@
+#include "run/ArchiveDetails.h"
+
+#include "core/Text.h"
+#include "db/modDatabaseOperations.h"
+
+namespace morvane {
+
+bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings) {
+    if (!warehouse.TableExists("dwm_archive")) {
+        return false;
+    }
+    const auto row = warehouse.OpenRecordset(
+        "SELECT Server, SecureLogin, SQLUserName, SQLPassword, DB FROM dwm_archive WHERE ID = 1");
+    if (row->Eof()) {
+        return false;
+    }
+    const Value& server = (*row)[0];
+    const Value& secure = (*row)[1];
+    const Value& user = (*row)[2];
+    const Value& database = (*row)[4];
+    if (server.IsNull() || secure.IsNull() || database.IsNull() ||
+        (!secure.Flag() && user.IsNull())) {
+        return false;
+    }
+    settings.ArchiveMachine = Trim(server.Text());
+    settings.ArchiveDatabase = Trim(database.Text());
+    settings.ArchiveNTAuthentication = secure.Flag();
+    if (!settings.ArchiveNTAuthentication) {
+        settings.ArchiveUserName = user.Text();
+        const std::string password = NullToText((*row)[3], "");
+        settings.ArchivePassword = Trim(password).empty() ? "" : password;
+    }
+    return true;
+}
+
+}  // namespace morvane
