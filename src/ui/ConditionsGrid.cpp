@@ -11,9 +11,11 @@ namespace morvane {
 
 namespace {
 
+constexpr int kCellMargins = 8;  // above and below a text together, as much as its editor has
 constexpr int kTableColumn = 0;
 constexpr int kConditionColumn = 1;
 constexpr int kLongestLines = 4;         // of a condition in its cell
+constexpr int kToolTipLetters = 2000;    // more would not fit on a screen
 constexpr int kTableColumnLetters = 36;  // a longer name is cut, and in its tool tip
 
 QTableWidgetItem* MakeItem() {
@@ -24,9 +26,9 @@ QTableWidgetItem* MakeItem() {
 
 void SetItem(QTableWidgetItem& item, const QString& text) {
     item.setText(text);
-    item.setToolTip(text.isEmpty()
-                        ? QString()
-                        : "<p style=\"white-space:pre-wrap\">" + text.toHtmlEscaped() + "</p>");
+    const QString tip = text.size() > kToolTipLetters ? text.left(kToolTipLetters) + "..." : text;
+    item.setToolTip(
+        tip.isEmpty() ? tip : "<p style=\"white-space:pre-wrap\">" + tip.toHtmlEscaped() + "</p>");
 }
 
 // An editor for texts of many lines, that accepts them with Enter as a cell does.
@@ -97,7 +99,7 @@ QSize ConditionDelegate::sizeHint(const QStyleOptionViewItem& option,
                                   const QModelIndex& index) const {
     const int line = option.fontMetrics.lineSpacing();
     const QSize hint = QStyledItemDelegate::sizeHint(option, index);
-    return {hint.width(), qBound(line + 8, hint.height(), kLongestLines * line + 8)};
+    return {hint.width(), qBound(line, hint.height(), kLongestLines * line) + kCellMargins};
 }
 
 bool ConditionDelegate::eventFilter(QObject* object, QEvent* event) {
@@ -131,6 +133,7 @@ ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
     setSelectionMode(SingleSelection);
     setTabKeyNavigation(false);
     setWordWrap(true);
+    setMinimumHeight(7 * fontMetrics().lineSpacing());
     setVerticalScrollMode(ScrollPerPixel);
     verticalHeader()->hide();
     horizontalHeader()->setStretchLastSection(true);

@@ -3,6 +3,7 @@
 #include <QDialogButtonBox>
 #include <QFrame>
 #include <QPushButton>
+#include <QScreen>
 #include <QVBoxLayout>
 #include <array>
 #include <utility>
@@ -53,7 +54,11 @@ frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& ser
     layout->addWidget(MakeText("lblExplanation", kExplanation, this));
     layout->addWidget(archive_);
     layout->addWidget(MakeButtons());
-    resize(fontMetrics().averageCharWidth() * 100, fontMetrics().lineSpacing() * 36);
+    const int letter = fontMetrics().averageCharWidth();
+    // At the least width the directions need the most lines.
+    setMinimumSize(80 * letter, layout->minimumHeightForWidth(80 * letter));
+    resize(
+        QSize(125 * letter, 44 * fontMetrics().lineSpacing()).boundedTo(screen()->availableSize()));
 
     connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this,
             &frmSetFactTableFilters::ChangeCondition);

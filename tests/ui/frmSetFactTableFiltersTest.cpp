@@ -1,0 +1,264 @@
+#include "ui/frmSetFactTableFilters.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+
+#include "UiTest.h"
+#include "db/modDatabaseOperations.h"
+#include "support/SqliteFile.h"
+#include "ui/ConditionsGrid.h"
+
+namespace morvane::testing {
+namespace {
+
+class FactTableFilters : public UiFixture {
+  protected:
+    std::unique_ptr<frmSetFactTableFilters> window;
+
+    FactTableFilters() {
+        Warehouse.AddFact("sales", "day datetime, amount int", "amount > 5");
+        Warehouse.AddFact("stock", "day datetime, amount int");
+        Warehouse.AddDimension("item", "id int");
+        SqliteFile(Warehouse.Folder() + "/archive.db").Run("CREATE TABLE t(a)");
+        State.WarehouseConnection = Warehouse.Connect();
+        CreateArchiveTable(*State.WarehouseConnection);
+        Warehouse.Run("UPDATE dwm_archive SET Server = '" + Warehouse.Server() +
+                      "', SecureLogin = 0, SQLUserName = 'me', SQLPassword = 'x', DB = 'archive'");
+    }
+
+    void Open() {
+        window = std::make_unique<frmSetFactTableFilters>(State, Services, Browse, nullptr);
+        window->show();
+        window->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+        QCoreApplication::processEvents();
+    }
+
+    ConditionsGrid& Grid() { return Find<ConditionsGrid>(*window, "dgdFactTables"); }
+    QWidget& Editor() {
+        QWidget* editor = Grid().indexWidget(Grid().currentIndex());
+        return editor != nullptr ? *editor : throw std::runtime_error("no cell is being edited");
+    }
+    // Over the current cell, begun by the key.
+    void TypeCondition(int row, const QString& text) {
+        Grid().setFocus();
+        Grid().setCurrentCell(row, 1);
+        QTest::keyClicks(&Grid(), text.left(1));
+        QTest::keyClicks(&Editor(), text.mid(1));
+    }
+    void EnterCondition(int row, const QString& text) {
+        TypeCondition(row, text);
+        QTest::keyClick(&Editor(), Qt::Key_Return);
+        QCoreApplication::processEvents();
+    }
+    std::string Cell(int row) { return Grid().item(row, 1)->text().toStdString(); }
+    std::string Stored() {
+        return Warehouse.Text(
+            "SELECT where_clause FROM dwm_tables WHERE table_type = 'FACT' ORDER BY table_name");
+    }
+    std::string StoredArchive() {
+        return Warehouse.Text("SELECT SecureLogin, SQLUserName, SQLPassword, DB FROM dwm_archive");
+    }
+    bool CanAccept() { return Find<QPushButton>(*window, "cmdOK").isEnabled(); }
+    std::string Offered() {
+        const auto& list = Find<QComboBox>(*window, "cboDB");
+        std::string names;
+        for (int i = 0; i < list.count(); ++i) {
+            names += list.itemText(i).toStdString() + " ";
+        }
+        return names + "> " + list.currentText().toStdString();
+    }
+};
+
+TEST_F(FactTableFilters, AConditionIsSavedAsSoonAsItIsAccepted) {
+    Open();
+    EXPECT_EQ(Grid().rowCount(), 2);
+    EXPECT_FALSE(Grid().item(0, 0)->flags().testFlag(Qt::ItemIsEditable));
+    EXPECT_EQ(Cell(1), "");
+    EnterCondition(1, "  amount < 3 ");
+    EXPECT_EQ(Stored() + Cell(1), "amount > 5 amount < 3amount < 3");
+    EnterCondition(0, " ");
+    EXPECT_EQ(Stored(), "amount < 3");
+    EXPECT_EQ(Warehouse.Text("SELECT where_clause IS NULL FROM dwm_tables LIMIT 1"), "0");
+    EXPECT_TRUE(window->isVisible());  // Enter was the cell's
+    Click(*window, "cmdCancel");
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(Stored(), "amount < 3");
+    EXPECT_TRUE(Prompt.Shown.empty());
+}
+
+TEST_F(FactTableFilters, ARefusedConditionIsUndoneAndTheNextOneIsSaved) {
+    Open();
+    EnterCondition(0, "amount >");
+    ASSERT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_EQ(Prompt.Shown[0].find("Morvane|"), 0U);
+    EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 5 NULL");
+    EnterCondition(0, "amount > 6");
+    EXPECT_EQ(Stored(), "amount > 6 NULL");
+    EXPECT_EQ(Prompt.Shown.size(), 1U);
+}
+
+TEST_F(FactTableFilters, AConditionThatSomebodyElseChangedIsNotOverwritten) {
+    Open();
+    Warehouse.Run("UPDATE dwm_tables SET where_clause = 'amount > 7' WHERE table_name = 'sales'");
+    EnterCondition(0, "amount > 6");
+    ASSERT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_NE(Prompt.Shown[0].find("meanwhile"), std::string::npos) << Prompt.Shown[0];
+    EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 7 NULL");
+}
+
+TEST_F(FactTableFilters, NothingIsWrittenWhereNothingWasEdited) {
+    Warehouse.Run(
+        "UPDATE dwm_tables SET where_clause = ' x ' || char(13) || char(10)"
+        " WHERE table_name = 'sales'");
+    const std::string before = Stored();
+    Open();
+    for (int row = 0; row < 2; ++row) {
+        Grid().setCurrentCell(row, 1);
+        QTest::keyClick(&Grid(), Qt::Key_F2);
+        QTest::keyClick(&Editor(), Qt::Key_Return);
+    }
+    TypeCondition(0, "amount > 9");
+    QTest::keyClick(&Editor(), Qt::Key_Escape);
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Stored(), before);
+    QTest::keyClick(window.get(), Qt::Key_Escape);
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(Prompt.Shown.empty());
+}
+
+TEST_F(FactTableFilters, AnOpenCellIsAcceptedOrRefusedByWhateverComesNext) {
+    Open();
+    TypeCondition(0, "amount >");
+    Click(*window, "cmdOK");
+    QCoreApplication::processEvents();
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Prompt.Shown.size(), 1U);
+    TypeCondition(0, "amount =");
+    PressAccessKey(*window, 'c');
+    EXPECT_TRUE(QTest::qWaitFor([&] { return Prompt.Shown.size() == 2; }));
+    EXPECT_TRUE(window->isVisible());
+    EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 5 NULL");
+
+    TypeCondition(1, "amount > 1");
+    Find<QComboBox>(*window, "cboDB").showPopup();
+    EXPECT_EQ(Stored(), "amount > 5 amount > 1");
+    TypeCondition(1, "amount > 2");
+    Find<QPushButton>(*window, "cmdOK").click();  // the editor keeps its focus
+    EXPECT_EQ(Stored(), "amount > 5 amount > 2");
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(Prompt.Shown.size(), 2U);
+}
+
+TEST_F(FactTableFilters, TheArchiveIsReadAndSavedAsItIsTyped) {
+    Open();
+    EXPECT_EQ(Find<QLineEdit>(*window, "txtServer").text().toStdString(), Warehouse.Server());
+    EXPECT_EQ(Offered(), "archive > archive");
+    Type(*window, "txtSQLUsername", "anna");
+    Type(*window, "txtSQLPassword", " p;w ");
+    EXPECT_TRUE(CanAccept());
+    Click(*window, "cmdOK");
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_EQ(StoredArchive(), "0|anna| p;w |archive");
+    Open();
+    Click(*window, "optSecureLogin");
+    EXPECT_FALSE(CanAccept());
+    Click(*window, "cmdDBRefresh");
+    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
+    Click(*window, "cmdOK");
+    EXPECT_EQ(Warehouse.Text("SELECT SecureLogin <> 0 FROM dwm_archive"), "1");
+    EXPECT_TRUE(Prompt.Shown.empty());
+}
+
+TEST_F(FactTableFilters, AQuoteOrAMissingRowKeepsTheSettingsAndTheWindow) {
+    Open();
+    Type(*window, "txtSQLPassword", "p', DB = 'other");
+    Click(*window, "cmdOK");
+    ASSERT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_NE(Prompt.Shown[0].find("the Password holds a single quote"), std::string::npos);
+    EXPECT_EQ(Prompt.Shown[0].find("other"), std::string::npos);
+    EXPECT_EQ(StoredArchive(), "0|me|x|archive");
+    Type(*window, "txtSQLPassword", "p");
+    Warehouse.Run("DELETE FROM dwm_archive");
+    Click(*window, "cmdOK");
+    EXPECT_EQ(Prompt.Shown.size(), 2U);
+    EXPECT_TRUE(window->isVisible());
+}
+
+TEST_F(FactTableFilters, ANewServerOrLoginNeedsANewListWithoutTheWarehouseItself) {
+    Open();
+    Click(*window, "cmdDBRefresh");
+    EXPECT_EQ(Offered(), "archive > archive");
+    EXPECT_TRUE(CanAccept());
+    Click(*window, "optSecureLogin");
+    EXPECT_EQ(Offered(), "> ");
+    EXPECT_FALSE(CanAccept());
+    Browse.Answers = {"", QString::fromStdString(Warehouse.Server()) + "/"};
+    Click(*window, "cmdDBRefresh");
+    EXPECT_EQ(Offered(), "archive > ");
+    EXPECT_FALSE(CanAccept());
+    Click(*window, "cmdServer");
+    EXPECT_EQ(Offered(), "archive > ");
+    Click(*window, "cmdServer");
+    EXPECT_EQ(Browse.Asked.back(), "Select an archive server...");
+    EXPECT_EQ(Offered(), "> ");
+    Click(*window, "cmdDBRefresh");  // the same folder by another name
+    EXPECT_EQ(Offered(), "archive > ");
+    EXPECT_TRUE(Prompt.Shown.empty());
+}
+
+TEST_F(FactTableFilters, AServerWithoutDatabasesOffersNothingAndAMissingOneSaysWhy) {
+    Open();
+    Type(*window, "txtServer", QString::fromStdString("sqlite:" + Files.Path()));
+    Click(*window, "cmdDBRefresh");
+    EXPECT_EQ(Offered() + (CanAccept() ? "OK" : ""), "> ");
+    EXPECT_TRUE(Prompt.Shown.empty());
+    Type(*window, "txtServer", "sqlite:/nowhere");
+    Find<QComboBox>(*window, "cboDB").showPopup();
+    ASSERT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_EQ(Prompt.Shown[0].find("Morvane|Error while connecting to : sqlite:/nowhere"), 0U);
+}
+
+TEST_F(FactTableFilters, InConfigurationModeTheSettingsOfTheRunAreKept) {
+    State.ConfigMode = true;
+    PutArchiveSettings({{"dw01", false, "o'neill", "p"}, "old"}, State.GlobalSettings);
+    const ArchiveSettings before = ArchiveSettingsOf(State.GlobalSettings);
+    Open();
+    Click(*window, "cmdOK");
+    EXPECT_EQ(ArchiveSettingsOf(State.GlobalSettings), before);
+    Open();
+    Type(*window, "txtServer", QString::fromStdString(Warehouse.Server()));
+    Click(*window, "optSecureLogin");
+    Click(*window, "cmdDBRefresh");
+    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
+    Click(*window, "cmdOK");
+    EXPECT_EQ(ArchiveSettingsOf(State.GlobalSettings),
+              (ArchiveSettings{{Warehouse.Server(), true, "o'neill", "p"}, "archive"}));
+    EXPECT_EQ(StoredArchive(), "0|me|x|archive");
+}
+
+TEST_F(FactTableFilters, IntegratedSecurityOfTheWarehouseLeavesTheSqlLoginAlone) {
+    Warehouse.Run("UPDATE dwm_archive SET SecureLogin = 1");
+    State.WarehouseConnection->SetProperty("Integrated Security", "SSPI");
+    Open();
+    EXPECT_FALSE(Find<QRadioButton>(*window, "optSecureLogin").isEnabled());
+    EXPECT_TRUE(Find<QRadioButton>(*window, "optSQLLogin").isChecked());
+    EXPECT_TRUE(Find<QLineEdit>(*window, "txtSQLPassword").isEnabled());
+    EXPECT_FALSE(CanAccept());  // the stored database was another login's
+}
+
+TEST_F(FactTableFilters, WithoutTheFactTablesNothingCanBeSaved) {
+    Warehouse.Run("DROP TABLE dwm_tables");
+    Open();
+    EXPECT_EQ(Prompt.Shown.size(), 1U);
+    Type(*window, "txtServer", QString::fromStdString(Warehouse.Server()));
+    Click(*window, "cmdDBRefresh");
+    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
+    EXPECT_FALSE(CanAccept());
+}
+
+}  // namespace
+}  // namespace morvane::testing
