@@ -1,0 +1,35 @@
+#include "ui/InputWatch.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+
+namespace morvane {
+
+InputWatch::InputWatch(const QObject& window) : window_(window) {
+    QCoreApplication::instance()->installEventFilter(this);
+}
+
+bool InputWatch::eventFilter(QObject* receiver, QEvent* event) {
+    switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::ShortcutOverride:  // of a key that becomes a shortcut nothing else is sent
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::TouchBegin:
+        case QEvent::TouchEnd:
+        case QEvent::TabletPress:
+        case QEvent::TabletRelease:
+            inputSeen_ = true;
+            break;
+        case QEvent::Close:  // tool tips are closed too
+            inputSeen_ = inputSeen_ || receiver == &window_;
+            break;
+        default:
+            break;
+    }
+    return false;
+}
+
+}  // namespace morvane

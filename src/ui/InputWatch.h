@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QObject>
+
+namespace morvane {
+
+// Notes, as long as it lives, whether a mouse button, a key or a touch reached any window of the
+// program, or the close box the given one. Where the mouse merely is does not count.
+class InputWatch : public QObject {
+  public:
+    explicit InputWatch(const QObject& window);
+
+    bool InputSeen() const { return inputSeen_; }
+
+  protected:
+    bool eventFilter(QObject* receiver, QEvent* event) override;
+
+  private:
+    const QObject& window_;
+    bool inputSeen_ = false;
+};
+
+}  // namespace morvane

@@ -1,0 +1,266 @@
+#include "ui/frmProgress.h"
+
+#include <QCoreApplication>
+#include <QDialogButtonBox>
+#include <QGroupBox>
+#include <QPushButton>
+#include <QScreen>
+#include <QTimer>
+#include <QVBoxLayout>
+#include <QWindow>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "ui/Controls.h"
+#include "ui/ElidedLabel.h"
+#include "ui/InputWatch.h"
+#include "ui/ProgressIndicator.h"
+#include "ui/TaskList.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr int kDesignedCharacters = 72;  // of average width, across the window
+constexpr std::chrono::milliseconds kLongestAppearing{500};
+
+void FixHeight(QWidget& part) {
+    part.setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+}
+
+// A window system shows a window some time after it was asked to. Without this the first statement
+// of a run, which can be long, would stand behind an empty window. The user's input waits.
+void AwaitAppearance(const QWidget& window) {
+    QTimer longest;
+    longest.setSingleShot(true);
+    longest.start(kLongestAppearing);
+    while (longest.isActive() && !window.windowHandle()->isExposed()) {
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents |
+                                        QEventLoop::WaitForMoreEvents);
+    }
+}
+
+}  // namespace
+
+frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
+    : QDialog(parent), cancelSignalled_(std::move(cancelSignalled)) {
+    setObjectName("frmProgress");
+    setWindowTitle("Progress Of the Morvane Tool");
+    setWindowFlag(Qt::WindowMinimizeButtonHint);
+    setWindowModality(Qt::ApplicationModal);  // the event passes of a run serve this window alone
+
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(MakeWarehouseFrame());
+    layout->addWidget(MakeTimeFrame());
+    // A window that the user has made higher gives its room to the list, so that the buttons stay
+    // below the indicator.
+    layout->addWidget(tasks_ = new TaskList(this), 1);
+    layout->addWidget(indicator_ = new ProgressIndicator(this));
+    layout->addWidget(MakeButtons());
+    designedMargins_ = layout->contentsMargins();
+    AlignCaptions();
+    indicator_->setMinimumWidth(fontMetrics().averageCharWidth() * kDesignedCharacters);
+    ResetControls();
+}
+
+QGroupBox* frmProgress::MakeWarehouseFrame() {
+    auto* frame = Named("Frame1", new QGroupBox("Data warehouse to be checked", this));
+    FixHeight(*frame);
+    lblServer_ = new ElidedLabel("lblServer", frame);
+    lblDatabase_ = new ElidedLabel("lblDatabase", frame);
+    LayOutLines(frame, {{"Label7", "Server:", lblServer_}, {"Label8", "Database:", lblDatabase_}});
+    return frame;
+}
+
+QGroupBox* frmProgress::MakeTimeFrame() {
+    auto* frame = Named("Frame2", new QGroupBox("Date && Time", this));
+    FixHeight(*frame);
+    lblStartTime_ = new ElidedLabel("lblStartTime", frame);
+    lblEndTime_ = new ElidedLabel("lblEndTime", frame);
+    LayOutLines(frame, {{"Label1", "Start Date & Time:", lblStartTime_},
+                        {"Label3", "End Date & Time:", lblEndTime_}});
+    return frame;
+}
+
+QDialogButtonBox* frmProgress::MakeButtons() {
+    auto* buttons = new QDialogButtonBox(this);
+    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
+    cmdCancel_ = Named("cmdCancel", new QPushButton("Cancel", buttons));
+    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel_, QDialogButtonBox::RejectRole);
+    cmdOK_->setDefault(true);
+    // Enter is for OK alone, though Cancel has the focus during a run.
+    cmdCancel_->setAutoDefault(false);
+    connect(cmdOK_, &QPushButton::clicked, this, &frmProgress::CloseWindow);
+    connect(cmdCancel_, &QPushButton::clicked, this, [this] { mUserCancel = true; });
+    return buttons;
+}
+
+// The two frames at the top are read as one table.
+void frmProgress::AlignCaptions() {
+    int widest = 0;
+    for (const char* name : {"Label7", "Label8", "Label1", "Label3"}) {
+        widest = std::max(widest, findChild<QLabel*>(name)->sizeHint().width());
+    }
+    for (const char* name : {"Label7", "Label1"}) {
+        findChild<QLabel*>(name)->setMinimumWidth(widest);
+    }
+}
+
+void frmProgress::ShowOverview(const RunOverview& overview) {
+    hide();
+    mUserCancel = false;
+    ResetControls();
+    lblServer_->setText(ToQString(overview.Server));
+    lblDatabase_->setText(ToQString(overview.Database));
+    lblStartTime_->setText(ToQString(overview.StartTime));
+    tasks_->Show(overview.TaskNames);
+    SettleLayout();
+    setWindowState(Qt::WindowNoState);
+    resize(layout()->totalSizeHint());
+    Centre();
+    cmdCancel_->setFocus();
+    show();
+    AwaitAppearance(*this);
+}
+
+// Everything as designed, whatever an earlier run has left.
+void frmProgress::ResetControls() {
+    lblEndTime_->clear();
+    indicator_->Reset();
+    indicator_->show();
+    layout()->setContentsMargins(designedMargins_);
+    morvane::DisableObject(*cmdOK_);
+    morvane::EnableObject(*cmdCancel_);
+}
+
+// From the inside, so that each learns what its parts need; by itself that takes an event pass.
+void frmProgress::SettleLayout() {
+    for (QLayout* part : {tasks_->layout(), indicator_->layout(), layout()}) {
+        part->activate();
+    }
+}
+
+void frmProgress::Centre() {
+    const QRect room = screen()->geometry();
+    const QSize size = frameGeometry().size();
+    move(room.x() + (room.width() - size.width()) / 2,
+         room.y() + (room.height() - size.height()) / 2);
+}
+
+void frmProgress::Comment(std::string_view strComment) {
+    indicator_->ShowComment(ToQString(strComment));
+}
+
+std::int32_t frmProgress::ProgressVal() const {
+    return static_cast<std::int32_t>(std::lrint(indicator_->Value()));
+}
+
+void frmProgress::ProgressVal(std::int32_t lngNewVal) {
+    SetProgressValue(static_cast<float>(lngNewVal));
+}
+
+void frmProgress::SetProgressRange(float minimum, float maximum) {
+    indicator_->SetRange(minimum, maximum);
+}
+
+void frmProgress::SetProgressValue(float value) {
+    indicator_->SetValue(value);
+}
+
+void frmProgress::HideFrame(ProgressFrame objFrame) {
+    ChangeHeight([&] { indicator_->Frame(objFrame).hide(); });
+}
+
+void frmProgress::ShowFrame(ProgressFrame objFrame) {
+    ChangeHeight([&] { indicator_->Frame(objFrame).show(); });
+}
+
+// Everything but the list has a fixed height. The window keeps what it has beyond its need, so that
+// the list keeps its height, whatever the user has made of the window.
+void frmProgress::ChangeHeight(const std::function<void()>& change) {
+    const auto need = [this] {
+        SettleLayout();
+        return layout()->totalMinimumSize().height();
+    };
+    const int spare = height() - need();
+    const int oldWidth = width();
+    change();
+    const int wanted = need() + spare;
+    if (!isMaximized() && !isFullScreen()) {
+        resize(oldWidth, wanted);
+    }
+}
+
+void frmProgress::RemoveProgIndicator() {
+    ChangeHeight([this] {
+        if (!indicator_->isHidden()) {
+            indicator_->hide();
+            // The buttons go where the frame was, and the window loses no more than its height:
+            // the room between the two is below the buttons now.
+            layout()->setContentsMargins(designedMargins_ + QMargins(0, 0, 0, layout()->spacing()));
+        }
+    });
+}
+
+void frmProgress::ShowRelation(std::string_view primaryTable, std::string_view foreignTable) {
+    indicator_->ShowRelation(ToQString(primaryTable), ToQString(foreignTable));
+}
+
+void frmProgress::MarkTaskRunning(std::size_t k) {
+    tasks_->MarkRunning(k);
+}
+
+void frmProgress::MarkTaskCompleted(std::size_t k) {
+    tasks_->MarkCompleted(k);
+}
+
+void frmProgress::ShowEndTime(std::string_view endTime) {
+    lblEndTime_->setText(ToQString(endTime));
+}
+
+void frmProgress::EnableObject(ProgressControl objControl) {
+    morvane::EnableObject(Button(objControl));
+    if (objControl == ProgressControl::cmdOK) {
+        tasks_->MarkNoneRunning();
+        cmdOK_->setFocus();
+    }
+}
+
+void frmProgress::DisableObject(ProgressControl objControl) {
+    morvane::DisableObject(Button(objControl));
+}
+
+void frmProgress::Refresh() {
+    repaint();
+}
+
+void frmProgress::ProcessEvents() {
+    QCoreApplication::processEvents();
+}
+
+bool frmProgress::PollForCancel() {
+    if (cancelSignalled_ && cancelSignalled_()) {
+        return true;
+    }
+    const InputWatch watch(*this);
+    QCoreApplication::processEvents();
+    return watch.InputSeen() && mUserCancel;
+}
+
+void frmProgress::reject() {
+    (cmdOK_->isEnabled() ? cmdOK_ : cmdCancel_)->click();
+}
+
+// Not by closing it: with the main window hidden, that would be the last one, and end the program.
+void frmProgress::CloseWindow() {
+    hide();
+    emit Closed();
+}
+
+QPushButton& frmProgress::Button(ProgressControl objControl) const {
+    return *(objControl == ProgressControl::cmdOK ? cmdOK_ : cmdCancel_);
+}
+
+}  // namespace morvane

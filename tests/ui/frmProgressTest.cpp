@@ -1,0 +1,279 @@
+#include <QCloseEvent>
+#include <QLabel>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <map>
+#include <memory>
+
+#include "UiTest.h"
+#include "ui/frmProgress.h"
+
+namespace morvane::testing {
+namespace {
+
+const RunOverview kTwoTasks{"dw01", "sales", "Tuesday, Mar 5 2024 14:07:09", {"One", "Two"}};
+
+struct ProgressWindowTest : ::testing::Test {
+    bool Signalled = false;
+    frmProgress Window{[this] { return Signalled; }};
+
+    ProgressWindowTest() {
+        Window.Load(kTwoTasks);
+        Window.ProcessEvents();
+    }
+
+    QString Text(const char* name) const { return Find<QLabel>(Window, name).text(); }
+    bool Shows(const char* name) const { return Find<QWidget>(Window, name).isVisible(); }
+    bool CanUse(const char* name) const { return Find<QWidget>(Window, name).isEnabled(); }
+
+    void Finish() {
+        Window.RemoveProgIndicator();
+        Window.ShowEndTime("later");
+        Window.EnableObject(ProgressControl::cmdOK);
+        Window.DisableObject(ProgressControl::cmdCancel);
+    }
+
+    // Input that waits for the next event pass.
+    void PostMouse(QEvent::Type type, const char* name = "lblServer") {
+        auto& control = Find<QWidget>(Window, name);
+        const QPointF place = control.rect().center();
+        const auto button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+        const auto pressed = type == QEvent::MouseButtonPress ? Qt::LeftButton : Qt::NoButton;
+        QCoreApplication::postEvent(
+            &control, new QMouseEvent(type, place, control.mapToGlobal(place), button, pressed,
+                                      Qt::NoModifier));
+    }
+    void PostKey(Qt::Key key) {
+        QCoreApplication::postEvent(&Window, new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier));
+    }
+    void PostCloseBox() { QCoreApplication::postEvent(&Window, new QCloseEvent); }
+
+    // Where everything is, the window's own size included.
+    std::map<QString, QRect> Places() {
+        Window.ProcessEvents();
+        std::map<QString, QRect> places{{"window", Window.geometry()}};
+        for (const auto* control : Window.findChildren<QWidget*>()) {
+            if (control->isVisible() && !control->objectName().isEmpty()) {
+                places[control->objectName()] =
+                    QRect(control->mapTo(&Window, QPoint()), control->size());
+            }
+        }
+        return places;
+    }
+};
+
+TEST_F(ProgressWindowTest, OpensInTheMiddleOfTheScreenWithTheRunsOverview) {
+    EXPECT_EQ(Text("lblServer"), "dw01");
+    EXPECT_EQ(Text("lblDatabase"), "sales");
+    EXPECT_EQ(Text("lblStartTime"), "Tuesday, Mar 5 2024 14:07:09");
+    EXPECT_EQ(Text("lblEndTime"), "");
+    EXPECT_EQ(Text("lblComment"), "Task Comments");
+    EXPECT_FALSE(Shows("DetectProgFrame"));
+    EXPECT_FALSE(CanUse("cmdOK"));
+    EXPECT_TRUE(CanUse("cmdCancel"));
+    EXPECT_TRUE(Window.isModal());
+    const QPoint off = Window.screen()->geometry().center() - Window.frameGeometry().center();
+    EXPECT_LT(off.manhattanLength(), 8);  // the frame is not known before the window is shown
+}
+
+TEST_F(ProgressWindowTest, ARunningTaskIsMarkedAndACompletedOneIsChecked) {
+    const auto before = Places();
+    Window.MarkTaskRunning(0);
+    EXPECT_EQ(Text("lblTaskName0"), "One....");
+    Window.MarkTaskCompleted(0);
+    Window.MarkTaskRunning(1);
+    EXPECT_EQ(Text("lblTaskName0"), "One");
+    EXPECT_TRUE(Shows("imgChecked0"));
+    EXPECT_EQ(Text("lblTaskName1"), "Two....");
+    EXPECT_FALSE(Shows("imgChecked1"));
+    for (const auto& [name, place] : before) {
+        EXPECT_EQ(Places()[name], place) << name.toStdString();
+    }
+    const auto& first = Find<QLabel>(Window, "lblTaskName0");
+    const auto& second = Find<QLabel>(Window, "lblTaskName1");
+    EXPECT_EQ(second.y(), first.y() + first.height());
+    EXPECT_EQ(Find<QWidget>(Window, "imgChecked0").y(), first.y());
+
+    Window.EnableObject(ProgressControl::cmdOK);  // cancelled: nothing runs any more
+    EXPECT_EQ(Text("lblTaskName1"), "Two");
+    EXPECT_FALSE(Shows("imgChecked1"));
+}
+
+TEST_F(ProgressWindowTest, ARunWithoutTasksHasTheFirstLineAlone) {
+    Window.Load({"dw01", "sales", "now", {}});
+    EXPECT_EQ(Text("lblTaskName0"), "");
+    EXPECT_EQ(Window.findChild<QWidget*>("lblTaskName1"), nullptr);
+    EXPECT_EQ(Window.findChild<QWidget*>("imgChecked1"), nullptr);
+    Window.MarkTaskRunning(3);
+    Window.MarkTaskCompleted(3);
+}
+
+TEST_F(ProgressWindowTest, AFrameTakesItsHeightAlongAndBringsItBack) {
+    for (const QSize extra : {QSize(0, 0), QSize(90, 70)}) {
+        Window.resize(Window.size() + extra);
+        auto before = Places();
+        const int comment = before["OverallProgFrame"].height();
+        Window.HideFrame(ProgressFrame::OverallProgFrame);
+        Window.HideFrame(ProgressFrame::OverallProgFrame);  // already hidden: no second gap
+        auto hidden = Places();
+        EXPECT_EQ(hidden["window"], before["window"].adjusted(0, 0, 0, -comment));
+        EXPECT_EQ(hidden["ProgIndFrame"], before["ProgIndFrame"].adjusted(0, 0, 0, -comment));
+        EXPECT_EQ(hidden["Frame3"], before["Frame3"]);
+        for (const char* moved : {"prgProgress", "cmdOK", "cmdCancel"}) {
+            EXPECT_EQ(hidden[moved], before[moved].translated(0, -comment)) << moved;
+        }
+
+        Window.ShowFrame(ProgressFrame::DetectProgFrame);
+        Window.ShowRelation(std::string(300, 'p'), std::string(300, 'f'));
+        auto detecting = Places();
+        const int relation = detecting["DetectProgFrame"].height();
+        EXPECT_GT(relation, comment);
+        EXPECT_EQ(detecting["window"], hidden["window"].adjusted(0, 0, 0, relation));
+        EXPECT_EQ(detecting["DetectProgFrame"].top(), before["OverallProgFrame"].top());
+
+        Window.HideFrame(ProgressFrame::DetectProgFrame);
+        Window.ShowFrame(ProgressFrame::OverallProgFrame);
+        Window.Comment(std::string(300, 'c'));
+        EXPECT_EQ(Places(), before);
+    }
+}
+
+TEST_F(ProgressWindowTest, TheIndicatorGoesAtTheEndAndTheButtonsTakeItsPlace) {
+    auto before = Places();
+    Finish();
+    Window.RemoveProgIndicator();
+    auto after = Places();
+    EXPECT_EQ(after["window"].height(),
+              before["window"].height() - before["ProgIndFrame"].height());
+    EXPECT_EQ(after["cmdOK"].top(), before["ProgIndFrame"].top());
+    EXPECT_EQ(after["cmdCancel"].top(), before["ProgIndFrame"].top());
+    EXPECT_EQ(after["Frame3"], before["Frame3"]);
+}
+
+TEST_F(ProgressWindowTest, ASecondRunFindsTheWindowAsDesigned) {
+    const auto designed = Places();
+    Window.resize(Window.size() + QSize(50, 50));
+    Window.MarkTaskCompleted(0);
+    Window.HideFrame(ProgressFrame::OverallProgFrame);
+    Window.ShowFrame(ProgressFrame::DetectProgFrame);
+    Window.ShowRelation("p", "f");
+    Window.SetProgressRange(0, 2);
+    Window.ProgressVal(2);
+    Click(Window, "cmdCancel");
+    Finish();
+    Click(Window, "cmdOK");
+    Window.Load(kTwoTasks);
+    const auto again = Places();
+    for (const auto& [name, place] : designed) {
+        EXPECT_EQ(again.at(name).size(), place.size()) << name.toStdString();
+    }
+    EXPECT_EQ(again.size(), designed.size());
+    for (const char* emptied : {"lblEndTime", "lblPrimaryTable", "lblForeignTable"}) {
+        EXPECT_EQ(Text(emptied), "") << emptied;
+    }
+    EXPECT_EQ(Window.ProgressVal(), 0);
+    EXPECT_FALSE(Window.mUserCancel);
+    EXPECT_FALSE(CanUse("cmdOK"));
+    EXPECT_TRUE(CanUse("cmdCancel"));
+}
+
+TEST_F(ProgressWindowTest, TheBarTakesAnyRangeAndValue) {
+    const auto& bar = Find<QProgressBar>(Window, "prgProgress");
+    const auto part = [&bar] { return bar.value() * 100 / (bar.maximum() - bar.minimum()); };
+    Window.SetProgressRange(0, 4);
+    Window.ProgressVal(1);
+    EXPECT_EQ(part(), 25);
+    Window.SetProgressValue(2.5F);
+    EXPECT_EQ(Window.ProgressVal(), 2);  // a tie goes to the even number
+    Window.SetProgressValue(3.5F);
+    EXPECT_EQ(Window.ProgressVal(), 4);
+    Window.ProgressVal(9);
+    EXPECT_EQ(Window.ProgressVal(), 9);
+    EXPECT_EQ(part(), 100);
+    Window.SetProgressRange(0, 0);
+    EXPECT_LT(bar.minimum(), bar.maximum());  // or it would show that it is busy
+    EXPECT_EQ(part(), 0);
+}
+
+TEST_F(ProgressWindowTest, ACancelIsReportedByAPollThatFindsInputWaiting) {
+    EXPECT_FALSE(Window.CheckCancelState());
+    PostMouse(QEvent::MouseButtonPress);
+    EXPECT_FALSE(Window.CheckCancelState());  // input, but no wish to cancel
+    PostMouse(QEvent::MouseButtonPress, "cmdCancel");
+    PostMouse(QEvent::MouseButtonRelease, "cmdCancel");
+    EXPECT_TRUE(Window.CheckCancelState());
+
+    EXPECT_FALSE(Window.CheckCancelState());
+    PostMouse(QEvent::MouseMove);
+    EXPECT_FALSE(Window.CheckCancelState());
+    PostKey(Qt::Key_Shift);
+    EXPECT_TRUE(Window.CheckCancelState());
+}
+
+TEST_F(ProgressWindowTest, ACancelInAnotherEventPassWaitsForInput) {
+    PostMouse(QEvent::MouseButtonPress, "cmdCancel");
+    PostMouse(QEvent::MouseButtonRelease, "cmdCancel");
+    Window.ProcessEvents();
+    EXPECT_TRUE(Window.mUserCancel);
+    EXPECT_FALSE(Window.CheckCancelState());
+    PostMouse(QEvent::MouseButtonPress);
+    EXPECT_TRUE(Window.CheckCancelState());
+}
+
+TEST_F(ProgressWindowTest, ASignalCancelsWithoutInput) {
+    Signalled = true;
+    EXPECT_TRUE(Window.CheckCancelState());
+}
+
+TEST_F(ProgressWindowTest, EscapeAndTheCloseBoxCancelARunAndStayOpen) {
+    PostKey(Qt::Key_Escape);
+    EXPECT_TRUE(Window.CheckCancelState());
+    EXPECT_TRUE(Window.isVisible());
+    Window.Load(kTwoTasks);
+    PostCloseBox();
+    EXPECT_TRUE(Window.CheckCancelState());
+    EXPECT_TRUE(Window.isVisible());
+    Window.Load(kTwoTasks);
+    PostKey(Qt::Key_Return);
+    EXPECT_FALSE(Window.CheckCancelState());
+    EXPECT_TRUE(Window.isVisible());
+}
+
+TEST_F(ProgressWindowTest, EveryWayOutOfAFinishedRunIsOK) {
+    QSignalSpy closed(&Window, &frmProgress::Closed);
+    QSignalSpy lastWindow(qApp, &QGuiApplication::lastWindowClosed);
+    const std::vector<std::function<void()>> ways{
+        [this] { Click(Window, "cmdOK"); }, [this] { PostKey(Qt::Key_Return); },
+        [this] { PostKey(Qt::Key_Escape); }, [this] { PostCloseBox(); }};
+    for (const auto& way : ways) {
+        Window.Load(kTwoTasks);
+        Finish();
+        EXPECT_EQ(Window.focusWidget(), &Find<QWidget>(Window, "cmdOK"));
+        closed.clear();
+        way();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return closed.count() == 1; }));
+        EXPECT_TRUE(Window.isHidden());
+        EXPECT_FALSE(Window.mUserCancel);
+    }
+    EXPECT_EQ(lastWindow.count(), 0);
+}
+
+TEST_F(ProgressWindowTest, APollAlsoPaints) {
+    struct PaintWatch : QObject {
+        int Paints = 0;
+        bool eventFilter(QObject*, QEvent* event) override {
+            Paints += event->type() == QEvent::Paint ? 1 : 0;
+            return false;
+        }
+    } watch;
+    Window.installEventFilter(&watch);
+    Window.update();
+    EXPECT_FALSE(Window.CheckCancelState());
+    EXPECT_EQ(watch.Paints, 1);
+    EXPECT_FALSE(Window.CheckCancelState());
+    EXPECT_EQ(watch.Paints, 1);
+}
+
+}  // namespace
+}  // namespace morvane::testing
