@@ -13,10 +13,10 @@ rows=${4:-.}
 
 . scripts/packages.sh
 scripts/install-packages.sh "${bench_packages[@]}"
-cmake --preset release >/dev/null
-cmake --build --preset release --target morvane morvane-demo >/dev/null
-morvane=$PWD/build/release/src/run/morvane
-demo=$PWD/build/release/demo/morvane-demo
+cmake --preset release -B build/bench -DMORVANE_UI=OFF >/dev/null
+cmake --build build/bench --target morvane morvane-demo >/dev/null
+morvane=$PWD/build/bench/src/morvane
+demo=$PWD/build/bench/demo/morvane-demo
 
 work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT

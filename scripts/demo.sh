@@ -27,7 +27,7 @@ archived="upper(table_type) = 'FACT' AND where_clause <> ''"
 
 count_rows "$cleaned" >"$folder/dimensions-before.txt"
 count_rows "$archived" >"$folder/facts-before.txt"
-build/release/src/run/morvane -mac "sqlite:$folder" -ntaut -db retail \
+build/release/src/morvane -mac "sqlite:$folder" -ntaut -db retail \
     -clsf -bkmac "sqlite:$folder" -bkdb retail_archive -bkusr archivist \
     -chkmd -mark -grep -del -log "$logs" -statusfile "$folder/status.txt"
 count_rows "$cleaned" >"$folder/dimensions-after.txt"

@@ -1,10 +1,15 @@
-#include <clocale>
-
 #include "run/CommandLine.h"
 #include "run/StartUp.h"
+#ifdef MORVANE_UI
+#include "ui/RunInWindows.h"
+#endif
 
 int main(int argc, char** argv) {
-    std::setlocale(LC_TIME, "");
-    std::setlocale(LC_CTYPE, "");
-    return morvane::RunOnConsole(morvane::ComposeCommandLine(argc, argv));
+    morvane::UseSystemLocale();
+#ifdef MORVANE_UI
+    return morvane::RunInWindows(argc, argv);
+#else
+    return morvane::RunOnConsole(morvane::ComposeCommandLine(argc, argv),
+                                 "This build of Morvane has no settings window.");
+#endif
 }

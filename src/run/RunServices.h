@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <ostream>
+#include <string>
 
 #include "core/Clock.h"
 #include "core/Connection.h"
@@ -21,9 +22,11 @@ struct RunServices {
     std::ostream& Output;
     std::ostream& Errors;
 
-    // The settings window; null where the program has none.
+    // Shows the settings window and waits until it is closed; null where the program has none, for
+    // the reason that WhyNoWindow gives.
     std::function<void(RunState&, const RunSettings&)> ShowMainWindow;
     std::function<void()> HideMainWindow;
+    std::string WhyNoWindow = {};
 };
 
 }  // namespace morvane

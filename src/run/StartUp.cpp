@@ -1,5 +1,6 @@
 #include "run/StartUp.h"
 
+#include <clocale>
 #include <exception>
 #include <iostream>
 
@@ -31,16 +32,15 @@ void ShowRemarks(const CommandLineReport& report, std::ostream& errors) {
 
 void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& services,
                     const CommandLineReport& report) {
+    if (!report.Fault.empty()) {
+        WriteConsoleText(services.Errors, report.Fault);
+    }
     if (services.ShowMainWindow) {
         services.ShowMainWindow(state, settings);
         return;
     }
-    if (!report.Fault.empty()) {
-        WriteConsoleText(services.Errors, report.Fault);
-    }
     WriteConsoleText(services.Errors,
-                     "This build of Morvane has no settings window; give the settings of a run as "
-                     "options.");
+                     services.WhyNoWindow + " Give the settings of a run as options.");
     WriteConsoleText(services.Errors, UsageText());
 }
 
@@ -61,14 +61,20 @@ void StartUp(std::string_view commandLine, RunServices& services) {
     }
 }
 
-int RunOnConsole(const std::string& commandLine) {
+void UseSystemLocale() {
+    std::setlocale(LC_ALL, "C");
+    std::setlocale(LC_TIME, "");
+    std::setlocale(LC_CTYPE, "");
+}
+
+int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
     try {
         const CancelSignals signals;
         const SystemClock clock;
         ConsolePrompt prompt(std::cerr, TerminalReader());
         ConsoleProgress progress(std::cerr, ErrorTerminalColumns(), CancelSignals::Received);
-        RunServices services{clock,     prompt,    progress, CreateConnection,
-                             std::cout, std::cerr, {},       {}};
+        RunServices services{clock,     prompt, progress, CreateConnection,        std::cout,
+                             std::cerr, {},     {},       std::string(whyNoWindow)};
         StartUp(commandLine, services);
     } catch (const std::exception& error) {
         WriteConsoleText(std::cerr, error.what());

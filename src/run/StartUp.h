@@ -11,8 +11,12 @@ namespace morvane {
 // window with the options filled in.
 void StartUp(std::string_view commandLine, RunServices& services);
 
-// The program on a console. The result is the exit code: always 0, since a run tells its outcome
-// in the log and the status file.
-int RunOnConsole(const std::string& commandLine);
+// Dates and letters as the system's user has them; numbers as every program writes them.
+void UseSystemLocale();
+
+// The program on a console. `whyNoWindow` is the sentence for a user who wants the settings window.
+// The result is the exit code: always 0, since a run tells its outcome in the log and the status
+// file.
+int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow);
 
 }  // namespace morvane

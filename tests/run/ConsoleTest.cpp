@@ -120,6 +120,7 @@ Started Start(std::string_view commandLine, bool withWindow) {
             EXPECT_EQ(state.GlobalSettings.Machine, settings.Machine);
         };
     }
+    services.WhyNoWindow = "No window here.";
     StartUp(commandLine, services);
     started.Output = output.str();
     started.Errors = errors.str();
@@ -138,7 +139,8 @@ TEST(StartUp, ShowsTheWindowWithoutOptionsAndInConfigMode) {
 TEST(StartUp, SaysSoWhereThereIsNoWindow) {
     for (const char* line : {"", "-config file"}) {
         const Started started = Start(line, false);
-        EXPECT_EQ(started.Errors.find("This build of Morvane has no settings window"), 0U);
+        EXPECT_EQ(started.Errors.find("No window here. Give the settings of a run as options."),
+                  0U);
         EXPECT_NE(started.Errors.find("\nUsage: Morvane"), std::string::npos);
         EXPECT_EQ(started.Output, "");
     }

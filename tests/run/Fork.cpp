@@ -87,6 +87,7 @@ TerminalProgram::TerminalProgram(const std::string& program,
     process_ = forkpty(&terminal_, nullptr, nullptr, &size);
     if (process_ == 0) {
         setenv("LC_ALL", "C", 1);
+        setenv("MORVANE_CONSOLE", "1", 1);
         execv(program.c_str(), argv.data());
         _exit(98);
     }

@@ -1,0 +1,106 @@
+#include "ui/RunInWindows.h"
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QTimer>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+
+#include "db/ConnectionFactory.h"
+#include "run/CancelSignals.h"
+#include "run/CommandLine.h"
+#include "run/ConsolePrompt.h"
+#include "run/ConsoleText.h"
+#include "run/StartUp.h"
+#include "ui/BrowsingDialogs.h"
+#include "ui/Display.h"
+#include "ui/MessageBoxPrompt.h"
+#include "ui/frmMain.h"
+#include "ui/frmProgress.h"
+
+namespace morvane {
+
+namespace {
+
+// An unattended run asks in the terminal that it was started from, if there is one. Everything else
+// is a matter of the windows.
+class WindowPrompt : public UserPrompt {
+  public:
+    void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override {
+        boxes_.ShowMessage(title, text, style);
+    }
+
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
+        if (const LineReader reader = TerminalReader(); Unattended && reader) {
+            return ConsolePrompt(std::cerr, reader).AskYesNo(title, question);
+        }
+        return boxes_.AskYesNo(title, question);
+    }
+
+    bool Unattended = true;
+
+  private:
+    MessageBoxPrompt boxes_;
+};
+
+// Qt's remarks are for its developers; only what ends the program is for the user.
+void ShowFatalMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (type == QtFatalMsg || type == QtCriticalMsg) {
+        WriteConsoleText(std::cerr, message.toStdString());
+    }
+}
+
+// Shows the settings window until it is closed. Ctrl+C closes it too, and its lock is released.
+void ShowUntilClosed(frmMain& window) {
+    QEventLoop loop;
+    QObject::connect(&window, &frmMain::Closed, &loop, &QEventLoop::quit);
+    QTimer signalWatch;
+    QObject::connect(&signalWatch, &QTimer::timeout, &window, [&] {
+        if (CancelSignals::Received() && window.isVisible()) {
+            window.close();
+        }
+    });
+    signalWatch.start(std::chrono::milliseconds(200));
+    window.show();
+    loop.exec();
+}
+
+void Run(const std::string& commandLine) {
+    const SystemClock clock;
+    WindowPrompt prompt;
+    frmProgress progress(CancelSignals::Received);
+    BrowsingDialogs browsing;
+    RunServices services{clock, prompt, progress, CreateConnection, std::cout, std::cerr, {}, {}};
+    services.ShowMainWindow = [&](RunState& state, const RunSettings&) {
+        prompt.Unattended = false;
+        frmMain window(state, services, browsing);
+        QObject::connect(&progress, &frmProgress::Closed, &window, &frmMain::ShowAgain);
+        ShowUntilClosed(window);
+    };
+    StartUp(commandLine, services);
+}
+
+}  // namespace
+
+int RunInWindows(int argc, char** argv) {
+    const std::string commandLine = ComposeCommandLine(argc, argv);
+    const std::string_view obstacle = ObstacleToWindows();
+    if (!obstacle.empty()) {
+        return RunOnConsole(commandLine, obstacle);
+    }
+    qInstallMessageHandler(ShowFatalMessages);
+    int ownNameOnly = 1;  // the options are the program's own, none of them the window system's
+    const QApplication application(ownNameOnly, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    UseSystemLocale();  // as it was before the window system set it
+    const CancelSignals cancelSignals;
+    try {
+        Run(commandLine);
+    } catch (const std::exception& error) {
+        WriteConsoleText(std::cerr, error.what());
+    }
+    return 0;
+}
+
+}  // namespace morvane

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <QCheckBox>
+#include <QDialog>
+#include <QLineEdit>
+#include <QPushButton>
+#include <array>
+#include <functional>
+
+#include "core/RunState.h"
+#include "run/RunServices.h"
+#include "run/TaskCaptions.h"
+#include "run/WarehouseSession.h"
+#include "ui/ConnectionFields.h"
+#include "ui/modBrowsing.h"
+
+namespace morvane {
+
+// The settings window. Its button performs a run with what is chosen, or, in configuration mode,
+// writes it into the configuration file.
+class frmMain : public QDialog {
+    Q_OBJECT
+
+  public:
+    frmMain(RunState& state, RunServices& services, Browsing& browsing, QWidget* parent = nullptr);
+    ~frmMain() override;
+
+    // After a run, whose progress window has stood in its place.
+    void ShowAgain();
+
+  signals:
+    void Closed();
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void closeEvent(QCloseEvent* event) override;
+    void reject() override;  // Escape
+
+  private:
+    void MakeControls();
+    QWidget* MakeOptions();
+    QWidget* MakeLogFile();
+    QWidget* MakeButtons();
+    void ConnectHandlers();
+    // A slot that shows the exceptions of `handler`.
+    std::function<void()> Guarded(void (frmMain::*handler)());
+
+    void Form_Load();
+    void LoadSettings();
+    void TryConnection();
+    void chkOptions_Click();
+    void cmdServer_Click();
+    void cmdDBRefresh_Click();
+    void cmdLogFile_Click();
+    void cmdFacts_Click();
+    void cmdDimensions_Click();
+    void cmdProcess_Click();
+    void cmdClose_Click();
+
+    void ResetConnectionState();
+    void EnableWarehouseButtons();
+    void UpdateProcessButton();
+    void UpdateAtomicDeletion();
+    void UnloadOtherWindows();
+
+    bool PrepareWarehouse(WarehouseSession::LastUser lastUser);
+    bool ArchiveTableReady();
+    bool TakeArchiveSettings(RunSettings& settings);
+    RunSettings ComposeSettings() const;
+    void PerformRun(const RunSettings& settings);
+    void SaveSettings(const RunSettings& settings);
+
+    bool IsChecked(std::size_t option) const { return chkOptions_[option]->isChecked(); }
+    void ShowMessage(const char* text);
+
+    RunState& state_;
+    RunServices& services_;
+    Browsing& browsing_;
+    WarehouseSession session_;
+    bool loaded_ = false;
+    bool connected_ = false;
+
+    ConnectionFields* fields_ = nullptr;
+    std::array<QCheckBox*, kTaskCaptions.size()> chkOptions_{};
+    QPushButton* cmdFacts_ = nullptr;
+    QPushButton* cmdDimensions_ = nullptr;
+    QLineEdit* txtLogFile_ = nullptr;
+    QPushButton* cmdLogFile_ = nullptr;
+    QPushButton* cmdProcess_ = nullptr;
+    QPushButton* cmdClose_ = nullptr;
+};
+
+}  // namespace morvane

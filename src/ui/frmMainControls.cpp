@@ -1,0 +1,126 @@
+// The controls of the settings window and their places.
+
+#include <QGridLayout>
+#include <QHBoxLayout>
+#include <QStyle>
+#include <QVBoxLayout>
+
+#include "ui/frmMain.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr ConnectionCaptions kConnectionCaptions{
+    "&Server:",
+    "Select the server where the Data Warehouse resides",
+    "Browse to the server where the Data Warehouse resides",
+    "Use Windows N&T Authentication",
+    "Use S&QL Login",
+    "Pass&word:",
+    "D&atabase:",
+};
+
+constexpr std::array<const char*, kTaskCaptions.size()> kTaskTips{
+    "",
+    "Check when you want to move data from fact tables to an archive database. Indicate the "
+    "conditions for the fact table elements to be archived and the place of the archive database "
+    "by clicking the adjacent button.",
+    "Mark Dimension table elements that are not used by any other table",
+    "Generates 3 HTML reports on unused Dimension table elements and the table filters applied",
+    "Delete all unused Dimension table elements",
+    "Delete a Dimension table element only if all its instances are unused",
+};
+
+QPushButton* MakeButton(const char* name, const char* caption, const char* tip, QWidget* parent) {
+    auto* button = Named(name, new QPushButton(QString::fromUtf8(caption), parent));
+    button->setToolTip(QString::fromUtf8(tip));
+    button->setAutoDefault(false);
+    return button;
+}
+
+}  // namespace
+
+void frmMain::MakeControls() {
+    setObjectName("frmMain");
+    setWindowTitle("Morvane");
+    setWindowFlags(Qt::Window);
+    fields_ = new ConnectionFields(kConnectionCaptions, this);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(fields_);
+    layout->addWidget(MakeOptions());
+    layout->addWidget(MakeLogFile());
+    layout->addStretch(1);
+    layout->addWidget(MakeButtons());
+    const int wide = fontMetrics().averageCharWidth() * 90;
+    resize(std::max(wide, sizeHint().width()), sizeHint().height());
+}
+
+QWidget* frmMain::MakeOptions() {
+    auto* frame = Named("fraOptions", new QGroupBox("Options", this));
+    auto* layout = new QGridLayout(frame);
+    for (std::size_t i = 0; i < kTaskCaptions.size(); ++i) {
+        const QString name = "chkOptions" + QString::number(i);
+        chkOptions_[i] = new QCheckBox(ToQString(kTaskCaptions[i]), frame);
+        chkOptions_[i]->setObjectName(name);
+        chkOptions_[i]->setToolTip(QString::fromUtf8(kTaskTips[i]));
+    }
+    cmdFacts_ = MakeButton("cmdFacts", "Set &Fact Table Conditions...",
+                           "Click this button to indicate the conditions for the fact table "
+                           "elements to be archived and the place of the archive database.",
+                           frame);
+    cmdDimensions_ = MakeButton("cmdDimensions", "Set &Dimension Checks...",
+                                "Set tables and elements to be checked", frame);
+    for (int row = 0; row < 5; ++row) {
+        const bool hasButton = row == 1 || row == 2;
+        layout->addWidget(chkOptions_[static_cast<std::size_t>(row)], row, 0, 1, hasButton ? 2 : 3);
+    }
+    layout->addWidget(cmdFacts_, 1, 2);
+    layout->addWidget(cmdDimensions_, 2, 2);
+    // Atomic deletion is a way of deleting and stands under it.
+    auto* indented = new QHBoxLayout;
+    indented->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                         style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
+    indented->addWidget(chkOptions_[5], 1);
+    layout->addLayout(indented, 5, 0, 1, 3);
+    layout->setColumnStretch(1, 1);
+    return frame;
+}
+
+QWidget* frmMain::MakeLogFile() {
+    auto* frame = Named("fraLogFile", new QGroupBox("Reports and Log File Location", this));
+    constexpr const char* kTip =
+        "Fill in the location on the file system where the Morvane log file and the generated "
+        "reports are stored.";
+    txtLogFile_ = Named("txtLogFile", new QLineEdit(frame));
+    txtLogFile_->setToolTip(kTip);
+    cmdLogFile_ = MakeButton("cmdLogFile", "Br&owse...",
+                             "Browse to the location on the file system where the Morvane log file "
+                             "and the generated reports are stored.",
+                             frame);
+    auto* layout = new QHBoxLayout(frame);
+    layout->addWidget(MakeLabel("lblLogFile", "&Location:", txtLogFile_, frame));
+    layout->addWidget(txtLogFile_, 1);
+    layout->addWidget(cmdLogFile_);
+    return frame;
+}
+
+QWidget* frmMain::MakeButtons() {
+    auto* row = new QWidget(this);
+    cmdProcess_ = MakeButton("cmdProcess", "&Process", "Start the process.", row);
+    cmdClose_ = MakeButton("cmdClose", "&Close", "Close the window.", row);
+    if (state_.ConfigMode) {
+        cmdProcess_->setText("Sa&ve Settings");
+        cmdProcess_->setToolTip("Save the settings for a latter run of the tool");
+        cmdClose_->setText("&Cancel");
+    }
+    cmdProcess_->setDefault(true);
+    auto* layout = new QHBoxLayout(row);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addStretch(1);
+    layout->addWidget(cmdProcess_);
+    layout->addWidget(cmdClose_);
+    return row;
+}
+
+}  // namespace morvane

@@ -1,0 +1,328 @@
+#include "ui/frmMain.h"
+
+#include <sys/stat.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QSignalSpy>
+#include <filesystem>
+
+#include "../run/RunFixture.h"
+#include "UiTest.h"
+#include "core/Platform.h"
+#include "core/modFileFunctions.h"
+#include "support/SqliteFile.h"
+#include "ui/frmProgress.h"
+
+namespace morvane::testing {
+namespace {
+
+// Presses Cancel when a task begins; the press waits in the queue for the task's next poll.
+class ImpatientProgress : public frmProgress {
+  public:
+    ImpatientProgress() : frmProgress({}) {}
+
+    void MarkTaskRunning(std::size_t k) override {
+        frmProgress::MarkTaskRunning(k);
+        if (static_cast<int>(k) == CancelTask) {
+            auto& button = Find<QWidget>(*this, "cmdCancel");
+            const QPointF place = button.rect().center();
+            const QPointF globalPlace = button.mapToGlobal(place);
+            for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
+                const bool press = type == QEvent::MouseButtonPress;
+                QCoreApplication::postEvent(
+                    &button, new QMouseEvent(type, place, globalPlace, Qt::LeftButton,
+                                             press ? Qt::LeftButton : Qt::NoButton, {}));
+            }
+        }
+    }
+
+    int CancelTask = -1;
+};
+
+class MainWindow : public UiFixture {
+  protected:
+    MainWindow() : Services2{Clock, Prompt, RunWindow, Services.Connect, Output, Errors, {}, {}} {
+        FillStar(Warehouse);
+        EnsureFolder(Files / "my logs");
+    }
+
+    // The window as the user finds it.
+    frmMain& Open() {
+        Window = std::make_unique<frmMain>(State, Services2, Browse);
+        QObject::connect(&RunWindow, &frmProgress::Closed, Window.get(), &frmMain::ShowAgain);
+        Window->show();
+        QApplication::processEvents();
+        return *Window;
+    }
+
+    // With a server, its database and a log folder chosen.
+    frmMain& OpenConnected() {
+        frmMain& window = Open();
+        Type(window, "txtServer", ToQString(Warehouse.Server()));
+        Click(window, "cmdDBRefresh");
+        ChooseDatabase("dw");
+        Type(window, "txtLogFile", ToQString(Files / "my logs"));
+        return window;
+    }
+
+    void ChooseDatabase(const char* name) {
+        auto& list = Find<QComboBox>(*Window, "cboDB");
+        list.setCurrentIndex(list.findText(name));
+    }
+
+    void OpenConfig() {
+        State.CommandLineMode = State.ConfigMode = true;
+        State.ConfigFileName = Files / "run.cfg";
+        RunSettings& given = State.GlobalSettings;
+        given.Machine = Warehouse.Server();
+        given.Database = "dw";
+        given.UserName = "sa";
+        given.Password = "p w";
+        given.ArchiveFactTables = given.DeleteMarked = given.AtomicDeletion = true;
+        given.ArchiveMachine = "old";
+        given.ArchiveDatabase = "hist";
+        given.ArchiveUserName = "arch";
+        given.LogDirectory = Files / "my logs";
+        Open();
+    }
+
+    void UseArchive(const std::string& values) const {
+        SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
+        Warehouse.Run(
+            "CREATE TABLE dwm_archive(ID tinyint, Server varchar(100), SecureLogin bit, "
+            "SQLUserName varchar(100), SQLPassword varchar(100), DB varchar(100));"
+            "INSERT INTO dwm_archive VALUES(1," +
+            values + ")");
+    }
+
+    bool IsEnabled(const char* name) const { return Find<QWidget>(*Window, name).isEnabled(); }
+    bool IsChecked(const char* name) const { return Find<QCheckBox>(*Window, name).isChecked(); }
+    std::string LockRow() const {
+        return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
+    }
+    std::string Log() const {
+        return ReadWholeFile(Files / "my logs/Morvane_Log05-03-202414-07-09.txt");
+    }
+
+    ImpatientProgress RunWindow;
+    RunServices Services2;
+    std::unique_ptr<frmMain> Window;
+    const std::string User = CurrentUserName();
+};
+
+TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
+    frmMain& window = Open();
+    EXPECT_TRUE(IsChecked("chkOptions0"));
+    Type(window, "txtLogFile", ToQString(Files / "my logs"));
+    for (const char* button : {"cmdProcess", "cmdFacts", "cmdDimensions"}) {
+        EXPECT_FALSE(IsEnabled(button));
+    }
+    Type(window, "txtServer", ToQString(Warehouse.Server()));
+    PressAccessKey(window, 'r');
+    ASSERT_TRUE(QTest::qWaitFor([&] { return IsEnabled("cmdProcess"); }));
+    EXPECT_EQ(Find<QComboBox>(window, "cboDB").currentText(), "");
+    Click(window, "cmdProcess");
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
+    ChooseDatabase("dw");
+    Click(window, "cmdDBRefresh");
+    EXPECT_EQ(Find<QComboBox>(window, "cboDB").currentText(), "dw") << "it is remembered";
+    std::filesystem::remove(Files / "my logs");
+    Type(window, "txtLogFile", ToQString(Files / "my logs"));
+    EXPECT_FALSE(IsEnabled("cmdProcess"));
+    EXPECT_TRUE(IsEnabled("cmdFacts"));
+    Click(window, "cmdLogFile");
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Entered Folder doesnt exist.");
+    Type(window, "txtLogFile", "");
+    Browse.Answers = {ToQString(Files.Path()), "", "dw02"};
+    Click(window, "cmdLogFile");
+    EXPECT_TRUE(IsEnabled("cmdProcess"));
+    Click(window, "cmdServer");
+    EXPECT_TRUE(IsEnabled("cmdProcess")) << "nothing was chosen";
+    Click(window, "cmdServer");
+    EXPECT_EQ(Find<QLineEdit>(window, "txtServer").text(), "dw02");
+    EXPECT_FALSE(IsEnabled("cmdFacts"));
+    EXPECT_EQ(Find<QComboBox>(window, "cboDB").count(), 0);
+    EXPECT_EQ(Browse.Asked, (std::vector<std::string>{"Select Log Directory|", "Select a server...",
+                                                      "Select a server..."}));
+}
+
+TEST_F(MainWindow, ShowsWhyAServerDoesNotAnswerAndStaysAsItIs) {
+    frmMain& window = OpenConnected();
+    Click(window, "optSQLLogin");
+    EXPECT_FALSE(IsEnabled("cmdProcess"));
+    Type(window, "txtServer", "sqlite:/missing");
+    Click(window, "cmdDBRefresh");
+    EXPECT_EQ(Prompt.Shown.back().find("Morvane|Error while connecting to : sqlite:/missing"), 0U);
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+    EXPECT_FALSE(IsEnabled("cmdFacts"));
+    const TempFolder empty;
+    Type(window, "txtServer", ToQString("sqlite:" + empty.Path()));
+    Click(window, "cmdDBRefresh");
+    EXPECT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_FALSE(IsEnabled("cmdProcess"));
+}
+
+TEST_F(MainWindow, AtomicDeletionGoesWithDeletion) {
+    frmMain& window = Open();
+    EXPECT_FALSE(IsEnabled("chkOptions5"));
+    Click(window, "chkOptions4");
+    EXPECT_TRUE(IsEnabled("chkOptions5"));
+    EXPECT_FALSE(IsChecked("chkOptions5"));
+    Click(window, "chkOptions5");
+    Click(window, "chkOptions4");
+    EXPECT_FALSE(IsChecked("chkOptions5"));
+    EXPECT_FALSE(IsEnabled("chkOptions5"));
+}
+
+TEST_F(MainWindow, PerformsARunAndComesBack) {
+    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
+    frmMain& window = OpenConnected();
+    for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
+        Click(window, task);
+    }
+    Click(window, "cmdProcess");
+    EXPECT_FALSE(window.isVisible());
+    ASSERT_TRUE(RunWindow.isVisible());
+    EXPECT_EQ(QApplication::overrideCursor(), nullptr);
+    EXPECT_TRUE(Prompt.Shown.empty());
+    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen's only row is in the archive";
+    for (const char* report : {"SummaryReport", "DetailedReport", "TableFilterReport"}) {
+        EXPECT_TRUE(
+            std::filesystem::exists(Files / "my logs/" + report + "05-03-202414-07-09.html"));
+    }
+    Click(RunWindow, "cmdOK");
+    EXPECT_TRUE(window.isVisible());
+    Click(window, "cmdProcess");  // and once more
+    EXPECT_TRUE(Find<QWidget>(RunWindow, "imgChecked4").isVisible());
+    Click(RunWindow, "cmdOK");
+    EXPECT_TRUE(Prompt.Asked.empty());
+}
+
+class MainWindowCancel : public MainWindow, public ::testing::WithParamInterface<int> {};
+
+TEST_P(MainWindowCancel, StopsTheTaskAndComesBack) {
+    const std::array messages{
+        "Checking of Meta Data Process Cancelled by User.",
+        "Archieving Fact Table Process Cancelled by User.", "Marking Process Cancelled by User.",
+        "Report Generation Process Cancelled by User.", "Deletion Process Cancelled by User."};
+    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
+    frmMain& window = OpenConnected();
+    for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
+        Click(window, task);
+    }
+    RunWindow.CancelTask = GetParam();
+    Click(window, "cmdProcess");
+    const std::string message = messages[static_cast<std::size_t>(GetParam())];
+    EXPECT_EQ(Prompt.Shown, (std::vector<std::string>{"Morvane|" + message + "\r\n"}));
+    EXPECT_NE(Log().find(message), std::string::npos);
+    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM product"), "4");
+    EXPECT_FALSE(window.isVisible());
+    Click(RunWindow, "cmdOK");
+    EXPECT_TRUE(window.isVisible());
+}
+
+INSTANTIATE_TEST_SUITE_P(Tasks, MainWindowCancel, ::testing::Range(0, 5));
+
+TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
+    frmMain& window = OpenConnected();
+    QSignalSpy closed(&window, &frmMain::Closed);
+    std::vector<std::string> opened;
+    for (const char* button : {"cmdFacts", "cmdDimensions"}) {
+        WhenModalOpens([&](QWidget& dialog) {
+            opened.push_back(dialog.objectName().toStdString());
+            EXPECT_EQ(LockRow(), "1|" + User);
+            Click(dialog, "cmdCancel");
+        });
+        Click(window, button);
+        EXPECT_EQ(LockRow(), "1|" + User);
+    }
+    EXPECT_EQ(opened, (std::vector<std::string>{"frmSetFactTableFilters", "frmSustainRec"}));
+    EXPECT_EQ(Warehouse.Text("SELECT * FROM dwm_archive"), "1|(local)|1|NULL|NULL|NULL");
+    window.close();
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(State.WarehouseConnection, nullptr);
+}
+
+TEST_F(MainWindow, OpensNoDialogOnBrokenMetaData) {
+    frmMain& window = OpenConnected();
+    Warehouse.Run("UPDATE dwm_tables SET table_type='X' WHERE table_name='product'");
+    Click(window, "cmdDimensions");
+    EXPECT_NE(Prompt.Shown.back().find("table_type  Incorrect for TableName : product"),
+              std::string::npos);
+    Warehouse.Run("DROP TABLE dwm_tables");
+    Click(window, "cmdFacts");
+    EXPECT_EQ(Prompt.Shown.back(),
+              "Morvane|Table 'dwm_tables' does not exist in Datawarehouse Database");
+    EXPECT_EQ(Prompt.Shown.size(), 2U);
+    EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM sqlite_master WHERE name='dwm_archive'"), "0");
+}
+
+TEST_F(MainWindow, AsksForTheArchiveBeforeItRuns) {
+    frmMain& window = OpenConnected();
+    Click(window, "chkOptions1");
+    WhenModalOpens([](QWidget& dialog) { Click(dialog, "cmdCancel"); });
+    Click(window, "cmdProcess");
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Indicate Connectivity Details For Archive Database");
+    Warehouse.Run("UPDATE dwm_archive SET DB='hist'");
+    Click(window, "cmdProcess");
+    EXPECT_EQ(Prompt.Shown.back(),
+              "Morvane|It is not possible to use Windows NT Authentication for both the Data "
+              "Warehouse database and the archive database.");
+    EXPECT_TRUE(window.isVisible());
+    EXPECT_FALSE(std::filesystem::exists(Files / "my logs/Morvane_Log05-03-202414-07-09.txt"));
+}
+
+TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
+    OpenConfig();
+    frmMain& window = *Window;
+    QSignalSpy closed(&window, &frmMain::Closed);
+    ASSERT_TRUE(IsEnabled("cmdProcess"));
+    EXPECT_EQ(Find<QPushButton>(window, "cmdProcess").text(), "Sa&ve Settings");
+    EXPECT_TRUE(IsChecked("chkOptions0") && IsChecked("chkOptions1") && IsChecked("chkOptions5"));
+    EXPECT_FALSE(IsChecked("chkOptions2"));
+    Type(window, "txtSQLPassword", "a\"b");
+    Click(window, "cmdDBRefresh");
+    ChooseDatabase("dw");
+    Click(window, "cmdProcess");
+    EXPECT_NE(Prompt.Shown.back().find("option -pwd"), std::string::npos);
+    EXPECT_EQ(closed.count(), 0) << "nothing that was entered is lost";
+    Type(window, "txtSQLPassword", " x ");
+    Click(window, "cmdDBRefresh");
+    ChooseDatabase("dw");
+    Click(window, "cmdProcess");
+    EXPECT_EQ(closed.count(), 1);
+    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(ReadWholeFile(Files / "run.cfg"),
+              "-mac " + Warehouse.Server() +
+                  " -db dw -usr sa -pwd \" x \" -chkmd -bkmac old -bkdb hist -bkusr arch -clsf "
+                  "-del -datom -log \"" +
+                  (Files / "my logs") + "\"\r\n");
+}
+
+TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {
+    OpenConfig();
+    frmMain& window = *Window;
+    State.GlobalSettings.ArchiveDatabase = " ";
+    Click(window, "chkOptions2");
+    EXPECT_FALSE(IsEnabled("cmdProcess"));
+    Click(window, "chkOptions1");
+    EXPECT_TRUE(IsEnabled("cmdProcess"));
+    State.ConfigFileName = " ";
+    Click(window, "cmdProcess");
+    EXPECT_NE(Prompt.Shown.back().find("When in Config Mode Please specify the Config File Name"),
+              std::string::npos);
+    State.ConfigFileName = Files / "missing/run.cfg";
+    Click(window, "cmdProcess");
+    EXPECT_NE(Prompt.Shown.back().find("Cannot write the file"), std::string::npos);
+    EXPECT_TRUE(window.isVisible());
+    QTest::keyClick(&window, Qt::Key_Escape);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }));
+    EXPECT_EQ(LockRow(), "0|" + User);
+}
+
+}  // namespace
+}  // namespace morvane::testing

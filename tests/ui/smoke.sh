@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# Starts the real program in each of its modes on a display in memory, and uses it with keys.
+# Arguments: the program, and the program that makes the demo warehouse.
+set -euo pipefail
+program=$1
+make_warehouse=$2
+. "$(dirname "$0")/../../scripts/display.sh"
+
+work=$(mktemp -d)
+started=
+finish() {
+    [ -z "$started" ] || kill "$started" 2>/dev/null || true
+    stop_display
+    rm -rf "$work"
+}
+trap finish EXIT
+unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
+export XDG_RUNTIME_DIR=$work
+mkdir "$work/shop" "$work/logs"
+"$make_warehouse" "$work/shop" >/dev/null
+start_display
+
+# start <options...>: the program beside this script; the_end waits for it and its exit code.
+start() {
+    "$program" "$@" 2>"$work/errors" &
+    started=$!
+}
+the_end() {
+    local code=0
+    wait "$started" || code=$?
+    started=
+    [ "$code" -eq 0 ] && [ ! -s "$work/errors" ] || { echo "ended with $code"; cat "$work/errors"; exit 1; }
+}
+reports() { find "$work/logs" -name '*Report*.html' | wc -l; }
+reports_are_written() { [ "$(reports)" -eq 3 ]; }
+is_gone() { ! xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1; }
+
+echo "-- the settings window performs a run"
+start
+wait_for_window Morvane
+enter alt+s "sqlite:$work/shop"
+press alt+r alt+a
+xdotool type retail
+enter alt+l "$work/logs"
+press alt+m alt+g alt+p
+wait_for_window "Progress Of the Morvane Tool"
+wait_until reports_are_written
+press Return
+wait_until is_gone "Progress Of the Morvane Tool"
+wait_for_window Morvane
+press alt+c
+the_end
+
+echo "-- configuration mode writes a file"
+start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"
+wait_for_window Morvane
+press Return
+the_end
+grep -q -- "^-mac sqlite:$work/shop -db retail -ntaut -chkmd -mark -log \"$work/logs\"" "$work/nightly.cfg"
+
+echo "-- an unattended run shows its progress and ends by itself"
+start $(cat "$work/nightly.cfg") -grep -del -statusfile "$work/status"
+until ! is_gone "Progress Of the Morvane Tool"; do
+    kill -0 "$started" || { echo "the progress window was not seen"; exit 1; }
+done
+the_end
+grep -q '^ok' "$work/status"
+
+echo "-- without a display there is a sentence about it, and unattended runs go on"
+for display in "" ":4711"; do
+    DISPLAY=$display "$program" 2>"$work/errors"
+    grep -q 'no display can be opened. Give the settings of a run as options.' "$work/errors"
+    rm -f "$work/status"
+    DISPLAY=$display "$program" $(cat "$work/nightly.cfg") -statusfile "$work/status"
+    grep -q '^ok' "$work/status"
+done
