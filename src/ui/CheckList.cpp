@@ -1,0 +1,165 @@
+#include "ui/CheckList.h"
+
+#include <QHeaderView>
+#include <QKeyEvent>
+#include <algorithm>
+#include <limits>
+
+#include "ui/Controls.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr int kRowsToFit = 100;
+constexpr int kWidestColumn = 40;  // characters
+
+}  // namespace
+
+void CheckList::Show(UpdatableRows rows) {
+    beginResetModel();
+    rows_.emplace(std::move(rows));
+    headers_.clear();
+    for (std::size_t column = 0; column < rows_->ColumnCount(); ++column) {
+        headers_.append(ToQString(rows_->ColumnName(column)));
+    }
+    if (headers_.isEmpty()) {
+        headers_.append("");  // the check boxes need a column
+    }
+    endResetModel();
+}
+
+void CheckList::ShowHeaders(const QStringList& headers) {
+    beginResetModel();
+    rows_.reset();
+    headers_ = headers;
+    endResetModel();
+}
+
+void CheckList::CheckAll(bool checked) {
+    if (rowCount() == 0) {
+        return;
+    }
+    for (std::size_t row = 0; row < rows_->Count(); ++row) {
+        rows_->SetChecked(row, checked);
+    }
+    emit dataChanged(index(0, 0), index(rowCount() - 1, 0), {Qt::CheckStateRole});
+}
+
+QStringList CheckList::CheckedTexts() const {
+    QStringList texts;
+    for (int row = 0; row < rowCount(); ++row) {
+        if (rows_->Checked(static_cast<std::size_t>(row))) {
+            texts.append(data(index(row, 0), Qt::DisplayRole).toString());
+        }
+    }
+    return texts;
+}
+
+int CheckList::rowCount(const QModelIndex& parent) const {
+    constexpr std::size_t kMost = std::numeric_limits<int>::max();
+    return parent.isValid() || !rows_ ? 0 : static_cast<int>(std::min(rows_->Count(), kMost));
+}
+
+int CheckList::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(headers_.size());
+}
+
+QVariant CheckList::data(const QModelIndex& index, int role) const {
+    if (!index.isValid() || !rows_) {
+        return {};
+    }
+    const auto row = static_cast<std::size_t>(index.row());
+    const auto column = static_cast<std::size_t>(index.column());
+    if (role == Qt::DisplayRole && column < rows_->ColumnCount()) {
+        return ToQString(rows_->Cell(row, column));
+    }
+    if (role == Qt::CheckStateRole && column == 0) {
+        return rows_->Checked(row) ? Qt::Checked : Qt::Unchecked;
+    }
+    return {};
+}
+
+bool CheckList::setData(const QModelIndex& index, const QVariant& value, int role) {
+    if (!index.isValid() || !rows_ || index.column() != 0 || role != Qt::CheckStateRole) {
+        return false;
+    }
+    rows_->SetChecked(static_cast<std::size_t>(index.row()), value.toInt() == Qt::Checked);
+    emit dataChanged(index, index, {Qt::CheckStateRole});
+    return true;
+}
+
+QVariant CheckList::headerData(int section, Qt::Orientation orientation, int role) const {
+    if (orientation == Qt::Horizontal && role == Qt::TextAlignmentRole) {
+        return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+    }
+    return orientation == Qt::Horizontal && role == Qt::DisplayRole ? headers_.value(section)
+                                                                    : QVariant();
+}
+
+bool CheckList::setHeaderData(int section, Qt::Orientation orientation, const QVariant& value,
+                              int role) {
+    if (orientation != Qt::Horizontal || role != Qt::EditRole || section >= headers_.size()) {
+        return false;
+    }
+    headers_[section] = value.toString();
+    emit headerDataChanged(orientation, section, section);
+    return true;
+}
+
+Qt::ItemFlags CheckList::flags(const QModelIndex& index) const {
+    const Qt::ItemFlags row = Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemNeverHasChildren;
+    return index.column() == 0 ? row | Qt::ItemIsUserCheckable : row;
+}
+
+void OpenRecordsetIntoList(CheckList& list, Connection& connection, UpdatableQuery query) {
+    list.Show(UpdatableRows(connection, std::move(query)));
+}
+
+CheckListView::CheckListView(QWidget* parent) : QTreeView(parent) {
+    setRootIsDecorated(false);
+    setItemsExpandable(false);
+    setUniformRowHeights(true);  // or every row would be measured
+    setAllColumnsShowFocus(true);
+    setAlternatingRowColors(true);
+    setSelectionMode(QAbstractItemView::ExtendedSelection);
+    header()->setResizeContentsPrecision(kRowsToFit);
+}
+
+void CheckListView::FitColumns() {
+    const int widest = kWidestColumn * fontMetrics().averageCharWidth();
+    for (int column = 0; column < header()->count(); ++column) {
+        resizeColumnToContents(column);
+        setColumnWidth(column, std::min(columnWidth(column), widest));
+    }
+}
+
+void CheckListView::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+        case Qt::Key_Space:
+            ToggleSelected();
+            break;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            break;
+        default:
+            QTreeView::keyPressEvent(event);
+            return;
+    }
+    event->accept();
+}
+
+void CheckListView::ToggleSelected() {
+    const QModelIndex current = currentIndex().siblingAtColumn(0);
+    if (!current.isValid()) {
+        return;
+    }
+    const auto state =
+        current.data(Qt::CheckStateRole).toInt() == Qt::Checked ? Qt::Unchecked : Qt::Checked;
+    model()->setData(current, state, Qt::CheckStateRole);
+    for (const QModelIndex& row : selectionModel()->selectedRows()) {
+        model()->setData(row, state, Qt::CheckStateRole);
+    }
+}
+
+}  // namespace morvane
