@@ -83,6 +83,11 @@ QWidget* frmMain::MakeOptions() {
                          style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
     indented->addWidget(chkOptions_[5], 1);
     layout->addLayout(indented, 5, 0, 1, 3);
+    // Rows with and without a button stand at the same distance.
+    for (int row = 0; row < layout->rowCount(); ++row) {
+        layout->setRowMinimumHeight(row, cmdFacts_->sizeHint().height());
+    }
+    layout->setVerticalSpacing(2);
     layout->setColumnStretch(1, 1);
     return frame;
 }

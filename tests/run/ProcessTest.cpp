@@ -57,6 +57,18 @@ TEST_F(Program, PerformsARunInATerminal) {
     EXPECT_NE(output.find("\rFinished on "), std::string::npos);
 }
 
+TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
+    for (const auto& [path, reason] :
+         {std::pair{MORVANE_PROGRAM, "MORVANE_CONSOLE turns the windows off."},
+          std::pair{MORVANE_HEADLESS_PROGRAM, "This build of Morvane has no settings window."}}) {
+        TerminalProgram program(path, {});
+        const std::string output = program.ReadToEnd();
+        EXPECT_EQ(program.Wait(), 0);
+        EXPECT_EQ(output.find(std::string(reason) + " Give the settings of a run as options."), 0U)
+            << output;
+    }
+}
+
 TEST_F(Program, CtrlCCancelsAtTheNextPoll) {
     FillMoreThanATerminalHolds();
     TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark", "-del"}));
