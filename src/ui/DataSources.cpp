@@ -15,6 +15,7 @@ namespace {
 
 // Far more than a person writes; a file that goes on is not read to its end.
 constexpr std::size_t kMostBytes = 1 << 20;
+constexpr std::size_t kMostSections = 1000;
 constexpr std::size_t kLongestServer = 255;
 constexpr std::string_view kWhite = " \t\r\n\f\v";
 
@@ -79,7 +80,8 @@ void AddSections(const std::filesystem::path& path, std::vector<Section>& sectio
     }
     Section current;
     const auto keep = [&] {
-        if (!current.Name.empty() && FindSection(sections, current.Name) == nullptr) {
+        if (!current.Name.empty() && sections.size() < kMostSections &&
+            FindSection(sections, current.Name) == nullptr) {
             sections.push_back(std::move(current));
         }
         current = {};

@@ -3,15 +3,16 @@
 
 #ifdef _WIN32
 
-#include <windows.h>
-// after windows.h
-#include <shlobj.h>
-
 #include <QByteArray>
 #include <QDir>
 #include <array>
 #include <memory>
 #include <string>
+
+// last, for the macros that it defines
+#include <windows.h>
+
+#include <shlobj.h>
 
 namespace morvane {
 

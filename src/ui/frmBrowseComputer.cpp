@@ -40,6 +40,9 @@ frmBrowseComputer::frmBrowseComputer(const QString& title, const ServerSources& 
 void frmBrowseComputer::MakeControls() {
     auto* layout = new QVBoxLayout(this);
     lstServers_ = Named("lstServers", new QListWidget(this));
+    const int icon = style()->pixelMetric(QStyle::PM_SmallIconSize);
+    lstServers_->setIconSize(QSize(icon, icon));  // a style has them in different sizes
+    lstServers_->setSpacing(1);
     lstServers_->setToolTip("The servers that were found; double-click one to take it");
     lstServers_->addItem(new QListWidgetItem(style()->standardIcon(QStyle::SP_DirIcon),
                                              "Embedded warehouse folder..."));

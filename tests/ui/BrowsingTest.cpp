@@ -102,9 +102,10 @@ TEST(ServerAnswer, NamesTheInstancesOfAServer) {
 TEST(ServerAnswer, WhatIsBrokenOrHostileNamesNothing) {
     const std::string good = Instance("DW01", "A", "1433");
     for (const std::string& answer :
-         {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3), "\x06" + good,
-          Answer(good).substr(0, 20), Answer(good) + "x", Answer(good.substr(0, good.size() - 1)),
-          Answer(";;;;;;;;"), Answer("ServerName;;InstanceName;;;"), Answer("ServerName;DW01;;"),
+         {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3),
+          "\x06" + Answer(good).substr(1), Answer(good).substr(0, 20), Answer(good) + "x",
+          Answer(good.substr(0, good.size() - 1)), Answer(";;;;;;;;"),
+          Answer("ServerName;;InstanceName;;;"), Answer("ServerName;DW01;;"),
           Answer("ServerName;DW01;InstanceName;;"), Answer(std::string(65535, ';')),
           Answer(Instance("DW\n01", "A", "1")), Answer(Instance("sqlite:/tmp", "A", "1")),
           Answer(Instance("DW01", "A\\B", "1")), Answer(Instance(std::string(300, 'x'), "A", "1")),
