@@ -2,6 +2,7 @@
 
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QStyledItemDelegate>
 #include <algorithm>
 #include <limits>
 
@@ -13,6 +14,16 @@ namespace {
 
 constexpr int kRowsToFit = 100;
 constexpr int kWidestColumn = 40;  // characters
+constexpr int kRowPadding = 6;
+
+// Rows with room between their check boxes.
+class RowDelegate : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        return QStyledItemDelegate::sizeHint(option, index) + QSize(kRowPadding, kRowPadding);
+    }
+};
 
 }  // namespace
 
@@ -71,7 +82,8 @@ QVariant CheckList::data(const QModelIndex& index, int role) const {
     }
     const auto row = static_cast<std::size_t>(index.row());
     const auto column = static_cast<std::size_t>(index.column());
-    if (role == Qt::DisplayRole && column < rows_->ColumnCount()) {
+    // The tip has the whole of a text that the column cuts off.
+    if ((role == Qt::DisplayRole || role == Qt::ToolTipRole) && column < rows_->ColumnCount()) {
         return ToQString(rows_->Cell(row, column));
     }
     if (role == Qt::CheckStateRole && column == 0) {
@@ -117,6 +129,7 @@ void OpenRecordsetIntoList(CheckList& list, Connection& connection, UpdatableQue
 }
 
 CheckListView::CheckListView(QWidget* parent) : QTreeView(parent) {
+    setItemDelegate(new RowDelegate(this));
     setRootIsDecorated(false);
     setItemsExpandable(false);
     setUniformRowHeights(true);  // or every row would be measured

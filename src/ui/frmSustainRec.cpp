@@ -40,8 +40,10 @@ frmSustainRec::frmSustainRec(RunState& state, RunServices& services, QWidget* pa
     setWindowTitle("Dimension Checks");
     setWindowFlag(Qt::WindowMaximizeButtonHint);
     LayOut();
+    // Most of a small screen, less of a large one.
     const QSize room = screen()->availableSize();
-    resize(room.width() * 3 / 5, room.height() * 7 / 10);
+    const QSize useful(130 * fontMetrics().averageCharWidth(), 40 * fontMetrics().lineSpacing());
+    resize((room * 0.7).expandedTo(useful).boundedTo(room * 0.9));
     LoadTables();
 }
 
@@ -137,7 +139,8 @@ void frmSustainRec::LayOut() {
     splitter->addWidget(MakeTables());
     splitter->addWidget(MakeRecords());
     splitter->setChildrenCollapsible(false);
-    splitter->setStretchFactor(1, 1);
+    splitter->setStretchFactor(0, 2);
+    splitter->setStretchFactor(1, 5);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch();
     buttons->addWidget(MakeButton("cmdOK", "&OK", &frmSustainRec::accept));
@@ -239,6 +242,16 @@ void frmSustainRec::ExecuteQuery() {
     });
 }
 
+// After an error the server goes on compiling only. A connection that cannot be told otherwise is
+// of no use; the next statement opens it anew.
+void frmSustainRec::LeaveCompileOnly() {
+    try {
+        Warehouse().Execute("Set NOEXEC OFF");
+    } catch (const DatabaseError&) {
+        state_.WarehouseConnection->Close();
+    }
+}
+
 void frmSustainRec::ParseQuery() {
     const std::string sql = ToText(TrimmedText(*txtWhereClause_));
     if (sql.empty()) {
@@ -248,8 +261,7 @@ void frmSustainRec::ParseQuery() {
     const bool valid = Try([&] {
         std::string errorText;
         if (!ValidateQuery(sql, Warehouse(), errorText)) {
-            // After an error the server goes on compiling only.
-            Warehouse().Execute("Set NOEXEC OFF");
+            LeaveCompileOnly();
             throw DatabaseError({errorText});
         }
     });

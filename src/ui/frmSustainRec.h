@@ -48,6 +48,7 @@ class frmSustainRec : public QDialog {
     void ShowRecords(UpdatableRows rows);
     void ExecuteQuery();
     void ParseQuery();
+    void LeaveCompileOnly();
     void SortBy(int column);
     bool Save(CheckList& list);
     void SelectAll() { tables_.CheckAll(true); }
