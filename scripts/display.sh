@@ -26,13 +26,29 @@ stop_display() {
     rm -rf "$display_folder"
 }
 
-# wait_for_window <title>: its number, once it is shown and active.
-wait_for_window() {
-    local window
-    window=$(timeout 60 xdotool search --sync --onlyvisible --name "^$1\$" | tail -n 1)
-    timeout 60 xdotool windowactivate --sync "$window"
-    echo "$window"
+# wait_until <command...>: until it succeeds, for at most a minute.
+wait_until() {
+    local end=$((SECONDS + 60))
+    until "$@"; do
+        [ "$SECONDS" -lt "$end" ] || { echo "waited in vain for: $*" >&2; return 1; }
+        sleep 0.1
+    done
 }
+
+# window_named <title>: the number of the shown window; fails when there is none.
+window_named() {
+    local windows
+    windows=$(xdotool search --onlyvisible --name "^$1\$" 2>/dev/null) && tail -n 1 <<<"$windows"
+}
+
+# Windows may go while they are looked at, which is an error of the one look alone.
+activate() {
+    local window
+    window=$(window_named "$1") && timeout 5 xdotool windowactivate --sync "$window" 2>/dev/null
+}
+
+# wait_for_window <title>: until it is shown and active.
+wait_for_window() { wait_until activate "$1"; }
 
 # press <keys...>, in the words of xdotool: alt+s ctrl+a Return
 press() { xdotool key --clearmodifiers --delay 30 "$@"; }
@@ -41,13 +57,4 @@ press() { xdotool key --clearmodifiers --delay 30 "$@"; }
 enter() {
     press "$1" ctrl+a
     xdotool type --delay 2 -- "$2"
-}
-
-# wait_until <command...>: until it succeeds, for at most a minute.
-wait_until() {
-    local end=$((SECONDS + 60))
-    until "$@"; do
-        [ "$SECONDS" -lt "$end" ] || { echo "waited in vain for: $*"; return 1; }
-        sleep 0.1
-    done
 }

@@ -139,8 +139,9 @@ ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
     horizontalHeader()->setStretchLastSection(true);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    // Queued: the last column takes its new width only after it has told of it.
     connect(horizontalHeader(), &QHeaderView::sectionResized, this,
-            &ConditionsGrid::resizeRowsToContents);
+            &ConditionsGrid::resizeRowsToContents, Qt::QueuedConnection);
 }
 
 void ConditionsGrid::AddTable(const QString& table, const QString& condition) {

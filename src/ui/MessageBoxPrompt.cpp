@@ -1,5 +1,6 @@
 #include "ui/MessageBoxPrompt.h"
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
 
@@ -25,6 +26,9 @@ int ShowBox(QMessageBox::Icon icon, std::string_view title, std::string_view tex
                     QApplication::activeWindow());
     box.setTextFormat(Qt::PlainText);
     box.setTextInteractionFlags(Qt::TextSelectableByMouse);
+    for (QAbstractButton* button : box.buttons()) {
+        button->setIcon({});  // as the buttons of all other windows
+    }
     return box.exec();
 }
 

@@ -59,13 +59,14 @@ void frmBrowseComputer::MakeControls() {
 }
 
 QWidget* frmBrowseComputer::MakeButtons() {
-    auto* buttons =
-        new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, Qt::Horizontal, this);
-    cmdOK_ = Named("cmdOK", buttons->button(QDialogButtonBox::Ok));
+    auto* buttons = new QDialogButtonBox(this);
+    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
+    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
+    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
+    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
     cmdOK_->setToolTip("Take the selected server");
     cmdOK_->setDefault(true);
     cmdOK_->setEnabled(false);
-    QPushButton* cmdCancel = Named("cmdCancel", buttons->button(QDialogButtonBox::Cancel));
     cmdCancel->setToolTip("Close without taking a server");
     connect(buttons, &QDialogButtonBox::accepted, this, &frmBrowseComputer::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &frmBrowseComputer::reject);

@@ -87,7 +87,7 @@ QWidget* frmMain::MakeOptions() {
     for (int row = 0; row < layout->rowCount(); ++row) {
         layout->setRowMinimumHeight(row, cmdFacts_->sizeHint().height());
     }
-    layout->setVerticalSpacing(2);
+    layout->setVerticalSpacing(4);
     layout->setColumnStretch(1, 1);
     return frame;
 }

@@ -31,9 +31,7 @@ the_end() {
     started=
     [ "$code" -eq 0 ] && [ ! -s "$work/errors" ] || { echo "ended with $code"; cat "$work/errors"; exit 1; }
 }
-reports() { find "$work/logs" -name '*Report*.html' | wc -l; }
-reports_are_written() { [ "$(reports)" -eq 3 ]; }
-is_gone() { ! xdotool search --onlyvisible --name "^$1\$" >/dev/null 2>&1; }
+is_gone() { ! window_named "$1" >/dev/null; }
 
 echo "-- the settings window performs a run"
 start
@@ -44,12 +42,13 @@ xdotool type retail
 enter alt+l "$work/logs"
 press alt+m alt+g alt+p
 wait_for_window "Progress Of the Morvane Tool"
-wait_until reports_are_written
+wait_until grep -qs 'Morvane Tool stopped On' -r "$work/logs"
 press Return
 wait_until is_gone "Progress Of the Morvane Tool"
 wait_for_window Morvane
 press alt+c
 the_end
+[ "$(find "$work/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 
 echo "-- configuration mode writes a file"
 start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"

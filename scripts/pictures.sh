@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# Takes the pictures of the windows in docs/pictures: the real program, used with keys on a display
+# in memory, on a demo warehouse. Arguments: the folder for the pictures, and the scale of the
+# windows, 1 or 2.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+pictures=${1:-docs/pictures}
+export QT_SCALE_FACTOR=${2:-1}
+
+. scripts/packages.sh
+scripts/install-packages.sh "${picture_packages[@]}"
+. scripts/display.sh
+cmake --preset release >/dev/null
+cmake --build --preset release --target morvane morvane-demo | tail -n 1
+
+# Short names, since the windows show them.
+shop=/tmp/shop
+logs=/tmp/shop/logs
+[ ! -e "$shop" ] || { echo "$shop is in the way"; exit 1; }
+program=
+finish() {
+    [ -z "$program" ] || kill "$program" 2>/dev/null || true
+    stop_display
+    rm -rf "$shop"
+}
+trap finish EXIT
+mkdir -p "$logs" "$pictures"
+export XDG_RUNTIME_DIR=$shop
+unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
+build/release/demo/morvane-demo "$shop" --scale 20 >/dev/null
+start_display
+
+# picture <title> <name>: of the window as it is, without the window manager's frame.
+picture() {
+    sleep 0.5 # for the last repaint, which nothing tells
+    import -window "$(window_named "$1")" -strip \
+        "$pictures/$2.png"
+    echo "$pictures/$2.png"
+}
+
+# A log of the statements tells how far the run has come.
+MORVANE_STATEMENT_LOG=$shop/statements build/release/src/morvane &
+program=$!
+wait_for_window Morvane
+press alt+b
+wait_for_window "Select a server..."
+sleep 2.5 # as long as the search takes
+picture "Select a server..." browse-server
+press Escape
+wait_for_window Morvane
+enter alt+s "sqlite:$shop"
+press alt+r alt+a
+xdotool type retail
+enter alt+l "$logs"
+press alt+v alt+m alt+g alt+e
+picture Morvane main-window
+
+press alt+f
+wait_for_window "Fact Table Conditions for Archiving"
+enter alt+s "sqlite:$shop"
+press alt+q
+enter alt+u archivist
+press alt+r alt+d
+xdotool type retail_archive
+picture "Fact Table Conditions for Archiving" fact-table-conditions
+press Return
+wait_for_window Morvane
+
+press alt+d
+wait_for_window "Dimension Checks"
+press Tab Tab Tab space
+xdotool type product
+press Return alt+e
+wait_for_window "Query Execution"
+press alt+y
+wait_for_window "Dimension Checks"
+picture "Dimension Checks" dimension-checks
+press Escape
+wait_for_window Morvane
+
+press alt+p
+until grep -q 'UPDATE .* FROM product,' "$shop/statements"; do :; done
+kill -STOP "$program"
+picture "Progress Of the Morvane Tool" progress
+kill -CONT "$program"
+wait_until grep -q 'SET lock = 0' "$shop/statements"
+picture "Progress Of the Morvane Tool" finished
+press Return
+wait_for_window Morvane
+press alt+c
+wait "$program"
+program=
