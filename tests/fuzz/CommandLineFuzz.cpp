@@ -54,10 +54,11 @@ void ParseAndCheck(std::string_view text, std::size_t maxArgs, morvane::SlashPat
     }
 }
 
-// An argument without a quote in it comes back as it was.
+// An argument without a quote in it, or a line end behind it, comes back as it was.
 void ComposeAndCheck(const std::string& argument) {
     using namespace morvane;
-    if (argument.find_first_of(std::string_view("\"\0", 2)) != std::string::npos) {
+    if (argument.find_first_of(std::string_view("\"\0", 2)) != std::string::npos ||
+        argument.ends_with('\n') || argument.ends_with('\r')) {
         return;
     }
     const char* argv[] = {"morvane", "-log", argument.c_str(), "-mac", "m"};
