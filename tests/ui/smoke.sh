@@ -4,7 +4,8 @@
 set -euo pipefail
 program=$1
 make_warehouse=$2
-. "$(dirname "$0")/../../scripts/display.sh"
+here=$(cd "$(dirname "$0")" && pwd)
+. "$here/../../scripts/display.sh"
 
 work=$(mktemp -d)
 started=
@@ -16,6 +17,7 @@ finish() {
 trap finish EXIT
 unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
 export XDG_RUNTIME_DIR=$work
+export LSAN_OPTIONS="suppressions=$here/leaks.txt:print_suppressions=0"
 mkdir "$work/shop" "$work/logs"
 "$make_warehouse" "$work/shop" >/dev/null
 start_display

@@ -1,0 +1,1 @@
+// A library needs a source; this one has only its precompiled headers to give.
