@@ -38,6 +38,11 @@ picture() {
     echo "$pictures/$2.png"
 }
 
+# Two servers for the list to show.
+export FREETDSCONF=$shop/freetds.conf
+printf '[head office]\nhost = dw01\nport = 1433\n[stores]\nhost = dw02\ninstance = RETAIL\n' \
+    >"$FREETDSCONF"
+
 # A log of the statements tells how far the run has come.
 MORVANE_STATEMENT_LOG=$shop/statements build/release/src/morvane &
 program=$!

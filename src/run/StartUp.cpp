@@ -36,6 +36,11 @@ void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& s
         WriteConsoleText(services.Errors, report.Fault);
     }
     if (services.ShowMainWindow) {
+        if (settings.LogFileGiven) {
+            WriteConsoleText(services.Errors,
+                             "The settings window takes no notice of -logfile, which is an option "
+                             "of unattended runs.");
+        }
         services.ShowMainWindow(state, settings);
         return;
     }

@@ -1,6 +1,7 @@
 #include "ui/RunInWindows.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QEventLoop>
 #include <QTimer>
 #include <cstdio>
@@ -51,14 +52,27 @@ void ShowFatalMessages(QtMsgType type, const QMessageLogContext&, const QString&
     }
 }
 
+// Takes a signal one step further: whatever waits for an answer gets none, an edit that is under
+// way is given up, and when no dialog is left the window itself is closed.
+void CloseInnermost(frmMain& window, frmProgress& progress) {
+    auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+    if (dialog != nullptr && dialog != &progress) {
+        dialog->done(QDialog::Rejected);
+        return;
+    }
+    window.isVisible() ? window.close() : progress.close();
+}
+
 // Shows the settings window until it is closed. Ctrl+C closes it too, and its lock is released.
-void ShowUntilClosed(frmMain& window) {
+void ShowUntilClosed(frmMain& window, frmProgress& progress) {
     QEventLoop loop;
     QObject::connect(&window, &frmMain::Closed, &loop, &QEventLoop::quit);
     QTimer signalWatch;
     QObject::connect(&signalWatch, &QTimer::timeout, &window, [&] {
-        if (CancelSignals::Received() && window.isVisible()) {
-            window.close();
+        if (CancelSignals::Received()) {
+            // Queued: a message that this brings up must not keep the timer from its next turn.
+            QMetaObject::invokeMethod(
+                &window, [&] { CloseInnermost(window, progress); }, Qt::QueuedConnection);
         }
     });
     signalWatch.start(std::chrono::milliseconds(200));
@@ -76,7 +90,7 @@ void Run(const std::string& commandLine) {
         prompt.Unattended = false;
         frmMain window(state, services, browsing);
         QObject::connect(&progress, &frmProgress::Closed, &window, &frmMain::ShowAgain);
-        ShowUntilClosed(window);
+        ShowUntilClosed(window, progress);
     };
     StartUp(commandLine, services);
 }

@@ -373,19 +373,25 @@ void frmMain::reject() {
     cmdClose_->click();
 }
 
+// A window with something to say first keeps this one open.
 void frmMain::closeEvent(QCloseEvent* event) {
-    UnloadOtherWindows();
+    if (!UnloadOtherWindows()) {
+        event->ignore();
+        return;
+    }
     session_.Leave();
     event->accept();
     emit Closed();
 }
 
-void frmMain::UnloadOtherWindows() {
+bool frmMain::UnloadOtherWindows() {
+    bool unloaded = true;
     for (QWidget* window : QApplication::topLevelWidgets()) {
         if (window != this && window->isVisible()) {
-            window->close();
+            unloaded = window->close() && !window->isVisible() && unloaded;
         }
     }
+    return unloaded;
 }
 
 void frmMain::ShowMessage(const char* text) {

@@ -62,7 +62,7 @@ class frmMain : public QDialog {
     void EnableWarehouseButtons();
     void UpdateProcessButton();
     void UpdateAtomicDeletion();
-    void UnloadOtherWindows();
+    bool UnloadOtherWindows();
 
     bool PrepareWarehouse(WarehouseSession::LastUser lastUser);
     bool ArchiveTableReady();

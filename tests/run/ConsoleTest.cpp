@@ -129,7 +129,9 @@ Started Start(std::string_view commandLine, bool withWindow) {
 
 TEST(StartUp, ShowsTheWindowWithoutOptionsAndInConfigMode) {
     EXPECT_EQ(Start("", true).Windows, 1);
-    EXPECT_EQ(Start("-logfile x", true).Windows, 1);
+    const Started copy = Start("-logfile x", true);
+    EXPECT_EQ(copy.Windows, 1);
+    EXPECT_NE(copy.Errors.find("no notice of -logfile"), std::string::npos);
     const Started config = Start("-config file -mac m", true);
     EXPECT_EQ(config.Windows, 1);
     EXPECT_EQ(config.WindowMachine, "m");

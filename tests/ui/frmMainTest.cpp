@@ -241,7 +241,11 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     }
     EXPECT_EQ(opened, (std::vector<std::string>{"frmSetFactTableFilters", "frmSustainRec"}));
     EXPECT_EQ(Warehouse.Text("SELECT * FROM dwm_archive"), "1|(local)|1|NULL|NULL|NULL");
-    window.close();
+    WhenModalOpens([&](QWidget& dialog) {
+        window.close();  // as a signal does
+        EXPECT_FALSE(dialog.isVisible());
+    });
+    Click(window, "cmdFacts");
     EXPECT_EQ(closed.count(), 1);
     EXPECT_EQ(LockRow(), "0|" + User);
     EXPECT_EQ(State.WarehouseConnection, nullptr);

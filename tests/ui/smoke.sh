@@ -52,6 +52,20 @@ press alt+c
 the_end
 [ "$(find "$work/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 
+echo "-- a signal ends it in the middle of an edit, which is given up, and frees the lock"
+start
+wait_for_window Morvane
+enter alt+s "sqlite:$work/shop"
+press alt+r alt+a
+xdotool type retail
+press alt+f
+wait_for_window "Fact Table Conditions for Archiving"
+press F2
+xdotool type "product_id <"
+kill -TERM "$started"
+the_end
+[ "$(sqlite3 "$work/shop/retail.db" 'SELECT * FROM dwm_multiuse')" = "0|$(id -un)" ]
+
 echo "-- configuration mode writes a file"
 start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"
 wait_for_window Morvane
