@@ -13,6 +13,7 @@
 #else
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -30,6 +31,8 @@ std::string CurrentUserName() {
     }
     return {buffer.data(), size - 1};  // the size counts the terminating null
 }
+
+void PrepareProcess() {}
 
 bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
     std::error_code error;
@@ -50,6 +53,17 @@ std::string CurrentUserName() {
     }
     // A user id without an entry (a container) is still one user.
     return found != nullptr ? found->pw_name : std::to_string(geteuid());
+}
+
+void PrepareProcess() {
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // The lowest free number is taken, which is this one.
+        if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) {
+            return;
+        }
+    }
 }
 
 #ifdef FALLOC_FL_KEEP_SIZE

@@ -9,6 +9,11 @@ namespace morvane {
 // system's user name on Windows (at most 199 characters).
 std::string CurrentUserName();
 
+// To be called before anything else. The process leaves no core behind, which would hold passwords;
+// and standard streams that it was started without lead nowhere, so that no file opened later takes
+// their place and gets their text.
+void PrepareProcess();
+
 // Takes disk space for `bytes` bytes of the file without changing its size, so that a full disk
 // shows before work begins. False when there is no room; true also where a file system cannot
 // reserve. ReleaseUnusedSpace gives back what lies beyond the end of the file. Nobody else may

@@ -10,9 +10,9 @@
 
 #include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
-#include "run/CommandLine.h"
 #include "run/ConsolePrompt.h"
 #include "run/ConsoleText.h"
+#include "run/ProcessArguments.h"
 #include "run/StartUp.h"
 #include "ui/BrowsingDialogs.h"
 #include "ui/Display.h"
@@ -98,7 +98,7 @@ void Run(const std::string& commandLine) {
 }  // namespace
 
 int RunInWindows(int argc, char** argv) {
-    const std::string commandLine = ComposeCommandLine(argc, argv);
+    const std::string commandLine = TakeCommandLine(argc, argv);
     const std::string_view obstacle = ObstacleToWindows();
     if (!obstacle.empty()) {
         return RunOnConsole(commandLine, obstacle);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <fstream>
 #include <stdexcept>
 
 namespace morvane::testing {
@@ -20,6 +21,22 @@ int WaitFor(pid_t& process) {
     waitpid(process, &status, 0);
     process = -1;
     return status;
+}
+
+[[noreturn]] void Execute(const std::string& program, const std::vector<std::string>& arguments,
+                          const Surroundings& surroundings) {
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    setenv("LC_ALL", "C", 1);
+    setenv("MORVANE_CONSOLE", "1", 1);
+    for (const auto& [name, value] : surroundings.Variables) {
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+    execv(program.c_str(), argv.data());
+    _exit(98);
 }
 
 void EndIfRunning(pid_t& process) {
@@ -74,22 +91,32 @@ int Child::Wait() {
     return WaitFor(process_);
 }
 
-TerminalProgram::TerminalProgram(const std::string& program,
-                                 const std::vector<std::string>& arguments) {
-    std::vector<char*> argv{const_cast<char*>(program.c_str())};
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
+int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
+                     Streams streams) {
+    pid_t process = fork();
+    if (process == 0) {
+        std::array<int, 2> pipe{};
+        if (::pipe(pipe.data()) == 0) {
+            close(pipe[0]);
+            dup2(pipe[1], STDOUT_FILENO);
+            streams == Streams::Broken ? dup2(pipe[1], STDERR_FILENO) : close(STDERR_FILENO);
+            close(pipe[1]);
+            Execute(program, arguments, {});
+        }
+        _exit(97);
     }
-    argv.push_back(nullptr);
+    return WaitFor(process);
+}
+
+TerminalProgram::TerminalProgram(const std::string& program,
+                                 const std::vector<std::string>& arguments,
+                                 const Surroundings& surroundings) {
     winsize size{};
     size.ws_row = 25;
-    size.ws_col = 400;
+    size.ws_col = surroundings.Columns;
     process_ = forkpty(&terminal_, nullptr, nullptr, &size);
     if (process_ == 0) {
-        setenv("LC_ALL", "C", 1);
-        setenv("MORVANE_CONSOLE", "1", 1);
-        execv(program.c_str(), argv.data());
-        _exit(98);
+        Execute(program, arguments, surroundings);
     }
 }
 
@@ -118,6 +145,11 @@ void TerminalProgram::Type(const std::string& keys) const {
 
 void TerminalProgram::Signal(int number) const {
     kill(process_, number);
+}
+
+std::string TerminalProgram::About(const std::string& file) const {
+    std::ifstream stream("/proc/" + std::to_string(process_) + "/" + file);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 int TerminalProgram::Wait() {

@@ -3,6 +3,8 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,10 +31,23 @@ class Child {
     int out_ = -1;
 };
 
+// What surrounds a program. A variable without a value is removed.
+struct Surroundings {
+    std::map<std::string, std::optional<std::string>> Variables;
+    unsigned short Columns = 400;
+};
+
+// Runs a program with its output in a pipe that nobody reads any more, and its errors there too or
+// their stream closed; returns the status that waitpid gives.
+enum class Streams { Closed, Broken };
+int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
+                     Streams streams);
+
 // A program in a terminal of its own, whose output nobody reads unless the test does.
 class TerminalProgram {
   public:
-    TerminalProgram(const std::string& program, const std::vector<std::string>& arguments);
+    TerminalProgram(const std::string& program, const std::vector<std::string>& arguments,
+                    const Surroundings& surroundings = {});
     ~TerminalProgram();
     TerminalProgram(const TerminalProgram&) = delete;
     TerminalProgram& operator=(const TerminalProgram&) = delete;
@@ -42,6 +57,8 @@ class TerminalProgram {
     const std::string& ReadToEnd();
     void Type(const std::string& keys) const;
     void Signal(int number) const;
+    // A file of the system's about the process: "cmdline", "limits".
+    std::string About(const std::string& file) const;
     int Wait();
 
   private:
