@@ -4,6 +4,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "core/PackedValue.h"
 #include "core/modFileFunctions.h"
 
 namespace morvane {
@@ -12,31 +13,11 @@ namespace {
 
 constexpr std::size_t kBufferLimit = 1 << 20;
 
-enum class Tag : char { Null, Integer, Double, Text };
-
-template <typename T>
-void AppendRaw(std::string& out, T value) {
-    char bytes[sizeof(T)];
-    std::memcpy(bytes, &value, sizeof(T));
-    out.append(bytes, sizeof(T));
-}
-
-void AppendValue(std::string& out, const Value& value) {
-    const auto& data = value.Data();
-    if (const auto* integer = std::get_if<std::int64_t>(&data)) {
-        out += static_cast<char>(Tag::Integer);
-        AppendRaw(out, *integer);
-    } else if (const auto* real = std::get_if<double>(&data)) {
-        out += static_cast<char>(Tag::Double);
-        AppendRaw(out, *real);
-    } else if (const auto* text = std::get_if<std::string>(&data)) {
-        out += static_cast<char>(Tag::Text);
-        AppendRaw(out, text->size());
-        out += *text;
-    } else {
-        out += static_cast<char>(Tag::Null);
-    }
-}
+// Before each row: how many values, in how many bytes.
+struct RowHead {
+    std::size_t Values;
+    std::size_t Bytes;
+};
 
 [[noreturn]] void ThrowSpoolError(const char* action) {
     throw FileError(std::string("Cannot ") + action +
@@ -46,10 +27,13 @@ void AppendValue(std::string& out, const Value& value) {
 }  // namespace
 
 void RowSpool::Append(const std::vector<Value>& row) {
-    AppendRaw(buffer_, row.size());
+    packed_.clear();
     for (const Value& value : row) {
-        AppendValue(buffer_, value);
+        AppendPacked(packed_, value);
     }
+    const RowHead head{row.size(), packed_.size()};
+    buffer_.append(reinterpret_cast<const char*>(&head), sizeof(head));
+    buffer_ += packed_;
     ++rowsWritten_;
     if (buffer_.size() > kBufferLimit) {
         SpillBuffer();
@@ -81,32 +65,16 @@ bool RowSpool::Next(std::vector<Value>& row) {
         std::rewind(file_.get());
     }
     ++rowsRead_;
-    const auto read = [this](auto& value) {
-        ReadBytes(reinterpret_cast<char*>(&value), sizeof(value));
-    };
-    std::size_t count = 0;
-    read(count);
-    row.resize(count);
+    RowHead head{};
+    ReadBytes(reinterpret_cast<char*>(&head), sizeof(head));
+    packed_.resize(head.Bytes);
+    ReadBytes(packed_.data(), head.Bytes);
+    row.resize(head.Values);
+    const char* next = packed_.data();
     for (Value& value : row) {
-        Tag tag{};
-        read(tag);
-        if (tag == Tag::Integer) {
-            std::int64_t integer = 0;
-            read(integer);
-            value.SetInteger(integer);
-        } else if (tag == Tag::Double) {
-            double real = 0;
-            read(real);
-            value.SetDouble(real);
-        } else if (tag == Tag::Text) {
-            std::size_t length = 0;
-            read(length);
-            std::string text(length, '\0');
-            ReadBytes(text.data(), length);
-            value.SetText(text);
-        } else {
-            value.SetNull();
-        }
+        const std::size_t size = PackedSize(next);
+        Unpack({next, size}, value);
+        next += size;
     }
     return true;
 }

@@ -27,6 +27,7 @@ class RowSpool {
     void SpillBuffer();
     void ReadBytes(char* target, std::size_t count);
 
+    std::string packed_;  // one row
     std::string buffer_;
     std::size_t readPosition_ = 0;
     std::unique_ptr<std::FILE, CloseFile> file_;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -48,5 +50,23 @@ std::optional<LiveServer> FindLiveServer();
 
 // A new database on it, dropped at the end.
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
+
+// A test that needs the live server, and says so when it is skipped without one.
+template <typename Base>
+class OnLiveServer : public Base {
+  protected:
+    void SetUp() final {
+        const auto server = FindLiveServer();
+        if (!server) {
+            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
+        }
+        server_ = *server;
+        Prepare();
+    }
+
+    virtual void Prepare() = 0;
+
+    LiveServer server_;
+};
 
 }  // namespace morvane::testing

@@ -9,14 +9,9 @@ namespace morvane::testing {
 namespace {
 
 // A fact table and an archive database on a live server.
-class LiveArchive : public ::testing::Test {
+class LiveArchive : public OnLiveServer<::testing::Test> {
   protected:
-    void SetUp() override {
-        const auto server = FindLiveServer();
-        if (!server) {
-            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-        }
-        server_ = *server;
+    void Prepare() override {
         warehouse_ = MakeLiveDatabase(server_);
         archive_ = MakeLiveDatabase(server_);
         const auto connection = warehouse_->Open();
@@ -56,7 +51,6 @@ class LiveArchive : public ::testing::Test {
         return ids;
     }
 
-    LiveServer server_;
     TempFolder logs_;
     std::unique_ptr<TestDatabase> warehouse_;
     std::unique_ptr<TestDatabase> archive_;

@@ -99,14 +99,9 @@ std::vector<std::string> SortedRows(Connection& connection, const std::string& t
 }
 
 // The demo warehouse on the embedded engine and on a live server, cleaned by the same run.
-class LiveRun : public ::testing::TestWithParam<bool> {
+class LiveRun : public OnLiveServer<::testing::TestWithParam<bool>> {
   protected:
-    void SetUp() override {
-        const auto server = FindLiveServer();
-        if (!server) {
-            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-        }
-        server_ = *server;
+    void Prepare() override {
         demo::MakeDemoWarehouse(folder_.Path(), 1, true, [] { return false; });
         live_ = MakeLiveDatabase(server_);
         const auto embedded = OpenEmbedded(folder_.Path());
@@ -128,7 +123,6 @@ class LiveRun : public ::testing::TestWithParam<bool> {
         return settings;
     }
 
-    LiveServer server_;
     TempFolder folder_;
     TempFolder logs_;
     std::unique_ptr<TestDatabase> live_;

@@ -123,14 +123,9 @@ TEST_F(LoginFault, ADriverThatIsNotInstalledIsNamed) {
     EXPECT_TRUE(Says(attempt.Error, "No Such Driver")) << attempt.Error;
 }
 
-class LiveLogin : public LoginFault {
+class LiveLogin : public OnLiveServer<LoginFault> {
   protected:
-    void SetUp() override {
-        const auto server = FindLiveServer();
-        if (!server) {
-            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-        }
-        server_ = *server;
+    void Prepare() override {
         database_ = MakeLiveDatabase(server_);
         admin_ = database_->Open();
     }
@@ -172,7 +167,6 @@ class LiveLogin : public LoginFault {
     }
 
     const std::string kLogin = "morvane_login_" + std::to_string(getpid());
-    LiveServer server_;
     std::unique_ptr<TestDatabase> database_;
     std::unique_ptr<Connection> admin_;
     std::vector<std::string> cleanUp_;

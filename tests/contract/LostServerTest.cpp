@@ -121,14 +121,9 @@ std::string Products(Connection& connection) {
     return Rows(connection, "select product_id, name from product order by product_id");
 }
 
-class LostServer : public ::testing::TestWithParam<LossPoint> {
+class LostServer : public OnLiveServer<::testing::TestWithParam<LossPoint>> {
   protected:
-    void SetUp() override {
-        const auto server = FindLiveServer();
-        if (!server) {
-            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-        }
-        server_ = *server;
+    void Prepare() override {
         database_ = MakeLiveDatabase(server_);
         MakeStar(*database_->Open());
     }
@@ -157,7 +152,6 @@ class LostServer : public ::testing::TestWithParam<LossPoint> {
         return ReadWholeFile(files_ / "logs/Morvane_Log05-03-202414-07-09.txt");
     }
 
-    LiveServer server_;
     TempFolder files_;
     std::unique_ptr<TestDatabase> database_;
     std::string errorText_;

@@ -188,74 +188,87 @@ TEST_F(DateComparison, ATextThatIsNoDateIsAnError) {
     EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sale"), "6");
 }
 
-// Random conditions against the same comparisons done in plain arithmetic.
-TEST_F(DateComparison, RandomConditionsAgreeWithArithmetic) {
-    std::mt19937 random(20190101);
-    const auto pick = [&](int count) {
-        return static_cast<int>(random() % static_cast<unsigned>(count));
+// Conditions made at random, and the same comparisons in plain arithmetic.
+class RandomConditions : public DateComparison {
+  protected:
+    struct Condition {
+        std::string Sql;
+        std::function<bool(DateTime)> Holds;
     };
-    const DateTime base = *embedded::ParseDateTime("2018-12-30");
-    const auto moment = [&] {
+
+    int Pick(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
+
+    DateTime Moment() {
         constexpr int kSeconds[] = {0, 1, 43200, 86399};
-        return base + std::chrono::days(pick(5)) + std::chrono::seconds(kSeconds[pick(4)]);
-    };
+        return *embedded::ParseDateTime("2018-12-30") + std::chrono::days(Pick(5)) +
+               std::chrono::seconds(kSeconds[Pick(4)]);
+    }
+
+    // In one of the forms that the server takes.
+    std::string Literal(DateTime value) {
+        std::string text = FormatDateTime(value);
+        if (text.substr(11) == "00:00:00" && Pick(2) == 0) {
+            text.resize(10);
+        }
+        if (Pick(2) == 0) {
+            text.erase(std::remove(text.begin(), text.begin() + 10, '-'), text.begin() + 10);
+        }
+        return "'" + text + "'";
+    }
+
+    Condition Make(const std::string& column, DateTime low, DateTime high) {
+        const auto& [sign, compare] = kOperators[static_cast<std::size_t>(Pick(6))];
+        switch (Pick(4)) {
+            case 0:
+                return {column + " " + sign + Literal(low),
+                        [=](DateTime value) { return compare(value, low); }};
+            case 1:
+                return {Literal(low) + " " + sign + " " + column,
+                        [=](DateTime value) { return compare(low, value); }};
+            case 2:
+                return {column + " between " + Literal(low) + " and " + Literal(high),
+                        [=](DateTime value) { return low <= value && value <= high; }};
+            default:
+                return {"not " + column + " in (" + Literal(low) + ", " + Literal(high) + ")",
+                        [=](DateTime value) { return value != low && value != high; }};
+        }
+    }
+
+  private:
+    using Compare = std::function<bool(DateTime, DateTime)>;
+    const std::array<std::pair<std::string, Compare>, 6> kOperators{{
+        {"<", std::less<>()},
+        {"<=", std::less_equal<>()},
+        {"=", std::equal_to<>()},
+        {"<>", std::not_equal_to<>()},
+        {">=", std::greater_equal<>()},
+        {">", std::greater<>()},
+    }};
+    std::mt19937 random_{20190101};
+};
+
+TEST_F(RandomConditions, AgreeWithArithmetic) {
     std::vector<DateTime> rows;
     warehouse.Run("DELETE FROM sale");
     for (int id = 0; id < 40; ++id) {
-        rows.push_back(moment());
+        rows.push_back(Moment());
         const std::string text = FormatDateTime(rows.back());
         warehouse.Run("INSERT INTO sale VALUES(" + std::to_string(id) + ",'" + text + "','" +
                       text.substr(0, 10) + "','')");
     }
-    const auto literal = [&](DateTime value) {
-        std::string text = FormatDateTime(value);
-        if (text.substr(11) == "00:00:00" && pick(2) == 0) {
-            text.resize(10);
-        }
-        if (pick(2) == 0) {
-            text.erase(std::remove(text.begin(), text.begin() + 10, '-'), text.begin() + 10);
-        }
-        return "'" + text + "'";
-    };
-    constexpr const char* kOperators[] = {"<", "<=", "=", "<>", ">=", ">"};
-    const auto holds = [](int op, DateTime a, DateTime b) {
-        return op == 0   ? a < b
-               : op == 1 ? a <= b
-               : op == 2 ? a == b
-               : op == 3 ? a != b
-               : op == 4 ? a >= b
-                         : a > b;
-    };
     for (int round = 0; round < 400; ++round) {
-        const bool days = pick(2) == 0;
-        const std::string column = days ? "day" : "at";
+        const bool days = Pick(2) == 0;
         const auto cut = [&](DateTime value) {
             return days ? DateTime(std::chrono::floor<std::chrono::days>(value)) : value;
         };
-        const DateTime low = cut(moment());
-        const DateTime high = cut(moment());
-        const int op = pick(6);
-        const int form = pick(4);
-        std::string condition;
-        if (form == 0) {
-            condition = column + " " + kOperators[op] + literal(low);
-        } else if (form == 1) {
-            condition = literal(low) + " " + kOperators[op] + " " + column;
-        } else if (form == 2) {
-            condition = column + " between " + literal(low) + " and " + literal(high);
-        } else {
-            condition = "not " + column + " in (" + literal(low) + ", " + literal(high) + ")";
-        }
+        const Condition condition = Make(days ? "day" : "at", cut(Moment()), cut(Moment()));
         std::string expected;
         for (std::size_t id = 0; id < rows.size(); ++id) {
-            const DateTime value = cut(rows[id]);
-            const bool meets = form == 0   ? holds(op, value, low)
-                               : form == 1 ? holds(op, low, value)
-                               : form == 2 ? low <= value && value <= high
-                                           : value != low && value != high;
-            expected += meets ? (expected.empty() ? "" : " ") + std::to_string(id) : "";
+            if (condition.Holds(cut(rows[id]))) {
+                expected += (expected.empty() ? "" : " ") + std::to_string(id);
+            }
         }
-        ASSERT_EQ(Ids("id >= 0 and " + condition + " and id < 99"), expected) << condition;
+        ASSERT_EQ(Ids("id >= 0 and " + condition.Sql + " and id < 99"), expected) << condition.Sql;
     }
 }
 

@@ -5,21 +5,14 @@
 #include "core/Transaction.h"
 #include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
+#include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 
 namespace morvane {
 namespace {
 
+using testing::ErrorOf;
 using testing::TestWarehouse;
-
-std::string ErrorOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const DatabaseError& error) {
-        return error.what();
-    }
-    return "no error";
-}
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;

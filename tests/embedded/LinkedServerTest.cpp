@@ -4,12 +4,14 @@
 
 #include "core/DatabaseError.h"
 #include "core/Transaction.h"
+#include "support/ErrorOf.h"
 #include "support/SqliteFile.h"
 #include "support/TestWarehouse.h"
 
 namespace morvane {
 namespace {
 
+using testing::ErrorOf;
 using testing::SqliteFile;
 using testing::TestWarehouse;
 
@@ -31,14 +33,6 @@ class LinkedServer : public ::testing::Test {
             command->AppendParameter({"p", DataType::VarChar, 0, 0, 0, Value(value)});
         }
         command->Execute();
-    }
-    std::string ErrorOf(const std::function<void()>& action) {
-        try {
-            action();
-        } catch (const DatabaseError& error) {
-            return error.what();
-        }
-        return "no error";
     }
     std::int64_t CopyTo(const std::string& target) {
         return connection->Execute("insert into " + target + " select * from t where id < 9");
