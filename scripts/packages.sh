@@ -9,3 +9,4 @@ test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsq
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
 package_packages=("${build_packages[@]}" dpkg-dev file)
+install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)
