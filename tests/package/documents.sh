@@ -44,5 +44,7 @@ if command -v systemd-analyze >/dev/null; then
     cp "$documentation"/examples/*.service "$documentation"/examples/*.timer "$work"
     # The program is not where the system would look for it.
     sed -i "s|^ExecStart=|&$usr/bin/|" "$work/morvane-nightly.service"
-    systemd-analyze verify --man=no "$work"/morvane-nightly.{service,timer}
+    systemd-analyze verify --man=no "$work"/morvane-nightly.{service,timer} 2>"$work/remarks" ||
+        fail "$(cat "$work/remarks")"
+    ! grep "$work" "$work/remarks" || fail "not all of a unit is understood"
 fi
