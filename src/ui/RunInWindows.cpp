@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QDialog>
 #include <QEventLoop>
+#include <QIcon>
 #include <QTimer>
 #include <cstdio>
 #include <cstdlib>
@@ -107,6 +108,8 @@ int RunInWindows(int argc, char** argv) {
     int ownNameOnly = 1;  // the options are the program's own, none of them the window system's
     const QApplication application(ownNameOnly, argv);
     QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setDesktopFileName("morvane");
+    QApplication::setWindowIcon(QIcon::fromTheme("morvane"));  // none where it is not installed
     UseSystemLocale();  // as it was before the window system set it
     const CancelSignals cancelSignals;
     try {

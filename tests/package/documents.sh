@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Checks the manual, the desktop entry and the units of an installed tree. Arguments: its usr folder
+# and the name of its package.
+set -euo pipefail
+usr=$1
+documentation=$usr/share/doc/$2
+cd "$(dirname "$0")/../.."
+fail() { echo "$*" >&2; exit 1; }
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+echo "-- the manual"
+for program in "$usr"/bin/*; do
+    page=$usr/share/man/man1/$(basename "$program").1.gz
+    warnings=$(MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>&1 >/dev/null)
+    [ -z "$warnings" ] || fail "$page: $warnings"
+    zgrep -q '^\.TH .*"Morvane [0-9.]*"' "$page" || fail "$page names no version"
+done
+
+# section <title>: of morvane(1), as it was written.
+section() {
+    zcat "$usr/share/man/man1/morvane.1.gz" | sed -n "/^\.SH $1\$/,/^\.SH/p"
+}
+section OPTIONS | sed -n 's/^\.BI\? \\\(-[a-z][a-z]*\).*/\1/p' | sort -u >"$work/documented"
+"$usr/bin/morvane" -help | grep -o -- '-[a-z]\+' | sort -u >"$work/offered"
+[ "$(wc -l <"$work/offered")" -gt 20 ] || fail "-help does not list the options"
+diff "$work/offered" "$work/documented" || fail "options that -help (<) or the manual (>) misses"
+
+# Names in quotes where variables are read: "MORVANE_...", getenv("..."), variable("...").
+grep -rhoE '"MORVANE_[A-Z_]+"|(getenv|variable)\("[A-Z_]+"\)|kVariables\{.*\}' src |
+    grep -oE '"[A-Z_]+"' | tr -d '"' | sort -u >"$work/read"
+grep -q MORVANE_CONSOLE "$work/read" && grep -q ODBCINI "$work/read" || fail "no variable found"
+section ENVIRONMENT >"$work/environment"
+while read -r variable; do
+    grep -qw "$variable" "$work/environment" || fail "the manual lacks the variable $variable"
+done <"$work/read"
+
+echo "-- the examples"
+if [ -d "$usr/share/applications" ]; then
+    desktop-file-validate "$usr/share/applications/morvane.desktop"
+    [ -e "$usr/share/icons/hicolor/scalable/apps/morvane.svg" ] || fail "no icon"
+fi
+if command -v systemd-analyze >/dev/null; then
+    cp "$documentation"/examples/*.service "$documentation"/examples/*.timer "$work"
+    # The program is not where the system would look for it.
+    sed -i "s|^ExecStart=|&$usr/bin/|" "$work/morvane-nightly.service"
+    systemd-analyze verify --man=no "$work"/morvane-nightly.{service,timer} 2>"$work/remarks" ||
+        fail "$(cat "$work/remarks")"
+    ! grep "$work" "$work/remarks" || fail "not all of a unit is understood"
+fi
