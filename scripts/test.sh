@@ -31,6 +31,9 @@ else
     echo "== No fuzzing: clang or its runtime is not installed"
 fi
 
+echo "== Packages"
+tests/package/install.sh
+
 for preset in dev asan; do
     echo "== Tests, preset $preset"
     cmake --preset "$preset" "${launcher[@]}" >/dev/null

@@ -6,6 +6,7 @@
 #   sh              is run
 #   sh server       is run, and ends because there is no such server
 #   sh repository   names scripts of this repository, which others run; they must be there
+#   sh package      is run by the test of the packages
 #   sql             is run by sqlite3, and is the file star.sql
 #   sql server      is for the server alone
 #   output          ends the output of the block before it
@@ -83,7 +84,7 @@ for page in README.md $(cd "$repository" && echo docs/*.md); do
         sh-repository) find_scripts ;;
         sql) run_sql ;;
         output) compare_output ;;
-        sql-server) ;;
+        sh-package | sql-server) ;;
         *) fail "what is to become of this?" ;;
         esac
         ran=$((ran + 1))

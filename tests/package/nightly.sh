@@ -63,7 +63,15 @@ nightly 1 -db none
 grep -q 'ended with "failure"' "$work/output"
 grep -q '^failure' "$status"
 
+echo "-- a lock that a dead run has left is not taken for a run that was done"
+sqlite3 "$shop/retail.db" 'UPDATE dwm_multiuse SET lock = 1'
+nightly 1
+grep -q 'Nobody could be asked' "$work/output"
+grep -q 'nothing was done' "$work/output"
+sqlite3 "$shop/retail.db" 'UPDATE dwm_multiuse SET lock = 0'
+
 echo "-- what cannot be started leaves the warehouse and the status alone"
+nightly 1 -db none
 nightly 2 15 16 17 18 19 20 21 22 23 24
 grep -q 'more than 23 words' "$work/output"
 grep -q '^failure' "$status"
