@@ -77,7 +77,10 @@ TEST_F(SustainQueryTest, NothingButOneQueryIsExecuted) {
           "with a as (select 1) select * from a", "select * from item; drop table item",
           "select * from item drop table item", "select * into copy from item",
           "select ']' from item /* ' */ ; drop table item --'",
-          "select [a]]'] from t; drop table t"}) {
+          "select [a]]'] from t; drop table t",
+          // What stands in the open quote would be a statement behind the hidden key.
+          "select name from item \"x ; delete from item --",
+          "select name from item where name = 'x", "select name from [item"}) {
         EXPECT_NE(Refusal(sql), "") << sql;
     }
     EXPECT_EQ(Refusal("select 'x; drop table' as [;update;], \"delete\" from item;;"), "");
