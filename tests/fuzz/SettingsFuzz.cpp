@@ -115,7 +115,7 @@ RunSettings AsWindowComposes(RunSettings settings) {
 bool IsPlain(const std::string& value) {
     return value.empty() || (value[0] != '-' && value[0] != '/' &&
                              std::none_of(value.begin(), value.end(), [](char c) {
-                                 return c == '"' || (c >= '\0' && c < ' ');
+                                 return c == '"' || (c >= '\0' && c < ' ' && c != '\t');
                              }));
 }
 

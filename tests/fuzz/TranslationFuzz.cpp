@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -113,6 +114,33 @@ void CheckTexts(const Tokens& before, const Tokens& after) {
     }
 }
 
+// What a token says, however it is quoted.
+std::string Content(const Token& token) {
+    return ToLower(token.Kind == TokenKind::Text ? LiteralText(token.Text) : token.NameText());
+}
+
+// Names, numbers and words are not lost, whatever becomes of them. The words that say how to
+// rewrite may go.
+void CheckNothingLost(const Tokens& before, const Tokens& after) {
+    static const std::set<std::string> kMayGo = {
+        "select",    "top",      "as",   "max",  "getdate", "current_timestamp",
+        "datediff",  "dateadd",  "left", "len",  "isnull",  "datepart",
+        "year",      "month",    "day",  "cast", "right",   "convert",
+        "substring", "charindex"};
+    std::multiset<std::string> left;
+    for (const Token& token : after) {
+        left.insert(Content(token));
+    }
+    for (const Token& token : before) {
+        const bool counts = token.IsName() || token.Kind == TokenKind::Number;
+        if (counts && (token.Kind != TokenKind::Word || !kMayGo.contains(Content(token)))) {
+            const auto found = left.find(Content(token));
+            Require(found != left.end(), "no name, number or word is lost");
+            left.erase(found);
+        }
+    }
+}
+
 // Nothing is left that only the server knows.
 void CheckRewrittenWhole(const Tokens& after) {
     constexpr std::array<std::string_view, 8> kServersOwn = {
@@ -148,6 +176,9 @@ void CheckTranslation(std::string_view sql, const Tokens& before) {
     }
     if (!Has(before, ".")) {
         CheckRewrittenWhole(*after);
+        if (translation->Kind != StatementKind::Definition && !Has(before, "openrowset")) {
+            CheckNothingLost(before, *after);
+        }
     }
 }
 
