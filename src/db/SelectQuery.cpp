@@ -22,9 +22,9 @@ const std::vector<std::string_view> kWriting = {
 
 // What may follow a table's name and is no alias.
 const std::vector<std::string_view> kAfterTable = {
-    "as",        "where", "group",   "having",      "order", "join",   "inner", "left",  "right",
-    "full",      "cross", "outer",   "on",          "with",  "option", "for",   "union", "except",
-    "intersect", "pivot", "unpivot", "tablesample", "merge", "hash",   "loop"};
+    "as",     "from",      "where", "group",   "having",      "order", "join",   "inner", "left",
+    "right",  "full",      "cross", "outer",   "on",          "with",  "option", "for",   "union",
+    "except", "intersect", "pivot", "unpivot", "tablesample", "merge", "hash",   "loop"};
 
 const std::vector<std::string_view> kAggregates = {
     "avg",   "checksum_agg", "count",      "count_big", "grouping", "max", "min",

@@ -90,6 +90,8 @@ TEST(Translation, CreatesTablesInSqlitesWords) {
               "CREATE TABLE \"t\" (a varchar(2147483647) COLLATE NOCASE NULL, "
               "d datetime NOT NULL DEFAULT ((datetime('now', 'localtime'))), "
               "CONSTRAINT p PRIMARY KEY (a))");
+    EXPECT_EQ(Sql("CREATE TABLE t (a int COLLATE [no [case])"),
+              "CREATE TABLE t (a int COLLATE \"no [case\")");
     EXPECT_EQ(Sql("CREATE TABLE t (getdate datetime, b int)"),
               "CREATE TABLE t (getdate datetime, b int)");
 }

@@ -59,9 +59,10 @@ bool Contains(const std::array<std::string_view, N>& words, std::string_view wor
 }
 
 // The server's collations tell by their name whether they ignore letter case.
-std::string SqliteCollation(const std::string& name) {
+std::string SqliteCollation(const Token& written) {
+    const std::string name = written.NameText();
     if (name.find('_') == std::string::npos) {
-        return name;
+        return written.Text;
     }
     return ToUpper(name).find("_CI_") != std::string::npos ? "NOCASE" : "BINARY";
 }
@@ -310,7 +311,7 @@ class Translator {
             return i + 4;
         }
         if (token.Is("collate") && nameFollows) {
-            Emit("COLLATE " + SqliteCollation(tokens_[i + 1].NameText()), token.SpaceBefore);
+            Emit("COLLATE " + SqliteCollation(tokens_[i + 1]), token.SpaceBefore);
             return i + 2;
         }
         const bool getDate = token.Is("getdate") && IsAt(i + 1, "(") && IsAt(i + 2, ")");
