@@ -37,7 +37,7 @@ fuzz() {
         "$folder/corpus/$name" "tests/fuzz/seeds/$name" 2>"$folder/logs/$name.log"; then
         echo "$name: $(grep -a DONE "$folder/logs/$name.log") $(grep -a '^Done' "$folder/logs/$name.log")"
     else
-        echo "$name: FAULT FOUND, the end of $folder/logs/$name.log:"
+        echo "$name: FAILED, the end of $folder/logs/$name.log:"
         grep -av '^stat::' "$folder/logs/$name.log" | tail -n 40
         return 1
     fi
