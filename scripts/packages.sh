@@ -7,6 +7,7 @@ demo_packages=("${build_packages[@]}" sqlite3)
 test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsqliteodbc tdsodbc
     clang-format git)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
+fuzz_packages=("${headless_packages[@]}" clang libclang-rt-14-dev)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
 package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)

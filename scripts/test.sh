@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs all tests: the format of the sources, a short fuzzing where clang has its runtime, and the
-# test suite, plain and under AddressSanitizer and UndefinedBehaviorSanitizer.
+# Runs all tests: the format of the sources, a short fuzzing, and the test suite, plain and under
+# AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,21 +15,8 @@ fi
 echo "== Format of the sources"
 find src demo bench tests -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
 
-fuzzing_works() {
-    command -v clang++ >/dev/null &&
-        echo 'extern "C" int LLVMFuzzerTestOneInput(const unsigned char*, unsigned long) { return 0; }' |
-        clang++ -x c++ -fsanitize=fuzzer,address -o /dev/null - 2>/dev/null
-}
-if fuzzing_works; then
-    echo "== Fuzzing"
-    cmake --preset fuzz "${launcher[@]}" >/dev/null
-    cmake --build --preset fuzz --target fuzz_targets | tail -n 1
-    for target in build/fuzz/tests/fuzz/*_fuzz; do
-        "$target" -max_total_time=10 -max_len=1024 2>&1 | tail -n 1
-    done
-else
-    echo "== No fuzzing: clang or its runtime is not installed"
-fi
+echo "== Fuzzing"
+scripts/fuzz.sh 5
 
 echo "== Packages"
 tests/package/install.sh

@@ -22,9 +22,9 @@ const std::vector<std::string_view> kWriting = {
 
 // What may follow a table's name and is no alias.
 const std::vector<std::string_view> kAfterTable = {
-    "as",        "where", "group",   "having",      "order", "join",   "inner", "left",  "right",
-    "full",      "cross", "outer",   "on",          "with",  "option", "for",   "union", "except",
-    "intersect", "pivot", "unpivot", "tablesample", "merge", "hash",   "loop"};
+    "as",     "from",      "where", "group",   "having",      "order", "join",   "inner", "left",
+    "right",  "full",      "cross", "outer",   "on",          "with",  "option", "for",   "union",
+    "except", "intersect", "pivot", "unpivot", "tablesample", "merge", "hash",   "loop"};
 
 const std::vector<std::string_view> kAggregates = {
     "avg",   "checksum_agg", "count",      "count_big", "grouping", "max", "min",
@@ -42,9 +42,22 @@ bool Writes(const Words& words, std::size_t i) {
     return words[i].Depth <= 0 && words[i].IsOneOf(kWriting) && !joins;
 }
 
+bool HaveMatchingParentheses(const Words& words) {
+    return words.back().Depth == 0 && !words.back().Is("(") &&
+           std::all_of(words.begin(), words.end(),
+                       [](const auto& word) { return word.Depth >= 0; });
+}
+
 std::string WhyRefused(const Words& words) {
     if (words.empty() || !words[0].Is("select")) {
         return "Only a query that begins with the word SELECT can be executed.";
+    }
+    // In the rebuilt query an open quote would turn what it holds into statements.
+    if (!words.back().Closed) {
+        return "A quotation mark or bracket of the query is not closed.";
+    }
+    if (!HaveMatchingParentheses(words)) {
+        return "The parentheses of the query do not match.";
     }
     for (std::size_t i = 0; i < words.size(); ++i) {
         if (words[i].Is(";")) {

@@ -59,7 +59,8 @@ class Scanner {
                 ++end;
             }
         }
-        return {kind, sql_.substr(at, end - at), at, 0};
+        const bool closed = end <= sql_.size();
+        return {kind, sql_.substr(at, end - at), at, 0, closed};
     }
 
   private:
@@ -73,6 +74,7 @@ class Scanner {
         return std::min(at, sql_.size());
     }
 
+    // Past the end of the text where the quote has no end.
     std::size_t SkipQuoted(std::size_t at, char quote) const {
         for (++at; at < sql_.size(); ++at) {
             if (sql_[at] == quote) {
@@ -82,7 +84,7 @@ class Scanner {
                 ++at;
             }
         }
-        return sql_.size();
+        return sql_.size() + 1;
     }
 
     std::string_view sql_;
@@ -152,7 +154,7 @@ std::vector<SqlWord> SplitSql(std::string_view sql) {
 std::string SqlName(std::string_view name) {
     const bool plain = !name.empty() && !IsDigit(name[0]) && name[0] != '$' &&
                        std::all_of(name.begin(), name.end(), IsWordPart);
-    if (plain && !IsReserved({SqlWordKind::Word, name, 0, 0})) {
+    if (plain && !IsReserved({SqlWordKind::Word, name})) {
         return std::string(name);
     }
     std::string quoted = "[";

@@ -19,7 +19,8 @@ struct SqlWord {
     SqlWordKind Kind = SqlWordKind::Symbol;
     std::string_view Text;  // with its quotes
     std::size_t Begin = 0;
-    int Depth = 0;  // of the parentheses around it
+    int Depth = 0;       // of the parentheses around it
+    bool Closed = true;  // false for what is quoted and has no end
 
     std::size_t End() const { return Begin + Text.size(); }
     // A bare word or symbol, letter case ignored.

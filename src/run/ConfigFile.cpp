@@ -85,7 +85,15 @@ constexpr std::array kTextOptions{
     TextOption{"-bkpwd", &RunSettings::ArchivePassword},
 };
 
+// The file is one line.
+bool EndsLine(const std::string& value) {
+    return value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
+}
+
 bool IsReadBack(const TextOption& option, const std::string& value) {
+    if (EndsLine(value)) {
+        return false;
+    }
     RunSettings expected;
     expected.*option.Value = value;
     return Parse(std::string(option.Name) + " " + AsWord(value)) == expected;
@@ -124,10 +132,10 @@ std::string ConfigLineFault(const RunSettings& settings) {
         if (!value.empty() && !IsReadBack(option, value)) {
             return "The value of the option " + std::string(option.Name) +
                    " cannot be written into the configuration file: it holds a double quote or "
-                   "begins like an option.";
+                   "a line end, or begins like an option.";
         }
     }
-    return Parse(ConfigLine(settings)) == settings
+    return !EndsLine(settings.LogDirectory) && Parse(ConfigLine(settings)) == settings
                ? ""
                : "The settings cannot be written into the configuration file: it would not be read "
                  "back as it is meant.";

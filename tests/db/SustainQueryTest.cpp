@@ -77,7 +77,10 @@ TEST_F(SustainQueryTest, NothingButOneQueryIsExecuted) {
           "with a as (select 1) select * from a", "select * from item; drop table item",
           "select * from item drop table item", "select * into copy from item",
           "select ']' from item /* ' */ ; drop table item --'",
-          "select [a]]'] from t; drop table t"}) {
+          "select [a]]'] from t; drop table t",
+          // What stands in the open quote would be a statement behind the hidden key.
+          "select name from item \"x ; delete from item --",
+          "select name from item where name = 'x", "select name from [item"}) {
         EXPECT_NE(Refusal(sql), "") << sql;
     }
     EXPECT_EQ(Refusal("select 'x; drop table' as [;update;], \"delete\" from item;;"), "");
@@ -93,6 +96,8 @@ TEST_F(SustainQueryTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     EXPECT_EQ(Key("select i.ID, name from dbo.[item] i"), "ID@2 shop@1 ");
     EXPECT_EQ(Rebuilt("select name from [odd one]"),
               "Select  is_sustainable, [odd one].[the key], name from [odd one]");
+    EXPECT_EQ(Made("select name from item FROM f").Sql.find("FROM."), std::string::npos)
+        << "no alias; the server refuses it";
     // An alias that sounds like the key is not the key.
     EXPECT_EQ(Key("select 7 as id, shop from item"), "id@1 shop@3 ");
     EXPECT_EQ(Key("select shop id, id shop from item"), "id@1 shop@2 ");

@@ -196,6 +196,9 @@ TEST(Engine, EvaluatesTheServersFunctions) {
     EXPECT_EQ(value("left('äbc', 2) + '|' + right('abç', 2)"), "äb|bç");
     EXPECT_EQ(value("substring('abcdef', 2, 3)"), "bcd");
     EXPECT_EQ(value("substring('abcdef', 0, 3)"), "ab");
+    EXPECT_EQ(value("substring('abcdef', 2, 9223372036854775807)"), "bcdef");
+    EXPECT_EQ(value("substring('abcdef', -5, 3)"), "");
+    EXPECT_EQ(value("substring('abcdef', -9223372036854775808, 3)"), "");
     EXPECT_EQ(value("charindex('C', 'abcd')"), "3");
     EXPECT_EQ(value("isnull(null, 'x')"), "x");
     EXPECT_EQ(value("convert(varchar(10), '2024-03-05 10:00', 120)"), "2024-03-05");
@@ -205,6 +208,15 @@ TEST(Engine, EvaluatesTheServersFunctions) {
     EXPECT_EQ(value("datediff(day, '2024-03-05', dateadd(wk, 1, '2024-03-05'))"), "7");
     EXPECT_EQ(value("case when 'Abc' like 'a[a-c]%' then 1 else 0 end"), "1");
     EXPECT_EQ(value("case when 'abc' like 'a[^b]_' then 1 else 0 end"), "0");
+    EXPECT_EQ(value("case when 'abcbd' like '%b_' then 1 else 0 end"), "1");
+    EXPECT_EQ(value("case when 'abcbd' like '%b%c' then 1 else 0 end"), "0");
+    std::string pattern;  // whose ways to match nobody has the time to try
+    for (int i = 0; i < 20; ++i) {
+        pattern += "%a";
+    }
+    EXPECT_EQ(value("case when '" + std::string(200, 'a') + "' like '" + pattern +
+                    "b' then 1 else 0 end"),
+              "0");
     EXPECT_EQ(value("datediff(minute, getdate(), current_timestamp)"), "0");
     EXPECT_THROW(value("convert(int, 'x')"), DatabaseError);
     EXPECT_THROW(value("convert(datetime, 'x')"), DatabaseError);

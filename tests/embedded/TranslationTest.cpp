@@ -20,6 +20,8 @@ TEST(Translation, LeavesWordsInTextsNamesAndCommentsAlone) {
               "SELECT a from t where b = 'getdate() top 5 dbo.x' and c = 1");
     EXPECT_EQ(Sql("select [left], \"len\" from t /* x /* nested */ top */ where [a]]b] = N'it''s'"),
               "SELECT \"left\", \"len\" from t where \"a]b\" = 'it''s'");
+    EXPECT_EQ(Sql("select 'a'N'b' as x, [c][d] from t"), "SELECT 'a' 'b' as x, \"c\" \"d\" from t")
+        << "two that stand together are not one";
 }
 
 TEST(Translation, RewritesFunctionsWhereverTheyNest) {
@@ -88,17 +90,38 @@ TEST(Translation, CreatesTablesInSqlitesWords) {
               "CREATE TABLE \"t\" (a varchar(2147483647) COLLATE NOCASE NULL, "
               "d datetime NOT NULL DEFAULT ((datetime('now', 'localtime'))), "
               "CONSTRAINT p PRIMARY KEY (a))");
+    EXPECT_EQ(Sql("CREATE TABLE t (a int COLLATE [no [case])"),
+              "CREATE TABLE t (a int COLLATE \"no [case\")");
+    EXPECT_EQ(Sql("CREATE TABLE t (getdate datetime, b int)"),
+              "CREATE TABLE t (getdate datetime, b int)");
 }
 
 TEST(Translation, RefusesWhatItDoesNotKnow) {
-    for (const char* sql :
-         {"", "grant all to x", "exec sp_who", "select top 5 percent a from t",
-          "select a from other.dbo.t", "select a from srv.dw.dbo.t", "select @x", "select 'open",
-          "select [open", "select /* open", "select (a from t", "select a where b !< 1",
-          "select cast(a int) from t", "delete from t where d = {ts 'soon'}",
-          "select datediff('day', a, b) from t", "select a from t.", "select $ from t"}) {
+    for (const char* sql : {"",
+                            "grant all to x",
+                            "exec sp_who",
+                            "select top 5 percent a from t",
+                            "select a from other.dbo.t",
+                            "select a from srv.dw.dbo.t",
+                            "select @x",
+                            "select 'open",
+                            "select [open",
+                            "select /* open",
+                            "select (a from t",
+                            "select a where b !< 1",
+                            "select cast(a int) from t",
+                            "delete from t where d = {ts 'soon'}",
+                            "select datediff('day', a, b) from t",
+                            "select a from t.",
+                            "select a /dbo.* from t",
+                            "select $ from t",
+                            "select cast(a as varchar(?)) from t",
+                            "select convert(decimal(9 + 1, 2), a) from t"}) {
         EXPECT_THROW(Translate(sql, kContext), DatabaseError) << sql;
     }
+    const std::string deep(100000, '(');
+    const std::string close(100000, ')');
+    EXPECT_THROW(Sql("select " + deep + "1" + close), DatabaseError);
 }
 
 }  // namespace

@@ -1,20 +1,17 @@
 #include <algorithm>
+#include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "Require.h"
 #include "core/Text.h"
 #include "run/CommandLine.h"
+#include "run/ValidateSettings.h"
 
+namespace morvane::fuzz {
 namespace {
-
-void Require(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // Whether a password is among the words shown. One that stands elsewhere in the text as well may be
 // there for another reason, and so may any where quotes put words together.
@@ -31,32 +28,52 @@ bool IsShown(const std::string& password, std::string_view text,
     });
 }
 
-// What holds of every command line, however it is split.
-void ParseAndCheck(std::string_view text, std::size_t maxArgs, morvane::SlashPaths slashPaths) {
-    using namespace morvane;
+void CheckReport(std::string_view text, std::size_t maxArgs, const CommandLineReport& report,
+                 const RunSettings& settings, const RunState& state) {
+    Require(report.Note.empty() || report.Fault.empty(), "a note or a fault, not both");
+    Require(report.Fault.empty() || state.CommandLineMode, "a fault is told on the console");
+    Require(!report.UnknownOption || (settings.Help && state.CommandLineMode),
+            "an unknown option asks for help");
+    Require(!report.HelpAsked || settings.Help, "help that is asked for is given");
+    Require(report.UnknownNames.size() <= maxArgs, "no more words than allowed");
+    Require(
+        settings.ConfigMode == state.ConfigMode && settings.ConfigFileName == state.ConfigFileName,
+        "settings and state agree on the configuration mode");
+    for (const std::string* value :
+         {&settings.Machine, &settings.UserName, &settings.Password, &settings.Database,
+          &settings.ArchiveMachine, &settings.ArchiveUserName, &settings.ArchivePassword,
+          &settings.ArchiveDatabase, &settings.LogDirectory, &settings.LogFileName,
+          &settings.ConfigFileName, &settings.StatusFileName}) {
+        Require(value->size() <= text.size(), "a value is no longer than the command line");
+        Require(value->find('"') == std::string::npos, "quotes are never part of a value");
+    }
+    for (const std::string& password : {settings.Password, settings.ArchivePassword}) {
+        Require(!IsShown(password, text, report.UnknownNames), "no password is shown");
+    }
+}
+
+// A run starts with nothing that was not understood, and never in silence.
+void CheckValidation(const CommandLineReport& report, const RunSettings& settings,
+                     RunState& state) {
+    const bool valid = ValidateSettings(settings, state, report.Fault);
+    Require(!valid || (report.Fault.empty() && !report.UnknownOption && !settings.Help),
+            "what was not understood does not run");
+    Require(valid == state.ErrorText.empty() || !state.CommandLineMode, "a refusal says why");
+    Require(valid || !state.CommandLineMode || state.ErrorText.ends_with(UsageText()),
+            "the usage follows a refusal");
+}
+
+void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashPaths) {
     RunSettings settings;
     RunState state;
     InitSettings(settings, state);
     const CommandLineReport report = ParseCommandLine(text, maxArgs, slashPaths, settings, state);
-    Require(report.Note.empty() || report.Fault.empty());
-    Require(report.Fault.empty() || state.CommandLineMode);
-    Require(!report.UnknownOption || (settings.Help && state.CommandLineMode));
-    Require(report.UnknownNames.size() <= maxArgs);
-    Require(settings.ConfigMode == state.ConfigMode);
-    Require(settings.ConfigFileName == state.ConfigFileName);
-    for (const std::string* value : {&settings.Machine, &settings.Password, &settings.LogDirectory,
-                                     &settings.StatusFileName, &settings.LogFileName}) {
-        Require(value->size() <= text.size());
-        Require(value->find('"') == std::string::npos);
-    }
-    for (const std::string& password : {settings.Password, settings.ArchivePassword}) {
-        Require(!IsShown(password, text, report.UnknownNames));
-    }
+    CheckReport(text, maxArgs, report, settings, state);
+    CheckValidation(report, settings, state);
 }
 
 // An argument without a quote in it, or a line end behind it, comes back as it was.
 void ComposeAndCheck(const std::string& argument) {
-    using namespace morvane;
     if (argument.find_first_of(std::string_view("\"\0", 2)) != std::string::npos ||
         argument.ends_with('\n') || argument.ends_with('\r')) {
         return;
@@ -65,18 +82,21 @@ void ComposeAndCheck(const std::string& argument) {
     RunSettings settings;
     RunState state;
     ParseCommandLine(ComposeCommandLine(5, argv), kMaxArgs, SlashPaths::Yes, settings, state);
-    Require(settings.LogDirectory == argument || ToLower(argument) == "-log");
-    Require(settings.Machine == "m");
+    Require(settings.LogDirectory == argument || ToLower(argument) == "-log",
+            "an argument comes back as it was");
+    Require(settings.Machine == "m", "an argument takes nothing from the next");
 }
 
 }  // namespace
+}  // namespace morvane::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace morvane;
     const std::string text(reinterpret_cast<const char*>(data), size);
-    for (const std::size_t maxArgs : {std::size_t{0}, std::size_t{3}, morvane::kMaxArgs}) {
-        ParseAndCheck(text, maxArgs, morvane::SlashPaths::Yes);
-        ParseAndCheck(text, maxArgs, morvane::SlashPaths::No);
+    constexpr std::array<std::size_t, 3> kLimits = {kMaxArgs, 3, 0};
+    for (const SlashPaths slashPaths : {SlashPaths::Yes, SlashPaths::No}) {
+        fuzz::ParseAndCheck(text, kLimits[size % kLimits.size()], slashPaths);
     }
-    ComposeAndCheck(text);
+    fuzz::ComposeAndCheck(text);
     return 0;
 }

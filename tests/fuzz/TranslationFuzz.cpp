@@ -1,26 +1,307 @@
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "core/DatabaseError.h"
+#include "FuzzDatabase.h"
+#include "Require.h"
+#include "core/Text.h"
+#include "db/embedded/AlterTable.h"
+#include "db/embedded/SemiJoin.h"
 #include "db/embedded/StatementCache.h"
 #include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
 
-// Whatever a user writes as a condition is translated or refused, and a translated statement is one
-// that the tokenizer can read again.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    using namespace morvane::embedded;
-    const std::string_view text(reinterpret_cast<const char*>(data), size);
-    DeleteByLiterals().Parse(text);
-    static const SqliteDatabase catalogue = [] {
-        SqliteDatabase database = SqliteDatabase::InMemory();
-        database.Run("CREATE TABLE t(a datetime, b date, c int)");
-        return database;
-    }();
+namespace morvane::fuzz {
+namespace {
+
+using namespace embedded;
+using Tokens = std::vector<Token>;
+
+FuzzDatabase& Warehouse() {
+    static FuzzDatabase database(
+        {"CREATE TABLE t(a datetime, b date, c int, d varchar(20))",
+         "CREATE TABLE f(c int NOT NULL, a datetime, n decimal(9, 2))",
+         "CREATE TABLE g(x int, y int, CONSTRAINT pk_g PRIMARY KEY(x, y))",
+         "INSERT INTO t VALUES ('2024-03-05 14:07:09', '2024-03-05', 1, 'x'),"
+         " (NULL, NULL, NULL, NULL)",
+         "INSERT INTO f VALUES (1, '2023-12-31 00:00:00', 12.5)",
+         "INSERT INTO g VALUES (1, 1), (1, 2)"});
+    return database;
+}
+
+TranslationContext Context(const SqliteDatabase* catalogue) {
+    return {"/nowhere", "dw", {"sqlite:/x"}, catalogue};
+}
+
+std::optional<Translation> TryTranslate(std::string_view sql, const SqliteDatabase* catalogue) {
     try {
-        Tokenize(Translate(text, {"/nowhere", "dw", {"sqlite:/x"}, &catalogue}).Sql);
-    } catch (const morvane::DatabaseError&) {
+        return Translate(sql, Context(catalogue));
+    } catch (const DatabaseError&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<Tokens> TryTokenize(std::string_view sql) {
+    try {
+        return Tokenize(sql, Context(nullptr).LinkedServers);
+    } catch (const DatabaseError&) {
+        return std::nullopt;
+    }
+}
+
+bool Same(const Tokens& a, const Tokens& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const Token& x, const Token& y) {
+        return x.Kind == y.Kind && x.Text == y.Text;
+    });
+}
+
+// Every token but a name stands in the statement, and in this order.
+void CheckTokens(std::string_view sql, const Tokens& tokens) {
+    std::size_t at = 0;
+    for (const Token& token : tokens) {
+        Require(!token.Text.empty() && token.Text.size() <= 2 * sql.size() + 2,
+                "a token is no longer than the statement, its quotes aside");
+        if (token.Kind == TokenKind::Name) {
+            Require(token.NameText().size() <= sql.size(), "nor is a name");
+            Require(QuotedName(token.NameText()) == token.Text, "a name is quoted as a whole");
+            continue;
+        }
+        at = sql.find(token.Text, at);
+        Require(at != std::string_view::npos, "a token stands in the statement");
+        at += token.Text.size();
+        Require(token.Kind != TokenKind::Text || QuotedText(LiteralText(token.Text)) == token.Text,
+                "a text is quoted as a whole");
+    }
+}
+
+bool Has(const Tokens& tokens, std::string_view word) {
+    return std::any_of(tokens.begin(), tokens.end(),
+                       [&](const Token& token) { return token.Is(word); });
+}
+
+std::size_t Count(const Tokens& tokens, TokenKind kind) {
+    return static_cast<std::size_t>(std::count_if(
+        tokens.begin(), tokens.end(), [&](const Token& token) { return token.Kind == kind; }));
+}
+
+bool Balanced(const Tokens& tokens) {
+    int depth = 0;
+    for (const Token& token : tokens) {
+        depth += token.Is("(") ? 1 : token.Is(")") ? -1 : 0;
+        if (depth < 0) {
+            return false;
+        }
+    }
+    return depth == 0;
+}
+
+// Texts come out as they went in, in their order; the rewriting may only add some.
+void CheckTexts(const Tokens& before, const Tokens& after) {
+    auto next = after.begin();
+    for (const Token& token : before) {
+        if (token.Kind == TokenKind::Text) {
+            next = std::find_if(next, after.end(), [&](const Token& candidate) {
+                return candidate.Kind == TokenKind::Text && candidate.Text == token.Text;
+            });
+            Require(next != after.end(), "a text is not rewritten");
+            ++next;
+        }
+    }
+}
+
+// What a token says, however it is quoted.
+std::string Content(const Token& token) {
+    return ToLower(token.Kind == TokenKind::Text ? LiteralText(token.Text) : token.NameText());
+}
+
+// Names, numbers and words are not lost, whatever becomes of them. The words that say how to
+// rewrite may go.
+void CheckNothingLost(const Tokens& before, const Tokens& after) {
+    static const std::set<std::string> kMayGo = {
+        "select",    "top",      "as",   "max",  "getdate", "current_timestamp",
+        "datediff",  "dateadd",  "left", "len",  "isnull",  "datepart",
+        "year",      "month",    "day",  "cast", "right",   "convert",
+        "substring", "charindex"};
+    std::multiset<std::string> left;
+    for (const Token& token : after) {
+        left.insert(Content(token));
+    }
+    for (const Token& token : before) {
+        const bool counts = token.IsName() || token.Kind == TokenKind::Number;
+        if (counts && (token.Kind != TokenKind::Word || !kMayGo.contains(Content(token)))) {
+            const auto found = left.find(Content(token));
+            Require(found != left.end(), "no name, number or word is lost");
+            left.erase(found);
+        }
+    }
+}
+
+// Nothing is left that only the server knows.
+void CheckRewrittenWhole(const Tokens& after) {
+    constexpr std::array<std::string_view, 8> kServersOwn = {
+        "getdate", "datediff", "dateadd", "datepart", "isnull", "convert", "cast", "openrowset"};
+    for (std::size_t i = 0; i + 1 < after.size(); ++i) {
+        Require(!after[i + 1].Is("(") ||
+                    std::none_of(kServersOwn.begin(), kServersOwn.end(),
+                                 [&](std::string_view word) { return after[i].Is(word); }),
+                "no function of the server's is left");
+        Require(!after[i].Is("select") || !after[i + 1].Is("top"), "no TOP is left");
+    }
+    Require(!Has(after, "{"), "no escape is left");
+}
+
+// False for a statement that is refused.
+bool CheckTranslation(std::string_view sql, const Tokens& before) {
+    const auto translation = TryTranslate(sql, nullptr);
+    const auto again = TryTranslate(JoinTokens(before, 0, before.size()), nullptr);
+    Require(translation.has_value() == again.has_value(), "comments are blanks and no more");
+    if (!translation || translation->Kind == StatementKind::Alter) {
+        return translation.has_value();
+    }
+    Require(translation->Sql == again->Sql, "comments change nothing");
+    const auto after = TryTokenize(translation->Sql);
+    Require(after.has_value(), "a translated statement can be read again");
+    if (translation->Sql.empty()) {
+        return true;  // SET NOEXEC
+    }
+    Require(Count(*after, TokenKind::Parameter) == Count(before, TokenKind::Parameter),
+            "every place for a parameter is kept");
+    Require(!Balanced(before) || Balanced(*after), "parentheses stay balanced");
+    const bool plain = !Has(before, "{") && !Has(before, "openrowset");
+    if (plain) {
+        CheckTexts(before, *after);
+    }
+    if (Has(before, ".")) {
+        return true;
+    }
+    CheckRewrittenWhole(*after);
+    if (plain && translation->Kind != StatementKind::Definition) {
+        CheckNothingLost(before, *after);
+    }
+    return true;
+}
+
+void RunTranslated(std::string_view sql) {
+    FuzzDatabase& warehouse = Warehouse();
+    const SqliteDatabase& database = warehouse.Database();
+    const TranslationContext context = Context(&database);
+    Translation translation = Translate(sql, context);
+    if (translation.Kind == StatementKind::Alter) {
+        AlterTable(database, sql, context);
+        return;
+    }
+    if (translation.Kind == StatementKind::Update) {
+        translation.Sql = RewriteUpdate(database.Handle(), translation.Sql);
+    }
+    if (translation.AttachedFiles.empty() && !translation.Sql.empty()) {
+        SqliteStatement statement(database.Handle(), translation.Sql, sql);
+        warehouse.CountRows(statement);
+    }
+}
+
+// Whatever it does is taken back.
+void RunInVain(std::string_view sql) {
+    FuzzDatabase& warehouse = Warehouse();
+    const SqliteDatabase& database = warehouse.Database();
+    warehouse.StartStatement();
+    database.Run("SAVEPOINT fuzz");
+    try {
+        RunTranslated(sql);
+    } catch (const DatabaseError&) {
+    }
+    warehouse.StartStatement();
+    if (sqlite3_get_autocommit(database.Handle()) == 0) {  // INSERT OR ROLLBACK has done it
+        database.Run("ROLLBACK TO fuzz");
+        database.Run("RELEASE fuzz");
+    }
+}
+
+// The literals of a deletion, put back into its shape, make the same statement.
+void CheckDelete(std::string_view sql, const Tokens& tokens) {
+    static DeleteByLiterals statement;
+    if (!statement.Parse(sql)) {
+        return;
+    }
+    std::string whole;
+    std::size_t literal = 0;
+    for (const char c : statement.Shape()) {
+        if (c != '?') {
+            whole += c;
+            continue;
+        }
+        Require(literal < statement.Literals().size(), "a literal for each place");
+        const Value& value = statement.Literals()[literal++];
+        const auto* text = std::get_if<std::string>(&value.Data());
+        whole += text != nullptr ? QuotedText(*text) : value.Text();
+    }
+    Require(literal == statement.Literals().size(), "a place for each literal");
+    const auto again = TryTokenize(whole);
+    Require(again.has_value(), "a shape with its literals can be read");
+    const auto plain = [](const Token& token) {
+        const std::size_t digits = token.Text.find_first_not_of('0');
+        return token.Kind != TokenKind::Number ? ToLower(token.Text)
+               : digits == std::string::npos   ? "0"
+                                               : token.Text.substr(digits);
+    };
+    if (whole.find("-0") == std::string::npos && sql.find("-0") == std::string::npos) {
+        Require(std::equal(tokens.begin(), tokens.end(), again->begin(), again->end(),
+                           [&](const Token& x, const Token& y) { return plain(x) == plain(y); }),
+                "a shape with its literals is the same statement");
+    }
+}
+
+// Any text, between quotes of every kind and in a comment, comes out as it is.
+void CheckQuoted(const std::string& text) {
+    if (text.find('\0') != std::string::npos || text.find("*/") != std::string::npos ||
+        text.find("/*") != std::string::npos || text.ends_with('/') || text.ends_with('*')) {
+        return;
+    }
+    std::string name = "[";
+    for (const char c : text) {
+        name += c == ']' ? "]]" : std::string(1, c);
+    }
+    const std::string sql = "select " + QuotedText(text) + ", N" + QuotedText(text) + " as " +
+                            name + "] /*" + text + "*/ from g";
+    const auto translation = TryTranslate(sql, &Warehouse().Database());
+    Require(translation.has_value(), "a quoted text is translated");
+    SqliteStatement statement(Warehouse().Database().Handle(), translation->Sql, sql);
+    Warehouse().StartStatement();
+    Require(statement.Step(), "a row is read");
+    for (const int column : {0, 1}) {
+        Require(
+            text == reinterpret_cast<const char*>(sqlite3_column_text(statement.Handle(), column)),
+            "a quoted text comes out as it is");
+    }
+    Require(text == sqlite3_column_name(statement.Handle(), 1), "so does a quoted name");
+}
+
+}  // namespace
+}  // namespace morvane::fuzz
+
+// Whatever a user writes as a condition is translated or refused, and what is translated can be
+// handed to SQLite.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace morvane::fuzz;
+    const std::string_view sql(reinterpret_cast<const char*>(data), size);
+    if (const auto tokens = TryTokenize(sql)) {
+        CheckTokens(sql, *tokens);
+        const auto again = TryTokenize(morvane::embedded::JoinTokens(*tokens, 0, tokens->size()));
+        Require(again && Same(*again, *tokens), "tokens joined and read again are the same");
+        CheckDelete(sql, *tokens);
+        if (CheckTranslation(sql, *tokens)) {
+            RunInVain(sql);
+        }
+    } else {
+        Require(!TryTranslate(sql, nullptr), "what cannot be read is not translated");
+    }
+    constexpr std::size_t kLongestQuoted = 40;
+    if (size <= kLongestQuoted) {
+        CheckQuoted(std::string(sql));
     }
     return 0;
 }

@@ -93,7 +93,7 @@ TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
 }
 
 TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
-    for (const char* value : {"-mark", "-x", "a\"b", "\"", "-"}) {
+    for (const char* value : {"-mark", "-x", "a\"b", "\"", "-", "a\nb", "a\r"}) {
         RunSettings settings = Window();
         settings.NTAuthentication = false;
         settings.UserName = "sa";
@@ -103,8 +103,10 @@ TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
         EXPECT_EQ(fault.find("-mark"), std::string::npos);
     }
     RunSettings settings = Window();
-    settings.LogDirectory = "-del";
-    EXPECT_NE(ConfigLineFault(settings), "");
+    for (const char* folder : {"-del", "/var/log\n"}) {
+        settings.LogDirectory = folder;
+        EXPECT_NE(ConfigLineFault(settings), "") << folder;
+    }
 }
 
 TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {

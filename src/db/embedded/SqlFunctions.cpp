@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <memory>
@@ -123,6 +124,9 @@ std::size_t CharacterCount(std::string_view utf8) {
 
 // Characters [begin, end) of a text, counted from 0; what lies outside the text is nothing.
 std::string_view Characters(std::string_view utf8, std::int64_t begin, std::int64_t end) {
+    if (end <= 0) {
+        return {};
+    }
     std::int64_t index = -1;
     std::size_t first = utf8.size();
     std::size_t last = utf8.size();
@@ -185,8 +189,12 @@ void Substring(sqlite3_context* context, int count, Arguments arguments) {
     if (AnyNull(count, arguments)) {
         return;
     }
-    const std::int64_t start = sqlite3_value_int64(arguments[1]) - 1;
-    const std::int64_t length = sqlite3_value_int64(arguments[2]);
+    // No text is longer, and their sum is a number still.
+    constexpr std::int64_t kFarthest = std::int64_t{1} << 40U;
+    const std::int64_t start =
+        std::clamp<std::int64_t>(sqlite3_value_int64(arguments[1]), -kFarthest, kFarthest) - 1;
+    const std::int64_t length =
+        std::min<std::int64_t>(sqlite3_value_int64(arguments[2]), kFarthest);
     if (NonNegative(context, length, "substring")) {
         ReturnText(context, Characters(TextOf(arguments[0]), start, start + length));
     }
@@ -313,9 +321,6 @@ void Convert(sqlite3_context* context, int, Arguments arguments) {
     }
 }
 
-// One step of a LIKE pattern: %, _, [set], [^set] and plain characters, letter case ignored.
-bool MatchesLike(std::string_view pattern, std::string_view text);
-
 bool MatchesSet(std::string_view set, char c) {
     const bool negated = !set.empty() && set[0] == '^';
     if (negated) {
@@ -333,39 +338,50 @@ bool MatchesSet(std::string_view set, char c) {
     return found != negated;
 }
 
+// One step of a LIKE pattern: _, [set], [^set] or a plain character. Both texts lose what matched.
+bool TakeMatch(std::string_view& pattern, std::string_view& text) {
+    if (pattern.empty() || text.empty()) {
+        return false;
+    }
+    const char p = pattern[0];
+    const std::size_t setEnd = p == '[' ? pattern.find(']', 1) : std::string_view::npos;
+    if (setEnd != std::string_view::npos) {
+        if (!MatchesSet(pattern.substr(1, setEnd - 1), text[0])) {
+            return false;
+        }
+        pattern.remove_prefix(setEnd);
+    } else if (p != '_' && p != text[0]) {
+        return false;
+    }
+    pattern.remove_prefix(1);
+    // A character may be several bytes; "_" takes them all.
+    text.remove_prefix(1);
+    while (p == '_' && !text.empty() && (static_cast<unsigned char>(text[0]) & 0xC0U) == 0x80U) {
+        text.remove_prefix(1);
+    }
+    return true;
+}
+
+// Letter case is the caller's. Only the last "%" is tried again: whatever the ones before it take
+// more, it can take as well. So the time does not grow with the number of ways to match.
 bool MatchesLike(std::string_view pattern, std::string_view text) {
-    while (!pattern.empty()) {
-        const char p = pattern[0];
-        if (p == '%') {
+    std::optional<std::string_view> afterPercent;
+    std::string_view untaken = text;  // by the last "%"
+    while (!pattern.empty() || !text.empty()) {
+        if (!pattern.empty() && pattern[0] == '%') {
             pattern.remove_prefix(1);
-            for (std::size_t skip = 0; skip <= text.size(); ++skip) {
-                if (MatchesLike(pattern, text.substr(skip))) {
-                    return true;
-                }
-            }
-            return false;
-        }
-        if (text.empty()) {
-            return false;
-        }
-        const std::size_t setEnd = p == '[' ? pattern.find(']', 1) : std::string_view::npos;
-        if (setEnd != std::string_view::npos) {
-            if (!MatchesSet(pattern.substr(1, setEnd - 1), text[0])) {
+            afterPercent = pattern;
+            untaken = text;
+        } else if (!TakeMatch(pattern, text)) {
+            if (!afterPercent || untaken.empty()) {
                 return false;
             }
-            pattern.remove_prefix(setEnd);
-        } else if (p != '_' && p != text[0]) {
-            return false;
-        }
-        pattern.remove_prefix(1);
-        // A character may be several bytes; "_" takes them all.
-        text.remove_prefix(1);
-        while (p == '_' && !text.empty() &&
-               (static_cast<unsigned char>(text[0]) & 0xC0U) == 0x80U) {
-            text.remove_prefix(1);
+            untaken.remove_prefix(1);
+            pattern = *afterPercent;
+            text = untaken;
         }
     }
-    return text.empty();
+    return true;
 }
 
 // SQLite calls like(pattern, text) for "text LIKE pattern".

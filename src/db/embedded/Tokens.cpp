@@ -37,7 +37,7 @@ class Scanner {
         bool space = SkipBlanks();
         while (position_ < sql_.size()) {
             Token token = Next();
-            token.SpaceBefore = space;
+            token.SpaceBefore = space || (!tokens.empty() && WouldMerge(tokens.back(), token));
             tokens.push_back(std::move(token));
             space = SkipBlanks();
         }
@@ -45,6 +45,12 @@ class Scanner {
     }
 
   private:
+    // 'a'N'b' and [a][b]: two that SQLite would read as one with a doubled quote in it.
+    static bool WouldMerge(const Token& first, const Token& second) {
+        return first.Kind == second.Kind &&
+               (first.Kind == TokenKind::Text || first.Kind == TokenKind::Name);
+    }
+
     char At(std::size_t offset) const {
         return position_ + offset < sql_.size() ? sql_[position_ + offset] : '\0';
     }

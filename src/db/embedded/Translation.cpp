@@ -59,9 +59,10 @@ bool Contains(const std::array<std::string_view, N>& words, std::string_view wor
 }
 
 // The server's collations tell by their name whether they ignore letter case.
-std::string SqliteCollation(const std::string& name) {
+std::string SqliteCollation(const Token& written) {
+    const std::string name = written.NameText();
     if (name.find('_') == std::string::npos) {
-        return name;
+        return written.Text;
     }
     return ToUpper(name).find("_CI_") != std::string::npos ? "NOCASE" : "BINARY";
 }
@@ -72,6 +73,7 @@ class Translator {
         : sql_(sql), context_(context), tokens_(Tokenize(sql, context.LinkedServers)) {}
 
     Translation Run() {
+        RequireShallow();
         while (!tokens_.empty() && tokens_.back().Is(";")) {
             tokens_.pop_back();
         }
@@ -96,8 +98,24 @@ class Translator {
         Fail("The embedded warehouse does not know " + what + ".");
     }
 
+    // Parentheses are rewritten one inside the other. SQLite takes no more either.
+    void RequireShallow() const {
+        constexpr int kDeepest = 1000;
+        int depth = 0;
+        for (const Token& token : tokens_) {
+            depth += token.Is("(") ? 1 : token.Is(")") ? -1 : 0;
+            if (depth > kDeepest) {
+                Fail("The statement has too many parentheses one inside the other.");
+            }
+        }
+    }
+
     bool IsAt(std::size_t i, std::string_view text) const {
         return i < tokens_.size() && tokens_[i].Is(text);
+    }
+
+    bool IsNumber(std::size_t i) const {
+        return i < tokens_.size() && tokens_[i].Kind == TokenKind::Number;
     }
 
     StatementKind FindKind() const {
@@ -293,12 +311,13 @@ class Translator {
             return i + 4;
         }
         if (token.Is("collate") && nameFollows) {
-            Emit("COLLATE " + SqliteCollation(tokens_[i + 1].NameText()), token.SpaceBefore);
+            Emit("COLLATE " + SqliteCollation(tokens_[i + 1]), token.SpaceBefore);
             return i + 2;
         }
-        if (token.Is("getdate") || token.Is("current_timestamp")) {
+        const bool getDate = token.Is("getdate") && IsAt(i + 1, "(") && IsAt(i + 2, ")");
+        if (getDate || token.Is("current_timestamp")) {
             Emit("(" + std::string(kLocalTimeDefault) + ")", token.SpaceBefore);
-            return i + (token.Is("getdate") ? 3 : 1);
+            return i + (getDate ? 3 : 1);
         }
         return i;
     }
@@ -366,6 +385,9 @@ class Translator {
         }
         if (parts.back() == tokens_.size()) {
             Fail("Incorrect syntax near '.'.");
+        }
+        if (first + 1 == parts.size() && IsAt(parts.back(), "*")) {
+            FailUnknown("\"*\" without a table before it here");
         }
         if (first >= 2 && ReplaceDatabase(parts, first, space)) {
             return next;
@@ -497,8 +519,12 @@ class Translator {
         ++i;
         if (IsAt(i, "(")) {
             const std::size_t end = ClosingParenthesis(tokens_, i);
-            length = IsAt(i + 1, "max") ? "2147483647" : tokens_[i + 1].Text;
-            scale = end == i + 4 ? tokens_[i + 3].Text : scale;
+            const bool scaled = end == i + 4 && IsAt(i + 2, ",") && IsNumber(i + 3);
+            if ((!IsNumber(i + 1) && !IsAt(i + 1, "max")) || (end != i + 2 && !scaled)) {
+                FailUnknown("this length of a type");
+            }
+            length = IsNumber(i + 1) ? tokens_[i + 1].Text : "2147483647";
+            scale = scaled ? tokens_[i + 3].Text : scale;
             i = end + 1;
         }
         out_ += QuotedText(type) + ", " + length + ", " + scale;

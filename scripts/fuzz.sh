@@ -1,0 +1,48 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets, with AddressSanitizer and UndefinedBehaviorSanitizer, and runs them, as many
+# at a time as there are cores. The first argument is the number of seconds for each target, 60 unless
+# given, or "long": 10 million command lines and a million inputs of every other kind. The names of
+# targets may follow; all are run unless some are named. What is found stays in build/fuzz/artifacts, what
+# leads to new code in build/fuzz/corpus, what libFuzzer says in build/fuzz/logs.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bound=${1:-60}
+targets=("${@:2}")
+# The one with the most to do goes first.
+[ ${#targets[@]} -gt 0 ] || targets=(command_line translation query_box settings column_list)
+
+. scripts/packages.sh
+scripts/install-packages.sh "${fuzz_packages[@]}"
+
+launcher=()
+if command -v ccache >/dev/null; then
+    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset fuzz "${launcher[@]}" >/dev/null
+cmake --build --preset fuzz --target fuzz_targets | tail -n 1
+
+# fuzz <name of the target>
+fuzz() {
+    local name=$1 runs=1000000 options=(-max_len=256 -timeout=10 -print_final_stats=1)
+    [ "$name" != command_line ] || runs=10000000
+    [ "$bound" = long ] && options+=("-runs=$runs") || options+=("-max_total_time=$bound")
+    case $name in
+        command_line) options+=(-dict=tests/fuzz/options.dict) ;;
+        query_box | translation) options+=(-dict=tests/fuzz/statements.dict) ;;
+    esac
+    local folder=build/fuzz
+    mkdir -p "$folder"/{logs,artifacts/"$name",corpus/"$name"}
+    if "$folder/tests/fuzz/${name}_fuzz" "${options[@]}" \
+        -artifact_prefix="$folder/artifacts/$name/" \
+        "$folder/corpus/$name" "tests/fuzz/seeds/$name" 2>"$folder/logs/$name.log"; then
+        echo "$name: $(grep -a DONE "$folder/logs/$name.log") $(grep -a '^Done' "$folder/logs/$name.log")"
+    else
+        echo "$name: FAILED, the end of $folder/logs/$name.log:"
+        grep -av '^stat::' "$folder/logs/$name.log" | tail -n 40
+        return 1
+    fi
+}
+
+export -f fuzz
+export bound
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I '{}' bash -c 'fuzz {}'

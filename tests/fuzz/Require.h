@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace morvane::fuzz {
+
+// Ends the process with what should hold and does not, so that libFuzzer keeps the input.
+inline void Require(bool holds, const char* what) {
+    if (!holds) {
+        std::fprintf(stderr, "Does not hold: %s\n", what);
+        std::abort();
+    }
+}
+
+}  // namespace morvane::fuzz
