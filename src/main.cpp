@@ -9,7 +9,7 @@ int main(int argc, char** argv) {
 #ifdef MORVANE_UI
     return morvane::RunInWindows(argc, argv);
 #else
-    return morvane::RunOnConsole(morvane::ComposeCommandLine(argc, argv),
+    return morvane::RunOnConsole(morvane::ProcessCommandLine(argc, argv),
                                  "This build of Morvane has no settings window.");
 #endif
 }

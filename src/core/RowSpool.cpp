@@ -4,6 +4,7 @@
 #include <cstring>
 #include <system_error>
 
+#include "core/Platform.h"
 #include "core/modFileFunctions.h"
 
 namespace morvane {
@@ -58,10 +59,7 @@ void RowSpool::Append(const std::vector<Value>& row) {
 
 void RowSpool::SpillBuffer() {
     if (file_ == nullptr) {
-        file_.reset(std::tmpfile());
-        if (file_ == nullptr) {
-            ThrowSpoolError("make");
-        }
+        file_.reset(OpenTemporaryFile());
     }
     if (std::fwrite(buffer_.data(), 1, buffer_.size(), file_.get()) != buffer_.size()) {
         ThrowSpoolError("write");

@@ -98,7 +98,7 @@ void Run(const std::string& commandLine) {
 }  // namespace
 
 int RunInWindows(int argc, char** argv) {
-    const std::string commandLine = ComposeCommandLine(argc, argv);
+    const std::string commandLine = ProcessCommandLine(argc, argv);
     const std::string_view obstacle = ObstacleToWindows();
     if (!obstacle.empty()) {
         return RunOnConsole(commandLine, obstacle);

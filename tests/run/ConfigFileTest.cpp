@@ -1,7 +1,14 @@
 #include "run/ConfigFile.h"
 
 #include <gtest/gtest.h>
+
+#ifdef _WIN32
+#include <windows.h>
+
+#include <aclapi.h>
+#else
 #include <sys/stat.h>
+#endif
 
 #include <sstream>
 
@@ -32,6 +39,32 @@ RunSettings ParseThroughShell(const std::string& file) {
     }
     return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
 }
+
+#ifdef _WIN32
+
+bool IsForItsOwnerAlone(const std::string& path) {
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(ToPath(path).c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                              nullptr, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    void* entry = nullptr;
+    const bool one = list != nullptr && list->AceCount == 1 && GetAce(list, 0, &entry);
+    const bool owner = one && IsWellKnownSid(&static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart,
+                                             WinCreatorOwnerRightsSid);
+    LocalFree(descriptor);
+    return owner;
+}
+
+#else
+
+bool IsForItsOwnerAlone(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & 0777U) == 0600U;
+}
+
+#endif
 
 RunSettings Window() {
     RunSettings settings;
@@ -116,9 +149,7 @@ TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
         former.Close();
     }
     WriteConfigFile(path, Window());
-    struct stat status {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_TRUE(IsForItsOwnerAlone(path));
     EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
     EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
     EnsureFolder(files / "folder");
