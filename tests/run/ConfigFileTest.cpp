@@ -10,8 +10,10 @@
 #include <sys/stat.h>
 #endif
 
+#include <array>
 #include <sstream>
 
+#include "core/Platform.h"
 #include "core/modFileFunctions.h"
 #include "run/CommandLine.h"
 #include "support/TempFolder.h"
@@ -42,6 +44,20 @@ RunSettings ParseThroughShell(const std::string& file) {
 
 #ifdef _WIN32
 
+constexpr const char* kLogFolder = "C:\\logs\\my runs";
+
+bool IsThisUser(PSID account) {
+    std::array<char, 256> name{};
+    std::array<char, 256> domain{};
+    DWORD nameSize = name.size();
+    DWORD domainSize = domain.size();
+    SID_NAME_USE use{};
+    return LookupAccountSidA(nullptr, account, name.data(), &nameSize, domain.data(), &domainSize,
+                             &use) &&
+           name.data() == CurrentUserName();
+}
+
+// But for the system itself, whom Wine puts into every list.
 bool IsForItsOwnerAlone(const std::string& path) {
     PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -49,15 +65,21 @@ bool IsForItsOwnerAlone(const std::string& path) {
                               nullptr, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
         return false;
     }
+    int own = 0;
+    int others = list == nullptr ? 1 : 0;
     void* entry = nullptr;
-    const bool one = list != nullptr && list->AceCount == 1 && GetAce(list, 0, &entry);
-    const bool owner = one && IsWellKnownSid(&static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart,
-                                             WinCreatorOwnerRightsSid);
+    for (DWORD i = 0; list != nullptr && GetAce(list, i, &entry); ++i) {
+        const PSID account = &static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart;
+        own += IsThisUser(account) ? 1 : 0;
+        others += IsThisUser(account) || IsWellKnownSid(account, WinLocalSystemSid) ? 0 : 1;
+    }
     LocalFree(descriptor);
-    return owner;
+    return own == 1 && others == 0;
 }
 
 #else
+
+constexpr const char* kLogFolder = "/var/log/my runs";
 
 bool IsForItsOwnerAlone(const std::string& path) {
     struct stat status {};
@@ -72,7 +94,7 @@ RunSettings Window() {
     settings.Database = "retail";
     settings.NTAuthentication = true;
     settings.LogGiven = true;
-    settings.LogDirectory = "/var/log/my runs";
+    settings.LogDirectory = kLogFolder;
     return settings;
 }
 
@@ -82,8 +104,9 @@ TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
     settings.UserName = "sa";
     settings.Password = "   ";
     settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports = true;
+    const std::string logOption = "-log \"" + std::string(kLogFolder) + "\"";
     EXPECT_EQ(ConfigLine(settings),
-              "-mac dw01\\sales -db retail -usr sa -chkmd -mark -grep -log \"/var/log/my runs\"");
+              "-mac dw01\\sales -db retail -usr sa -chkmd -mark -grep " + logOption);
     settings.ArchiveFactTables = settings.DeleteMarked = settings.AtomicDeletion = true;
     settings.Password = "x";
     settings.ArchiveMachine = "old";
@@ -92,7 +115,8 @@ TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
     settings.ArchivePassword = "y z";
     EXPECT_EQ(ConfigLine(settings),
               "-mac dw01\\sales -db retail -usr sa -pwd x -chkmd -bkmac old -bkdb retail_archive "
-              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom -log \"/var/log/my runs\"");
+              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom " +
+                  logOption);
 }
 
 TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
@@ -155,7 +179,7 @@ TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
     EnsureFolder(files / "folder");
     EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
     EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.Path()), {}), 2);
+    EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg");
 }
 
 }  // namespace
