@@ -8,3 +8,6 @@ test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsq
     clang-format git)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
+# A cross-compiler, the sources of GoogleTest, and the toolkit's headers for a look at the windows.
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev googletest qt6-base-dev)
+wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
