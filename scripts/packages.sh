@@ -11,3 +11,6 @@ fuzz_packages=("${headless_packages[@]}" clang libclang-rt-14-dev)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
 package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)
+# A cross-compiler, the sources of GoogleTest, and the toolkit's headers for a look at the windows.
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev googletest qt6-base-dev)
+wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)

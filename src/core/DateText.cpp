@@ -5,6 +5,13 @@
 #include <array>
 #include <ctime>
 
+#ifdef _WIN32
+#include <cwchar>
+#include <string>
+
+#include "core/WideText.h"
+#endif
+
 namespace morvane {
 
 namespace {
@@ -23,11 +30,25 @@ std::tm CalendarTime(std::chrono::year_month_day date, std::chrono::seconds time
     return calendar;
 }
 
+#ifdef _WIN32
+
+// The C library's narrow texts would be in the code page of the user's language.
+std::string FormatTime(const std::string& format, const std::tm& calendar) {
+    std::array<wchar_t, 256> text{};
+    const std::wstring wide(format.begin(), format.end());
+    const std::size_t length = std::wcsftime(text.data(), text.size(), wide.c_str(), &calendar);
+    return ToUtf8({text.data(), length});
+}
+
+#else
+
 std::string FormatTime(const char* format, const std::tm& calendar) {
     std::array<char, 256> text{};
     const std::size_t length = std::strftime(text.data(), text.size(), format, &calendar);
     return {text.data(), length};
 }
+
+#endif
 
 }  // namespace
 

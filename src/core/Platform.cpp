@@ -1,6 +1,12 @@
 #include "core/Platform.h"
 
-#include <array>
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -8,41 +14,7 @@
 
 #include "core/modFileFunctions.h"
 
-#ifdef _WIN32
-#include <windows.h>
-#else
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/statvfs.h>
-#include <unistd.h>
-#endif
-
 namespace morvane {
-
-#ifdef _WIN32
-
-std::string CurrentUserName() {
-    std::array<char, 200> buffer{};
-    DWORD size = 199;
-    if (GetUserNameA(buffer.data(), &size) == 0 || size == 0) {
-        return {};
-    }
-    return {buffer.data(), size - 1};  // the size counts the terminating null
-}
-
-void PrepareProcess() {}
-
-bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
-    std::error_code error;
-    const auto space = std::filesystem::space(ToPath(ParentFolder(path)), error);
-    return error || space.available >= static_cast<std::uintmax_t>(bytes);
-}
-
-void ReleaseUnusedSpace(const std::string&) {}
-
-#else
 
 std::string CurrentUserName() {
     std::vector<char> buffer(4096);
@@ -118,6 +90,12 @@ void ReleaseUnusedSpace(const std::string& path) {
     }
 }
 
-#endif
+std::FILE* OpenTemporaryFile() {
+    std::FILE* file = std::tmpfile();
+    if (file == nullptr) {
+        throw FileError("Cannot make a temporary file: " + std::generic_category().message(errno));
+    }
+    return file;
+}
 
 }  // namespace morvane

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 namespace morvane {
@@ -21,5 +22,9 @@ void PrepareProcess();
 // the POSIX locks that it holds on it.
 bool ReserveFileSpace(const std::string& path, std::int64_t bytes);
 void ReleaseUnusedSpace(const std::string& path);
+
+// A file for this process alone that goes when it is closed, to be written and then read. Throws
+// FileError.
+std::FILE* OpenTemporaryFile();
 
 }  // namespace morvane

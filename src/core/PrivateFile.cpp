@@ -9,7 +9,7 @@
 #ifdef _WIN32
 #include <windows.h>
 
-#include <sddl.h>
+#include <array>
 #else
 #include <stdlib.h>
 #include <unistd.h>
@@ -48,31 +48,58 @@ class Draft {
     throw std::system_error(static_cast<int>(GetLastError()), std::system_category());
 }
 
-Draft::Draft(const std::filesystem::path& target) : path_(target) {
-    path_ += L".new";
-    // The owner has every right, nobody else any, and nothing is inherited.
-    SECURITY_ATTRIBUTES rights{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
-            L"D:P(A;;FA;;;OW)", SDDL_REVISION_1, &rights.lpSecurityDescriptor, nullptr)) {
-        Fail();
-    }
-    DeleteFileW(path_.c_str());
-    file_ = CreateFileW(path_.c_str(), GENERIC_WRITE, 0, &rights, CREATE_NEW, FILE_ATTRIBUTE_NORMAL,
-                        nullptr);
-    const DWORD error = GetLastError();
-    LocalFree(rights.lpSecurityDescriptor);
-    if (file_ == INVALID_HANDLE_VALUE) {
-        SetLastError(error);
+void Require(BOOL done) {
+    if (!done) {
         Fail();
     }
 }
 
+// Every right for the user of this process, none for anybody else, and nothing inherited.
+class RightsOfThisUser {
+  public:
+    RightsOfThisUser();
+    RightsOfThisUser(const RightsOfThisUser&) = delete;
+    RightsOfThisUser& operator=(const RightsOfThisUser&) = delete;
+
+    SECURITY_ATTRIBUTES* Attributes() { return &attributes_; }
+
+  private:
+    alignas(ACL) std::array<BYTE, 256> list_{};
+    SECURITY_DESCRIPTOR descriptor_{};
+    SECURITY_ATTRIBUTES attributes_{sizeof(SECURITY_ATTRIBUTES), &descriptor_, FALSE};
+};
+
+RightsOfThisUser::RightsOfThisUser() {
+    HANDLE token = nullptr;
+    Require(OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token));
+    alignas(TOKEN_USER) std::array<BYTE, 256> user{};
+    DWORD length = 0;
+    const BOOL known = GetTokenInformation(token, TokenUser, user.data(), sizeof(user), &length);
+    CloseHandle(token);
+    Require(known);
+    auto* list = reinterpret_cast<ACL*>(list_.data());
+    Require(InitializeAcl(list, sizeof(list_), ACL_REVISION) &&
+            AddAccessAllowedAce(list, ACL_REVISION, FILE_ALL_ACCESS,
+                                reinterpret_cast<TOKEN_USER*>(user.data())->User.Sid) &&
+            InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION) &&
+            SetSecurityDescriptorDacl(&descriptor_, TRUE, list, FALSE) &&
+            SetSecurityDescriptorControl(&descriptor_, SE_DACL_PROTECTED, SE_DACL_PROTECTED));
+}
+
+Draft::Draft(const std::filesystem::path& target) : path_(target) {
+    path_ += L".new";
+    RightsOfThisUser rights;
+    DeleteFileW(path_.c_str());
+    file_ = CreateFileW(path_.c_str(), GENERIC_WRITE, 0, rights.Attributes(), CREATE_NEW,
+                        FILE_ATTRIBUTE_NORMAL, nullptr);
+    Require(file_ != INVALID_HANDLE_VALUE);
+}
+
 void Draft::Write(std::string_view content) {
     DWORD written = 0;
-    if (!WriteFile(file_, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) ||
-        !FlushFileBuffers(file_)) {
-        Fail();
-    }
+    Require(
+        WriteFile(file_, content.data(), static_cast<DWORD>(content.size()), &written, nullptr) &&
+        FlushFileBuffers(file_));
 }
 
 void Draft::Close() {

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "core/PackedValue.h"
+#include "core/Platform.h"
 #include "core/modFileFunctions.h"
 
 namespace morvane {
@@ -42,10 +43,7 @@ void RowSpool::Append(const std::vector<Value>& row) {
 
 void RowSpool::SpillBuffer() {
     if (file_ == nullptr) {
-        file_.reset(std::tmpfile());
-        if (file_ == nullptr) {
-            ThrowSpoolError("make");
-        }
+        file_.reset(OpenTemporaryFile());
     }
     if (std::fwrite(buffer_.data(), 1, buffer_.size(), file_.get()) != buffer_.size()) {
         ThrowSpoolError("write");

@@ -11,12 +11,18 @@ namespace {
 
 constexpr std::size_t kBufferSize = 1 << 16;
 
-[[noreturn]] void ThrowFileError(const std::string& action, const std::string& path, int error) {
+[[noreturn]] void ThrowFileError(const std::string& action, const std::string& path,
+                                 const std::error_code& error) {
     std::string text = "Cannot " + action + " \"" + path + "\"";
-    if (error != 0) {
-        text += ": " + std::generic_category().message(error);
+    if (error) {
+        text += ": " + error.message();
     }
     throw FileError(text);
+}
+
+// What the stream's last operation has left.
+std::error_code StreamError() {
+    return {errno, std::generic_category()};
 }
 
 }  // namespace
@@ -31,19 +37,20 @@ bool FolderExists(std::string_view path) {
 }
 
 void EnsureFolder(const std::string& path) {
-    if (path.empty() || FolderExists(path)) {
+    // A drive is there or not, but cannot be made.
+    if (!ToPath(path).has_relative_path() || FolderExists(path)) {
         return;
     }
     EnsureFolder(ParentFolder(path));
     std::error_code error;
     std::filesystem::create_directory(ToPath(path), error);
     if (error && !FolderExists(path)) {
-        ThrowFileError("make the folder", path, error.value());
+        ThrowFileError("make the folder", path, error);
     }
 }
 
 std::string ParentFolder(std::string_view path) {
-    const std::size_t separator = path.rfind(kPathSeparator);
+    const std::size_t separator = path.find_last_of(kPathSeparators);
     return separator == std::string_view::npos ? "" : std::string(path.substr(0, separator));
 }
 
@@ -51,7 +58,7 @@ std::string ReadWholeFile(const std::string& path) {
     errno = 0;
     std::ifstream stream(ToPath(path), std::ios::binary);
     if (!stream) {
-        ThrowFileError("open the file", path, errno);
+        ThrowFileError("open the file", path, StreamError());
     }
     // Read through the stream, not its buffer: the buffer throws an error of its own.
     std::string content;
@@ -61,7 +68,7 @@ std::string ReadWholeFile(const std::string& path) {
         content.append(block.data(), static_cast<std::size_t>(stream.gcount()));
     }
     if (stream.bad()) {
-        ThrowFileError("read the file", path, errno);
+        ThrowFileError("read the file", path, StreamError());
     }
     return content;
 }
@@ -98,7 +105,7 @@ void TextFile::Close() {
 
 void TextFile::Check(const char* action) const {
     if (!stream_) {
-        ThrowFileError(action, path_, errno);
+        ThrowFileError(action, path_, StreamError());
     }
 }
 

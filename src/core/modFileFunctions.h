@@ -9,11 +9,13 @@
 
 namespace morvane {
 
-// What separates folders in a path of this platform.
+// What separates folders in a path of this platform, and all that is taken for it.
 #ifdef _WIN32
 inline constexpr char kPathSeparator = '\\';
+inline constexpr std::string_view kPathSeparators = "\\/";
 #else
 inline constexpr char kPathSeparator = '/';
+inline constexpr std::string_view kPathSeparators = "/";
 #endif
 
 // A file or folder that could not be made, read or written; what() names it and says why.

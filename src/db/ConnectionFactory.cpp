@@ -1,11 +1,21 @@
 #include "db/ConnectionFactory.h"
 
+#include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "db/StatementLog.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/odbc/OdbcConnection.h"
 
 namespace morvane {
+
+#ifndef MORVANE_EMBEDDED
+
+std::unique_ptr<Connection> CreateEmbeddedConnection() {
+    throw DatabaseError(
+        {"This build of Morvane has no embedded engine, since it was made without SQLite."});
+}
+
+#endif
 
 std::unique_ptr<Connection> CreateConnection(std::string_view server) {
     const bool embedded =

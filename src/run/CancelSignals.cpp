@@ -1,8 +1,32 @@
 #include "run/CancelSignals.h"
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include <atomic>
+#endif
+
 namespace morvane {
 
 namespace {
+
+#ifdef _WIN32
+
+std::atomic<bool> signalReceived = false;
+
+// The system calls it in a thread of its own.
+BOOL WINAPI NoteSignal(DWORD event) {
+    const bool again = signalReceived.exchange(true);
+    if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
+        return again ? FALSE : TRUE;  // FALSE leaves it to the system, which ends the process
+    }
+    // The console is closed or the user logs off. The system allows some seconds for that, but ends
+    // the process as soon as this returns.
+    Sleep(INFINITE);
+    return TRUE;
+}
+
+#else
 
 volatile std::sig_atomic_t signalReceived = 0;
 
@@ -13,12 +37,7 @@ extern "C" void NoteSignal(int number) {
         return;
     }
     signalReceived = 1;
-#ifdef _WIN32
-    std::signal(number, NoteSignal);  // the system has put the default back
-#endif
 }
-
-#ifndef _WIN32
 
 void Install(int number, void (*handler)(int), struct sigaction& former) {
     struct sigaction action {};
@@ -36,15 +55,17 @@ void Install(int number, void (*handler)(int), struct sigaction& former) {
 
 #ifdef _WIN32
 
-CancelSignals::CancelSignals()
-    : formerInterrupt_(std::signal(SIGINT, NoteSignal)),
-      formerTerminate_(std::signal(SIGTERM, NoteSignal)) {
-    signalReceived = 0;
+CancelSignals::CancelSignals() {
+    signalReceived = false;
+    SetConsoleCtrlHandler(NoteSignal, TRUE);
 }
 
 CancelSignals::~CancelSignals() {
-    std::signal(SIGINT, formerInterrupt_);
-    std::signal(SIGTERM, formerTerminate_);
+    SetConsoleCtrlHandler(NoteSignal, FALSE);
+}
+
+bool CancelSignals::Received() {
+    return signalReceived;
 }
 
 #else
@@ -62,10 +83,10 @@ CancelSignals::~CancelSignals() {
     sigaction(SIGPIPE, &formerPipe_, nullptr);
 }
 
-#endif
-
 bool CancelSignals::Received() {
     return signalReceived != 0;
 }
+
+#endif
 
 }  // namespace morvane

@@ -1,11 +1,15 @@
 #pragma once
 
+#ifndef _WIN32
 #include <csignal>
+#endif
 
 namespace morvane {
 
 // While one exists, the first SIGINT or SIGTERM is only noted, and a second ends the process as it
-// would have at first. Output to a reader that has gone is an error and not a signal.
+// would have at first. Output to a reader that has gone is an error and not a signal. On Windows
+// Ctrl+C and Ctrl+Break are these signals; the end of the console or of the user's session is noted
+// too, but leaves the process only the few seconds that the system allows.
 class CancelSignals {
   public:
     CancelSignals();
@@ -16,12 +20,9 @@ class CancelSignals {
     // Whether a signal has come. Stays so.
     static bool Received();
 
+#ifndef _WIN32
+
   private:
-#ifdef _WIN32
-    using Handler = void (*)(int);
-    Handler formerInterrupt_;
-    Handler formerTerminate_;
-#else
     struct sigaction formerInterrupt_ {};
     struct sigaction formerTerminate_ {};
     struct sigaction formerPipe_ {};

@@ -7,6 +7,12 @@
 
 #include "core/Text.h"
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include "core/WideText.h"
+#endif
+
 namespace morvane {
 
 namespace {
@@ -223,6 +229,34 @@ std::string ComposeCommandLine(int argc, const char* const* argv) {
     }
     return Join(pieces, " ");
 }
+
+std::string_view AfterProgramName(std::string_view wholeLine) {
+    bool inQuotes = false;
+    std::size_t end = 0;
+    for (; end < wholeLine.size(); ++end) {
+        const char c = wholeLine[end];
+        inQuotes = inQuotes != (c == '"');
+        if (!inQuotes && (c == ' ' || c == '\t')) {
+            break;
+        }
+    }
+    const std::string_view rest = wholeLine.substr(end);
+    return rest.substr(std::min(rest.find_first_not_of(" \t"), rest.size()));
+}
+
+#ifdef _WIN32
+
+std::string ProcessCommandLine(int, const char* const*) {
+    return std::string(AfterProgramName(ToUtf8(GetCommandLineW())));
+}
+
+#else
+
+std::string ProcessCommandLine(int argc, const char* const* argv) {
+    return ComposeCommandLine(argc, argv);
+}
+
+#endif
 
 std::string_view UsageText() {
     return "Usage: Morvane "

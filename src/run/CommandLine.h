@@ -50,6 +50,13 @@ OptionKind SetOption(std::string_view name, std::string_view value, RunSettings&
 // shell took from a configuration file.
 std::string ComposeCommandLine(int argc, const char* const* argv);
 
+// A whole command line without the program's own name, which may stand in double quotes.
+std::string_view AfterProgramName(std::string_view wholeLine);
+
+// The text after the program's own name as the user typed it, where the system has it; elsewhere it
+// is composed from the arguments.
+std::string ProcessCommandLine(int argc, const char* const* argv);
+
 // All options in one line.
 std::string_view UsageText();
 

@@ -3,19 +3,16 @@
 #include <string>
 
 #include "core/Text.h"
+#include "run/CancelSignals.h"
 #include "run/ConsoleText.h"
 
 #ifdef _WIN32
 #include <io.h>
-
-#include <iostream>
 #else
 #include <poll.h>
 #include <unistd.h>
 
 #include <csignal>
-
-#include "run/CancelSignals.h"
 #endif
 
 namespace morvane {
@@ -46,22 +43,24 @@ std::optional<bool> ConsolePrompt::AskYesNo(std::string_view title, std::string_
     return std::nullopt;
 }
 
+namespace {
+
 #ifdef _WIN32
 
-LineReader ReadLinesFrom(int) {
-    return []() -> std::optional<std::string> {
-        std::string line;
-        return std::getline(std::cin, line) ? std::optional(line) : std::nullopt;
-    };
+// The read that follows ends by itself with Ctrl+C.
+bool WaitForInput(int) {
+    return !CancelSignals::Received();
 }
 
-LineReader TerminalReader() {
-    return _isatty(0) != 0 && _isatty(2) != 0 ? ReadLinesFrom(0) : LineReader();
+bool ReadCharacter(int fileDescriptor, char& c) {
+    return _read(fileDescriptor, &c, 1) == 1;
+}
+
+bool IsTerminal(int fileDescriptor) {
+    return _isatty(fileDescriptor) != 0;
 }
 
 #else
-
-namespace {
 
 // False when a signal to cancel has come, before or while waiting. Between the look at it and the
 // wait none can slip in: the signals are let through by the wait alone.
@@ -78,6 +77,19 @@ bool WaitForInput(int fileDescriptor) {
     return ready;
 }
 
+bool ReadCharacter(int fileDescriptor, char& c) {
+    return read(fileDescriptor, &c, 1) == 1;
+}
+
+bool IsTerminal(int fileDescriptor) {
+    return isatty(fileDescriptor) != 0;
+}
+
+#endif
+
+constexpr int kStandardInput = 0;
+constexpr int kStandardError = 2;
+
 }  // namespace
 
 LineReader ReadLinesFrom(int fileDescriptor) {
@@ -85,7 +97,7 @@ LineReader ReadLinesFrom(int fileDescriptor) {
         std::string line;
         for (;;) {
             char c = 0;
-            if (!WaitForInput(fileDescriptor) || read(fileDescriptor, &c, 1) != 1) {
+            if (!WaitForInput(fileDescriptor) || !ReadCharacter(fileDescriptor, c)) {
                 return std::nullopt;
             }
             if (c == '\n') {
@@ -97,10 +109,8 @@ LineReader ReadLinesFrom(int fileDescriptor) {
 }
 
 LineReader TerminalReader() {
-    return isatty(STDIN_FILENO) != 0 && isatty(STDERR_FILENO) != 0 ? ReadLinesFrom(STDIN_FILENO)
-                                                                   : LineReader();
+    return IsTerminal(kStandardInput) && IsTerminal(kStandardError) ? ReadLinesFrom(kStandardInput)
+                                                                    : LineReader();
 }
-
-#endif
 
 }  // namespace morvane

@@ -3,6 +3,10 @@
 #include <algorithm>
 #include <string>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace morvane {
 
 void WriteConsoleText(std::ostream& stream, std::string_view text) {
@@ -15,5 +19,24 @@ void WriteConsoleText(std::ostream& stream, std::string_view text) {
     lines.erase(std::remove(lines.begin(), lines.end(), '\r'), lines.end());
     stream << lines << '\n' << std::flush;
 }
+
+#ifdef _WIN32
+
+Utf8Console::Utf8Console() : formerCodePage_(GetConsoleOutputCP()) {
+    SetConsoleOutputCP(CP_UTF8);
+}
+
+Utf8Console::~Utf8Console() {
+    if (formerCodePage_ != 0) {
+        SetConsoleOutputCP(formerCodePage_);
+    }
+}
+
+#else
+
+Utf8Console::Utf8Console() = default;
+Utf8Console::~Utf8Console() = default;
+
+#endif
 
 }  // namespace morvane

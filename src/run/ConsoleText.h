@@ -8,4 +8,17 @@ namespace morvane {
 // Writes a text of the log to the console: the terminal's line ends, none before and one after it.
 void WriteConsoleText(std::ostream& stream, std::string_view text);
 
+// While one exists, a Windows console takes what the program writes for the UTF-8 that it is.
+// Elsewhere that is the terminal's own affair.
+class Utf8Console {
+  public:
+    Utf8Console();
+    ~Utf8Console();
+    Utf8Console(const Utf8Console&) = delete;
+    Utf8Console& operator=(const Utf8Console&) = delete;
+
+  private:
+    unsigned formerCodePage_ = 0;  // 0 without such a console
+};
+
 }  // namespace morvane

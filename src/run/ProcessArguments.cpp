@@ -57,7 +57,7 @@ void HidePasswords(int argc, char** argv) {
 }
 
 std::string TakeCommandLine(int argc, char** argv) {
-    std::string commandLine = ComposeCommandLine(argc, argv);
+    std::string commandLine = ProcessCommandLine(argc, argv);
     HidePasswords(argc, argv);
     return commandLine;
 }

@@ -73,6 +73,7 @@ void UseSystemLocale() {
 }
 
 int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
+    const Utf8Console console;
     try {
         const CancelSignals signals;
         const SystemClock clock;

@@ -6,7 +6,9 @@
 #include <cstdlib>
 #include <string>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -69,6 +71,15 @@ std::string_view ObstacleToWindows() {
         return "MORVANE_CONSOLE turns the windows off.";
     }
     return DisplayOpens() ? "" : "The settings window cannot be shown: no display can be opened.";
+}
+
+void CloseOwnConsole() {
+#ifdef _WIN32
+    std::array<DWORD, 2> processes{};
+    if (GetConsoleProcessList(processes.data(), static_cast<DWORD>(processes.size())) == 1) {
+        FreeConsole();
+    }
+#endif
 }
 
 }  // namespace morvane

@@ -104,6 +104,7 @@ int RunInWindows(int argc, char** argv) {
     if (!obstacle.empty()) {
         return RunOnConsole(commandLine, obstacle);
     }
+    CloseOwnConsole();
     qInstallMessageHandler(ShowFatalMessages);
     int ownNameOnly = 1;  // the options are the program's own, none of them the window system's
     const QApplication application(ownNameOnly, argv);

@@ -1,15 +1,35 @@
 #include "core/Platform.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "core/modFileFunctions.h"
 #include "support/TempFolder.h"
 
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <sys/stat.h>
+#endif
+
 namespace morvane {
 namespace {
+
+#ifdef _WIN32
+
+std::int64_t TakenBytes(const std::string& path) {
+    const HANDLE file = CreateFileW(ToPath(path).c_str(), FILE_READ_ATTRIBUTES,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    FILE_STANDARD_INFO info{};
+    EXPECT_TRUE(GetFileInformationByHandleEx(file, FileStandardInfo, &info, sizeof(info)));
+    CloseHandle(file);
+    return info.AllocationSize.QuadPart;
+}
+
+#else
 
 std::int64_t TakenBytes(const std::string& path) {
     struct stat status {};
@@ -17,41 +37,62 @@ std::int64_t TakenBytes(const std::string& path) {
     return status.st_blocks * 512;
 }
 
+#endif
+
 class FileSpace : public ::testing::Test {
   protected:
-    void SetUp() override {
-        TextFile file(path_);
-        file.Write("content");
-        file.Close();
-    }
+    void SetUp() override { file_.WriteLine("content"); }
 
     testing::TempFolder folder_;
     std::string path_ = folder_ / "data";
+    // Open as a log is, since Windows gives the space back when nobody has the file open.
+    TextFile file_{path_, TextFile::Flush::EveryLine};
 };
 
 TEST_F(FileSpace, IsTakenAndGivenBackWithoutTouchingTheContent) {
     constexpr std::int64_t kBytes = 4 << 20;
     ASSERT_TRUE(ReserveFileSpace(path_, kBytes));
-    EXPECT_EQ(ReadWholeFile(path_), "content");
+    EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
     if (TakenBytes(path_) < kBytes) {
         GTEST_SKIP() << "the file system of " << folder_.Path() << " reserves no space";
     }
+    file_.Close();
     ReleaseUnusedSpace(path_);
     EXPECT_LT(TakenBytes(path_), kBytes);
-    EXPECT_EQ(ReadWholeFile(path_), "content");
+    EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
 }
 
 TEST_F(FileSpace, ThatTheDiskDoesNotHaveIsRefusedAndNothingOfItKept) {
     const std::int64_t before = TakenBytes(path_);
     EXPECT_FALSE(ReserveFileSpace(path_, std::int64_t{1} << 60));
     EXPECT_EQ(TakenBytes(path_), before);
-    EXPECT_EQ(ReadWholeFile(path_), "content");
+    EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
 }
 
 TEST_F(FileSpace, OfAFileThatIsNotThereIsNoReasonToStop) {
     EXPECT_TRUE(ReserveFileSpace(folder_ / "missing", 1000));
     ReleaseUnusedSpace(folder_ / "missing");
     EXPECT_EQ(testing::ListFiles(folder_.Path()), "data");
+}
+
+TEST(TemporaryFile, GivesBackWhatIsWrittenAndLeavesNothing) {
+    const auto temporaryFiles = [] {
+        using std::filesystem::directory_iterator;
+        const directory_iterator entries(std::filesystem::temp_directory_path());
+        return std::count_if(begin(entries), end(entries), [](const auto& entry) {
+            return entry.path().filename().string().starts_with("mrv");
+        });
+    };
+    const auto before = temporaryFiles();
+    std::FILE* file = OpenTemporaryFile();
+    const std::string bytes("a\r\n\x1A\0b", 6);
+    EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
+    std::rewind(file);
+    std::string read(bytes.size() + 1, 'x');
+    EXPECT_EQ(std::fread(read.data(), 1, read.size(), file), bytes.size());
+    EXPECT_EQ(read, bytes + 'x');
+    std::fclose(file);
+    EXPECT_EQ(temporaryFiles(), before);
 }
 
 TEST(CurrentUser, HasAName) {

@@ -151,5 +151,13 @@ TEST(CommandLine, ArgumentsComposedToTextComeBackAsTheyWere) {
     EXPECT_EQ(ComposeCommandLine(1, argv), "");
 }
 
+TEST(CommandLine, FollowsTheProgramsNameAsItWasTyped) {
+    EXPECT_EQ(AfterProgramName("morvane.exe"), "");
+    EXPECT_EQ(AfterProgramName("C:\\bin\\morvane  \t-mac  \"a\"b "), "-mac  \"a\"b ");
+    EXPECT_EQ(AfterProgramName("\"C:\\my tools\\morvane.exe\" -help"), "-help");
+    EXPECT_EQ(AfterProgramName("C:\\\"my tools\"\\morvane \"\" -help"), "\"\" -help");
+    EXPECT_EQ(AfterProgramName("\"never closed -help"), "");
+}
+
 }  // namespace
 }  // namespace morvane

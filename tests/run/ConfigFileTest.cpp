@@ -1,10 +1,19 @@
 #include "run/ConfigFile.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
+#ifdef _WIN32
+#include <windows.h>
+
+#include <aclapi.h>
+#else
+#include <sys/stat.h>
+#endif
+
+#include <array>
 #include <sstream>
 
+#include "core/Platform.h"
 #include "core/modFileFunctions.h"
 #include "run/CommandLine.h"
 #include "support/TempFolder.h"
@@ -33,13 +42,59 @@ RunSettings ParseThroughShell(const std::string& file) {
     return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
 }
 
+#ifdef _WIN32
+
+constexpr const char* kLogFolder = "C:\\logs\\my runs";
+
+bool IsThisUser(PSID account) {
+    std::array<char, 256> name{};
+    std::array<char, 256> domain{};
+    DWORD nameSize = name.size();
+    DWORD domainSize = domain.size();
+    SID_NAME_USE use{};
+    return LookupAccountSidA(nullptr, account, name.data(), &nameSize, domain.data(), &domainSize,
+                             &use) &&
+           name.data() == CurrentUserName();
+}
+
+// But for the system itself, whom Wine puts into every list.
+bool IsForItsOwnerAlone(const std::string& path) {
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(ToPath(path).c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                              nullptr, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    int own = 0;
+    int others = list == nullptr ? 1 : 0;
+    void* entry = nullptr;
+    for (DWORD i = 0; list != nullptr && GetAce(list, i, &entry); ++i) {
+        const PSID account = &static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart;
+        own += IsThisUser(account) ? 1 : 0;
+        others += IsThisUser(account) || IsWellKnownSid(account, WinLocalSystemSid) ? 0 : 1;
+    }
+    LocalFree(descriptor);
+    return own == 1 && others == 0;
+}
+
+#else
+
+constexpr const char* kLogFolder = "/var/log/my runs";
+
+bool IsForItsOwnerAlone(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & 0777U) == 0600U;
+}
+
+#endif
+
 RunSettings Window() {
     RunSettings settings;
     settings.Machine = "dw01\\sales";
     settings.Database = "retail";
     settings.NTAuthentication = true;
     settings.LogGiven = true;
-    settings.LogDirectory = "/var/log/my runs";
+    settings.LogDirectory = kLogFolder;
     return settings;
 }
 
@@ -49,8 +104,9 @@ TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
     settings.UserName = "sa";
     settings.Password = "   ";
     settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports = true;
+    const std::string logOption = "-log \"" + std::string(kLogFolder) + "\"";
     EXPECT_EQ(ConfigLine(settings),
-              "-mac dw01\\sales -db retail -usr sa -chkmd -mark -grep -log \"/var/log/my runs\"");
+              "-mac dw01\\sales -db retail -usr sa -chkmd -mark -grep " + logOption);
     settings.ArchiveFactTables = settings.DeleteMarked = settings.AtomicDeletion = true;
     settings.Password = "x";
     settings.ArchiveMachine = "old";
@@ -59,7 +115,8 @@ TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
     settings.ArchivePassword = "y z";
     EXPECT_EQ(ConfigLine(settings),
               "-mac dw01\\sales -db retail -usr sa -pwd x -chkmd -bkmac old -bkdb retail_archive "
-              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom -log \"/var/log/my runs\"");
+              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom " +
+                  logOption);
 }
 
 TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
@@ -118,15 +175,13 @@ TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
         former.Close();
     }
     WriteConfigFile(path, Window());
-    struct stat status {};
-    ASSERT_EQ(stat(path.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_TRUE(IsForItsOwnerAlone(path));
     EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
     EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
     EnsureFolder(files / "folder");
     EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
     EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.Path()), {}), 2);
+    EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg");
 }
 
 }  // namespace

@@ -1,5 +1,11 @@
 #include <gtest/gtest.h>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <array>
 #include <sstream>
@@ -79,14 +85,23 @@ TEST(ConsoleProgress, CutsNoCharacterInTwoAndIsSilentInAPipe) {
     EXPECT_EQ(pipe.str(), "");
 }
 
+std::array<int, 2> OpenPipe() {
+    std::array<int, 2> ends{};
+#ifdef _WIN32
+    EXPECT_EQ(_pipe(ends.data(), 4096, _O_BINARY), 0);
+#else
+    EXPECT_EQ(::pipe(ends.data()), 0);
+#endif
+    return ends;
+}
+
 TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const std::array<int, 2> pipe = OpenPipe();
     const CancelSignals signals;  // forgets what an earlier test may have caught
     std::ostringstream out;
     ConsolePrompt prompt(out, ReadLinesFrom(pipe[0]));
     const std::string keys = "maybe\n\nYES\n n \ny";
-    ASSERT_EQ(write(pipe[1], keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    ASSERT_EQ(write(pipe[1], keys.data(), static_cast<unsigned>(keys.size())), std::ssize(keys));
     close(pipe[1]);
     EXPECT_EQ(prompt.AskYesNo("Lock Profile", "Go on?"), true);
     EXPECT_EQ(out.str(),

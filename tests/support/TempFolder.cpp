@@ -1,19 +1,20 @@
 #include "support/TempFolder.h"
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <set>
-#include <stdexcept>
 #include <system_error>
 
 namespace morvane::testing {
 
 TempFolder::TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "morvane-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-        throw std::runtime_error("cannot make a temporary folder");
-    }
-    path_ = name;
+    std::random_device random;
+    std::filesystem::path folder;
+    do {
+        folder = std::filesystem::temp_directory_path() /
+                 ("morvane-test-" + std::to_string(random()) + std::to_string(random()));
+    } while (!std::filesystem::create_directory(folder));
+    path_ = folder.string();
 }
 
 TempFolder::~TempFolder() {

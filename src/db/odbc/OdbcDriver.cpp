@@ -9,16 +9,20 @@
 #include "core/modFileFunctions.h"
 #include "db/odbc/OdbcHandle.h"
 
-#ifdef _WIN32
-#include <windows.h>
-#endif
-
 namespace morvane::odbc {
 
 namespace {
 
 constexpr std::array<std::string_view, 4> kPreferred = {
     "ODBC Driver 18 for SQL Server", "ODBC Driver 17 for SQL Server", "FreeTDS", "SQL Server"};
+
+#ifdef _WIN32
+constexpr const char* kWhereDriversAre =
+    "Microsoft's installer of \"ODBC Driver 18 for SQL Server\" brings one.";
+#else
+constexpr const char* kWhereDriversAre =
+    "On Debian the package tdsodbc has one (FreeTDS); Microsoft's package is msodbcsql18.";
+#endif
 
 bool Contains(std::string_view text, std::string_view part) {
     return ToLower(text).find(part) != std::string::npos;
@@ -205,8 +209,7 @@ OdbcDriver PickDriver(const std::vector<std::string>& installed,
         }
     }
     throw DatabaseError(
-        {"No ODBC driver for SQL Server is installed. On Debian the package "
-         "tdsodbc has one (FreeTDS); Microsoft's package is msodbcsql18."});
+        {std::string("No ODBC driver for SQL Server is installed. ") + kWhereDriversAre});
 }
 
 std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& login) {

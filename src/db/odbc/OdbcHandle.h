@@ -1,12 +1,11 @@
 #pragma once
 
-#include <sql.h>
-#include <sqlext.h>
-
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "db/odbc/OdbcApi.h"
 
 namespace morvane::odbc {
 

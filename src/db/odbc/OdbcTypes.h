@@ -1,11 +1,9 @@
 #pragma once
 
-#include <sql.h>
-#include <sqlext.h>
-
 #include <string_view>
 
 #include "core/Connection.h"
+#include "db/odbc/OdbcApi.h"
 
 namespace morvane::odbc {
 

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Cross-compiles for Windows what needs neither SQLite nor Qt: the program without windows, in
+# build/windows/src/morvane.exe, and its tests, which scripts/wine.sh runs. Of the windows, the
+# sources with a part for Windows alone are compiled and thrown away.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+. scripts/packages.sh
+scripts/install-packages.sh "${windows_packages[@]}"
+
+launcher=()
+if command -v ccache >/dev/null; then
+    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset windows "${launcher[@]}" >/dev/null
+cmake --build --preset windows | tail -n 1
+
+# Windows does not come with any of these.
+if x86_64-w64-mingw32-objdump -p build/windows/src/morvane.exe |
+    grep -E 'DLL Name: (libstdc|libgcc|libwinpthread)'; then
+    echo "morvane.exe does not stand alone"
+    exit 1
+fi
+
+# The headers are those of this system's toolkit: enough to compile with, nothing to link.
+qt=/usr/include/x86_64-linux-gnu/qt6
+qt_flags=(-isystem /usr/lib/x86_64-linux-gnu/qt6/mkspecs/win32-g++ -isystem "$qt")
+for module in Core Gui Network Widgets; do
+    qt_flags+=(-isystem "$qt/Qt$module")
+done
+for source in BrowsingDialogs Display RunInWindows ShellBrowsing; do
+    echo "src/ui/$source.cpp"
+done | xargs -P "$(nproc)" -n 1 x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only \
+    -DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0A00 -DFMT_HEADER_ONLY \
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Werror \
+    -Isrc -isystem build/windows/headers "${qt_flags[@]}"

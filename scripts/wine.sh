@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Runs what scripts/windows.sh makes under Wine, without a display: the tests, and then the program
+# itself. What is there of ODBC comes from this system: its driver manager, and FreeTDS.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+. scripts/packages.sh
+scripts/install-packages.sh "${wine_packages[@]}"
+scripts/windows.sh
+
+export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all
+unset DISPLAY WAYLAND_DISPLAY
+wineboot --init >/dev/null 2>&1
+
+ctest --preset windows --no-tests=error
+
+morvane=build/windows/src/morvane.exe
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+# The folder as Windows names it.
+windows_folder="Z:${folder//\//\\}"
+
+# run <options...>: the program with them; what it says goes to the files output and errors.
+run() {
+    if ! timeout 120 wine "$morvane" "$@" >"$folder/output" 2>"$folder/errors"; then
+        echo "morvane.exe $* did not end well"
+        exit 1
+    fi
+}
+
+# expect <file> <text>: the file holds the text; told with the file's content when it does not.
+expect() {
+    grep -qF -- "$2" "$folder/$1" || { echo "\"$2\" is not in $1:"; cat "$folder/$1"; exit 1; }
+}
+
+run -help
+expect output "Usage: Morvane -mac"
+run /HELP
+expect output "Usage: Morvane -mac"
+run
+expect errors "This build of Morvane has no settings window."
+run -mark -nonsense /pwd=secret
+expect errors "Unknown options: -nonsense /pwd..."
+
+log="$folder/my logs ü/night"
+run /mac no-such-server.invalid /ntaut /db "retail ü" /mark \
+    /log "$windows_folder\\my logs ü\\night" /statusfile "$windows_folder\\status ü.txt" \
+    /logfile "$windows_folder/copies/ü.txt"
+expect errors "Error while connecting to : no-such-server.invalid"
+expect "status ü.txt" failure
+[ "$(ls "$log" | wc -l)" -eq 1 ] || { echo "there is not one log in $log"; exit 1; }
+expect "my logs ü/night/$(ls "$log")" "Error while connecting to : no-such-server.invalid"
+cmp "$log"/Morvane_Log*.txt "$folder/copies/ü.txt"
+
+run -mac 'sqlite:C:\data' -ntaut -db retail -mark -log "$windows_folder\\logs"
+expect errors "This build of Morvane has no embedded engine, since it was made without SQLite."
+
+MORVANE_ODBC_DRIVER=Nowhere run -mac host -ntaut -db retail -mark -log "$windows_folder\\logs"
+expect errors 'The ODBC driver "Nowhere" that MORVANE_ODBC_DRIVER names is not installed'
+
+run -mac host -ntaut -db retail -mark -log "$windows_folder\\status ü.txt\\logs"
+expect errors 'Cannot make the folder'
+echo "morvane.exe does what was asked of it under $(wine --version)"

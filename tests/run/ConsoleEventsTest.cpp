@@ -1,0 +1,30 @@
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include "run/CancelSignals.h"
+
+namespace morvane::testing {
+namespace {
+
+// The system tells of an event in a thread of its own.
+bool ReceivedWithin(int milliseconds) {
+    for (int waited = 0; waited < milliseconds && !CancelSignals::Received(); waited += 10) {
+        Sleep(10);
+    }
+    return CancelSignals::Received();
+}
+
+TEST(CancelSignals, NoteCtrlCOnAWindowsConsole) {
+    // A console of its own, since the event reaches every process of one.
+    FreeConsole();
+    if (!AllocConsole()) {
+        GTEST_SKIP() << "no console can be opened";
+    }
+    const CancelSignals signals;
+    EXPECT_FALSE(CancelSignals::Received());
+    ASSERT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
+    EXPECT_TRUE(ReceivedWithin(10'000));
+}
+
+}  // namespace
+}  // namespace morvane::testing
