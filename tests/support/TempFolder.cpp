@@ -1,5 +1,7 @@
 #include "support/TempFolder.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <set>
@@ -8,8 +10,13 @@
 
 namespace morvane::testing {
 
-TempFolder::TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "morvane-test-XXXXXX").string();
+TempFolder::TempFolder(Place place) {
+    const std::filesystem::path memory = "/dev/shm";
+    const std::filesystem::path parent =
+        place == Place::InMemory && access(memory.c_str(), W_OK) == 0
+            ? memory
+            : std::filesystem::temp_directory_path();
+    std::string name = (parent / "morvane-test-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
         throw std::runtime_error("cannot make a temporary folder");
     }
