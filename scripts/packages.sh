@@ -7,4 +7,5 @@ demo_packages=("${build_packages[@]}" sqlite3)
 test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsqliteodbc tdsodbc
     clang-format git)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
+fault_packages=("${headless_packages[@]}" libgtest-dev)
 bench_packages=("${headless_packages[@]}" sqlite3 time)

@@ -24,6 +24,12 @@ Counts CountArchived(const TableContents& table, const std::string& date = {}) {
     return part.Count(part.ColumnsWithout({"date_of_archiving"}));
 }
 
+// None when there is no such table yet.
+Counts CountArchived(const Contents& of, const std::string& fact) {
+    const auto table = of.Archive.find(fact);
+    return table == of.Archive.end() ? Counts() : CountArchived(table->second);
+}
+
 std::set<std::string> ArchivingDates(const TableContents& table) {
     std::set<std::string> dates;
     for (const Row& row : table.Rows) {
@@ -150,15 +156,10 @@ void Oracle::CheckArchiveTables(const Contents& now, Findings& findings) const {
     }
 }
 
-int Oracle::ArchivedCopies(const Contents& of, const std::string& fact,
-                           const std::string& row) const {
-    const auto archived = of.Archive.find(fact);
-    return archived == of.Archive.end() ? 0 : CountOf(CountArchived(archived->second), row);
-}
-
 void Oracle::CheckFacts(const Contents& now, Findings& findings) const {
     for (const std::string& fact : facts_) {
         const Counts before = before_.Warehouse.at(fact).Count();
+        const Counts archivedUndisturbed = CountArchived(undisturbed_, fact);
         const Counts kept = now.Warehouse.at(fact).Count();
         std::vector<Counts> places{kept};
         if (const auto archived = now.Archive.find(fact); archived != now.Archive.end()) {
@@ -179,7 +180,7 @@ void Oracle::CheckFacts(const Contents& now, Findings& findings) const {
             for (const auto& [row, count] : places[i]) {
                 if (count > CountOf(before, row)) {
                     findings.push_back("A row of " + fact + " came from nowhere: " + row);
-                } else if (i > 0 && ArchivedCopies(undisturbed_, fact, row) != count) {
+                } else if (i > 0 && CountOf(archivedUndisturbed, row) != count) {
                     findings.push_back("A row of " + fact + " is archived otherwise: " + row);
                 }
             }
@@ -240,16 +241,14 @@ Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Conten
     }
     for (const auto& [name, table] : undisturbed_.Archive) {
         const Counts leftBehind = disturbed.Warehouse.at(name).Count();
+        const Counts archivedBefore = CountArchived(disturbed, name);
         Counts expected = CountArchived(table);
         for (auto& [row, count] : expected) {
             if (CountOf(leftBehind, row) > 0) {
-                count += ArchivedCopies(disturbed, name, row);
+                count += CountOf(archivedBefore, row);
             }
         }
-        const auto found = now.Archive.find(name);
-        CompareTables("archived " + name, expected,
-                      found == now.Archive.end() ? Counts() : CountArchived(found->second),
-                      findings);
+        CompareTables("archived " + name, expected, CountArchived(now, name), findings);
     }
     return findings;
 }

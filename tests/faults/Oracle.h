@@ -41,7 +41,6 @@ class Oracle {
     void CheckArchiveTables(const Contents& now, Findings& findings) const;
     void CheckDimension(const Dimension& dimension, const Contents& now, Findings& findings) const;
     std::set<std::string> HistoryFaults(const Dimension& dimension, const Contents& of) const;
-    int ArchivedCopies(const Contents& of, const std::string& fact, const std::string& row) const;
 
     Contents before_;
     Contents undisturbed_;

@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <cstdlib>
+
 #include "core/DateText.h"
 #include "core/modFileFunctions.h"
 #include "run/Fork.h"
@@ -47,6 +49,11 @@ void ReadFiles(const Site& site, const LocalMoment& start, RunOutcome& outcome) 
 
 }  // namespace
 
+bool EveryFaultIsWanted() {
+    const char* wish = std::getenv("MORVANE_FAULTS");
+    return wish != nullptr && std::string_view(wish) == "all";
+}
+
 std::string ReadLog(const Site& site, const LocalMoment& start) {
     return ReadIfThere(site.Logs() + "/Morvane_Log" + FileStamp(start.Date, start.TimeOfDay) +
                        ".txt");
@@ -59,6 +66,7 @@ std::string ReadReports(const Site& site, const LocalMoment& start) {
         all += ReadIfThere(site.Logs() + "/" + name + "Report" + stamp + ".html");
     }
     all = ReplaceAll(ReplaceAll(all, stamp, "STAMP"), LocaleTime(start.TimeOfDay), "TIME");
+    all = ReplaceAll(all, LongDate(start.Date), "DATE");
     return ReplaceAll(all, site.WarehouseFolder(), "WAREHOUSE");
 }
 
@@ -74,14 +82,19 @@ std::string ReadReports(const Site& site, const LocalMoment& start) {
 
 RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
                      bool told) {
+    RunState state;
+    state.CommandLineMode = true;
+    return RunOnSite(site, settings, plan, minutes, told, state);
+}
+
+RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
+                     bool told, RunState& state) {
     TestServices world(InjectFaults(plan));
     world.Clock.Moment = MomentOf(minutes);
     if (told) {
         world.Prompt.Answers = {true};
     }
     plan.Stage = [&] { return StageOf(world.Progress); };
-    RunState state;
-    state.CommandLineMode = true;
     RunOutcome outcome;
     outcome.Result = RunTasks(settings, state, world.Services);
     outcome.Asked = !world.Prompt.Asked.empty();

@@ -4,9 +4,14 @@
 
 #include "InjectingConnection.h"
 #include "Site.h"
+#include "core/RunState.h"
 #include "run/RunFixture.h"
 
 namespace morvane::testing {
+
+// MORVANE_FAULTS=all disturbs a run at every point that it passes. Otherwise the tests take a
+// sample of them, since each point is two runs.
+bool EveryFaultIsWanted();
 
 // How a run ended, by what it left.
 struct RunOutcome {
@@ -19,11 +24,14 @@ struct RunOutcome {
     std::string Reports;  // all three, without what differs between sites and moments
 };
 
-// Runs on a site at the fixed clock's moment and `minutes` later, in this process. A question gets
-// the answer Yes when the run is `told` to go on, and none otherwise. The fault's stage is set.
+// An unattended run on a site at the fixed clock's moment and `minutes` later, in this process. A
+// question gets the answer Yes when the run is `told` to go on, and none otherwise.
 RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
                      bool told);
-// The same in a process of its own, which may die.
+// The same with the state of a process that has run before, or will run again.
+RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
+                     bool told, RunState& state);
+// An unattended run in a process of its own, which may die.
 RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
                       bool told);
 
