@@ -30,7 +30,13 @@ constexpr std::array kKinds{Kind{"Refused", Fault::Refused}, Kind{"AnswerLost", 
 struct Case {
     Way TheWay;
     Kind TheKind;
+
+    std::string Name() const { return std::string(TheWay.Name) + TheKind.Name; }
 };
+
+void PrintTo(const Case& value, std::ostream* out) {
+    *out << value.Name();
+}
 
 // A process that died, or whose server went away, does not run again.
 std::vector<Case> Cases() {
@@ -144,7 +150,7 @@ void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome
 }
 
 RunOutcome DisturbedRun::RunAgain(const Site& site, FaultPlan& plan, RunState& state) const {
-    const bool asks = IsLocked(site) && !state.LockHeld;
+    const bool asks = IsLocked(site) && !(TheWay.Attended && state.LockHeld);
     FaultPlan none;
     const RunOutcome outcome = TheWay.Attended
                                    ? RunOnSite(site, SettingsOn(site), plan, 1, true, state)
@@ -214,9 +220,8 @@ TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletesIt) {
     PrintCounts();
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()), [](const auto& chosen) {
-    return std::string(chosen.param.TheWay.Name) + chosen.param.TheKind.Name;
-});
+INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()),
+                         [](const auto& chosen) { return chosen.param.Name(); });
 
 }  // namespace
 }  // namespace morvane::testing
