@@ -69,6 +69,7 @@ void FullDisk::CompleteWithRoomAgain(const Site& site) {
 }
 
 bool FullDisk::CompletesWithRoom(const std::string& part, std::uintmax_t room) {
+    SCOPED_TRACE(std::to_string(room) + " bytes free");
     const TempFolder folder(TempFolder::Place::InMemory);
     const Site site(folder / "site");
     const SmallDisk disk(folder / "site/" + part);
@@ -90,7 +91,6 @@ void FullDisk::TryEveryRoom(const std::string& part) {
     std::uintmax_t room = 0;
     while (room < kMostRoom && !CompletesWithRoom(part, room) && !HasFailure()) {
         room += kPage;
-        SCOPED_TRACE(std::to_string(room) + " bytes free");
     }
     EXPECT_GT(room, 4 * kPage) << "the run stops at different places";
     EXPECT_LT(room, kMostRoom) << "the run completes once there is room";
