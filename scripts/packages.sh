@@ -8,6 +8,7 @@ test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsq
     clang-format git)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 fuzz_packages=("${headless_packages[@]}" clang libclang-rt-14-dev)
+fault_packages=("${headless_packages[@]}" libgtest-dev)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
 package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)

@@ -18,6 +18,9 @@ find src demo bench tests -name '*.cpp' -o -name '*.h' | xargs clang-format --dr
 echo "== Fuzzing"
 scripts/fuzz.sh 5
 
+echo "== For Windows"
+scripts/windows.sh
+
 echo "== Packages"
 tests/package/install.sh
 

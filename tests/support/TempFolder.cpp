@@ -7,12 +7,17 @@
 
 namespace morvane::testing {
 
-TempFolder::TempFolder() {
+TempFolder::TempFolder(Place place) {
+    const std::filesystem::path memory = "/dev/shm";
+    std::error_code error;
+    const std::filesystem::path parent =
+        place == Place::InMemory && std::filesystem::is_directory(memory, error)
+            ? memory
+            : std::filesystem::temp_directory_path();
     std::random_device random;
     std::filesystem::path folder;
     do {
-        folder = std::filesystem::temp_directory_path() /
-                 ("morvane-test-" + std::to_string(random()) + std::to_string(random()));
+        folder = parent / ("morvane-test-" + std::to_string(random()) + std::to_string(random()));
     } while (!std::filesystem::create_directory(folder));
     path_ = folder.string();
 }
