@@ -96,6 +96,12 @@ class Parser {
         return at < words_.size() && words_[at].Is(word);
     }
 
+    // What TOP takes.
+    bool IsCount(std::size_t at) const {
+        return IsAt(at, "(") || (at < words_.size() && words_[at].Kind == SqlWordKind::Word &&
+                                 words_[at].Text[0] >= '0' && words_[at].Text[0] <= '9');
+    }
+
     void AddToHead(std::string_view text) {
         query_.Head += query_.Head.back() == ' ' ? "" : " ";
         query_.Head += text;
@@ -109,7 +115,7 @@ class Parser {
             query_.RowByRow = IsAt(at, "all");
             AddToHead(words_[at++].Text);
         }
-        if (!IsAt(at, "top")) {
+        if (!IsAt(at, "top") || !IsCount(at + 1)) {
             return at;
         }
         const std::size_t number = ++at;

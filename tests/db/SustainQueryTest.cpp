@@ -67,6 +67,8 @@ TEST_F(SustainQueryTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
               "Select all TOP 5 WITH TIES  is_sustainable, * from item order by id");
     EXPECT_EQ(Rebuilt("select distinct top 5 name  from item where name = 'a;  from b'"),
               "Select distinct TOP 5 is_sustainable, name  from item where name = 'a;  from b'");
+    EXPECT_EQ(Rebuilt("select top merge join f from item"),
+              "Select  is_sustainable, item.id, item.shop, top merge join f from item");
     EXPECT_EQ(Rebuilt("select /* what; */ * from item -- don't"),
               "Select  is_sustainable, * from item");
 }

@@ -22,6 +22,9 @@ TEST(Translation, LeavesWordsInTextsNamesAndCommentsAlone) {
               "SELECT \"left\", \"len\" from t where \"a]b\" = 'it''s'");
     EXPECT_EQ(Sql("select 'a'N'b' as x, [c][d] from t"), "SELECT 'a' 'b' as x, \"c\" \"d\" from t")
         << "two that stand together are not one";
+    EXPECT_EQ(Sql("select {d '2024-03-05'}'b' as x"), "SELECT '2024-03-05 00:00:00' 'b' as x");
+    EXPECT_EQ(Sql("delete from t where datediff(d'b') = 1"),
+              "delete from t where tsql_datediff('d' 'b') = 1");
 }
 
 TEST(Translation, RewritesFunctionsWhereverTheyNest) {

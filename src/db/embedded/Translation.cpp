@@ -148,8 +148,11 @@ class Translator {
         FailUnknown("a statement that begins with \"" + tokens_[0].Text + "\"");
     }
 
+    // Two quotes that touch would be one doubled quote.
     void Emit(std::string_view text, bool spaceBefore) {
-        if (spaceBefore && !out_.empty()) {
+        const bool quote = text.starts_with('\'') || text.starts_with('"');
+        const bool touches = quote && !out_.empty() && out_.back() == text[0];
+        if ((spaceBefore && !out_.empty()) || touches) {
             out_ += ' ';
         }
         out_ += text;
