@@ -35,13 +35,9 @@ void RequireNoQuote(const ArchiveSettings& archive) {
     }
 }
 
-bool IsEmbedded(std::string_view server) {
-    return EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix);
-}
-
 // Embedded servers are folders, which have many names.
 bool SameServer(const std::string& a, const std::string& b) {
-    if (EqualsIgnoreCase(a, b) || !IsEmbedded(a) || !IsEmbedded(b)) {
+    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
         return EqualsIgnoreCase(a, b);
     }
     std::error_code error;

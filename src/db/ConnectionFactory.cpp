@@ -1,7 +1,6 @@
 #include "db/ConnectionFactory.h"
 
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/StatementLog.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/odbc/OdbcConnection.h"
@@ -18,9 +17,8 @@ std::unique_ptr<Connection> CreateEmbeddedConnection() {
 #endif
 
 std::unique_ptr<Connection> CreateConnection(std::string_view server) {
-    const bool embedded =
-        EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix);
-    return LogStatements(embedded ? CreateEmbeddedConnection() : CreateOdbcConnection());
+    return LogStatements(IsEmbeddedServer(server) ? CreateEmbeddedConnection()
+                                                  : CreateOdbcConnection());
 }
 
 }  // namespace morvane

@@ -12,7 +12,7 @@
 namespace morvane::embedded {
 
 std::string FolderOfServer(const std::string& server) {
-    if (!EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix)) {
+    if (!IsEmbeddedServer(server)) {
         throw DatabaseError(
             {"The embedded warehouse reaches embedded servers alone, not \"" + server + "\"."});
     }

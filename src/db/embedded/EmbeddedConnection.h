@@ -4,11 +4,16 @@
 #include <string_view>
 
 #include "core/Connection.h"
+#include "core/Text.h"
 
 namespace morvane {
 
 // What the name of an embedded server begins with; a folder follows.
 inline constexpr std::string_view kEmbeddedPrefix = "sqlite:";
+
+inline bool IsEmbeddedServer(std::string_view server) {
+    return EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix);
+}
 
 // A closed connection to an embedded warehouse: the server "sqlite:<folder>" is that folder, the
 // database <name> is the SQLite file "<name>.db" in it. Logins are accepted and ignored. A folder
