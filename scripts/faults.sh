@@ -7,11 +7,8 @@ cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${fault_packages[@]}"
-launcher=()
-if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
-cmake --preset dev -B build/faults -DMORVANE_UI=OFF "${launcher[@]}" >/dev/null
+. scripts/compiler-cache.sh
+cmake --preset dev -B build/faults -DMORVANE_UI=OFF >/dev/null
 cmake --build build/faults --target fault_tests | tail -n 1
 
 export MORVANE_FAULTS=${MORVANE_FAULTS:-all}

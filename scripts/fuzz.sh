@@ -13,12 +13,8 @@ targets=("${@:2}")
 
 . scripts/packages.sh
 scripts/install-packages.sh "${fuzz_packages[@]}"
-
-launcher=()
-if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
-cmake --preset fuzz "${launcher[@]}" >/dev/null
+. scripts/compiler-cache.sh
+cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz --target fuzz_targets | tail -n 1
 
 # fuzz <name of the target>

@@ -5,11 +5,8 @@ cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${package_packages[@]}"
-launcher=()
-if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
-cmake --preset release -DMORVANE_UI=ON "${launcher[@]}" >/dev/null
+. scripts/compiler-cache.sh
+cmake --preset release -DMORVANE_UI=ON >/dev/null
 cmake --build --preset release --target all morvane_headless | tail -n 1
 
 rm -rf build/packages

@@ -6,11 +6,7 @@ cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${test_packages[@]}"
-
-launcher=()
-if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
+. scripts/compiler-cache.sh
 
 echo "== Format of the sources"
 find src demo bench tests -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
@@ -26,7 +22,7 @@ tests/package/install.sh
 
 for preset in dev asan; do
     echo "== Tests, preset $preset"
-    cmake --preset "$preset" "${launcher[@]}" >/dev/null
+    cmake --preset "$preset" >/dev/null
     cmake --build --preset "$preset" | tail -n 1
     ctest --preset "$preset" --no-tests=error
 done

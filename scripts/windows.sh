@@ -7,12 +7,8 @@ cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${windows_packages[@]}"
-
-launcher=()
-if command -v ccache >/dev/null; then
-    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
-fi
-cmake --preset windows "${launcher[@]}" >/dev/null
+. scripts/compiler-cache.sh
+cmake --preset windows >/dev/null
 cmake --build --preset windows | tail -n 1
 
 # Windows does not come with any of these.
