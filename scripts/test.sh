@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs all tests: the format of the sources, a short fuzzing, and the test suite, plain and under
-# AddressSanitizer and UndefinedBehaviorSanitizer.
+# Runs all tests: the format of the sources, a short fuzzing, the build for Windows, the packages, and the
+# test suite, plain and under AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
