@@ -104,6 +104,7 @@ TEST(Translation, RefusesWhatItDoesNotKnow) {
                             "grant all to x",
                             "exec sp_who",
                             "select top 5 percent a from t",
+                            "select select top x",
                             "select a from other.dbo.t",
                             "select a from srv.dw.dbo.t",
                             "select @x",

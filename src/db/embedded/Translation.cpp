@@ -162,8 +162,8 @@ std::size_t Translator::RewriteSelectList(std::size_t i, std::size_t end) {
 }
 
 bool Translator::EndsSelectList(std::size_t i) const {
-    constexpr std::array<std::string_view, 8> kEnds = {"from",  "where",  "group",     "order",
-                                                       "union", "except", "intersect", "into"};
+    constexpr std::array<std::string_view, 9> kEnds = {
+        "select", "from", "where", "group", "order", "union", "except", "intersect", "into"};
     return tokens_[i].Kind == TokenKind::Word && ContainsWord(kEnds, tokens_[i].Text);
 }
 
