@@ -41,6 +41,17 @@ TEST_F(SemiJoin, WithoutOneTheForeignTableIsReadOnce) {
     EXPECT_EQ(Rewrite(kBothColumns), onePass) << "half a key may match most of the table";
 }
 
+TEST_F(SemiJoin, AnIntegerKeyOfTheForeignTableIsLookedAtOnce) {
+    const std::string update = "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.";
+    EXPECT_EQ(Rewrite(update + "fk"),
+              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND (dim.k) IN "
+              "(SELECT fact.fk FROM \"fact\" WHERE first_seen(fact.fk))");
+    for (const char* other : {"fc", "fk AND fact.is_deletable=0"}) {
+        EXPECT_EQ(Rewrite(update + other).find("first_seen"), std::string::npos)
+            << "a text, or a row that the other term may refuse";
+    }
+}
+
 TEST_F(SemiJoin, AnIndexThatSqliteCannotUseIsNoIndex) {
     database_.Run("CREATE TABLE loose(k, is_deletable)");
     database_.Run("CREATE INDEX ix ON fact(fc COLLATE NOCASE)");
