@@ -105,5 +105,23 @@ TEST(SemiJoinResult, IsTheSameWithAndWithoutAnIndex) {
     EXPECT_EQ(marks("CREATE INDEX ix ON fact(fc)"), expected);
 }
 
+// Keys that a bit stands for, and those beyond: below 0, above the bound, and no integers at all.
+TEST(SemiJoinResult, FindsIntegerKeysOfAnyValueInEachStatementAnew) {
+    const testing::TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE dim(k int, kept bit, is_deletable bit);"
+        "CREATE TABLE fact(fk int);"
+        "INSERT INTO dim VALUES(0,1,1),(1,0,1),(64,1,1),(65,0,1),(-1,1,1),(67108863,1,1),"
+        "(67108864,1,1),(5000000000,1,1),('x',1,1),(2.5,1,1),(NULL,0,1);"
+        "INSERT INTO fact VALUES(64),(64),(0),(NULL),(-1),(-1),(67108864),(67108863),(5000000000),"
+        "('x'),(2.5),(0)");
+    auto connection = warehouse.Connect();
+    for (int run = 0; run < 2; ++run) {
+        connection->Execute("UPDATE dim SET is_deletable = 1");
+        connection->Execute("UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.fk");
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE is_deletable = kept"), "0");
+    }
+}
+
 }  // namespace
 }  // namespace morvane::embedded
