@@ -8,3 +8,4 @@ test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsq
     clang-format git)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
+plot_packages=(gnuplot-nox)
