@@ -17,6 +17,7 @@ for task in check archiving marking reports deletion; do
     for who in program shell; do
         series "$task" "$who" >"$work/$task-$who"
     done
+    tail -1 "$work/$task-program" >"$work/$task-end"
 done
 
 gnuplot -e "folder='$work'; picture='$picture'" bench/scale.gnuplot

@@ -29,9 +29,9 @@ plot for [i=1:4] series(word(tasks, i), "program") with linespoints lw 2.5 pt 7 
      for [i=1:4] series(word(tasks, i), "shell") with linespoints lw 1.5 dt 2 pt 6 ps 0.9 \
          lc rgb word(colours, i) notitle, \
      series("check", "program") with linespoints lw 2.5 pt 7 ps 0.9 lc rgb "#777777" notitle, \
-     for [i=1:4] series(word(tasks, i), "program") every ::2::2 \
+     for [i=1:4] series(word(tasks, i), "end") \
          using 1:2:(word(tasks, i)) with labels left offset 1.2,0 tc rgb word(colours, i) notitle, \
-     series("check", "program") every ::2::2 using 1:2:("check") with labels left offset 1.2,0 \
+     series("check", "end") using 1:2:("check") with labels left offset 1.2,0 \
          tc rgb "#777777" notitle, \
      [9e5:1.1e8] 1e-5 * x with lines lw 1 lc rgb "#aaaaaa" dt 3 title "in proportion to the rows", \
      NaN with linespoints lw 2.5 pt 7 lc rgb "#333333" title "the program", \
