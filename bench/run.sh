@@ -13,56 +13,7 @@ rows=${4:-.}
 
 . scripts/packages.sh
 scripts/install-packages.sh "${bench_packages[@]}"
-cmake --preset release -B build/bench -DMORVANE_UI=OFF >/dev/null
-cmake --build build/bench --target morvane morvane-demo >/dev/null
-morvane=$PWD/build/bench/src/morvane
-demo=$PWD/build/bench/demo/morvane-demo
-
-work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
-trap 'rm -rf "$work"' EXIT
-mkdir "$work/program" "$work/hand" "$work/logs"
-
-# measure <file for the figures> <command...>: wall, user, system seconds and peak KB on a line.
-measure() {
-    local figures=$1 start end
-    shift
-    start=$EPOCHREALTIME
-    /usr/bin/time -o "$work/time.txt" -f '%U %S %M' "$@" >"$work/out.txt" 2>"$work/err.txt" ||
-        { cat "$work/err.txt"; exit 1; }
-    end=$EPOCHREALTIME
-    echo "$start $end $(cat "$work/time.txt")" |
-        awk '{ printf "%.3f %s %s %s\n", $2 - $1, $3, $4, $5 }' >>"$figures"
-}
-
-# measure_program <file for the figures> <options of the program...>
-measure_program() {
-    local figures=$1
-    shift
-    measure "$figures" "$morvane" -mac "sqlite:$work/program" -ntaut -db retail -log "$work/logs" \
-        -statusfile "$work/status.txt" "$@"
-    grep -q '^ok' "$work/status.txt" || { cat "$work/err.txt"; exit 1; }
-}
-
-# The middle of the numbers on standard input.
-median() { sort -n | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
-
-dimensions="calendar geography department category brand product store employee promotion
-    customer_segment customer carrier"
-
-# The number of rows in which the two copies differ, over the dimensions; the facts by their number.
-differences() {
-    local query=""
-    for table in sales shipments; do
-        query+="SELECT abs((SELECT count(*) FROM main.$table) - (SELECT count(*) FROM other.$table));"
-    done
-    for table in $dimensions; do
-        query+="SELECT count(*) FROM (SELECT * FROM (SELECT * FROM main.$table
-            EXCEPT SELECT * FROM other.$table) UNION ALL SELECT * FROM
-            (SELECT * FROM other.$table EXCEPT SELECT * FROM main.$table));"
-    done
-    sqlite3 "$work/program/retail.db" "ATTACH '$work/hand/retail.db' AS other; $query" |
-        awk '{ n += $1 } END { print n }'
-}
+. bench/measure.sh
 
 fresh_copies() {
     cp "$1" "$work/program/retail.db"
@@ -82,8 +33,7 @@ compare() {
     for ((pair = 0; pair < pairs; ++pair)); do
         fresh_copies "$base"
         measure_program "$work/a.txt" "$@"
-        measure "$work/b.txt" sqlite3 "$work/hand/retail.db" \
-            "ATTACH '$work/hand/retail_archive.db' AS archive" ".read $sql"
+        measure_shell "$work/b.txt" "$sql"
     done
     local a b
     a=$(cut -d' ' -f1 "$work/a.txt" | median)

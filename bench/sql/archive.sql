@@ -1,4 +1,6 @@
 -- Archiving by hand: the archive's tables as the program makes them, then the same copy and delete.
+-- The indexes of the facts are made anew: to take each row out of each of them takes more than twice
+-- as long, and grows faster than the rows.
 CREATE TABLE archive.sales (sale_id bigint NOT NULL, order_date datetime NOT NULL,
     date_key int NOT NULL, product_key int NOT NULL, store_key int NOT NULL,
     customer_key int NOT NULL, geography_key int NOT NULL, employee_key int NULL,
@@ -13,7 +15,21 @@ CREATE TABLE archive.shipments (sale_id bigint NOT NULL, ship_date datetime NOT 
     freight money NOT NULL, delivery_date datetime NULL, date_of_archiving datetime NOT NULL);
 INSERT INTO archive.sales SELECT *, '2026-11-21 09:00:00' FROM sales
     WHERE order_date < '2019-01-01 00:00:00';
+BEGIN;
+DROP INDEX ix_sales_product;
+DROP INDEX ix_sales_customer;
+DROP INDEX ix_sales_promotion;
 DELETE FROM sales WHERE order_date < '2019-01-01 00:00:00';
+CREATE INDEX ix_sales_product ON sales (product_key);
+CREATE INDEX ix_sales_customer ON sales (customer_key);
+CREATE INDEX ix_sales_promotion ON sales (promotion_code, region_code);
+COMMIT;
 INSERT INTO archive.shipments SELECT *, '2026-11-21 09:00:00' FROM shipments
     WHERE ship_date < '2020-01-01 00:00:00';
+BEGIN;
+DROP INDEX ix_shipments_sale;
+DROP INDEX ix_shipments_destination;
 DELETE FROM shipments WHERE ship_date < '2020-01-01 00:00:00';
+CREATE INDEX ix_shipments_sale ON shipments (sale_id);
+CREATE INDEX ix_shipments_destination ON shipments (destination_geography_key);
+COMMIT;

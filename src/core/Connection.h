@@ -61,7 +61,8 @@ class Connection {
     virtual ~Connection() = default;
 
     // Connection properties: "Data Source", "Integrated Security", "User ID", "Password",
-    // "Initial Catalog", and, once open, "Server Name". One never set is empty.
+    // "Initial Catalog", and, once open, "Server Name". One never set is empty. "Expected Rows"
+    // tells an engine that can use it how many rows the next DELETE will take.
     virtual std::string Property(std::string_view name) const = 0;
     virtual void SetProperty(std::string_view name, std::string_view value) = 0;
 

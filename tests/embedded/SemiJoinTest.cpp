@@ -41,6 +41,18 @@ TEST_F(SemiJoin, WithoutOneTheForeignTableIsReadOnce) {
     EXPECT_EQ(Rewrite(kBothColumns), onePass) << "half a key may match most of the table";
 }
 
+TEST_F(SemiJoin, AnIntegerKeyOfTheForeignTableIsLookedAtOnce) {
+    const std::string update = "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.";
+    EXPECT_EQ(Rewrite(update + "fk"),
+              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND (dim.k) IN "
+              "(WITH \"first seen\"(k) AS MATERIALIZED (SELECT fact.fk FROM \"fact\" WHERE "
+              "first_seen(fact.fk)) SELECT k FROM \"first seen\")");
+    for (const char* other : {"fc", "fk AND fact.is_deletable=0"}) {
+        EXPECT_EQ(Rewrite(update + other).find("first_seen"), std::string::npos)
+            << "a text, or a row that the other term may refuse";
+    }
+}
+
 TEST_F(SemiJoin, AnIndexThatSqliteCannotUseIsNoIndex) {
     database_.Run("CREATE TABLE loose(k, is_deletable)");
     database_.Run("CREATE INDEX ix ON fact(fc COLLATE NOCASE)");
@@ -92,6 +104,24 @@ TEST(SemiJoinResult, IsTheSameWithAndWithoutAnIndex) {
     EXPECT_EQ(marks(""), expected);
     EXPECT_EQ(marks("CREATE INDEX ix ON fact(fk, fc)"), expected);
     EXPECT_EQ(marks("CREATE INDEX ix ON fact(fc)"), expected);
+}
+
+// Keys that a bit stands for, and those beyond: below 0, above the bound, and no integers at all.
+TEST(SemiJoinResult, FindsIntegerKeysOfAnyValueInEachStatementAnew) {
+    const testing::TestWarehouse warehouse;
+    warehouse.Run(
+        "CREATE TABLE dim(k int, kept bit, is_deletable bit);"
+        "CREATE TABLE fact(fk int);"
+        "INSERT INTO dim VALUES(0,1,1),(1,0,1),(64,1,1),(65,0,1),(-1,1,1),(67108863,1,1),"
+        "(67108864,1,1),(5000000000,1,1),('x',1,1),(2.5,1,1),(NULL,0,1);"
+        "INSERT INTO fact VALUES(64),(64),(0),(NULL),(-1),(-1),(67108864),(67108863),(5000000000),"
+        "('x'),(2.5),(0)");
+    auto connection = warehouse.Connect();
+    for (int run = 0; run < 2; ++run) {
+        connection->Execute("UPDATE dim SET is_deletable = 1");
+        connection->Execute("UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.fk");
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE is_deletable = kept"), "0");
+    }
 }
 
 }  // namespace

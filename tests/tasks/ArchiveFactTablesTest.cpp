@@ -53,6 +53,20 @@ TEST_P(EitherWay, SendsItsStatementsAsWordedAndInOrder) {
                                                 : "archive_by_rowset.statements"));
 }
 
+TEST_P(EitherWay, ALargeTableGetsItsIndexesAnew) {
+    warehouse.Run(
+        "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 60000)"
+        "  INSERT INTO sales SELECT 10 + i, '2018-01-01 00:00:00', i, NULL FROM r;"
+        "CREATE INDEX ix_amount ON sales(amount); CREATE TABLE later(a int)");
+    ASSERT_TRUE(Archive()) << state.ErrorText;
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sales"), "60003");
+    EXPECT_EQ(Kept(), "4 5");
+    EXPECT_EQ(warehouse.Text("SELECT sql FROM sqlite_schema WHERE name = 'ix_amount' AND rowid > "
+                             "(SELECT rowid FROM sqlite_schema WHERE name = 'later')"),
+              "CREATE INDEX ix_amount ON sales(amount)");
+    EXPECT_EQ(warehouse.Text("PRAGMA integrity_check"), "ok");
+}
+
 TEST_P(EitherWay, ALaterRunAddsToTheTableThatIsThere) {
     ASSERT_TRUE(Archive()) << state.ErrorText;
     const std::string definition = archive.Text("SELECT sql FROM sqlite_schema");

@@ -1,8 +1,10 @@
 #include "db/embedded/EmbeddedConnection.h"
 
 #include <algorithm>
+#include <charconv>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "core/Text.h"
@@ -12,6 +14,7 @@
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/Databases.h"
 #include "db/embedded/EmbeddedRecordset.h"
+#include "db/embedded/IndexRebuild.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
 #include "db/embedded/Sqlite.h"
@@ -78,9 +81,7 @@ class EmbeddedConnection : public Connection {
         const auto found = properties_.find(name);
         return found == properties_.end() ? "" : found->second;
     }
-    void SetProperty(std::string_view name, std::string_view value) override {
-        properties_[std::string(name)] = value;
-    }
+    void SetProperty(std::string_view name, std::string_view value) override;
 
     int ConnectionTimeout() const override { return timeoutSeconds_; }
     void SetConnectionTimeout(int seconds) override { timeoutSeconds_ = seconds; }
@@ -125,6 +126,7 @@ class EmbeddedConnection : public Connection {
     bool HasRow(std::string_view sql, std::string_view first, std::string_view second = {});
 
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
+    std::int64_t expectedRows_ = 0;  // that the next DELETE takes; 0 when nobody said
     int timeoutSeconds_ = 15;
     bool open_ = false;
     bool compileOnly_ = false;
@@ -136,6 +138,14 @@ class EmbeddedConnection : public Connection {
     DeleteByLiterals deleteByLiterals_;
     std::vector<const Value*> literals_;  // keeps its memory between the statements of a deletion
 };
+
+void EmbeddedConnection::SetProperty(std::string_view name, std::string_view value) {
+    if (EqualsIgnoreCase(name, "Expected Rows")) {
+        std::from_chars(value.data(), value.data() + value.size(), expectedRows_);
+        return;
+    }
+    properties_[std::string(name)] = value;
+}
 
 void EmbeddedConnection::Open() {
     const std::string server = Property("Data Source");
@@ -200,13 +210,22 @@ std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
         SqliteStatement& Statement;
         ~ResetAtEnd() { Statement.Reset(); }
     } const resetAtEnd{statement};
+    std::optional<IndexRebuild> rebuild;
+    if (cached.Kind == StatementKind::Delete && expectedRows_ != 0) {
+        rebuild.emplace(*database_, sqlite3_sql(statement.Handle()),
+                        std::exchange(expectedRows_, 0));
+    }
     functions_.StartStatement();
     while (statement.Step()) {
     }
     const bool counts = cached.Kind == StatementKind::Insert ||
                         cached.Kind == StatementKind::Update ||
                         cached.Kind == StatementKind::Delete;
-    return counts ? sqlite3_changes64(database_->Handle()) : -1;
+    const std::int64_t changes = counts ? sqlite3_changes64(database_->Handle()) : -1;
+    if (rebuild) {
+        rebuild->Finish();
+    }
+    return changes;
 }
 
 std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,

@@ -117,6 +117,7 @@ struct KeyCondition {
     std::vector<std::string> TargetColumns;
     std::vector<std::string> ForeignColumns;
     std::vector<std::string> ForeignTerms;
+    std::string LastForeignName;  // the bare name of the last of ForeignColumns
 };
 
 // False when the term has another form.
@@ -127,6 +128,7 @@ bool AddTerm(const Tokens& tokens, Range term, std::string_view target, std::str
         IsColumnOf(tokens, term.Begin, target) && IsColumnOf(tokens, term.Begin + 4, foreign)) {
         condition.TargetColumns.push_back(JoinTokens(tokens, term.Begin, term.Begin + 3));
         condition.ForeignColumns.push_back(JoinTokens(tokens, term.Begin + 4, term.End));
+        condition.LastForeignName = tokens[term.Begin + 6].NameText();
         return true;
     }
     if (term.End == term.Begin + 5 && IsColumnOf(tokens, term.Begin, foreign) &&
@@ -175,11 +177,39 @@ std::string And(const std::string& first, const std::string& second) {
     return first.empty() ? second : first + " AND " + second;
 }
 
-std::string MembershipTest(const KeyCondition& condition, const std::string& foreign) {
+bool IsInteger(sqlite3* database, const std::string& table, const std::string& column) {
+    const char* type = nullptr;
+    return sqlite3_table_column_metadata(database, nullptr, table.c_str(), column.c_str(), &type,
+                                         nullptr, nullptr, nullptr, nullptr) == SQLITE_OK &&
+           type != nullptr && ToLower(type).find("int") != std::string::npos;
+}
+
+// The b-tree of the distinct keys outgrows its cache where a dimension is large, and each row of
+// the foreign table would look its key up in it. An integer key is let through once. With other
+// terms it is not: a row that they refuse must not use its key up.
+bool IsLetThroughOnce(sqlite3* database, const KeyCondition& condition,
+                      const std::string& foreign) {
+    return condition.ForeignTerms.empty() && condition.ForeignColumns.size() == 1 &&
+           IsInteger(database, foreign, condition.LastForeignName);
+}
+
+// A key that was seen may be asked for only once, whatever plan SQLite makes of the whole: AS
+// MATERIALIZED holds the rows. The name cannot be that of a table.
+std::string EachKeyOnce(const std::string& column, const std::string& foreign) {
+    return "WITH \"first seen\"(k) AS MATERIALIZED (SELECT " + column + " FROM " + foreign +
+           " WHERE first_seen(" + column + ")) SELECT k FROM \"first seen\"";
+}
+
+std::string MembershipTest(sqlite3* database, const KeyCondition& condition,
+                           const std::string& foreign) {
+    const std::string quoted = QuotedName(foreign);
     const std::string filter =
         condition.ForeignTerms.empty() ? "" : " WHERE " + Join(condition.ForeignTerms, " AND ");
-    return "(" + Join(condition.TargetColumns, ", ") + ") IN (SELECT " +
-           Join(condition.ForeignColumns, ", ") + " FROM " + foreign + filter + ")";
+    const std::string keys =
+        IsLetThroughOnce(database, condition, foreign)
+            ? EachKeyOnce(condition.ForeignColumns[0], quoted)
+            : "SELECT " + Join(condition.ForeignColumns, ", ") + " FROM " + quoted + filter;
+    return "(" + Join(condition.TargetColumns, ", ") + ") IN (" + keys + ")";
 }
 
 std::string SemiJoin(sqlite3* database, const Tokens& tokens, const UpdateClauses& update,
@@ -201,7 +231,7 @@ std::string SemiJoin(sqlite3* database, const Tokens& tokens, const UpdateClause
     if (!keys || AnswersByIndex(database, byLookUp, others[0], keys->TargetColumns.size())) {
         return byLookUp;
     }
-    return head + And(changes, MembershipTest(*keys, quoted[0]));
+    return head + And(changes, MembershipTest(database, *keys, others[0]));
 }
 
 // True when every assignment is "column = literal or ?", which no other table's row can change.

@@ -74,6 +74,13 @@ void GetDate(sqlite3_context* context, int, Arguments) {
     ReturnText(context, FormatDateTime(shared->StatementTime()));
 }
 
+void FirstSeen(sqlite3_context* context, int, Arguments arguments) {
+    auto* shared = static_cast<FunctionContext*>(sqlite3_user_data(context));
+    const bool isKey = sqlite3_value_type(arguments[0]) == SQLITE_INTEGER;
+    const bool isNew = !isKey || shared->Keys().Add(sqlite3_value_int64(arguments[0]));
+    sqlite3_result_int(context, isNew ? 1 : 0);
+}
+
 void DateDiffFunction(sqlite3_context* context, int count, Arguments arguments) {
     if (AnyNull(count, arguments)) {
         return;
@@ -420,6 +427,7 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
         const char* Name;
         int Arguments;
         void (*Function)(sqlite3_context*, int, sqlite3_value**);
+        int Flags = SQLITE_DETERMINISTIC;
     };
     constexpr Entry kFunctions[] = {
         {"tsql_getdate", 0, GetDate},
@@ -433,12 +441,13 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
         {"tsql_charindex", 2, CharIndex},
         {"tsql_convert", 5, Convert},
         {"like", 2, Like},
+        {"first_seen", 1, FirstSeen, 0},
     };
     for (const Entry& entry : kFunctions) {
         const int result =
             sqlite3_create_function_v2(database.Handle(), entry.Name, entry.Arguments,
-                                       SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS,
-                                       &context, entry.Function, nullptr, nullptr, nullptr);
+                                       SQLITE_UTF8 | SQLITE_INNOCUOUS | entry.Flags, &context,
+                                       entry.Function, nullptr, nullptr, nullptr);
         if (result != SQLITE_OK) {
             ThrowSqliteError(database.Handle(), {});
         }

@@ -1,0 +1,56 @@
+# What the benchmarks share; sourced. Makes the programs of the release, and a folder "$work" that
+# goes when the script ends.
+cmake --preset release -B build/bench -DMORVANE_UI=OFF >/dev/null
+cmake --build build/bench --target morvane morvane-demo >/dev/null
+morvane=$PWD/build/bench/src/morvane
+demo=$PWD/build/bench/demo/morvane-demo
+
+work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
+trap 'rm -rf "$work"' EXIT
+mkdir "$work/program" "$work/hand" "$work/logs"
+
+# measure <file for the figures> <command...>: wall, user, system seconds and peak KB on a line.
+measure() {
+    local figures=$1 failed=0 TIMEFORMAT='%3R %3U %3S'
+    shift
+    { time /usr/bin/time -o "$work/peak.txt" -f %M "$@" >"$work/out.txt" 2>"$work/err.txt" ||
+        failed=1; } 2>"$work/time.txt"
+    [ "$failed" = 0 ] || { cat "$work/err.txt"; exit 1; }
+    echo "$(cat "$work/time.txt") $(tail -1 "$work/peak.txt")" >>"$figures"
+}
+
+# measure_program <file for the figures> <options of the program...>
+measure_program() {
+    local figures=$1
+    shift
+    measure "$figures" "$morvane" -mac "sqlite:$work/program" -ntaut -db retail -log "$work/logs" \
+        -statusfile "$work/status.txt" "$@"
+    grep -q '^ok' "$work/status.txt" || { cat "$work/err.txt"; exit 1; }
+}
+
+# measure_shell <file for the figures> <SQL file>
+measure_shell() {
+    measure "$1" sqlite3 "$work/hand/retail.db" \
+        "ATTACH '$work/hand/retail_archive.db' AS archive" ".read $2"
+}
+
+# The middle of the numbers on standard input.
+median() { sort -n | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
+
+dimensions="calendar geography department category brand product store employee promotion
+    customer_segment customer carrier"
+
+# The number of rows in which the two copies differ, over the dimensions; the facts by their number.
+differences() {
+    local query=""
+    for table in sales shipments; do
+        query+="SELECT abs((SELECT count(*) FROM main.$table) - (SELECT count(*) FROM other.$table));"
+    done
+    for table in $dimensions; do
+        query+="SELECT count(*) FROM (SELECT * FROM (SELECT * FROM main.$table
+            EXCEPT SELECT * FROM other.$table) UNION ALL SELECT * FROM
+            (SELECT * FROM other.$table EXCEPT SELECT * FROM main.$table));"
+    done
+    sqlite3 "$work/program/retail.db" "ATTACH '$work/hand/retail.db' AS other; $query" |
+        awk '{ n += $1 } END { print n }'
+}

@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Measures how the cost of each task grows with the warehouse: the tasks one after the other, each
+# in a process of its own, on one file by the program and on its copy by hand-written SQL in the
+# sqlite3 shell, task by task in turn. Writes a table (docs/plots/scale.tsv) that bench/plot.sh
+# draws. Arguments: the scales ("3 33 325": 1, 10 and 100 million fact rows) and the table. Needs
+# some 0.13 GB for each step of the largest scale in the folder named by MORVANE_BENCH_FOLDER: 42 GB.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scales=${1:-3 33 325}
+table=${2:-docs/plots/scale.tsv}
+
+. scripts/packages.sh
+scripts/install-packages.sh "${bench_packages[@]}"
+. bench/measure.sh
+mkdir -p "$(dirname "$table")"
+
+# row <task> <who> <file with one line of figures>
+row() {
+    awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v task="$1" -v who="$2" \
+        '{ printf "%s\t%s\t%s\t%s\t%.3f\t%.3f\t%.3f\t%.1f\n",
+           scale, facts, task, who, $1, $2 + $3, $3, $4 / 1024 }' "$3" | tee -a "$new_table"
+}
+
+# task <name> <SQL file or -> <options of the program...>
+task() {
+    local name=$1 sql=$2
+    shift 2
+    rm -f "$work/figures.txt"
+    measure_program "$work/figures.txt" "$@"
+    row "$name" program "$work/figures.txt"
+    [ "$sql" = - ] && return 0
+    rm -f "$work/figures.txt"
+    measure_shell "$work/figures.txt" "$sql"
+    row "$name" shell "$work/figures.txt"
+}
+
+# What is on the disk now, in bytes.
+size() { stat -c %s "$1" | awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v what="$2" \
+    '{ print scale, facts, what, "bytes", $1 }' | tee -a "$new_table"; }
+
+measure_scale() {
+    rm -rf "$work/program" "$work/hand"
+    mkdir "$work/program" "$work/hand"
+    "$demo" "$work/program" --scale "$scale" >/dev/null
+    cp "$work/program/retail.db" "$work/program/retail_archive.db" "$work/hand"
+    facts=$(sqlite3 "$work/program/retail.db" "SELECT (SELECT count(*) FROM sales) +
+        (SELECT count(*) FROM shipments) + (SELECT count(*) FROM inventory)")
+    size "$work/program/retail.db" warehouse
+    task check - -chkmd
+    task archiving bench/sql/archive.sql \
+        -clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist
+    size "$work/program/retail_archive.db" archive
+    task marking bench/sql/mark.sql -mark
+    task reports bench/sql/report-all.sql -grep
+    task deletion bench/sql/delete.sql -del
+    different=$(differences)
+    if [ "$different" != 0 ]; then
+        echo "Scale $scale: the program and the shell left $different different rows." >&2
+        exit 1
+    fi
+}
+
+# A run that fails leaves the table of the last one.
+new_table=$work/scale.tsv
+printf 'scale\tfacts\ttask\twho\twall s\tCPU s\tsystem s\tpeak MB\n' >"$new_table"
+for scale in $scales; do
+    measure_scale
+done
+cp "$new_table" "$table"

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include "core/DatabaseError.h"
+#include "core/Transaction.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane {
+namespace {
+
+using testing::TestWarehouse;
+
+// A table of 80,000 rows with an index of each kind; `later` is made after them, so that the
+// catalogue shows which indexes were made anew.
+class IndexRebuildTest : public ::testing::Test {
+  protected:
+    IndexRebuildTest() {
+        warehouse.Run(
+            "CREATE TABLE facts(id int PRIMARY KEY, k int NOT NULL, moment varchar(10), n int);"
+            "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 80000)"
+            "  INSERT INTO facts SELECT i, i * 7919 % 80021, '2020-01-01', i % 3 FROM r;"
+            "CREATE UNIQUE INDEX ix_k ON facts(k);"
+            "CREATE INDEX \"ix part\" ON facts(n DESC) WHERE k > 1000;"
+            "CREATE INDEX ix_expression ON facts(k + n);"
+            "CREATE TABLE later(a int)");
+        catalogue = Catalogue();
+    }
+
+    std::string Catalogue() const {
+        return warehouse.Text("SELECT name, sql FROM sqlite_schema ORDER BY name");
+    }
+    bool MadeAnew() const {
+        return warehouse.Text(
+                   "SELECT count(*) FROM sqlite_schema WHERE tbl_name = 'facts' AND "
+                   "rowid > (SELECT rowid FROM sqlite_schema WHERE name = 'later')") == "3";
+    }
+    std::int64_t Delete(const std::string& condition, int expectedRows) {
+        Transaction transaction(*connection);
+        connection->SetProperty("Expected Rows", std::to_string(expectedRows));
+        const std::int64_t rows = connection->Execute("delete from FACTS where " + condition);
+        transaction.Commit();
+        return rows;
+    }
+    // The table as it was but for the rows that went, and each index in step with it.
+    void ExpectWhole(const std::string& rows) const {
+        EXPECT_EQ(Catalogue(), catalogue);
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM facts"), rows);
+        EXPECT_EQ(warehouse.Text("PRAGMA integrity_check"), "ok");
+    }
+
+    const TestWarehouse warehouse;
+    std::unique_ptr<Connection> connection = warehouse.Connect();
+    std::string catalogue;
+};
+
+TEST_F(IndexRebuildTest, IndexesAreMadeAnewWhereManyRowsGo) {
+    warehouse.Run("ANALYZE");
+    catalogue = Catalogue();
+    EXPECT_EQ(Delete("id <= 60000", 60000), 60000);
+    EXPECT_TRUE(MadeAnew());
+    ExpectWhole("20000");
+    EXPECT_EQ(warehouse.Text("SELECT stat FROM sqlite_stat1 WHERE idx = 'ix_k'"), "20000 1")
+        << "statistics are of the table as it is";
+}
+
+TEST_F(IndexRebuildTest, IndexesStayWhereItWouldNotPayOrCouldDoHarm) {
+    EXPECT_EQ(Delete("id <= 5", 10), 5);
+    EXPECT_EQ(Delete("id IN (SELECT f.id FROM facts f WHERE f.k = facts.id * 7919)", 60000), 5)
+        << "the condition's own query wants the index";
+    connection->SetProperty("Expected Rows", "60000");
+    EXPECT_EQ(connection->Execute("delete from facts where id <= 40"), 30) << "no transaction";
+    {
+        Transaction transaction(*connection);
+        connection->SetProperty("Expected Rows", "60000");
+        const auto rows =
+            connection->OpenRecordset("SELECT id FROM facts", RecordsetKind::Streamed);
+        EXPECT_EQ(connection->Execute("delete from facts where id <= 60"), 20);
+        EXPECT_FALSE(rows->Eof());
+    }
+    EXPECT_FALSE(MadeAnew());
+    ExpectWhole("79960");
+    warehouse.Run("CREATE TRIGGER t DELETE ON facts BEGIN DELETE FROM later; END");
+    catalogue = Catalogue();
+    EXPECT_EQ(Delete("id <= 50", 60000), 10);
+    EXPECT_FALSE(MadeAnew());
+    ExpectWhole("79950");
+}
+
+TEST_F(IndexRebuildTest, TheNumberOfRowsCountsForOneStatementAndLargeTablesAskForMore) {
+    EXPECT_EQ(Delete("id <= 100", 60000), 100);
+    EXPECT_TRUE(MadeAnew());
+    warehouse.Run("DROP TABLE later; CREATE TABLE later(a int)");
+    connection = warehouse.Connect();
+    {
+        Transaction transaction(*connection);
+        connection->SetProperty("Expected Rows", "60000");
+        connection->Execute("delete from later where a <= 1");
+        connection->Execute("delete from facts where id <= 200");
+        transaction.Commit();
+    }
+    warehouse.Run(
+        "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 330000)"
+        "  INSERT INTO facts SELECT i + 100000, i + 100000, NULL, 0 FROM r");
+    EXPECT_EQ(Delete("id <= 300", 50000), 100);
+    EXPECT_FALSE(MadeAnew());
+    ExpectWhole("409700");
+}
+
+TEST_F(IndexRebuildTest, AFailureOnTheWayLeavesTheTableAsItWas) {
+    // The last row alone holds no date.
+    warehouse.Run("UPDATE facts SET moment = 'never' WHERE id = 80000");
+    {
+        Transaction transaction(*connection);
+        connection->SetProperty("Expected Rows", "60000");
+        EXPECT_THROW(
+            connection->Execute("delete from facts where dateadd(day, 1, moment) > '2000-01-01'"),
+            DatabaseError);
+        EXPECT_THROW(transaction.Commit(), DatabaseError) << "the transaction is over";
+    }
+    EXPECT_FALSE(MadeAnew());
+    ExpectWhole("80000");
+}
+
+}  // namespace
+}  // namespace morvane
