@@ -19,7 +19,9 @@ work=$(mktemp -d)
 root=$work/root
 chmod 755 "$work"
 finish() {
-    ! mountpoint -q "$root/proc" || as_root umount "$root/proc"
+    for mount in "$root/proc" "$work/locked"; do
+        ! mountpoint -q "$mount" || as_root umount "$mount"
+    done
     as_root rm -rf --one-file-system "$work"
 }
 trap finish EXIT
@@ -89,11 +91,15 @@ check_cmake_install() {
     echo "-- into a folder that cannot be written"
     mkdir -p "$work/locked/bin"
     echo "mine" >"$work/locked/bin/morvane"
-    # Its own mount, since permissions do not bind root.
-    ! as_root unshare -m sh -c "mount --bind '$work/locked' '$work/locked' &&
-        mount -o remount,ro,bind '$work/locked' &&
-        '$(command -v cmake)' --install build/release --prefix '$work/locked'" >"$work/log" 2>&1 ||
+    # A mount, since permissions do not bind root.
+    if ! as_root mount --bind "$work/locked" "$work/locked" 2>"$work/log"; then
+        echo "   skipped: $(cat "$work/log")"
+        return
+    fi
+    as_root mount -o remount,ro,bind "$work/locked"
+    ! cmake --install build/release --prefix "$work/locked" >"$work/log" 2>&1 ||
         fail "it was installed all the same"
+    as_root umount "$work/locked"
     grep -q "$work/locked/bin/morvane.*Read-only" <<<"$(tr '\n' ' ' <"$work/log")" || fail "$(cat "$work/log")"
     [ "$(find "$work/locked" -type f)" = "$work/locked/bin/morvane" ] || fail "files have come"
     [ "$(cat "$work/locked/bin/morvane")" = mine ] || fail "a file has changed"
