@@ -17,12 +17,16 @@ scripts/fuzz.sh 5
 echo "== For Windows"
 scripts/windows.sh
 
-echo "== Packages"
-tests/package/install.sh
+run_tests() {
+    echo "== Tests, preset $1"
+    cmake --preset "$1" >/dev/null
+    cmake --build --preset "$1" | tail -n 1
+    ctest --preset "$1" --no-tests=error
+}
 
-for preset in dev asan; do
-    echo "== Tests, preset $preset"
-    cmake --preset "$preset" >/dev/null
-    cmake --build --preset "$preset" | tail -n 1
-    ctest --preset "$preset" --no-tests=error
-done
+run_tests dev
+
+echo "== Packages"
+MORVANE_PRESET=dev tests/package/install.sh
+
+run_tests asan

@@ -1,14 +1,16 @@
 #!/usr/bin/env bash
 # Cross-compiles for Windows what needs neither SQLite nor Qt: the program without windows, in
-# build/windows/src/morvane.exe, and its tests, which scripts/wine.sh runs. Of the windows, the
-# sources with a part for Windows alone are compiled and thrown away.
+# build/windows/src/morvane.exe, and with the argument "tests" its tests, which scripts/wine.sh runs. Of
+# the windows, the sources with a part for Windows alone are compiled and thrown away.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${windows_packages[@]}"
 . scripts/compiler-cache.sh
-cmake --preset windows >/dev/null
+tests=OFF
+[ "${1:-}" != tests ] || tests=ON
+cmake --preset windows -DBUILD_TESTING=$tests >/dev/null
 cmake --build --preset windows | tail -n 1
 
 # Windows does not come with any of these.

@@ -6,7 +6,7 @@ cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
 scripts/install-packages.sh "${wine_packages[@]}"
-scripts/windows.sh
+scripts/windows.sh tests
 
 export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all
 unset DISPLAY WAYLAND_DISPLAY

@@ -5,6 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 kind=${1:-empty}
+preset=${MORVANE_PRESET:-release}
 here=$PWD/tests/package
 fail() { echo "$*" >&2; exit 1; }
 as_root() { if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi; }
@@ -85,7 +86,7 @@ check_debian_root() {
 
 check_cmake_install() {
     echo "== cmake --install"
-    cmake --install build/release --prefix "$work/prefix" >"$work/log" || fail "$(cat "$work/log")"
+    cmake --install "build/$preset" --prefix "$work/prefix" >"$work/log" || fail "$(cat "$work/log")"
     "$here/documents.sh" "$work/prefix" morvane
 
     echo "-- into a folder that cannot be written"
@@ -97,7 +98,7 @@ check_cmake_install() {
         return
     fi
     as_root mount -o remount,ro,bind "$work/locked"
-    ! cmake --install build/release --prefix "$work/locked" >"$work/log" 2>&1 ||
+    ! cmake --install "build/$preset" --prefix "$work/locked" >"$work/log" 2>&1 ||
         fail "it was installed all the same"
     as_root umount "$work/locked"
     grep -q "$work/locked/bin/morvane.*Read-only" <<<"$(tr '\n' ' ' <"$work/log")" || fail "$(cat "$work/log")"
