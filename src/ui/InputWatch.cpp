@@ -3,10 +3,18 @@
 #include <QCoreApplication>
 #include <QEvent>
 
+#ifdef _WIN32
+#include <windows.h>
+#endif
+
 namespace morvane {
 
 InputWatch::InputWatch(const QObject& window) : window_(window) {
     QCoreApplication::instance()->installEventFilter(this);
+#ifdef _WIN32
+    // Title bars and menus of the system take input that never becomes one of the toolkit's events.
+    inputSeen_ = GetInputState() != 0;
+#endif
 }
 
 bool InputWatch::eventFilter(QObject* receiver, QEvent* event) {
