@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Measures how the cost of each task grows with the warehouse: the tasks one after the other, each
-# in a process of its own, on one file by the program and on its copy by hand-written SQL in the
-# sqlite3 shell, task by task in turn. Writes a table (docs/plots/scale.tsv) that bench/plot.sh
+# Measures how the cost of a run grows with the warehouse: all tasks in one run; then, on a fresh
+# copy, the tasks one after the other, each in a process of its own, on one file by the program and on
+# another by hand-written SQL in the sqlite3 shell, task by task in turn. Writes a table (docs/plots/scale.tsv) that bench/plot.sh
 # draws. Arguments: the scales ("3 33 325": 1, 10 and 100 million fact rows) and the table. Needs
 # some 0.13 GB for each step of the largest scale in the folder named by MORVANE_BENCH_FOLDER: 42 GB.
 set -euo pipefail
@@ -38,6 +38,21 @@ task() {
 size() { stat -c %s "$1" | awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v what="$2" \
     '{ print scale, facts, what, "bytes", $1 }' | tee -a "$new_table"; }
 
+archive_options=(-clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist)
+
+# How many rows each table of the program's warehouse and archive has.
+row_numbers() {
+    local query="" table
+    for table in sales shipments inventory $dimensions; do
+        query+="SELECT '$table', count(*) FROM main.$table;"
+    done
+    for table in $(sqlite3 "$work/program/retail_archive.db" \
+        "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name"); do
+        query+="SELECT 'archive', '$table', count(*) FROM archive.$table;"
+    done
+    sqlite3 "$work/program/retail.db" "ATTACH '$work/program/retail_archive.db' AS archive; $query"
+}
+
 measure_scale() {
     rm -rf "$work/program" "$work/hand"
     mkdir "$work/program" "$work/hand"
@@ -46,13 +61,20 @@ measure_scale() {
     facts=$(sqlite3 "$work/program/retail.db" "SELECT (SELECT count(*) FROM sales) +
         (SELECT count(*) FROM shipments) + (SELECT count(*) FROM inventory)")
     size "$work/program/retail.db" warehouse
+
+    task whole - -chkmd "${archive_options[@]}" -mark -grep -del
+    row_numbers >"$work/whole.txt"
+    rm -rf "$work/program"
+    cp -r "$work/hand" "$work/program"
+
     task check - -chkmd
-    task archiving bench/sql/archive.sql \
-        -clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist
+    task archiving bench/sql/archive.sql "${archive_options[@]}"
     size "$work/program/retail_archive.db" archive
     task marking bench/sql/mark.sql -mark
     task reports bench/sql/report-all.sql -grep
     task deletion bench/sql/delete.sql -del
+    row_numbers >"$work/tasks.txt"
+    diff "$work/whole.txt" "$work/tasks.txt"
     different=$(differences)
     if [ "$different" != 0 ]; then
         echo "Scale $scale: the program and the shell left $different different rows." >&2
