@@ -9,11 +9,12 @@ work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 mkdir "$work/program" "$work/hand" "$work/logs"
 
-# measure <file for the figures> <command...>: wall, user, system seconds and peak KB on a line.
+# measure <file for the figures> <command...>: wall, user, system seconds, peak KB, and the 512-byte
+# blocks that came from the disk and not from the page cache, on a line.
 measure() {
     local figures=$1 failed=0 TIMEFORMAT='%3R %3U %3S'
     shift
-    { time /usr/bin/time -o "$work/peak.txt" -f %M "$@" >"$work/out.txt" 2>"$work/err.txt" ||
+    { time /usr/bin/time -o "$work/peak.txt" -f '%M %I' "$@" >"$work/out.txt" 2>"$work/err.txt" ||
         failed=1; } 2>"$work/time.txt"
     [ "$failed" = 0 ] || { cat "$work/err.txt"; exit 1; }
     echo "$(cat "$work/time.txt") $(tail -1 "$work/peak.txt")" >>"$figures"

@@ -40,8 +40,8 @@ compare() {
     b=$(cut -d' ' -f1 "$work/b.txt" | median)
     paste -d' ' "$work/a.txt" "$work/b.txt" >"$work/pairs.txt"
     printf '%-34s %8.3f %8.3f %7.2f %7.2f %10s\n' "$name" "$a" "$b" \
-        "$(awk '{ print $1 / $5 }' "$work/pairs.txt" | median)" \
-        "$(awk '{ print ($2 + $3) / ($6 + $7 + 0.001) }' "$work/pairs.txt" | median)" \
+        "$(awk '{ print $1 / $6 }' "$work/pairs.txt" | median)" \
+        "$(awk '{ print ($2 + $3) / ($7 + $8 + 0.001) }' "$work/pairs.txt" | median)" \
         "$(different=$(differences); [ "$different" = 0 ] && echo same || echo "$different rows")"
 }
 

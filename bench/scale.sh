@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Measures how the cost of a run grows with the warehouse: all tasks in one run; then, on a fresh
 # copy, the tasks one after the other, each in a process of its own, on one file by the program and on
-# another by hand-written SQL in the sqlite3 shell, task by task in turn. Writes a table (docs/plots/scale.tsv) that bench/plot.sh
-# draws. Arguments: the scales ("3 33 325": 1, 10 and 100 million fact rows) and the table. Needs
-# some 0.13 GB for each step of the largest scale in the folder named by MORVANE_BENCH_FOLDER: 42 GB.
+# another by hand-written SQL in the sqlite3 shell, task by task in turn. Writes a table
+# (docs/plots/scale.tsv) that bench/plot.sh draws. Arguments: the scales ("3 33 325": 1, 10 and 100
+# million fact rows) and the table. Needs some 0.13 GB for each step of the largest scale in the folder
+# named by MORVANE_BENCH_FOLDER: 42 GB.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scales=${1:-3 33 325}
@@ -17,8 +18,9 @@ mkdir -p "$(dirname "$table")"
 # row <task> <who> <file with one line of figures>
 row() {
     awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v task="$1" -v who="$2" \
-        '{ printf "%s\t%s\t%s\t%s\t%.3f\t%.3f\t%.3f\t%.1f\n",
-           scale, facts, task, who, $1, $2 + $3, $3, $4 / 1024 }' "$3" | tee -a "$new_table"
+        '{ printf "%s\t%s\t%s\t%s\t%.3f\t%.3f\t%.3f\t%.1f\t%.1f\n",
+           scale, facts, task, who, $1, $2 + $3, $3, $4 / 1024, $5 * 512 / 1e6 }' "$3" |
+        tee -a "$new_table"
 }
 
 # task <name> <SQL file or -> <options of the program...>
@@ -58,6 +60,7 @@ measure_scale() {
     mkdir "$work/program" "$work/hand"
     "$demo" "$work/program" --scale "$scale" >/dev/null
     cp "$work/program/retail.db" "$work/program/retail_archive.db" "$work/hand"
+    sync "$work"/*/*.db  # or the first run would write these pages to the disk
     facts=$(sqlite3 "$work/program/retail.db" "SELECT (SELECT count(*) FROM sales) +
         (SELECT count(*) FROM shipments) + (SELECT count(*) FROM inventory)")
     size "$work/program/retail.db" warehouse
@@ -66,6 +69,7 @@ measure_scale() {
     row_numbers >"$work/whole.txt"
     rm -rf "$work/program"
     cp -r "$work/hand" "$work/program"
+    sync "$work"/*/*.db
 
     task check - -chkmd
     task archiving bench/sql/archive.sql "${archive_options[@]}"
@@ -84,7 +88,7 @@ measure_scale() {
 
 # A run that fails leaves the table of the last one.
 new_table=$work/scale.tsv
-printf 'scale\tfacts\ttask\twho\twall s\tCPU s\tsystem s\tpeak MB\n' >"$new_table"
+printf 'scale\tfacts\ttask\twho\twall s\tCPU s\tsystem s\tpeak MB\tread MB\n' >"$new_table"
 for scale in $scales; do
     measure_scale
 done
