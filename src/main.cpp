@@ -7,11 +7,11 @@
 
 int main(int argc, char** argv) {
     morvane::PrepareProcess();
+    const std::string commandLine = morvane::TakeCommandLine(argc, argv);
     morvane::UseSystemLocale();
 #ifdef MORVANE_UI
-    return morvane::RunInWindows(argc, argv);
+    return morvane::RunInWindows(commandLine, argv);
 #else
-    return morvane::RunOnConsole(morvane::TakeCommandLine(argc, argv),
-                                 "This build of Morvane has no settings window.");
+    return morvane::RunOnConsole(commandLine, "This build of Morvane has no settings window.");
 #endif
 }

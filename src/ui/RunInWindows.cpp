@@ -13,7 +13,6 @@
 #include "run/CancelSignals.h"
 #include "run/ConsolePrompt.h"
 #include "run/ConsoleText.h"
-#include "run/ProcessArguments.h"
 #include "run/StartUp.h"
 #include "ui/BrowsingDialogs.h"
 #include "ui/Display.h"
@@ -98,8 +97,7 @@ void Run(const std::string& commandLine) {
 
 }  // namespace
 
-int RunInWindows(int argc, char** argv) {
-    const std::string commandLine = TakeCommandLine(argc, argv);
+int RunInWindows(const std::string& commandLine, char** argv) {
     const std::string_view obstacle = ObstacleToWindows();
     if (!obstacle.empty()) {
         return RunOnConsole(commandLine, obstacle);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Checks the manual, the desktop entry and the units of an installed tree. Arguments: its usr folder
+# Checks the manual, the pages, the desktop entry and the units of an installed tree. Arguments: its usr folder
 # and the name of its package.
 set -euo pipefail
 usr=$1
@@ -34,6 +34,16 @@ section ENVIRONMENT >"$work/environment"
 while read -r variable; do
     grep -qw "$variable" "$work/environment" || fail "the manual lacks the variable $variable"
 done <"$work/read"
+
+echo "-- the pages"
+links=0
+for page in "$documentation"/README.md "$documentation"/docs/*.md; do
+    for link in $(grep -oE '\]\([^)#:]+[)#]' "$page" | tr -d '])(#'); do
+        [ -e "$(dirname "$page")/$link" ] || fail "$page leads to $link, which is not there"
+        links=$((links + 1))
+    done
+done
+[ "$links" -gt 20 ] || fail "only $links links were found"
 
 echo "-- the examples"
 if [ -d "$usr/share/applications" ]; then
