@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -49,6 +50,24 @@ class Command {
     virtual std::unique_ptr<Recordset> OpenRecordset() = 0;
 };
 
+// Statements that are executed one by one in the order in which they were added. An engine may
+// send many of them together, so that not each waits for the server's answer: an error then comes
+// from a later call than the statement's own. It names the statement, and nothing after it is
+// executed. To be used inside a transaction.
+class StatementBatch {
+  public:
+    virtual ~StatementBatch() = default;
+
+    // The parameters fill the "?" places by position.
+    virtual void Add(std::string_view sql, const std::vector<Parameter>& parameters) = 0;
+    void Add(std::string_view sql) { Add(sql, {}); }
+    // Executes what waits. What was added after the last Finish() may never have been sent.
+    virtual void Finish() = 0;
+};
+
+// Called for each statement that was executed, in order: its number, from 0, and its rows affected.
+using RowCountSink = std::function<void(std::size_t statement, std::int64_t rows)>;
+
 enum class RecordsetKind {
     Buffered,  // in memory; the connection is free at once
     Streamed,  // read as asked for; the connection is busy until the recordset goes
@@ -61,8 +80,9 @@ class Connection {
     virtual ~Connection() = default;
 
     // Connection properties: "Data Source", "Integrated Security", "User ID", "Password",
-    // "Initial Catalog", and, once open, "Server Name". One never set is empty. "Expected Rows"
-    // tells an engine that can use it how many rows the next DELETE will take.
+    // "Initial Catalog", and, once open, "Server Name" and, of a SQL Server,
+    // "Engine Edition" (the number that SERVERPROPERTY gives). One never set is empty. "Expected
+    // Rows" tells an engine that can use it how many rows the next DELETE will take.
     virtual std::string Property(std::string_view name) const = 0;
     virtual void SetProperty(std::string_view name, std::string_view value) = 0;
 
@@ -83,17 +103,23 @@ class Connection {
     virtual std::unique_ptr<Recordset> OpenRecordset(
         std::string_view sql, RecordsetKind kind = RecordsetKind::Buffered) = 0;
     virtual std::unique_ptr<Command> CreateCommand() = 0;
+    // Executes each statement at once, unless the engine knows better.
+    virtual std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted = {});
 
     virtual void BeginTrans() = 0;
     virtual void CommitTrans() = 0;
     virtual void RollbackTrans() = 0;
 
-    // Questions to the catalogue of the default database, any schema; names compared as the
-    // server does, never as patterns.
+    // Questions to the catalogue of the default database; names are compared as the server does,
+    // never as patterns. The first three mean tables and views of any schema.
     virtual bool TableExists(std::string_view table) = 0;
-    virtual bool ColumnExists(std::string_view table, std::string_view column) = 0;
-    virtual bool IsIndexed(std::string_view table) = 0;
-    // Throws DatabaseError for a table that is not there.
+    // One question for all that a check of the meta data wants to know; no value for a table that
+    // is not there.
+    virtual std::optional<NamedTable> FindTable(std::string_view table) = 0;
+    bool ColumnExists(std::string_view table, std::string_view column);
+    bool IsIndexed(std::string_view table);
+    // Of the table that a statement means by the bare name: the one in the login's own schema, else
+    // in dbo. Throws DatabaseError for a table that is not there.
     virtual TableDefinition DescribeTable(std::string_view table) = 0;
 };
 

@@ -32,9 +32,11 @@ std::string Compose(const std::vector<std::string>& descriptions, const std::str
 
 }  // namespace
 
-DatabaseError::DatabaseError(std::vector<std::string> descriptions, const std::string& statement)
+DatabaseError::DatabaseError(std::vector<std::string> descriptions, const std::string& statement,
+                             int code)
     : std::runtime_error(Compose(descriptions, MaskPasswords(statement))),
       descriptions_(std::move(descriptions)),
-      statement_(MaskPasswords(statement)) {}
+      statement_(MaskPasswords(statement)),
+      code_(code) {}
 
 }  // namespace morvane

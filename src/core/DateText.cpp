@@ -72,4 +72,19 @@ std::string IsoDateTime(const LocalMoment& moment) {
     return FormatTime("%Y-%m-%d %H:%M:%S", CalendarTime(moment.Date, moment.TimeOfDay));
 }
 
+std::string NeutralDate(std::string_view date) {
+    constexpr std::size_t kDay = std::string_view("yyyy-mm-dd").size();
+    const bool isDate = date.size() >= kDay && date[4] == '-' && date[7] == '-' &&
+                        (date.size() == kDay || date[kDay] == ' ');
+    std::string text(date);
+    if (!isDate) {
+        return text;
+    }
+    if (date.size() == kDay) {
+        return text + "T00:00:00";
+    }
+    text[kDay] = 'T';
+    return text;
+}
+
 }  // namespace morvane

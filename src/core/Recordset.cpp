@@ -22,6 +22,26 @@ bool SameNumber(const Value& a, const Value& b) {
     return a.Data().index() == b.Data().index() ? a == b : asDouble(a) == asDouble(b);
 }
 
+Equality Known(bool equal) {
+    return equal ? Equality::Equal : Equality::Different;
+}
+
+// The letters and digits of an ASCII text in lower case. No collation finds texts equal that differ
+// in these.
+std::string Skeleton(std::string_view ascii) {
+    std::string text = ToLower(ascii);
+    std::erase_if(text, [](char c) { return !(c >= 'a' && c <= 'z') && !(c >= '0' && c <= '9'); });
+    return text;
+}
+
+Equality CompareByCollation(std::string_view left, std::string_view right) {
+    if (WithoutTrailingBlanks(left) == WithoutTrailingBlanks(right)) {
+        return Equality::Equal;
+    }
+    const bool differs = IsAscii(left) && IsAscii(right) && Skeleton(left) != Skeleton(right);
+    return differs ? Equality::Different : Equality::Unknown;
+}
+
 class BufferedRecordset : public Recordset {
   public:
     explicit BufferedRecordset(Recordset& source) : fields_(source.Fields()) {
@@ -61,23 +81,24 @@ class BufferedRecordset : public Recordset {
 
 }  // namespace
 
-bool Field::SameValue(const morvane::Value& a, const morvane::Value& b) const {
+Equality Field::Compare(const morvane::Value& a, const morvane::Value& b) const {
     if (a.IsNull() || b.IsNull()) {
-        return false;
-    }
-    if (!a.IsText() && !b.IsText()) {
-        return SameNumber(a, b);
+        return Equality::Different;
     }
     if (!a.IsText() || !b.IsText()) {
-        return a.Text() == b.Text();
+        const bool numbers = !a.IsText() && !b.IsText();
+        return Known(numbers ? SameNumber(a, b) : a.Text() == b.Text());
     }
-    std::string_view left = std::get<std::string>(a.Data());
-    std::string_view right = std::get<std::string>(b.Data());
-    if (IgnoresTrailingBlanks) {
-        left = WithoutTrailingBlanks(left);
-        right = WithoutTrailingBlanks(right);
+    const std::string& left = std::get<std::string>(a.Data());
+    const std::string& right = std::get<std::string>(b.Data());
+    switch (Comparison) {
+        case TextComparison::IgnoringCase:
+            return Known(EqualsIgnoreCase(left, right));
+        case TextComparison::ByCollation:
+            return CompareByCollation(left, right);
+        default:
+            return Known(left == right);
     }
-    return IgnoresCase ? EqualsIgnoreCase(left, right) : left == right;
 }
 
 const Field& Recordset::FieldNamed(std::string_view name) const {

@@ -10,6 +10,16 @@
 
 namespace morvane {
 
+// How the server compares two texts of a column for equality.
+enum class TextComparison {
+    Exact,
+    IgnoringCase,  // of ASCII letters
+    ByCollation,   // as only the server knows: accents, letter case, trailing blanks
+};
+
+// Unknown where only the server can tell.
+enum class Equality { Equal, Different, Unknown };
+
 // A column of a recordset: its description and its value in the current row.
 struct Field {
     std::string Name;  // empty for an expression without an alias
@@ -17,13 +27,11 @@ struct Field {
     int DefinedSize = 0;   // characters or bytes; 0 when the type has none
     int Precision = 0;     // digits of an exact number, else 0
     int NumericScale = 0;  // digits after the point of an exact number, else 0
-    // How the server compares two texts of this column for equality.
-    bool IgnoresCase = false;
-    bool IgnoresTrailingBlanks = false;
+    TextComparison Comparison = TextComparison::Exact;
     morvane::Value Value;
 
-    // True when the server would find the two values equal in this column. NULL equals nothing.
-    bool SameValue(const morvane::Value& a, const morvane::Value& b) const;
+    // Whether the server would find the two values equal in this column. NULL equals nothing.
+    Equality Compare(const morvane::Value& a, const morvane::Value& b) const;
 };
 
 // The rows of a query, read forward. A new recordset stands on its first row, or at its end when
@@ -39,7 +47,7 @@ class Recordset {
     // is there at the end of the rows too; the values are not.
     virtual const std::vector<Field>& Fields() const = 0;
 
-    // By name, letter case ignored. Throws DatabaseError for a name that the query has not.
+    // By name, letter case ignored. Throws DatabaseError if the query has no such column.
     const Field& FieldNamed(std::string_view name) const;
     const Value& ValueOf(std::string_view name) const { return FieldNamed(name).Value; }
     // Of the current row, by position from 0.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,6 +16,7 @@ namespace morvane {
 class RowSpool {
   public:
     void Append(const std::vector<Value>& row);
+    std::size_t Count() const { return rowsWritten_; }
 
     // The next row; false after the last. No Append after the first Next.
     bool Next(std::vector<Value>& row);

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace morvane {
@@ -27,6 +28,14 @@ struct TableDefinition {
     std::string Name;
     std::vector<ColumnDefinition> Columns;  // in their order in the table
     std::optional<KeyDefinition> PrimaryKey;
+};
+
+// What the catalogue knows of a name of tables or views, whatever their schemas.
+struct NamedTable {
+    std::vector<std::string> Columns;
+    bool Indexed = false;  // by any index of any kind
+
+    bool HasColumn(std::string_view name) const;
 };
 
 }  // namespace morvane

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace morvane {
 
@@ -83,6 +84,32 @@ std::string ToUpper(std::string_view text) {
 bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
+}
+
+// Eight bytes at a time: nearly every row of a long report passes here and is plain ASCII.
+bool IsAscii(std::string_view text) {
+    constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+    std::uint64_t seen = 0;
+    std::size_t i = 0;
+    for (; i + sizeof(seen) <= text.size(); i += sizeof(seen)) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, text.data() + i, sizeof(eight));
+        seen |= eight;
+    }
+    for (; i < text.size(); ++i) {
+        seen |= static_cast<unsigned char>(text[i]);
+    }
+    return (seen & kHighBits) == 0;
+}
+
+std::size_t Utf16Length(std::string_view utf8) {
+    std::size_t units = 0;
+    for (const char c : utf8) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool continues = (byte & 0xC0) == 0x80;
+        units += continues ? 0 : byte >= 0xF0 ? 2 : 1;
+    }
+    return units;
 }
 
 std::vector<std::string> Split(std::string_view text, char separator) {

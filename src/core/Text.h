@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,6 +18,11 @@ std::string ToUpper(std::string_view text);
 
 // Letter case of ASCII letters ignored.
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
+
+bool IsAscii(std::string_view text);
+
+// The number of 16-bit units that a UTF-8 text takes as UTF-16.
+std::size_t Utf16Length(std::string_view utf8);
 
 // The pieces between separators, as they stand; an empty text is one empty piece.
 std::vector<std::string> Split(std::string_view text, char separator);

@@ -17,8 +17,13 @@ std::unique_ptr<Connection> CreateEmbeddedConnection() {
 #endif
 
 std::unique_ptr<Connection> CreateConnection(std::string_view server) {
+    return CreateCancellableConnection(server, {});
+}
+
+std::unique_ptr<Connection> CreateCancellableConnection(
+    std::string_view server, const std::function<bool()>& cancelRequested) {
     return LogStatements(IsEmbeddedServer(server) ? CreateEmbeddedConnection()
-                                                  : CreateOdbcConnection());
+                                                  : CreateOdbcConnection(cancelRequested));
 }
 
 }  // namespace morvane

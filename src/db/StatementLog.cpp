@@ -30,9 +30,10 @@ std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection
     if (!*file) {
         throw FileError("Cannot write the file \"" + std::string(path) + "\"");
     }
-    return TraceStatements(std::move(connection), [file](std::string_view statement) {
+    const StatementSink write = [file](std::string_view statement) {
         *file << OneLine(statement) << '\n' << std::flush;
-    });
+    };
+    return TraceStatements(std::move(connection), write, write);
 }
 
 }  // namespace morvane

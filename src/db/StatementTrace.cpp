@@ -11,6 +11,32 @@ namespace morvane {
 
 namespace {
 
+void AppendValue(std::string& shown, const Value& value) {
+    shown += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+}
+
+class TracedBatch : public StatementBatch {
+  public:
+    TracedBatch(std::unique_ptr<StatementBatch> batch, const StatementSink& sink)
+        : batch_(std::move(batch)), sink_(sink) {}
+
+    void Add(std::string_view sql, const std::vector<Parameter>& parameters) override {
+        std::string shown(sql);
+        shown += parameters.empty() ? "" : " --";
+        for (const Parameter& parameter : parameters) {
+            AppendValue(shown, parameter.Value);
+        }
+        sink_(MaskPasswords(shown));
+        batch_->Add(sql, parameters);
+    }
+
+    void Finish() override { batch_->Finish(); }
+
+  private:
+    std::unique_ptr<StatementBatch> batch_;
+    StatementSink sink_;
+};
+
 class TracedCommand : public Command {
   public:
     TracedCommand(std::unique_ptr<Command> command, const StatementSink& sink)
@@ -58,7 +84,7 @@ class TracedCommand : public Command {
     void Show() const {
         std::string shown = text_ + " --";
         for (const auto& [name, value] : values_) {
-            shown += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+            AppendValue(shown, value);
         }
         sink_(MaskPasswords(shown));
     }
@@ -71,8 +97,11 @@ class TracedCommand : public Command {
 
 class TracedConnection : public Connection {
   public:
-    TracedConnection(std::unique_ptr<Connection> connection, StatementSink sink)
-        : connection_(std::move(connection)), sink_(std::move(sink)) {}
+    TracedConnection(std::unique_ptr<Connection> connection, StatementSink sink,
+                     StatementSink catalogue)
+        : connection_(std::move(connection)),
+          sink_(std::move(sink)),
+          catalogue_(std::move(catalogue)) {}
 
     std::string Property(std::string_view name) const override {
         return connection_->Property(name);
@@ -101,6 +130,9 @@ class TracedConnection : public Connection {
     std::unique_ptr<Command> CreateCommand() override {
         return std::make_unique<TracedCommand>(connection_->CreateCommand(), sink_);
     }
+    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
+        return std::make_unique<TracedBatch>(connection_->CreateBatch(std::move(counted)), sink_);
+    }
 
     void BeginTrans() override {
         sink_("BEGIN");
@@ -115,25 +147,37 @@ class TracedConnection : public Connection {
         connection_->RollbackTrans();
     }
 
-    bool TableExists(std::string_view table) override { return connection_->TableExists(table); }
-    bool ColumnExists(std::string_view table, std::string_view column) override {
-        return connection_->ColumnExists(table, column);
+    bool TableExists(std::string_view table) override {
+        ShowQuestion("does the table exist: ", table);
+        return connection_->TableExists(table);
     }
-    bool IsIndexed(std::string_view table) override { return connection_->IsIndexed(table); }
+    std::optional<NamedTable> FindTable(std::string_view table) override {
+        ShowQuestion("columns and indexes of ", table);
+        return connection_->FindTable(table);
+    }
     TableDefinition DescribeTable(std::string_view table) override {
+        ShowQuestion("definition of ", table);
         return connection_->DescribeTable(table);
     }
 
   private:
+    void ShowQuestion(std::string_view question, std::string_view table) {
+        if (catalogue_) {
+            catalogue_("-- catalogue: " + std::string(question) + std::string(table));
+        }
+    }
+
     std::unique_ptr<Connection> connection_;
     StatementSink sink_;
+    StatementSink catalogue_;
 };
 
 }  // namespace
 
 std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connection,
-                                            StatementSink sink) {
-    return std::make_unique<TracedConnection>(std::move(connection), std::move(sink));
+                                            StatementSink sink, StatementSink catalogue) {
+    return std::make_unique<TracedConnection>(std::move(connection), std::move(sink),
+                                              std::move(catalogue));
 }
 
 }  // namespace morvane

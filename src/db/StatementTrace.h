@@ -13,8 +13,9 @@ namespace morvane {
 // transaction calls.
 using StatementSink = std::function<void(std::string_view statement)>;
 
-// The same connection, every statement of which is shown to `sink` first.
+// The same connection, every statement of which is shown to `sink` first. Questions to the
+// catalogue, which each engine words in its own way, are shown to `catalogue`, where there is one.
 std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connection,
-                                            StatementSink sink);
+                                            StatementSink sink, StatementSink catalogue = {});
 
 }  // namespace morvane

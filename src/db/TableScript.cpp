@@ -36,13 +36,54 @@ std::string Bracketed(const std::string& name) {
     return text + "]";
 }
 
+constexpr std::array<std::string_view, 34> kSystemTypes = {
+    "bigint",        "binary",         "bit",
+    "char",          "date",           "datetime",
+    "datetime2",     "datetimeoffset", "decimal",
+    "float",         "image",          "int",
+    "money",         "nchar",          "ntext",
+    "numeric",       "nvarchar",       "real",
+    "smalldatetime", "smallint",       "smallmoney",
+    "sql_variant",   "text",           "time",
+    "timestamp",     "tinyint",        "uniqueidentifier",
+    "varbinary",     "varchar",        "xml",
+    "hierarchyid",   "geometry",       "geography",
+    "sysname"};
+
+// A sequence, a function or a type of the warehouse, which the archive does not know. The server
+// stores such names in brackets, and of those it stores the system's types alone as well. Literals
+// are not looked into.
+bool NamesObject(std::string_view expression) {
+    const std::string text = ToLower(expression);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\'') {
+            i = text.find('\'', i + 1);
+        } else if (text[i] == '[') {
+            const std::size_t end = text.find(']', i);
+            const std::string_view name = std::string_view(text).substr(i + 1, end - i - 1);
+            if (end == std::string::npos || !Holds(kSystemTypes, name) ||
+                text.substr(end + 1, 1) == ".") {
+                return true;
+            }
+            i = end;
+        } else if (text.compare(i, 14, "next value for") == 0) {
+            return true;
+        }
+        if (i == std::string::npos) {
+            return false;
+        }
+    }
+    return false;
+}
+
 std::string ColumnText(const ColumnDefinition& column) {
     std::string text = Bracketed(column.Name) + " " + TypeText(column);
     if (!column.Collation.empty()) {
         text += " COLLATE " + column.Collation;
     }
     text += column.Nullable ? " NULL" : " NOT NULL";
-    if (!column.Default.empty() && !Holds(kRowVersions, column.TypeName)) {
+    if (!column.Default.empty() && !Holds(kRowVersions, column.TypeName) &&
+        !NamesObject(column.Default)) {
         text += " DEFAULT " + column.Default;
     }
     return text;

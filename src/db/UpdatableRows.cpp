@@ -5,6 +5,7 @@
 #include <ranges>
 #include <unordered_map>
 
+#include "core/DateText.h"
 #include "core/Text.h"
 #include "db/SqlWords.h"
 
@@ -19,6 +20,9 @@ bool IsFlagName(const std::string& name) {
 }
 
 ColumnValue Described(const Field& field, const std::string& column, Value value) {
+    if (field.Type == DataType::DBTimeStamp && value.IsText()) {
+        value.SetText(NeutralDate(value.Text()));
+    }
     return {column,          field.Type,         field.DefinedSize,
             field.Precision, field.NumericScale, std::move(value)};
 }

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "core/ErrorTrap.h"
@@ -36,8 +37,15 @@ class MetaDataCheck {
     void RefuseNullsInTable(const Recordset& row);
     void CheckControlColumns(const std::string& dimension);
 
+    // What the catalogue knows of a table, asked once.
+    const std::optional<NamedTable>& FindTable(std::string_view table);
     bool ColumnExists(std::string_view table, std::string_view column) {
-        return connection_.ColumnExists(Trim(table), Trim(column));
+        const auto& found = FindTable(table);
+        return found && found->HasColumn(Trim(column));
+    }
+    bool IsIndexed(std::string_view table) {
+        const auto& found = FindTable(table);
+        return found && found->Indexed;
     }
     void RequireTable(const std::string& table);
     void RequireColumns(const std::string& table, const std::vector<std::string>& columns);
@@ -47,7 +55,16 @@ class MetaDataCheck {
 
     Connection& connection_;
     ProgressWindow& progress_;
+    std::unordered_map<std::string, std::optional<NamedTable>> tables_;
 };
+
+const std::optional<NamedTable>& MetaDataCheck::FindTable(std::string_view table) {
+    const std::string name(Trim(table));
+    const auto known = tables_.find(name);
+    return known != tables_.end()
+               ? known->second
+               : tables_.emplace(name, connection_.FindTable(name)).first->second;
+}
 
 std::int64_t MetaDataCheck::CountRows(const std::string& table) {
     return (*connection_.OpenRecordset("SELECT COUNT(*) FROM " + table))[0].Integer();
@@ -150,7 +167,7 @@ void MetaDataCheck::CheckTable(const Recordset& row) {
     RequireTable(table);
     if (type == "DIMENSION") {
         CheckControlColumns(table);
-    } else if (!connection_.IsIndexed(Trim(table))) {
+    } else if (!IsIndexed(table)) {
         throw MetaDataError("Table :" + table + " is not indexed.");
     }
 }
@@ -184,7 +201,7 @@ void MetaDataCheck::CheckControlColumns(const std::string& dimension) {
 }
 
 void MetaDataCheck::RequireTable(const std::string& table) {
-    if (!connection_.TableExists(table)) {
+    if (!FindTable(table)) {
         throw MetaDataError("Table : " + table + " does not exist in the Datawarehouse database");
     }
 }

@@ -1,31 +1,8 @@
 #include "reports/ReportFile.h"
 
-#include <cstdint>
-#include <cstring>
-
 #include "core/Text.h"
 
 namespace morvane {
-
-namespace {
-
-// Eight bytes at a time: nearly every row of a long report passes here and is plain ASCII.
-bool IsAscii(std::string_view text) {
-    constexpr std::uint64_t kHighBits = 0x8080808080808080U;
-    std::uint64_t seen = 0;
-    std::size_t i = 0;
-    for (; i + sizeof(seen) <= text.size(); i += sizeof(seen)) {
-        std::uint64_t eight = 0;
-        std::memcpy(&eight, text.data() + i, sizeof(eight));
-        seen |= eight;
-    }
-    for (; i < text.size(); ++i) {
-        seen |= static_cast<unsigned char>(text[i]);
-    }
-    return (seen & kHighBits) == 0;
-}
-
-}  // namespace
 
 std::string Lines(std::initializer_list<std::string_view> lines) {
     std::string text;

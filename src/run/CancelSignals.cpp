@@ -2,9 +2,9 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#endif
 
 #include <atomic>
-#endif
 
 namespace morvane {
 
@@ -28,7 +28,9 @@ BOOL WINAPI NoteSignal(DWORD event) {
 
 #else
 
-volatile std::sig_atomic_t signalReceived = 0;
+// Lock-free, so that the handler may write it and other threads read it.
+std::atomic<int> signalReceived = 0;
+static_assert(std::atomic<int>::is_always_lock_free);
 
 extern "C" void NoteSignal(int number) {
     if (signalReceived != 0) {

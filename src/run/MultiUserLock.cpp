@@ -9,6 +9,7 @@
 #include "core/Platform.h"
 #include "core/Text.h"
 #include "db/modDatabaseOperations.h"
+#include "run/PerformTasks.h"
 
 namespace morvane {
 
@@ -18,6 +19,9 @@ constexpr std::string_view kLockTable = "dwm_multiuse";
 
 // How often a free lock may slip away to somebody else before the attempt is given up.
 constexpr int kMostAttempts = 20;
+
+// The server's number for a statement that it gave up in favour of another session's.
+constexpr int kDeadlockVictim = 1205;
 
 std::unique_ptr<Recordset> OpenLockRow(RunState& state, std::string_view sql) {
     std::unique_ptr<Recordset> row = state.WarehouseConnection->OpenRecordset(sql);
@@ -65,8 +69,8 @@ bool CreateLockTable(RunState& state) {
         CreateMultiUseTable(*state.WarehouseConnection, CurrentUserName());
         state.LockHeld = true;
         return true;
-    } catch (const DatabaseError&) {
-        if (!LockTableExists(state)) {
+    } catch (const DatabaseError& error) {
+        if (error.Code() != kDeadlockVictim && !LockTableExists(state)) {
             throw;
         }
         return false;
@@ -170,6 +174,37 @@ bool ReleaseLock(RunState& state) {
         state.LockHeld = false;
         return true;
     });
+}
+
+bool ReleaseHeldLock(RunState& state, const std::string& database) {
+    if (!state.LockHeld) {
+        return true;
+    }
+    if (state.WarehouseConnection == nullptr) {
+        state.ErrorText += "Morvane Tool could not be Unlocked because of Connection Failure";
+        return false;
+    }
+    const std::string before = state.ErrorText;
+    const auto release = [&] {
+        ReopenWarehouse(state, database);
+        return ReleaseLock(state);
+    };
+    if (TrapErrors(state.ErrorText, release)) {
+        return true;
+    }
+    // The connection may be lost and the server alive.
+    state.ErrorText = before;
+    CloseQuietly(*state.WarehouseConnection);
+    if (TrapErrors(state.ErrorText, release)) {
+        return true;
+    }
+    state.ErrorText += fmt::format(
+        "The warehouse could not be unlocked: the table dwm_multiuse still names {0} as its user. "
+        "The next run of {0} asks whether to continue; answer yes there, or execute UPDATE "
+        "dwm_multiuse SET lock = 0.",
+        CurrentUserName());
+    state.ErrorText += kCrLf;
+    return false;
 }
 
 }  // namespace morvane

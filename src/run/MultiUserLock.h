@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "core/RunState.h"
 #include "core/UserPrompt.h"
 
@@ -25,5 +27,10 @@ bool TakeLockForRun(RunState& state, UserPrompt& prompt);
 
 // Frees the lock that this user holds, and leaves anybody else's alone.
 bool ReleaseLock(RunState& state);
+
+// The end of a run that holds the lock: frees it in `database`, on a new connection where the
+// present one no longer works. Where that fails too, ErrorText says that the lock stays set and how
+// it is released.
+bool ReleaseHeldLock(RunState& state, const std::string& database);
 
 }  // namespace morvane

@@ -121,6 +121,16 @@ void ReopenWarehouse(RunState& state, const std::string& database) {
     state.WarehouseConnection->SetDefaultDatabase(database);
 }
 
+void CloseQuietly(Connection& connection) {
+    std::string ignored;
+    TrapErrors(ignored, [&connection] {
+        if (connection.IsOpen()) {
+            connection.Close();
+        }
+        return true;
+    });
+}
+
 bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log) {
     if (!PrepareWarehouse(settings, state)) {
         return false;

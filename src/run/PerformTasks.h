@@ -17,6 +17,9 @@ std::vector<std::string> SelectedTaskNames(const RunSettings& settings);
 // DatabaseError.
 void ReopenWarehouse(RunState& state, const std::string& database);
 
+// For what has nothing to lose: a connection that breaks now harms nobody.
+void CloseQuietly(Connection& connection);
+
 // Performs the selected tasks in their fixed order and stops at the first that fails or is
 // cancelled: false then, with the reason at the end of ErrorText, and the flags of that task and
 // of all later ones cleared.

@@ -67,7 +67,6 @@ class Run {
     void ShowProgress();
     bool PerformListedTasks();
     void FinishProgress(bool done);
-    bool ReleaseHeldLock();
     bool ReportErrors();
     void CloseConnections();
     bool CloseLog();
@@ -95,7 +94,7 @@ bool Run::Perform() {
     if (OpenLog() && ValidateSettings(settings_, state_, commandLine_.Fault)) {
         headLine = "Morvane Tool started On : " + SummaryMoment(start);
         TrapErrors(state_.ErrorText, [this] { return WorkOnWarehouse(); });
-        TrapErrors(state_.ErrorText, [this] { return ReleaseHeldLock(); });
+        ReleaseHeldLock(state_, settings_.Database);
     }
     bool result = ReportErrors();
     ReportMessage(services_.Prompt, log_,
@@ -220,18 +219,6 @@ void Run::FinishProgress(bool done) {
     progress.DisableObject(ProgressControl::cmdCancel);
 }
 
-bool Run::ReleaseHeldLock() {
-    if (!state_.LockHeld) {
-        return true;
-    }
-    if (state_.WarehouseConnection == nullptr) {
-        state_.ErrorText += "Morvane Tool could not be Unlocked because of Connection Failure";
-        return false;
-    }
-    ReopenWarehouse(state_, settings_.Database);
-    return ReleaseLock(state_);
-}
-
 bool Run::ReportErrors() {
     if (Trim(state_.ErrorText).empty()) {
         return true;
@@ -251,14 +238,10 @@ void Run::CloseConnections() {
         return;
     }
     for (auto* connection : {&state_.WarehouseConnection, &state_.ArchiveConnection}) {
-        std::string ignored;  // the work is done; a connection that breaks now harms nobody
-        TrapErrors(ignored, [&] {
-            if (*connection != nullptr && (*connection)->IsOpen()) {
-                (*connection)->Close();
-            }
-            return true;
-        });
-        connection->reset();
+        if (*connection != nullptr) {
+            CloseQuietly(**connection);
+            connection->reset();
+        }
     }
 }
 

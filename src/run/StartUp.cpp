@@ -69,7 +69,19 @@ void StartUp(std::string_view commandLine, RunServices& services) {
 void UseSystemLocale() {
     std::setlocale(LC_ALL, "C");
     std::setlocale(LC_TIME, "");
-    std::setlocale(LC_CTYPE, "");
+    // The program's texts are UTF-8, and so the drivers must take them, whatever the environment
+    // says: they ask the C library.
+    for (const char* name : {"C.UTF-8", ".UTF-8", "en_US.UTF-8"}) {
+        if (std::setlocale(LC_CTYPE, name) != nullptr) {
+            break;
+        }
+    }
+}
+
+ConnectionFactory CancellableConnections() {
+    return [](std::string_view server) {
+        return CreateCancellableConnection(server, CancelSignals::Received);
+    };
 }
 
 int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
@@ -79,7 +91,7 @@ int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
         const SystemClock clock;
         ConsolePrompt prompt(std::cerr, TerminalReader());
         ConsoleProgress progress(std::cerr, ErrorTerminalColumns(), CancelSignals::Received);
-        RunServices services{clock,     prompt, progress, CreateConnection,        std::cout,
+        RunServices services{clock,     prompt, progress, CancellableConnections(), std::cout,
                              std::cerr, {},     {},       std::string(whyNoWindow)};
         StartUp(commandLine, services);
     } catch (const std::exception& error) {

@@ -14,6 +14,9 @@ void StartUp(std::string_view commandLine, RunServices& services);
 // Dates and letters as the system's user has them; numbers as every program writes them.
 void UseSystemLocale();
 
+// Connections whose waits a signal ends; see CancelSignals.
+ConnectionFactory CancellableConnections();
+
 // The program on a console. `whyNoWindow` is the sentence for a user who wants the settings window.
 // The result is the exit code: always 0, since a run tells its outcome in the log and the status
 // file.

@@ -11,21 +11,6 @@
 
 namespace morvane {
 
-namespace {
-
-// A connection that is given up may be broken already.
-void CloseQuietly(Connection& connection) {
-    std::string ignored;
-    TrapErrors(ignored, [&] {
-        if (connection.IsOpen()) {
-            connection.Close();
-        }
-        return true;
-    });
-}
-
-}  // namespace
-
 WarehouseSession::WarehouseSession(RunState& state, const ConnectionFactory& connect,
                                    UserPrompt& prompt)
     : state_(state), connect_(connect), prompt_(prompt) {}
@@ -119,14 +104,7 @@ void WarehouseSession::ReleaseHeldLock() {
     if (!state_.LockHeld) {
         return;
     }
-    const bool released = TrapErrors(state_.ErrorText, [this] {
-        if (state_.WarehouseConnection == nullptr) {
-            state_.ErrorText += "Morvane Tool could not be Unlocked because of Connection Failure";
-            return false;
-        }
-        ReopenWarehouse(state_, database_);
-        return ReleaseLock(state_);
-    });
+    const bool released = morvane::ReleaseHeldLock(state_, database_);
     if (!released) {
         CloseWarehouse();
         ShowErrors();

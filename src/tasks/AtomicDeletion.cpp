@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <charconv>
+#include <deque>
 #include <string_view>
 #include <vector>
 
+#include "core/DateText.h"
 #include "core/RowSpool.h"
+#include "core/Text.h"
 #include "core/Transaction.h"
 #include "tasks/ElementKey.h"
 
@@ -25,6 +28,10 @@ bool IsQuoted(DataType type) {
         default:
             return false;
     }
+}
+
+bool IsWideText(DataType type) {
+    return type == DataType::WChar || type == DataType::VarWChar || type == DataType::LongVarWChar;
 }
 
 bool IsNumber(std::string_view text) {
@@ -98,7 +105,12 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     value.AppendTextTo(text_);
     const bool quoted = IsQuoted(field.Type);
     sql_ += field.Name;
-    sql_ += quoted ? " = '" : " = ";
+    if (field.Type == DataType::DBTimeStamp) {
+        text_ = NeutralDate(text_);
+    }
+    // A plain literal loses the letters that the code page of the database does not have.
+    const bool wide = quoted && !IsAscii(text_) && IsWideText(field.Type);
+    sql_ += quoted ? (wide ? " = N'" : " = '") : " = ";
     sql_ += text_;
     if (quoted) {
         sql_ += "'";
@@ -147,6 +159,32 @@ MarkedElements ReadMarkedElements(Connection& warehouse, const std::string& tabl
     return elements;
 }
 
+void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion) {
+    struct Sent {
+        std::int64_t Versions;
+        std::string Sql;
+    };
+    std::deque<Sent> sent;  // whose counts are not known yet
+    const auto batch = deletion.CreateBatch([&](std::size_t, std::int64_t deleted) {
+        const Sent statement = std::move(sent.front());
+        sent.pop_front();
+        // More rows than were counted: a version that came since, or another element's rows.
+        if (deleted > statement.Versions) {
+            throw DatabaseError({"The statement deletes more rows than the element had."},
+                                statement.Sql);
+        }
+    });
+    std::vector<Value> row;
+    while (rows.Next(row)) {
+        if (element.CanAddress(row)) {
+            const std::string& sql = element.Statement(row);
+            sent.push_back({row.back().Integer(), sql});
+            batch->Add(sql);
+        }
+    }
+    batch->Finish();
+}
+
 }  // namespace
 
 void DeleteAtomically(const std::string& table, Connection& warehouse, Connection& deletion) {
@@ -156,17 +194,7 @@ void DeleteAtomically(const std::string& table, Connection& warehouse, Connectio
     MarkedElements elements = ReadMarkedElements(warehouse, table, key);
     ElementDelete element(table, elements.KeyFields);
     Transaction transaction(deletion);
-    std::vector<Value> row;
-    while (elements.Rows.Next(row)) {
-        if (!element.CanAddress(row)) {
-            continue;
-        }
-        const std::string& sql = element.Statement(row);
-        // More rows than were counted: a version that came since, or another element's rows.
-        if (deletion.Execute(sql) > row.back().Integer()) {
-            throw DatabaseError({"The statement deletes more rows than the element had."}, sql);
-        }
-    }
+    DeleteElements(element, elements.Rows, deletion);
     transaction.Commit();
 }
 

@@ -3,44 +3,37 @@
 #include <algorithm>
 #include <string_view>
 
+#include "core/DateText.h"
+
 namespace morvane {
 
 namespace {
 
-constexpr std::string_view kMidnight = "0000-00-00 00:00:00";
-constexpr std::size_t kDateLength = 10;
-
-bool LooksLikeDate(std::string_view text) {
-    return text.size() >= kDateLength && text[4] == '-' && text[7] == '-';
-}
+constexpr std::string_view kMidnight = "0000-00-00T00:00:00";
 
 }  // namespace
 
 void NormalizeDate(Value& date) {
-    if (!date.IsText() || !LooksLikeDate(std::get<std::string>(date.Data()))) {
+    if (!date.IsText()) {
         return;
     }
-    std::string text = std::get<std::string>(date.Data());
-    if (text.size() == kMidnight.size() && text[kDateLength] == ' ') {
-        return;
+    std::string text = NeutralDate(std::get<std::string>(date.Data()));
+    if (text.size() > kMidnight.size() && text[kMidnight.find('T')] == 'T') {
+        text.resize(kMidnight.size());
     }
-    if (text.size() < kMidnight.size()) {
-        text += kMidnight.substr(text.size());
-    }
-    text.resize(kMidnight.size());
-    text[kDateLength] = ' ';
     date.SetText(text);
 }
 
 void NormalizeKeyDate(Value& date) {
-    if (!date.IsText() || !LooksLikeDate(std::get<std::string>(date.Data()))) {
+    if (!date.IsText()) {
         return;
     }
-    const std::string& text = std::get<std::string>(date.Data());
+    std::string text = NeutralDate(std::get<std::string>(date.Data()));
     if (text.size() > kMidnight.size() && text[kMidnight.size()] == '.') {
         const std::size_t last = text.find_last_not_of('0');
-        date = Value(text.substr(0, last == kMidnight.size() ? last : last + 1));
+        text.resize(last == kMidnight.size() ? last : last + 1);
     }
+    date.SetText(text);
 }
 
 MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
@@ -56,6 +49,11 @@ MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
     positions.push_back(ColumnPosition(*rows, "end_date"));
     positions.push_back(ColumnPosition(*rows, "is_current"));
     Version version{std::vector<Value>(positions.size())};
+    Version former;
+    const bool byCollation = std::ranges::any_of(keyFields_, [](const Field& field) {
+        return field.Comparison == TextComparison::ByCollation;
+    });
+    bool inDoubt = false;
     for (; !rows->Eof(); rows->MoveNext()) {
         for (std::size_t i = 0; i < positions.size(); ++i) {
             version.Columns[i] = (*rows)[positions[i]];
@@ -67,14 +65,40 @@ MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
         }
         NormalizeDate(version.StartDate());
         NormalizeDate(version.EndDate());
+        if (byCollation && !inDoubt) {
+            inDoubt = spool_.Count() > 0 && CompareElements(former, version) == Equality::Unknown;
+            former = version;
+        }
         spool_.Append(version.Columns);
     }
+    if (inDoubt) {
+        AskForElements(connection, table, key);
+    }
     more_ = spool_.Next(next_.Columns);
+}
+
+// How the server groups the rows is how it compares their keys; it sorts the groups as the rows.
+void MarkedVersions::AskForElements(Connection& connection, const std::string& table,
+                                    const ElementKey& key) {
+    const auto groups = connection.OpenRecordset(
+        "SELECT " + key.Text + ",COUNT(*) AS CntVersions FROM " + table +
+            " WHERE is_deletable = 1 GROUP BY " + key.Text + " ORDER BY " + key.Text,
+        RecordsetKind::Streamed);
+    const std::size_t count = ColumnPosition(*groups, "CntVersions");
+    sizes_.emplace();
+    for (; !groups->Eof(); groups->MoveNext()) {
+        sizes_->Append({(*groups)[count]});
+    }
 }
 
 bool MarkedVersions::NextElement(std::vector<Version>& element) {
     if (!more_) {
         return false;
+    }
+    std::size_t size = 0;  // as the server says, where it was asked
+    if (sizes_) {
+        std::vector<Value> row;
+        size = sizes_->Next(row) ? static_cast<std::size_t>(row[0].Integer()) : 1;
     }
     std::size_t count = 0;
     do {
@@ -86,18 +110,22 @@ bool MarkedVersions::NextElement(std::vector<Version>& element) {
         std::swap(element[count].Columns, next_.Columns);
         ++count;
         more_ = spool_.Next(next_.Columns);
-    } while (more_ && SameElement(element[0], next_));
+    } while (more_ &&
+             (sizes_ ? count < size : CompareElements(element[0], next_) == Equality::Equal));
     element.resize(count);
     return true;
 }
 
-bool MarkedVersions::SameElement(const Version& a, const Version& b) const {
+Equality MarkedVersions::CompareElements(const Version& a, const Version& b) const {
+    Equality result = Equality::Equal;
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
-        if (!keyFields_[i].SameValue(a.Columns[i], b.Columns[i])) {
-            return false;
+        const Equality column = keyFields_[i].Compare(a.Columns[i], b.Columns[i]);
+        if (column == Equality::Different) {
+            return column;
         }
+        result = column == Equality::Unknown ? column : result;
     }
-    return true;
+    return result;
 }
 
 }  // namespace morvane

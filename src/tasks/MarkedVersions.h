@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,8 @@
 namespace morvane {
 
 // A version of an element: its key columns in the key's order and the three columns of its
-// history. Those dates are texts "yyyy-mm-dd hh:mm:ss" or NULL; a key column that is a date keeps
-// the server's form.
+// history. Dates are texts in the form of NeutralDate, or NULL; those of the history end with the
+// second.
 struct Version {
     std::vector<Value> Columns;
 
@@ -39,20 +40,22 @@ class MarkedVersions {
     const std::vector<Field>& KeyFields() const { return keyFields_; }
 
   private:
-    bool SameElement(const Version& a, const Version& b) const;
+    Equality CompareElements(const Version& a, const Version& b) const;
+    void AskForElements(Connection& connection, const std::string& table, const ElementKey& key);
 
     std::vector<Field> keyFields_;
     RowSpool spool_;
+    std::optional<RowSpool> sizes_;  // of the elements, in their order, when the server was asked
     Version next_;
     bool more_ = false;
 };
 
-// Makes "yyyy-mm-dd hh:mm:ss" of a date as the server gives it, with or without a time of day and a
+// Makes "yyyy-mm-ddThh:mm:ss" of a date as the server gives it, with or without a time of day and a
 // fraction of a second. Anything else stays as it is.
 void NormalizeDate(Value& date);
 
-// A date in a key must still be found where it stands: it only loses a fraction that is zero, so
-// that equal dates are equal texts.
+// The same for a date in a key, which must still be found where it stands: it only loses a fraction
+// that is zero, so that equal dates are equal texts.
 void NormalizeKeyDate(Value& date);
 
 }  // namespace morvane

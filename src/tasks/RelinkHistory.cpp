@@ -10,7 +10,7 @@ namespace morvane {
 
 namespace {
 
-constexpr std::size_t kSecondsLength = std::string_view("yyyy-mm-dd hh:mm:ss").size();
+constexpr std::size_t kSecondsLength = std::string_view("yyyy-mm-ddThh:mm:ss").size();
 constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
 
 // As the server compares days: NULL is on no day.
@@ -34,43 +34,43 @@ std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& tab
     return types;
 }
 
-// The one command that all versions of a table share. It has two texts: a current version takes
-// the other than one that is not. Its parameters are made once, in the order of the first
-// version's text, and later only given new values by name; a version that takes the other text
-// therefore finds its two dates in each other's place. Administrators know their histories that
-// way, so it stays.
-class RelinkCommand {
+// The two statements that the versions of a table take: a current version another one than one that
+// is not. Both share one list of parameters, which is made once, in the order of the first
+// version's statement, and later only given new values by name; a version that takes the other
+// statement therefore finds its two dates in each other's place. Administrators know their
+// histories that way, so it stays.
+class RelinkStatements {
   public:
-    RelinkCommand(Connection& deletion, const std::string& table, const ElementKey& key,
-                  std::vector<Field> keyFields, std::vector<DataType> keyTypes);
+    RelinkStatements(Connection& deletion, const std::string& table, const ElementKey& key,
+                     std::vector<Field> keyFields, std::vector<DataType> keyTypes);
 
     void Execute(const Version& version);
+    void Finish() { batch_->Finish(); }
 
     // What the last Execute did to a version that still waits for its turn, if the server's
     // condition held for it.
     void CarryOver(Version& waiting) const;
 
   private:
-    void CreateParameters(const Version& version);
-    void SetParameters(const Version& version);
-    void CollectValues(const Version& version);
-    void SetText(bool current);
+    void CreateParameters();
+    void SetValues(const Version& version);
     bool Matches(const Version& waiting) const;
+    const Value& FirstDate() const { return parameters_.front().Value; }
 
-    std::unique_ptr<Command> command_;
+    std::unique_ptr<StatementBatch> batch_;
     std::string textForOld_;
     std::string textForCurrent_;
     std::vector<Field> keyFields_;
     std::vector<DataType> keyTypes_;
-    std::vector<std::string> names_;  // of the parameters, by position
-    std::vector<Value> bound_;        // their values, by position
+    std::vector<Parameter> parameters_;
     bool startDateFirst_ = true;
-    bool textIsForCurrent_ = false;
+    bool lastWasCurrent_ = false;
 };
 
-RelinkCommand::RelinkCommand(Connection& deletion, const std::string& table, const ElementKey& key,
-                             std::vector<Field> keyFields, std::vector<DataType> keyTypes)
-    : command_(deletion.CreateCommand()),
+RelinkStatements::RelinkStatements(Connection& deletion, const std::string& table,
+                                   const ElementKey& key, std::vector<Field> keyFields,
+                                   std::vector<DataType> keyTypes)
+    : batch_(deletion.CreateBatch()),
       keyFields_(std::move(keyFields)),
       keyTypes_(std::move(keyTypes)) {
     std::string condition = " WHERE ";
@@ -83,32 +83,38 @@ RelinkCommand::RelinkCommand(Connection& deletion, const std::string& table, con
                       " (datediff(day,end_date,?) = 0)";
 }
 
-void RelinkCommand::Execute(const Version& version) {
-    const bool current = version.IsCurrent().Flag();
-    if (names_.empty()) {
-        startDateFirst_ = !current;
-        SetText(current);
-        CreateParameters(version);
-    } else {
-        if (current != textIsForCurrent_) {
-            SetText(current);
-        }
-        SetParameters(version);
+void RelinkStatements::Execute(const Version& version) {
+    lastWasCurrent_ = version.IsCurrent().Flag();
+    if (parameters_.empty()) {
+        startDateFirst_ = !lastWasCurrent_;
+        CreateParameters();
     }
-    command_->Execute();
+    SetValues(version);
+    batch_->Add(lastWasCurrent_ ? textForCurrent_ : textForOld_, parameters_);
 }
 
-void RelinkCommand::SetText(bool current) {
-    command_->SetText(current ? textForCurrent_ : textForOld_);
-    textIsForCurrent_ = current;
+void RelinkStatements::CreateParameters() {
+    const auto appendDate = [this](const char* name) {
+        parameters_.push_back(
+            {.Name = name, .Type = DataType::DBTimeStamp, .Size = 0, .Value = {}});
+    };
+    appendDate(startDateFirst_ ? "start_date" : "end_date");
+    for (const Field& field : keyFields_) {
+        parameters_.push_back({.Name = field.Name,
+                               .Type = field.Type,
+                               .Size = field.DefinedSize,
+                               .Precision = field.Precision,
+                               .NumericScale = field.NumericScale,
+                               .Value = {}});
+    }
+    appendDate(startDateFirst_ ? "end_date" : "start_date");
 }
 
-void RelinkCommand::CollectValues(const Version& version) {
-    bound_.resize(keyFields_.size() + 2);
-    bound_.front() = startDateFirst_ ? version.StartDate() : version.EndDate();
-    bound_.back() = startDateFirst_ ? version.EndDate() : version.StartDate();
+void RelinkStatements::SetValues(const Version& version) {
+    parameters_.front().Value = startDateFirst_ ? version.StartDate() : version.EndDate();
+    parameters_.back().Value = startDateFirst_ ? version.EndDate() : version.StartDate();
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
-        Value& value = bound_[i + 1];
+        Value& value = parameters_[i + 1].Value;
         value = version.Columns[i];
         if (keyTypes_[i] == DataType::DBTimeStamp && value.IsText()) {
             value.SetText(value.Text().substr(0, kSecondsLength));
@@ -116,52 +122,27 @@ void RelinkCommand::CollectValues(const Version& version) {
     }
 }
 
-void RelinkCommand::CreateParameters(const Version& version) {
-    CollectValues(version);
-    const auto appendDate = [this](const char* name, const Value& value) {
-        names_.emplace_back(name);
-        command_->AppendParameter(
-            {.Name = name, .Type = DataType::DBTimeStamp, .Size = 0, .Value = value});
-    };
-    appendDate(startDateFirst_ ? "start_date" : "end_date", bound_.front());
+// Only versions of one element are compared, whose texts the server has found equal.
+bool RelinkStatements::Matches(const Version& waiting) const {
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
-        const Field& field = keyFields_[i];
-        names_.push_back(field.Name);
-        command_->AppendParameter({.Name = field.Name,
-                                   .Type = field.Type,
-                                   .Size = field.DefinedSize,
-                                   .Precision = field.Precision,
-                                   .NumericScale = field.NumericScale,
-                                   .Value = bound_[i + 1]});
-    }
-    appendDate(startDateFirst_ ? "end_date" : "start_date", bound_.back());
-}
-
-void RelinkCommand::SetParameters(const Version& version) {
-    CollectValues(version);
-    for (std::size_t i = 0; i < names_.size(); ++i) {
-        command_->SetParameter(names_[i], bound_[i]);
-    }
-}
-
-bool RelinkCommand::Matches(const Version& waiting) const {
-    for (std::size_t i = 0; i < keyFields_.size(); ++i) {
-        if (!keyFields_[i].SameValue(bound_[i + 1], waiting.Columns[i])) {
+        const Value& bound = parameters_[i + 1].Value;
+        if (keyFields_[i].Compare(bound, waiting.Columns[i]) == Equality::Different) {
             return false;
         }
     }
-    return SameDay(bound_.back(), textIsForCurrent_ ? waiting.EndDate() : waiting.StartDate());
+    return SameDay(parameters_.back().Value,
+                   lastWasCurrent_ ? waiting.EndDate() : waiting.StartDate());
 }
 
-void RelinkCommand::CarryOver(Version& waiting) const {
+void RelinkStatements::CarryOver(Version& waiting) const {
     if (!Matches(waiting)) {
         return;
     }
-    if (textIsForCurrent_) {
-        waiting.EndDate() = bound_.front();
+    if (lastWasCurrent_) {
+        waiting.EndDate() = FirstDate();
         waiting.IsCurrent().SetInteger(1);
     } else {
-        waiting.StartDate() = bound_.front();
+        waiting.StartDate() = FirstDate();
     }
 }
 
@@ -174,17 +155,18 @@ void RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
         "SELECT DISTINCT original_primary_key FROM dwm_star_relations WHERE primary_table = '" +
             table + "'");
     MarkedVersions versions(deletion, table, key);
-    RelinkCommand command(deletion, table, key, versions.KeyFields(),
-                          ReadKeyTypes(warehouse, table, key));
+    RelinkStatements statements(deletion, table, key, versions.KeyFields(),
+                                ReadKeyTypes(warehouse, table, key));
     std::vector<Version> element;
     while (versions.NextElement(element)) {
         for (std::size_t i = 0; i < element.size(); ++i) {
-            command.Execute(element[i]);
+            statements.Execute(element[i]);
             for (std::size_t waiting = i + 1; waiting < element.size(); ++waiting) {
-                command.CarryOver(element[waiting]);
+                statements.CarryOver(element[waiting]);
             }
         }
     }
+    statements.Finish();
 }
 
 }  // namespace morvane

@@ -33,6 +33,7 @@ class Archiving {
     void WriteHead();
     void PrepareArchiveProgress();
     void ArchiveTable(const std::string& table, const std::string& condition);
+    void RequireServerThatReachesOthers();
     void DeleteArchivedRows(const std::string& table, const std::string& condition,
                             std::int64_t archived);
     void FinishArchiveProgress();
@@ -100,6 +101,7 @@ void Archiving::ArchiveTable(const std::string& table, const std::string& condit
     log_.WriteLine("***");
     log_.WriteLine("Fact Table: " + table);
     log_.WriteLine("Condition: " + condition);
+    RequireServerThatReachesOthers();
     if (!archive_.TableExists(table)) {
         CreateArchiveCopy(warehouse_, archive_, table);
         log_.WriteLine("- Table created in Archive database");
@@ -110,6 +112,18 @@ void Archiving::ArchiveTable(const std::string& table, const std::string& condit
     log_.WriteLine("***");
     log_.WriteLine("");
     DeleteArchivedRows(table, condition, archived);
+}
+
+// The server itself copies the rows to the archive, which the single databases of Azure cannot.
+void Archiving::RequireServerThatReachesOthers() {
+    constexpr std::string_view kAzureSqlDatabase = "5";  // SERVERPROPERTY('EngineEdition')
+    for (const Connection* connection : {&warehouse_, &archive_}) {
+        if (connection->Property("Engine Edition") == kAzureSqlDatabase) {
+            throw DatabaseError(
+                {"Azure SQL Database cannot copy rows to another server or database: archiving "
+                 "needs a SQL Server or a Managed Instance on both sides. Nothing was archived"});
+        }
+    }
 }
 
 // The condition is looked at again, and meanwhile the warehouse may have been loaded or the clock

@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
 #include "run/ConsolePrompt.h"
 #include "run/ConsoleText.h"
@@ -85,7 +84,8 @@ void Run(const std::string& commandLine) {
     WindowPrompt prompt;
     frmProgress progress(CancelSignals::Received);
     BrowsingDialogs browsing;
-    RunServices services{clock, prompt, progress, CreateConnection, std::cout, std::cerr, {}, {}};
+    RunServices services{clock,     prompt,    progress, CancellableConnections(),
+                         std::cout, std::cerr, {},       {}};
     services.ShowMainWindow = [&](RunState& state, const RunSettings&) {
         prompt.Unattended = false;
         frmMain window(state, services, browsing);

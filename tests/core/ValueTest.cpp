@@ -66,31 +66,47 @@ TEST(Value, ChangesItsKindInPlace) {
     EXPECT_TRUE(value.IsNull());
 }
 
-TEST(FieldComparison, FollowsTheCollationOfTheColumn) {
-    Field exact;
-    EXPECT_TRUE(exact.SameValue(Words("Abc"), Words("Abc")));
-    EXPECT_FALSE(exact.SameValue(Words("Abc"), Words("abc")));
-    EXPECT_FALSE(exact.SameValue(Words("Abc"), Words("Abc ")));
-
-    Field server;
-    server.IgnoresCase = true;
-    server.IgnoresTrailingBlanks = true;
-    EXPECT_TRUE(server.SameValue(Words("Abc"), Words("aBC  ")));
-    EXPECT_TRUE(server.SameValue(Words(""), Words("  ")));
-    EXPECT_FALSE(server.SameValue(Words("Abc"), Words(" Abc")));
-    EXPECT_FALSE(server.SameValue(Words("Abc"), Words("Abcd")));
+TEST(Field, ComparesTextsAsTheServerWouldOrLeavesItToTheServer) {
+    using enum TextComparison;
+    using enum Equality;
+    const struct {
+        TextComparison How;
+        const char* A;
+        const char* B;
+        Equality Expected;
+    } cases[] = {
+        {Exact, "Abc", "Abc", Equal},
+        {Exact, "Abc", "abc", Different},
+        {Exact, "Abc", "Abc ", Different},
+        {IgnoringCase, "Abc", "aBC", Equal},
+        {IgnoringCase, "Abc", "Abd", Different},
+        {ByCollation, "Abc", "Abc  ", Equal},
+        {ByCollation, "", "  ", Equal},
+        {ByCollation, "Abc", "Abcd", Different},
+        {ByCollation, "Abc", "aBC", Unknown},
+        {ByCollation, "co-op", "coop", Unknown},
+        {ByCollation, "Mueller", "M\xC3\xBCller", Unknown},
+    };
+    for (const auto& c : cases) {
+        Field field;
+        field.Comparison = c.How;
+        EXPECT_EQ(field.Compare(Words(c.A), Words(c.B)), c.Expected) << c.A << " " << c.B;
+    }
 }
 
-TEST(FieldComparison, ComparesNumbersBySizeAndFindsNullEqualToNothing) {
+TEST(Field, ComparesNumbersBySizeAndNullWithNothing) {
     const Field field;
-    EXPECT_TRUE(field.SameValue(Number(12), Value(12.0)));
-    EXPECT_TRUE(field.SameValue(Number(10'000'000'000'000'000), Value(1e16)));
-    EXPECT_FALSE(field.SameValue(Number(12), Value(12.5)));
-    EXPECT_FALSE(field.SameValue(Number(9007199254740993), Number(9007199254740992)));
-    EXPECT_TRUE(field.SameValue(Number(12), Words("12")));
-    EXPECT_FALSE(field.SameValue(Value(), Value()));
-    EXPECT_FALSE(field.SameValue(Value(), Words("")));
-    EXPECT_FALSE(field.SameValue(Number(0), Value()));
+    const auto same = [&](const Value& a, const Value& b) {
+        return field.Compare(a, b) == Equality::Equal;
+    };
+    EXPECT_TRUE(same(Number(12), Value(12.0)));
+    EXPECT_TRUE(same(Number(10'000'000'000'000'000), Value(1e16)));
+    EXPECT_FALSE(same(Number(12), Value(12.5)));
+    EXPECT_FALSE(same(Number(9007199254740993), Number(9007199254740992)));
+    EXPECT_TRUE(same(Number(12), Words("12")));
+    EXPECT_FALSE(same(Value(), Value()));
+    EXPECT_FALSE(same(Value(), Words("")));
+    EXPECT_FALSE(same(Number(0), Value()));
 }
 
 }  // namespace

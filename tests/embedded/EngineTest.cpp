@@ -71,8 +71,8 @@ TEST(Engine, DescribesColumnsAsTheServerWould) {
     EXPECT_EQ(fields[1].Precision * 100 + fields[1].NumericScale, 1804);
     EXPECT_EQ(fields[2].Type, DataType::VarChar);
     EXPECT_EQ(fields[2].DefinedSize, 30);
-    EXPECT_TRUE(fields[2].IgnoresCase);
-    EXPECT_FALSE(fields[3].IgnoresCase);
+    EXPECT_EQ(fields[2].Comparison, TextComparison::IgnoringCase);
+    EXPECT_EQ(fields[3].Comparison, TextComparison::Exact);
     EXPECT_EQ(fields[4].Type, DataType::DBTimeStamp);
     EXPECT_EQ(fields[5].Type, DataType::Boolean);
     EXPECT_EQ(fields[6].Value.Text(), "9007199254740993");

@@ -112,13 +112,9 @@ class InjectingConnection : public Connection {
         return plan_.Pass("is there a table", false,
                           [&] { return connection_->TableExists(table); });
     }
-    bool ColumnExists(std::string_view table, std::string_view column) override {
-        return plan_.Pass("is there a column", false,
-                          [&] { return connection_->ColumnExists(table, column); });
-    }
-    bool IsIndexed(std::string_view table) override {
-        return plan_.Pass("is there an index", false,
-                          [&] { return connection_->IsIndexed(table); });
+    std::optional<NamedTable> FindTable(std::string_view table) override {
+        return plan_.Pass("what is the table", false,
+                          [&] { return connection_->FindTable(table); });
     }
     TableDefinition DescribeTable(std::string_view table) override {
         return plan_.Pass("describe the table", false,

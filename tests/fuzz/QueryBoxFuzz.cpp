@@ -50,8 +50,7 @@ class CatalogueConnection : public Connection {
     void CommitTrans() override { Refuse(); }
     void RollbackTrans() override { Refuse(); }
     bool TableExists(std::string_view) override { Refuse(); }
-    bool ColumnExists(std::string_view, std::string_view) override { Refuse(); }
-    bool IsIndexed(std::string_view) override { Refuse(); }
+    std::optional<NamedTable> FindTable(std::string_view) override { Refuse(); }
     TableDefinition DescribeTable(std::string_view table) override {
         static const std::array kTables = {Described("item"), Described("odd one"),
                                            Described("loose"), Described("f")};

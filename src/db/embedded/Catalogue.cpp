@@ -76,7 +76,38 @@ std::string CollationOf(const SqliteDatabase& database, std::string_view table,
     return EqualsIgnoreCase(text, "binary") ? "" : text;
 }
 
+bool HasRow(const SqliteDatabase& database, std::string_view sql, std::string_view table) {
+    SqliteStatement statement(database.Handle(), sql, sql);
+    statement.Bind(1, Value(std::string(table)));
+    return statement.Step();
+}
+
 }  // namespace
+
+bool TableExists(const SqliteDatabase& database, std::string_view table) {
+    return HasRow(database,
+                  "SELECT 1 FROM sqlite_schema WHERE type IN ('table', 'view')"
+                  " AND name = ? COLLATE NOCASE",
+                  table);
+}
+
+std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_view table) {
+    if (!TableExists(database, table)) {
+        return std::nullopt;
+    }
+    NamedTable found;
+    SqliteStatement columns(database.Handle(), "SELECT name FROM pragma_table_info(?)", "");
+    columns.Bind(1, Value(std::string(table)));
+    while (columns.Step()) {
+        found.Columns.push_back(ColumnText(columns, 0));
+    }
+    // SQLite keeps an INTEGER PRIMARY KEY in the table itself, without a line in the index list.
+    found.Indexed = HasRow(database,
+                           "SELECT 1 FROM pragma_index_list(?1) UNION ALL"
+                           " SELECT 1 FROM pragma_table_info(?1) WHERE pk > 0",
+                           table);
+    return found;
+}
 
 TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table) {
     TableDefinition definition;

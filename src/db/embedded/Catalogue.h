@@ -9,6 +9,10 @@
 
 namespace morvane::embedded {
 
+// Tables and views, letter case ignored.
+bool TableExists(const SqliteDatabase& database, std::string_view table);
+std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_view table);
+
 // A table as its CREATE statement and the catalogue describe it. Throws DatabaseError for a table
 // that is not there.
 TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table);

@@ -103,9 +103,12 @@ class EmbeddedConnection : public Connection {
     void CommitTrans() override { Handle().Run("COMMIT"); }
     void RollbackTrans() override;
 
-    bool TableExists(std::string_view table) override;
-    bool ColumnExists(std::string_view table, std::string_view column) override;
-    bool IsIndexed(std::string_view table) override;
+    bool TableExists(std::string_view table) override {
+        return embedded::TableExists(Handle(), table);
+    }
+    std::optional<NamedTable> FindTable(std::string_view table) override {
+        return embedded::FindTable(Handle(), table);
+    }
 
     TableDefinition DescribeTable(std::string_view table) override {
         return embedded::DescribeTable(Handle(), table);
@@ -123,7 +126,6 @@ class EmbeddedConnection : public Connection {
     Translation TranslateHere(std::string_view sql);
     std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values);
     std::int64_t Alter(std::string_view sql);
-    bool HasRow(std::string_view sql, std::string_view first, std::string_view second = {});
 
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
     std::int64_t expectedRows_ = 0;  // that the next DELETE takes; 0 when nobody said
@@ -332,36 +334,6 @@ void EmbeddedConnection::RollbackTrans() {
     if (sqlite3_get_autocommit(Handle().Handle()) == 0) {
         database_->Run("ROLLBACK");
     }
-}
-
-bool EmbeddedConnection::HasRow(std::string_view sql, std::string_view first,
-                                std::string_view second) {
-    SqliteStatement statement(Handle().Handle(), sql, sql);
-    statement.Bind(1, Value(std::string(first)));
-    if (statement.ParameterCount() > 1) {
-        statement.Bind(2, Value(std::string(second)));
-    }
-    return statement.Step();
-}
-
-bool EmbeddedConnection::TableExists(std::string_view table) {
-    return HasRow(
-        "SELECT 1 FROM sqlite_schema WHERE type IN ('table', 'view')"
-        " AND name = ? COLLATE NOCASE",
-        table);
-}
-
-bool EmbeddedConnection::ColumnExists(std::string_view table, std::string_view column) {
-    return HasRow("SELECT 1 FROM pragma_table_info(?) WHERE name = ? COLLATE NOCASE", table,
-                  column);
-}
-
-bool EmbeddedConnection::IsIndexed(std::string_view table) {
-    // SQLite keeps an INTEGER PRIMARY KEY in the table itself, without a line in the index list.
-    return HasRow(
-        "SELECT 1 FROM pragma_index_list(?1) UNION ALL"
-        " SELECT 1 FROM pragma_table_info(?1) WHERE pk > 0",
-        table);
 }
 
 void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {

@@ -51,7 +51,8 @@ Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
     } else {
         field.Type = TypeOfValue(sqlite3_column_type(statement, column));
     }
-    field.IgnoresCase = IgnoresCase(database, statement, column);
+    field.Comparison = IgnoresCase(database, statement, column) ? TextComparison::IgnoringCase
+                                                                : TextComparison::Exact;
     return field;
 }
 

@@ -2,34 +2,146 @@
 
 #include <algorithm>
 #include <map>
-#include <string>
+#include <set>
 
 #include "core/DatabaseError.h"
 #include "core/Recordset.h"
 #include "core/Text.h"
 #include "db/odbc/OdbcRecordset.h"
-#include "db/odbc/OdbcStatement.h"
 
 namespace morvane::odbc {
 
 namespace {
 
+// "Invalid object name": a server older than the views, or another kind of server.
+constexpr int kNoSuchObject = 208;
+
+// An N'...' literal.
+std::string Literal(std::string_view text) {
+    std::string literal = "N'";
+    for (const char c : text) {
+        literal += c;
+        if (c == '\'') {
+            literal += c;
+        }
+    }
+    return literal + "'";
+}
+
+std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
+                                 const std::string& sql) {
+    OdbcStatement statement(session, sql);
+    statement.ExecuteDirectly();
+    OdbcRecordset rows(std::move(statement));
+    return BufferRecordset(rows);
+}
+
+// Everything about the columns of the tables and views of a name. The table that a statement would
+// mean by it comes first: OBJECT_ID looks where a statement looks. The type is the base type of an
+// alias type, and a type of the common language runtime its own. Columns that "select *" leaves out
+// are left out.
+std::string ColumnsQuery(std::string_view table) {
+    const std::string name = Literal(table);
+    return "SELECT o.object_id AS table_id, c.name AS column_name,"
+           " COALESCE(b.name, t.name) AS type_name, c.max_length, c.precision, c.scale,"
+           " c.is_nullable, c.collation_name, d.definition AS default_text, k.name AS key_name,"
+           " i.key_ordinal, CASE WHEN EXISTS (SELECT 1 FROM sys.indexes x WHERE"
+           " x.object_id = o.object_id AND x.type > 0) THEN 1 ELSE 0 END AS is_indexed"
+           " FROM sys.objects o"
+           " JOIN sys.columns c ON c.object_id = o.object_id"
+           " LEFT JOIN sys.types t ON t.user_type_id = c.user_type_id"
+           " LEFT JOIN sys.types b ON b.user_type_id = c.system_type_id"
+           " LEFT JOIN sys.default_constraints d ON d.object_id = c.default_object_id"
+           " LEFT JOIN sys.key_constraints k ON k.parent_object_id = o.object_id AND k.type = 'PK'"
+           " LEFT JOIN sys.index_columns i ON i.object_id = o.object_id AND"
+           " i.index_id = k.unique_index_id AND i.column_id = c.column_id"
+           " WHERE o.name = " +
+           name +
+           " AND o.type IN ('U', 'V')"
+           " AND COALESCE(COLUMNPROPERTY(o.object_id, c.name, 'IsHidden'), 0) = 0"
+           " ORDER BY CASE WHEN o.object_id = OBJECT_ID(QUOTENAME(RTRIM(" +
+           name + "))) THEN 0 ELSE 1 END, o.object_id, c.column_id";
+}
+
+std::int64_t IntegerOf(const Recordset& row, std::string_view column) {
+    const Value& value = row.ValueOf(column);
+    return value.IsNull() ? 0 : value.Integer();
+}
+
+bool EndsWithAny(std::string_view text, std::initializer_list<std::string_view> ends) {
+    return std::any_of(ends.begin(), ends.end(),
+                       [text](std::string_view end) { return text.ends_with(end); });
+}
+
+bool HasFraction(std::string_view type) {
+    return type == "datetime2" || type == "time" || type == "datetimeoffset";
+}
+
+ColumnDefinition ViewColumn(const Recordset& row) {
+    ColumnDefinition column;
+    column.Name = row.ValueOf("column_name").Text();
+    column.TypeName = ToLower(row.ValueOf("type_name").Text());
+    const std::string& type = column.TypeName;
+    const auto length = static_cast<int>(IntegerOf(row, "max_length"));  // in bytes
+    if (EndsWithAny(type, {"char", "binary"})) {
+        const bool wide = type == "nchar" || type == "nvarchar";
+        column.Length = length > 0 && wide ? length / 2 : length;
+    } else if (type == "decimal" || type == "numeric") {
+        column.Precision = static_cast<int>(IntegerOf(row, "precision"));
+        column.Scale = static_cast<int>(IntegerOf(row, "scale"));
+    } else if (HasFraction(type)) {
+        column.Precision = static_cast<int>(IntegerOf(row, "scale"));
+    }
+    column.Nullable = row.ValueOf("is_nullable").Flag();
+    column.Collation = row.ValueOf("collation_name").Text();
+    column.Default = row.ValueOf("default_text").Text();
+    return column;
+}
+
+NamedTable NamedFromView(Recordset& rows) {
+    NamedTable table;
+    for (; !rows.Eof(); rows.MoveNext()) {
+        table.Columns.push_back(rows.ValueOf("column_name").Text());
+        table.Indexed = table.Indexed || rows.ValueOf("is_indexed").Flag();
+    }
+    return table;
+}
+
+TableDefinition DefinitionFromView(Recordset& rows, std::string_view table) {
+    TableDefinition definition;
+    definition.Name = table;
+    const Value first = rows.ValueOf("table_id");
+    std::map<std::int64_t, std::string> keyColumns;
+    for (; !rows.Eof() && rows.ValueOf("table_id") == first; rows.MoveNext()) {
+        definition.Columns.push_back(ViewColumn(rows));
+        if (const std::int64_t position = IntegerOf(rows, "key_ordinal"); position > 0) {
+            keyColumns[position] = definition.Columns.back().Name;
+            definition.PrimaryKey = KeyDefinition{rows.ValueOf("key_name").Text(), {}};
+        }
+    }
+    for (const auto& [position, name] : keyColumns) {
+        definition.PrimaryKey->Columns.push_back(name);
+    }
+    return definition;
+}
+
 SQLSMALLINT Length(std::string_view text) {
     return static_cast<SQLSMALLINT>(text.size());
 }
 
+using SessionPtr = std::shared_ptr<OdbcSession>;
+
 // The rows of a catalogue function, whose columns have numbers (from 1) of the ODBC standard.
-template <typename Call>
-std::unique_ptr<Recordset> Rows(const OdbcHandle& connection, const char* function, Call&& call) {
-    OdbcHandle statement(SQL_HANDLE_STMT, connection);
-    SetQueryTimeout(statement);
-    Check(call(statement.Get()), statement, function);
-    OdbcRecordset rows(std::move(statement), function, true);
+template <typename Function>
+std::unique_ptr<Recordset> Rows(const SessionPtr& session, const char* name, Function&& function) {
+    OdbcStatement statement(session, name);
+    statement.Call([&] { return function(statement.Get()); });
+    OdbcRecordset rows(std::move(statement));
     return BufferRecordset(rows);
 }
 
-std::unique_ptr<Recordset> Columns(const OdbcHandle& connection, std::string_view table) {
-    return Rows(connection, "SQLColumns", [&](SQLHANDLE statement) {
+std::unique_ptr<Recordset> Columns(const SessionPtr& session, std::string_view table) {
+    return Rows(session, "SQLColumns", [&](SQLHANDLE statement) {
         return SQLColumns(statement, nullptr, 0, nullptr, 0, OdbcText(table), Length(table),
                           nullptr, 0);
     });
@@ -43,6 +155,7 @@ bool Names(const Recordset& row, std::size_t standardNumber, std::string_view na
     return EqualsIgnoreCase(TextAt(row, standardNumber), name);
 }
 
+constexpr std::size_t kSchemaName = 2;
 constexpr std::size_t kTableName = 3;
 constexpr std::size_t kColumnName = 4;
 
@@ -68,18 +181,21 @@ ColumnDefinition DescribeColumn(const Recordset& row) {
     } else if (type == "decimal" || type == "numeric") {
         column.Precision = static_cast<int>(size);
         column.Scale = static_cast<int>(digits);
-    } else if (type == "datetime2" || type == "time" || type == "datetimeoffset") {
-        column.Precision = static_cast<int>(digits);
+    } else if (HasFraction(type)) {
+        // Without an answer the longest fraction, of which nothing is lost.
+        constexpr int kMostDigits = 7;
+        const bool known = !row[kDecimalDigits - 1].IsNull();
+        column.Precision = known ? static_cast<int>(digits) : kMostDigits;
     }
     column.Nullable = row[kNullable - 1].IsNull() || row[kNullable - 1].Integer() != SQL_NO_NULLS;
     column.Default = TextAt(row, kDefault);
     return column;
 }
 
-std::optional<KeyDefinition> PrimaryKeyOf(const OdbcHandle& connection, std::string_view table) {
+std::optional<KeyDefinition> PrimaryKeyOf(const SessionPtr& session, std::string_view table) {
     constexpr std::size_t kSequence = 5;
     constexpr std::size_t kKeyName = 6;
-    const auto rows = Rows(connection, "SQLPrimaryKeys", [&](SQLHANDLE statement) {
+    const auto rows = Rows(session, "SQLPrimaryKeys", [&](SQLHANDLE statement) {
         return SQLPrimaryKeys(statement, nullptr, 0, nullptr, 0, OdbcText(table), Length(table));
     });
     std::map<std::int64_t, std::string> columns;
@@ -100,10 +216,13 @@ std::optional<KeyDefinition> PrimaryKeyOf(const OdbcHandle& connection, std::str
     return key;
 }
 
-}  // namespace
+// The schema whose table of that name is meant: dbo, unless the name stands only elsewhere.
+std::string ChooseSchema(const std::set<std::string>& schemas) {
+    return schemas.contains("dbo") || schemas.empty() ? "dbo" : *schemas.begin();
+}
 
-bool TableExists(const OdbcHandle& connection, std::string_view table) {
-    const auto rows = Rows(connection, "SQLTables", [&](SQLHANDLE statement) {
+bool FunctionsKnowTable(const SessionPtr& session, std::string_view table) {
+    const auto rows = Rows(session, "SQLTables", [&](SQLHANDLE statement) {
         return SQLTables(statement, nullptr, 0, nullptr, 0, OdbcText(table), Length(table), nullptr,
                          0);
     });
@@ -115,19 +234,9 @@ bool TableExists(const OdbcHandle& connection, std::string_view table) {
     return false;
 }
 
-bool ColumnExists(const OdbcHandle& connection, std::string_view table, std::string_view column) {
-    const auto rows = Columns(connection, table);
-    for (; !rows->Eof(); rows->MoveNext()) {
-        if (Names(*rows, kTableName, table) && Names(*rows, kColumnName, column)) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool IsIndexed(const OdbcHandle& connection, std::string_view table) {
+bool FunctionsKnowIndex(const SessionPtr& session, std::string_view table) {
     constexpr std::size_t kIndexName = 6;
-    const auto rows = Rows(connection, "SQLStatistics", [&](SQLHANDLE statement) {
+    const auto rows = Rows(session, "SQLStatistics", [&](SQLHANDLE statement) {
         return SQLStatistics(statement, nullptr, 0, nullptr, 0, OdbcText(table), Length(table),
                              SQL_INDEX_ALL, SQL_QUICK);
     });
@@ -140,19 +249,38 @@ bool IsIndexed(const OdbcHandle& connection, std::string_view table) {
     return false;
 }
 
-TableDefinition DescribeTable(const OdbcHandle& connection, std::string_view table) {
-    TableDefinition definition;
-    definition.Name = table;
-    const auto rows = Columns(connection, table);
+std::optional<NamedTable> NamedFromFunctions(const SessionPtr& session, std::string_view table) {
+    if (!FunctionsKnowTable(session, table)) {
+        return std::nullopt;
+    }
+    NamedTable found;
+    const auto rows = Columns(session, table);
     for (; !rows->Eof(); rows->MoveNext()) {
         if (Names(*rows, kTableName, table)) {
+            found.Columns.push_back(TextAt(*rows, kColumnName));
+        }
+    }
+    found.Indexed = FunctionsKnowIndex(session, table);
+    return found;
+}
+
+TableDefinition DefinitionFromFunctions(const SessionPtr& session, std::string_view table) {
+    TableDefinition definition;
+    definition.Name = table;
+    std::set<std::string> schemas;
+    for (const auto rows = Columns(session, table); !rows->Eof(); rows->MoveNext()) {
+        if (Names(*rows, kTableName, table)) {
+            schemas.insert(TextAt(*rows, kSchemaName));
+        }
+    }
+    const std::string schema = ChooseSchema(schemas);
+    for (const auto rows = Columns(session, table); !rows->Eof(); rows->MoveNext()) {
+        if (Names(*rows, kTableName, table) &&
+            (schemas.size() < 2 || TextAt(*rows, kSchemaName) == schema)) {
             definition.Columns.push_back(DescribeColumn(*rows));
         }
     }
-    if (definition.Columns.empty()) {
-        throw DatabaseError({"There is no table \"" + std::string(table) + "\"."});
-    }
-    definition.PrimaryKey = PrimaryKeyOf(connection, table);
+    definition.PrimaryKey = PrimaryKeyOf(session, table);
     if (definition.PrimaryKey) {
         for (ColumnDefinition& column : definition.Columns) {
             const auto& key = definition.PrimaryKey->Columns;
@@ -161,6 +289,58 @@ TableDefinition DescribeTable(const OdbcHandle& connection, std::string_view tab
             });
             column.Nullable = column.Nullable && !inKey;
         }
+    }
+    return definition;
+}
+
+}  // namespace
+
+OdbcCatalogue::OdbcCatalogue(std::shared_ptr<OdbcSession> session)
+    : session_(std::move(session)), hasViews_(session_->SpeaksTSql()) {}
+
+template <typename Ask>
+auto OdbcCatalogue::FromViews(Ask&& ask) -> std::optional<decltype(ask())> {
+    if (!hasViews_) {
+        return std::nullopt;
+    }
+    try {
+        return ask();
+    } catch (const DatabaseError& error) {
+        if (error.Code() != kNoSuchObject) {
+            throw;
+        }
+    }
+    hasViews_ = false;
+    return std::nullopt;
+}
+
+bool OdbcCatalogue::TableExists(std::string_view table) {
+    const auto known = FromViews([&] {
+        return !Query(session_, "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " +
+                                    Literal(table))
+                    ->Eof();
+    });
+    return known ? *known : FunctionsKnowTable(session_, table);
+}
+
+std::optional<NamedTable> OdbcCatalogue::FindTable(std::string_view table) {
+    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table)); });
+    if (!rows) {
+        return NamedFromFunctions(session_, table);
+    }
+    return (*rows)->Eof() ? std::nullopt : std::optional(NamedFromView(**rows));
+}
+
+TableDefinition OdbcCatalogue::DescribeTable(std::string_view table) {
+    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table)); });
+    TableDefinition definition;
+    if (!rows) {
+        definition = DefinitionFromFunctions(session_, table);
+    } else if (!(*rows)->Eof()) {
+        definition = DefinitionFromView(**rows, table);
+    }
+    if (definition.Columns.empty()) {
+        throw DatabaseError({"There is no table \"" + std::string(table) + "\"."});
     }
     return definition;
 }

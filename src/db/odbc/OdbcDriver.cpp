@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <limits>
 
 #include "core/DatabaseError.h"
 #include "core/Text.h"
@@ -120,29 +121,137 @@ ServerAddress ParseServer(const std::string& server) {
     return address;
 }
 
-std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
-    const ServerAddress address = ParseServer(login.Server);
-    // Without an explicit version the driver ignores the login time-out.
-    std::string text =
-        "Driver={" + driver.Name + "};TDS_Version=7.4;ClientCharset=UTF-8;Server=" + address.Host;
-    if (!address.Instance.empty() && address.Port.empty()) {
-        text += "\\" + address.Instance + ";";
-    } else {
-        text += ";Port=" + (address.Port.empty() ? "1433" : address.Port) + ";";
+// What a connection string says, each value as it is written there.
+class ConnectionText {
+  public:
+    // A user's option of the same meaning stands instead.
+    void Add(std::string_view keyword, std::string_view value) {
+        if (!HasOption(keyword)) {
+            own_ += std::string(keyword) + "=" + std::string(value) + ";";
+        }
     }
+    void AddOption(std::string_view keyword, std::string_view value) {
+        options_.push_back({std::string(keyword), std::string(value)});
+    }
+    bool HasOption(std::string_view keyword) const {
+        return std::any_of(options_.begin(), options_.end(), [&](const Option& option) {
+            return Meaning(option.Keyword) == Meaning(keyword);
+        });
+    }
+
+    const std::string& Own() const { return own_; }
+    std::string Options() const {
+        std::string text;
+        for (const Option& option : options_) {
+            text += option.Keyword + "=" + option.Value + ";";
+        }
+        return text;
+    }
+
+  private:
+    struct Option {
+        std::string Keyword;
+        std::string Value;
+    };
+
+    // Keywords that say the same.
+    static std::string Meaning(std::string_view keyword) {
+        const std::string name = ToLower(Trim(keyword));
+        if (name == "address" || name == "addr" || name == "servername") {
+            return "server";
+        }
+        if (name == "user" || name == "username") {
+            return "uid";
+        }
+        return name == "password" ? "pwd" : name;
+    }
+
+    std::string own_;
+    std::vector<Option> options_;
+};
+
+// Calls `take` with each keyword and its value as it is written; a value in braces may hold ";".
+template <typename Take>
+void ForEachOption(std::string_view options, Take&& take) {
+    while (!options.empty()) {
+        const std::size_t equals = options.find_first_of("=;");
+        std::size_t end = options.find(';');
+        if (equals != std::string_view::npos && options[equals] == '=' &&
+            options.substr(equals + 1, 1) == "{") {
+            std::size_t close = options.find('}', equals);
+            while (close != std::string_view::npos && options.substr(close + 1, 1) == "}") {
+                close = options.find('}', close + 2);
+            }
+            end = close == std::string_view::npos ? close : options.find(';', close);
+        }
+        const std::string_view option = options.substr(0, end);
+        if (equals < option.size()) {
+            take(Trim(option.substr(0, equals)), Trim(option.substr(equals + 1)));
+        }
+        options.remove_prefix(std::min(option.size() + 1, options.size()));
+    }
+}
+
+// Authentication= chooses the way of logging in, and the drivers refuse Trusted_Connection beside
+// it. A user name still says whose token is meant.
+template <typename Brace>
+void AddLogin(ConnectionText& text, const LoginDetails& login, Brace&& brace) {
+    const bool other = text.HasOption("Authentication");
     if (login.IntegratedSecurity) {
-        text += "Trusted_Connection=yes;";
+        if (!other) {
+            text.Add("Trusted_Connection", "yes");
+        }
     } else {
-        text += "UID=" + BracedPlain("user name", login.UserName) +
-                ";PWD=" + BracedPlain("password", login.Password) + ";";
+        text.Add("UID", brace("user name", login.UserName));
+        if (!other || !login.Password.empty()) {
+            text.Add("PWD", brace("password", login.Password));
+        }
     }
     if (!login.Database.empty()) {
-        text += "Database=" + BracedPlain("database name", login.Database) + ";";
+        text.Add("Database", brace("database name", login.Database));
     }
+}
+
+// FreeTDS has a keyword and words of its own for what Microsoft's drivers call Encrypt. Refused, it
+// still encrypts the login where the server can, as those do.
+std::string FreeTdsEncryption(std::string_view encrypt) {
+    for (const std::string_view refusal : {"no", "optional", "false", "0"}) {
+        if (EqualsIgnoreCase(encrypt, refusal)) {
+            return "request";
+        }
+    }
+    if (EqualsIgnoreCase(encrypt, "strict")) {
+        throw DatabaseError({"The FreeTDS driver cannot encrypt as Encrypt=strict asks."});
+    }
+    return "require";
+}
+
+std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
+    const ServerAddress address = ParseServer(login.Server);
+    ConnectionText text;
+    ForEachOption(login.ExtraOptions, [&](std::string_view keyword, std::string_view value) {
+        if (EqualsIgnoreCase(keyword, "Encrypt")) {
+            text.AddOption("Encryption", FreeTdsEncryption(value));
+        } else {
+            text.AddOption(keyword, value);
+        }
+    });
+    // Without an explicit version the driver ignores the login time-out.
+    text.Add("TDS_Version", "7.4");
+    text.Add("ClientCharset", "UTF-8");
+    if (!address.Instance.empty() && address.Port.empty()) {
+        text.Add("Server", address.Host + "\\" + address.Instance);
+    } else {
+        text.Add("Server", address.Host);
+        text.Add("Port", address.Port.empty() ? "1433" : address.Port);
+    }
+    text.Add("Encryption", "require");
+    AddLogin(text, login, BracedPlain);
     if (login.QueryTimeout > 0) {
-        text += "Timeout=" + std::to_string(login.QueryTimeout) + ";";
+        text.Add("Timeout", std::to_string(login.QueryTimeout));
     }
-    return text;
+    // The driver takes the last of two equal keywords.
+    return "Driver={" + driver.Name + "};" + text.Own() + text.Options();
 }
 
 std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login) {
@@ -150,25 +259,26 @@ std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login)
     std::string server = address.Host;
     server += address.Instance.empty() ? "" : "\\" + address.Instance;
     server += address.Port.empty() ? "" : "," + address.Port;
-    std::string text = "Driver={" + driver.Name + "};Server=" + BracedDoubling(server) + ";";
-    text += driver.Family == DriverFamily::Microsoft ? "Encrypt=yes;" : "";
-    if (login.IntegratedSecurity) {
-        text += "Trusted_Connection=yes;";
-    } else {
-        text += "UID=" + BracedDoubling(login.UserName) + ";PWD=" + BracedDoubling(login.Password) +
-                ";";
+    ConnectionText text;
+    ForEachOption(login.ExtraOptions, [&](std::string_view keyword, std::string_view value) {
+        text.AddOption(keyword, value);
+    });
+    text.Add("Server", BracedDoubling(server));
+    if (driver.Family == DriverFamily::Microsoft) {
+        text.Add("Encrypt", "yes");
     }
-    if (!login.Database.empty()) {
-        text += "Database=" + BracedDoubling(login.Database) + ";";
-    }
-    return text;
+    AddLogin(text, login,
+             [](std::string_view, std::string_view value) { return BracedDoubling(value); });
+    // These drivers take the first of two equal keywords.
+    return "Driver={" + driver.Name + "};" + text.Options() + text.Own();
 }
 
 std::string SqliteString(const OdbcDriver& driver, const LoginDetails& login) {
     const std::string file = login.Database.empty()
                                  ? ":memory:"
                                  : login.Server + kPathSeparator + login.Database + ".db";
-    return "Driver={" + driver.Name + "};Database=" + file + ";FKSupport=0;NoWCHAR=1;";
+    return "Driver={" + driver.Name + "};Database=" + file + ";FKSupport=0;NoWCHAR=1;" +
+           login.ExtraOptions;
 }
 
 }  // namespace
@@ -226,8 +336,11 @@ std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& 
             text = SqliteString(driver, login);
             break;
     }
-    text += login.ExtraOptions;
-    return text.back() == ';' ? text : text + ";";
+    if (text.size() > static_cast<std::size_t>(std::numeric_limits<SQLSMALLINT>::max())) {
+        throw DatabaseError(
+            {"The connection string, with MORVANE_ODBC_OPTIONS, is longer than ODBC can pass."});
+    }
+    return text;
 }
 
 }  // namespace morvane::odbc

@@ -25,8 +25,9 @@ struct LoginDetails {
     bool IntegratedSecurity = false;
     std::string UserName;
     std::string Password;
-    std::string Database;      // empty for the login's default one
-    std::string ExtraOptions;  // appended as they are
+    std::string Database;  // empty for the login's default one
+    // "Keyword=value;..." of the user's own, which take the place of ours.
+    std::string ExtraOptions;
     // Seconds for the requests that are no statements, such as a commit; 0 for no limit. Only
     // FreeTDS has a keyword for it.
     int QueryTimeout = 0;
@@ -40,8 +41,9 @@ OdbcDriver PickDriver(const std::vector<std::string>& installed,
 // The names of the drivers that the driver manager knows.
 std::vector<std::string> InstalledDrivers();
 
-// Every value is braced or checked, so that none can add a keyword. Throws DatabaseError for a
-// server's name that cannot be one, and for a value that the driver has no way to write.
+// Every value is braced or checked, so that none can add a keyword. Both families encrypt unless
+// the extra options refuse it. Throws DatabaseError for a server's name that cannot be one, for a
+// value that the driver has no way to write, and for a string longer than ODBC can pass.
 std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& login);
 
 }  // namespace morvane::odbc

@@ -11,7 +11,7 @@ namespace morvane::odbc {
 
 namespace {
 
-// "[FreeTDS][SQL Server]Login failed" says who speaks before what is said.
+// "[FreeTDS][SQL Server]Login failed" names the vendor and the driver before the message.
 std::string_view WithoutSpeakers(std::string_view message) {
     while (!message.empty() && message[0] == '[') {
         const std::size_t end = message.find(']');
@@ -49,8 +49,8 @@ OdbcHandle::~OdbcHandle() {
     }
 }
 
-std::vector<std::string> ReadDiagnostics(const OdbcHandle& handle) {
-    std::vector<std::string> descriptions;
+Diagnostics ReadDiagnostics(const OdbcHandle& handle) {
+    Diagnostics diagnostics;
     for (SQLSMALLINT record = 1;; ++record) {
         std::array<SQLCHAR, 6> state{};
         SQLINTEGER native = 0;
@@ -59,21 +59,27 @@ std::vector<std::string> ReadDiagnostics(const OdbcHandle& handle) {
         const SQLRETURN result = SQLGetDiagRec(handle.Type(), handle.Get(), record, state.data(),
                                                &native, message.data(), message.size(), &length);
         if (!SQL_SUCCEEDED(result)) {
-            return descriptions;
+            return diagnostics;
         }
         const auto* text = reinterpret_cast<const char*>(message.data());
         const auto* stateText = reinterpret_cast<const char*>(state.data());
-        descriptions.push_back(
+        diagnostics.Descriptions.push_back(
             fmt::format("{} ({}, {})", WithoutSpeakers(text), stateText, native));
+        diagnostics.Code = diagnostics.Code == 0 ? native : diagnostics.Code;
     }
 }
 
-void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement) {
-    std::vector<std::string> descriptions = ReadDiagnostics(handle);
+void ThrowDescriptions(std::vector<std::string> descriptions, std::string_view statement,
+                       int code) {
     if (descriptions.empty()) {
         descriptions = {"The server does not answer any more, and the driver gives no reason."};
     }
-    throw DatabaseError(std::move(descriptions), std::string(statement));
+    throw DatabaseError(std::move(descriptions), std::string(statement), code);
+}
+
+void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement) {
+    Diagnostics diagnostics = ReadDiagnostics(handle);
+    ThrowDescriptions(std::move(diagnostics.Descriptions), statement, diagnostics.Code);
 }
 
 void Check(SQLRETURN result, const OdbcHandle& handle, std::string_view statement) {

@@ -29,6 +29,8 @@ class OdbcHandle {
 
     SQLHANDLE Get() const { return handle_; }
     SQLSMALLINT Type() const { return type_; }
+    // Forgets a handle that the end of its parent has freed.
+    void Release() { handle_ = SQL_NULL_HANDLE; }
 
   private:
     void Swap(OdbcHandle& other) noexcept {
@@ -43,9 +45,15 @@ class OdbcHandle {
 // Every diagnostic record of a handle, in order: the server's words without the "[driver]" parts
 // before them, and the SQLSTATE and native code after them. To be read before any other call on
 // the handle.
-std::vector<std::string> ReadDiagnostics(const OdbcHandle& handle);
+struct Diagnostics {
+    std::vector<std::string> Descriptions;
+    int Code = 0;  // the first native one that is not 0
+};
+Diagnostics ReadDiagnostics(const OdbcHandle& handle);
 
-// Throws them as a DatabaseError; a driver without a word still makes an error.
+// Throws even when the driver returned no diagnostics.
+[[noreturn]] void ThrowDescriptions(std::vector<std::string> descriptions,
+                                    std::string_view statement, int code);
 [[noreturn]] void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement);
 
 // Throws unless the call succeeded; "no data" is a success.

@@ -12,13 +12,12 @@ namespace {
 
 constexpr std::size_t kFirstBuffer = 8192;
 
-SQLLEN NumberAttribute(const OdbcHandle& statement, SQLUSMALLINT column, SQLUSMALLINT attribute) {
-    SQLLEN number = 0;
-    SQLColAttribute(statement.Get(), column, attribute, nullptr, 0, nullptr, &number);
-    return number;
-}
+// What a driver may leave free at the end of a piece that it cuts between characters, with room to
+// spare, and a byte that no UTF-8 text holds.
+constexpr std::size_t kMostLeftFree = 16;
+constexpr char kUntouched = '\xFF';
 
-std::string TypeName(const OdbcHandle& statement, SQLUSMALLINT column) {
+std::string TypeName(const OdbcStatement& statement, SQLUSMALLINT column) {
     std::array<SQLCHAR, 128> name{};
     SQLColAttribute(statement.Get(), column, SQL_DESC_TYPE_NAME, name.data(), name.size(), nullptr,
                     nullptr);
@@ -33,19 +32,27 @@ std::string HexText(const std::string& bytes) {
     return text;
 }
 
+// Microsoft's driver writes ".5", as the server's own tools do.
+void AddLeadingZero(std::string& number) {
+    const std::size_t point = number.starts_with('-') ? 1 : 0;
+    if (number.substr(point, 1) == ".") {
+        number.insert(point, 1, '0');
+    }
+}
+
 }  // namespace
 
-OdbcRecordset::OdbcRecordset(OdbcHandle statement, std::string sql, bool blanksCount)
-    : statement_(std::move(statement)), sql_(std::move(sql)), buffer_(kFirstBuffer, '\0') {
-    DescribeColumns(blanksCount);
+OdbcRecordset::OdbcRecordset(OdbcStatement statement)
+    : statement_(std::move(statement)), buffer_(kFirstBuffer, '\0') {
+    DescribeColumns();
     Fetch();
 }
 
-void OdbcRecordset::DescribeColumns(bool blanksCount) {
+void OdbcRecordset::DescribeColumns() {
     SQLSMALLINT count = 0;
-    Check(SQLNumResultCols(statement_.Get(), &count), statement_, sql_);
+    statement_.Call([&] { return SQLNumResultCols(statement_.Get(), &count); });
     if (count == 0) {
-        throw DatabaseError({"The statement returns no rows to open."}, sql_);
+        throw DatabaseError({"The statement returns no rows to open."}, statement_.Sql());
     }
     for (SQLSMALLINT i = 1; i <= count; ++i) {
         const auto position = static_cast<SQLUSMALLINT>(i);
@@ -53,9 +60,10 @@ void OdbcRecordset::DescribeColumns(bool blanksCount) {
         SQLSMALLINT type = 0;
         SQLULEN size = 0;
         SQLSMALLINT digits = 0;
-        Check(SQLDescribeCol(statement_.Get(), position, name.data(), name.size(), nullptr, &type,
-                             &size, &digits, nullptr),
-              statement_, sql_);
+        statement_.Call([&] {
+            return SQLDescribeCol(statement_.Get(), position, name.data(), name.size(), nullptr,
+                                  &type, &size, &digits, nullptr);
+        });
         Field field;
         field.Name = reinterpret_cast<const char*>(name.data());
         field.Type = DataTypeOf(type, TypeName(statement_, position));
@@ -63,9 +71,10 @@ void OdbcRecordset::DescribeColumns(bool blanksCount) {
         field.DefinedSize = static_cast<int>(size);
         field.Precision = number ? static_cast<int>(size) : 0;
         field.NumericScale = number ? digits : 0;
-        field.IgnoresCase =
-            NumberAttribute(statement_, position, SQL_DESC_CASE_SENSITIVE) == SQL_FALSE;
-        field.IgnoresTrailingBlanks = !blanksCount;
+        // SQLite compares the bytes; a server compares as the column's collation says, of which a
+        // driver knows nothing that could be relied upon.
+        field.Comparison =
+            statement_.Session().SpeaksTSql() ? TextComparison::ByCollation : TextComparison::Exact;
         fields_.push_back(std::move(field));
     }
 }
@@ -75,60 +84,67 @@ void OdbcRecordset::MoveNext() {
 }
 
 void OdbcRecordset::Fetch() {
-    const SQLRETURN result = SQLFetch(statement_.Get());
-    if (result == SQL_NO_DATA) {
+    if (statement_.Call([&] { return SQLFetch(statement_.Get()); }) == SQL_NO_DATA) {
         eof_ = true;
         SQLFreeStmt(statement_.Get(), SQL_CLOSE);
         return;
     }
-    Check(result, statement_, sql_);
     // In ascending order, as drivers demand.
     for (std::size_t column = 0; column < fields_.size(); ++column) {
         FetchValue(column);
     }
 }
 
+// False for NULL.
+template <typename Number>
+bool OdbcRecordset::FetchNumber(SQLUSMALLINT position, SQLSMALLINT type, Number& number) {
+    SQLLEN indicator = 0;
+    statement_.Call([&] {
+        return SQLGetData(statement_.Get(), position, type, &number, sizeof(number), &indicator);
+    });
+    return indicator != SQL_NULL_DATA;
+}
+
 void OdbcRecordset::FetchValue(std::size_t column) {
     const auto position = static_cast<SQLUSMALLINT>(column + 1);
+    const Field& field = fields_[column];
     Value& value = fields_[column].Value;
-    SQLLEN indicator = 0;
-    switch (FetchKind(fields_[column].Type)) {
-        case FetchAs::Integer: {
-            SQLBIGINT number = 0;
-            Check(SQLGetData(statement_.Get(), position, SQL_C_SBIGINT, &number, sizeof(number),
-                             &indicator),
-                  statement_, sql_);
-            value.SetInteger(number);
+    switch (FetchKind(field.Type)) {
+        case FetchAs::Integer:
+            if (SQLBIGINT number = 0; FetchNumber(position, SQL_C_SBIGINT, number)) {
+                value.SetInteger(number);
+            } else {
+                value.SetNull();
+            }
             break;
-        }
-        case FetchAs::Real: {
-            SQLDOUBLE number = 0;
-            Check(SQLGetData(statement_.Get(), position, SQL_C_DOUBLE, &number, sizeof(number),
-                             &indicator),
-                  statement_, sql_);
-            value.SetDouble(number);
+        case FetchAs::Real:
+            if (SQLDOUBLE number = 0; FetchNumber(position, SQL_C_DOUBLE, number)) {
+                value.SetDouble(number);
+            } else {
+                value.SetNull();
+            }
             break;
-        }
-        case FetchAs::Single: {
-            SQLREAL number = 0;
-            Check(SQLGetData(statement_.Get(), position, SQL_C_FLOAT, &number, sizeof(number),
-                             &indicator),
-                  statement_, sql_);
-            value.SetText(fmt::format("{}", number));  // the digits that a single has
+        case FetchAs::Single:
+            if (SQLREAL number = 0; FetchNumber(position, SQL_C_FLOAT, number)) {
+                value.SetText(fmt::format("{}", number));  // the digits that a single has
+            } else {
+                value.SetNull();
+            }
             break;
-        }
         case FetchAs::Binary:
             FetchText(position, SQL_C_BINARY, value);
             if (!value.IsNull()) {
                 value.SetText(HexText(value.Text()));
             }
-            return;
+            break;
         case FetchAs::Text:
             FetchText(position, SQL_C_CHAR, value);
-            return;
-    }
-    if (indicator == SQL_NULL_DATA) {
-        value.SetNull();
+            if (!value.IsNull() && field.Precision > 0) {
+                std::string number = value.Text();
+                AddLeadingZero(number);
+                value.SetText(number);
+            }
+            break;
     }
 }
 
@@ -137,28 +153,40 @@ void OdbcRecordset::FetchText(SQLUSMALLINT position, SQLSMALLINT type, Value& va
     const std::size_t terminator = type == SQL_C_CHAR ? 1 : 0;
     std::size_t length = 0;
     while (true) {
+        std::fill(buffer_.end() - static_cast<std::ptrdiff_t>(kMostLeftFree), buffer_.end(),
+                  kUntouched);
         SQLLEN indicator = 0;
         const std::size_t room = buffer_.size() - length;
-        const SQLRETURN result =
-            SQLGetData(statement_.Get(), position, type, buffer_.data() + length,
-                       static_cast<SQLLEN>(room), &indicator);
+        const SQLRETURN result = statement_.Call([&] {
+            return SQLGetData(statement_.Get(), position, type, buffer_.data() + length,
+                              static_cast<SQLLEN>(room), &indicator);
+        });
         if (result == SQL_NO_DATA) {
             break;
         }
-        Check(result, statement_, sql_);
         if (indicator == SQL_NULL_DATA) {
             value.SetNull();
             return;
         }
         const bool known = indicator != SQL_NO_TOTAL;
         const bool fits = known && static_cast<std::size_t>(indicator) + terminator <= room;
-        length += fits ? static_cast<std::size_t>(indicator) : room - terminator;
+        length += fits ? static_cast<std::size_t>(indicator) : PieceLength(length, terminator);
         if (fits) {
             break;
         }
         buffer_.resize(buffer_.size() * 2);
     }
     value.SetText(std::string_view(buffer_).substr(0, length));
+}
+
+// How much of the buffer, from `start` on, a piece has filled that was cut. Drivers that cut
+// between characters leave up to three bytes behind the zero as they were.
+std::size_t OdbcRecordset::PieceLength(std::size_t start, std::size_t terminator) const {
+    if (terminator == 0) {
+        return buffer_.size() - start;
+    }
+    const std::size_t zero = buffer_.find_last_not_of(kUntouched);
+    return zero - start;
 }
 
 }  // namespace morvane::odbc

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "core/Recordset.h"
-#include "db/odbc/OdbcHandle.h"
+#include "db/odbc/OdbcStatement.h"
 #include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
@@ -14,20 +14,26 @@ namespace morvane::odbc {
 // the recordset lives, its connection can carry no other open result.
 class OdbcRecordset : public Recordset {
   public:
-    OdbcRecordset(OdbcHandle statement, std::string sql, bool blanksCount);
+    explicit OdbcRecordset(OdbcStatement statement);
+
+    // The statement, to be executed again. Only at the end of the rows; the recordset is empty
+    // then.
+    OdbcStatement TakeStatement() { return std::move(statement_); }
 
     bool Eof() const override { return eof_; }
     void MoveNext() override;
     const std::vector<Field>& Fields() const override { return fields_; }
 
   private:
-    void DescribeColumns(bool blanksCount);
+    void DescribeColumns();
+    template <typename Number>
+    bool FetchNumber(SQLUSMALLINT position, SQLSMALLINT type, Number& number);
     void Fetch();
     void FetchValue(std::size_t column);
     void FetchText(SQLUSMALLINT position, SQLSMALLINT type, Value& value);
+    std::size_t PieceLength(std::size_t start, std::size_t terminator) const;
 
-    OdbcHandle statement_;
-    std::string sql_;
+    OdbcStatement statement_;
     std::vector<Field> fields_;
     std::string buffer_;
     bool eof_ = false;

@@ -1,79 +1,93 @@
 #include "db/odbc/OdbcStatement.h"
 
-#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/DatabaseError.h"
-#include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
 
 namespace {
 
-// What a driver wants as the size of a text that may be empty.
-SQLULEN ColumnSize(const std::string& text, int declared) {
-    return std::max<SQLULEN>({1, text.size(), static_cast<SQLULEN>(std::max(declared, 0))});
+// The default one unless `own` has a value; 0 waits for as long as it takes.
+void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
+    const int byDefault = DefaultQueryTimeout();
+    const int seconds = own.value_or(byDefault);
+    // Not every driver knows the attribute, and without it none has a time-out.
+    if (seconds > 0 || byDefault > 0) {
+        SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT,
+                       reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0);
+    }
 }
 
 }  // namespace
 
-void BoundParameters::Bind(const OdbcHandle& statement, const std::vector<Parameter>& parameters,
-                           std::string_view sql) {
-    cells_.resize(parameters.size());
-    SQLFreeStmt(statement.Get(), SQL_RESET_PARAMS);
-    for (std::size_t i = 0; i < parameters.size(); ++i) {
-        const Parameter& parameter = parameters[i];
-        Cell& cell = cells_[i];
-        SQLSMALLINT cType = SQL_C_CHAR;
-        SQLSMALLINT sqlType = ParameterType(parameter.Type);
-        SQLPOINTER data = nullptr;
-        SQLULEN size = 0;
-        const auto& value = parameter.Value.Data();
-        if (const auto* integer = std::get_if<std::int64_t>(&value)) {
-            cell.Integer = *integer;
-            cell.Indicator = 0;
-            cType = SQL_C_SBIGINT;
-            sqlType = SQL_BIGINT;
-            data = &cell.Integer;
-        } else if (const auto* real = std::get_if<double>(&value)) {
-            cell.Real = *real;
-            cell.Indicator = 0;
-            cType = SQL_C_DOUBLE;
-            sqlType = SQL_DOUBLE;
-            data = &cell.Real;
-        } else {
-            cell.Text = parameter.Value.Text();
-            cell.Indicator =
-                parameter.Value.IsNull() ? SQL_NULL_DATA : static_cast<SQLLEN>(cell.Text.size());
-            // A number that came as text is converted by the server, without loss.
-            sqlType = sqlType == SQL_WVARCHAR ? SQL_WVARCHAR : SQL_VARCHAR;
-            data = cell.Text.data();
-            size = ColumnSize(cell.Text, parameter.Size);
-        }
-        Check(SQLBindParameter(statement.Get(), static_cast<SQLUSMALLINT>(i + 1), SQL_PARAM_INPUT,
-                               cType, sqlType, size, 0, data, static_cast<SQLLEN>(cell.Text.size()),
-                               &cell.Indicator),
-              statement, sql);
-    }
+OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, std::string sql,
+                             std::optional<int> timeoutSeconds)
+    : session_(std::move(session)), sql_(std::move(sql)) {
+    session_->RequireUsable(sql_);
+    handle_ = OdbcHandle(SQL_HANDLE_STMT, session_->Connection());
+    SetQueryTimeout(handle_, timeoutSeconds);
 }
 
-std::int64_t FinishStatement(const OdbcHandle& statement, SQLRETURN executed,
-                             std::string_view sql) {
-    Check(executed, statement, sql);
+OdbcStatement& OdbcStatement::operator=(OdbcStatement&& other) noexcept {
+    Free();
+    session_ = std::move(other.session_);
+    sql_ = std::move(other.sql_);
+    handle_ = std::move(other.handle_);
+    return *this;
+}
+
+void OdbcStatement::Free() {
+    if (session_ == nullptr) {
+        return;
+    }
+    if (session_->IsOpen()) {
+        handle_ = OdbcHandle();
+    } else {
+        handle_.Release();
+    }
+    session_.reset();
+}
+
+void OdbcStatement::Prepare() {
+    Call([&] { return SQLPrepare(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size())); });
+}
+
+SQLRETURN OdbcStatement::ExecuteDirectly() {
+    return Call(
+        [&] { return SQLExecDirect(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size())); });
+}
+
+SQLRETURN OdbcStatement::ExecutePrepared() {
+    return Call([&] { return SQLExecute(Get()); });
+}
+
+std::int64_t OdbcStatement::Finish() {
     std::int64_t affected = -1;
-    SQLRETURN result = executed;
     do {
+        SQLSMALLINT columns = 0;
         SQLLEN count = -1;
-        if (SQL_SUCCEEDED(SQLRowCount(statement.Get(), &count)) && affected < 0) {
+        // The rows that a trigger selects are no count.
+        if (SQL_SUCCEEDED(SQLNumResultCols(Get(), &columns)) && columns == 0 &&
+            SQL_SUCCEEDED(SQLRowCount(Get(), &count)) && count >= 0) {
             affected = count;
         }
-        result = SQLMoreResults(statement.Get());
-        Check(result, statement, sql);
-    } while (result != SQL_NO_DATA);
-    SQLFreeStmt(statement.Get(), SQL_CLOSE);
+    } while (Call([&] { return SQLMoreResults(Get()); }) != SQL_NO_DATA);
+    SQLFreeStmt(Get(), SQL_CLOSE);
     return affected;
+}
+
+std::string OdbcStatement::FetchSingleText() const {
+    if (Call([&] { return SQLFetch(Get()); }) == SQL_NO_DATA) {
+        return {};
+    }
+    std::array<SQLCHAR, 16384> text{};
+    SQLLEN indicator = SQL_NULL_DATA;
+    Call([&] { return SQLGetData(Get(), 1, SQL_C_CHAR, text.data(), text.size(), &indicator); });
+    return indicator == SQL_NULL_DATA ? "" : reinterpret_cast<const char*>(text.data());
 }
 
 int DefaultQueryTimeout() {
@@ -89,24 +103,6 @@ int DefaultQueryTimeout() {
                              "\", which is no number of seconds."});
     }
     return seconds;
-}
-
-void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
-    const int byDefault = DefaultQueryTimeout();
-    const int seconds = own.value_or(byDefault);
-    // Not every driver knows the attribute, and without it none has a time-out.
-    if (seconds > 0 || byDefault > 0) {
-        SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT,
-                       reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0);
-    }
-}
-
-std::string CallText(std::string_view procedure, std::size_t parameters) {
-    std::string text = "{call " + std::string(procedure) + "(";
-    for (std::size_t i = 0; i < parameters; ++i) {
-        text += i == 0 ? "?" : ", ?";
-    }
-    return text + ")}";
 }
 
 }  // namespace morvane::odbc

@@ -1,48 +1,59 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
-#include "core/Connection.h"
-#include "db/odbc/OdbcHandle.h"
+#include "db/odbc/OdbcSession.h"
 
 namespace morvane::odbc {
 
-// The parameters of one execution, in memory that stays where it is until the statement has run.
-class BoundParameters {
+// A statement of a session. It may outlive the session, whose end has then freed it.
+class OdbcStatement {
   public:
-    // Binds them by position. Throws DatabaseError.
-    void Bind(const OdbcHandle& statement, const std::vector<Parameter>& parameters,
-              std::string_view sql);
+    OdbcStatement() = default;
+    // With the default time-out unless `timeoutSeconds` has a value. Throws DatabaseError.
+    OdbcStatement(std::shared_ptr<OdbcSession> session, std::string sql,
+                  std::optional<int> timeoutSeconds = {});
+    OdbcStatement(OdbcStatement&&) noexcept = default;
+    OdbcStatement& operator=(OdbcStatement&& other) noexcept;
+    ~OdbcStatement() { Free(); }
+
+    SQLHANDLE Get() const { return handle_.Get(); }
+    const OdbcHandle& Handle() const { return handle_; }
+    const std::string& Sql() const { return sql_; }
+    OdbcSession& Session() const { return *session_; }
+
+    template <typename Function>
+    SQLRETURN Call(Function&& function) const {
+        session_->RequireUsable(sql_);
+        return session_->Call(handle_, sql_, function);
+    }
+
+    void Prepare();
+    // SQLExecDirect, and SQLExecute after Prepare(); what they return.
+    SQLRETURN ExecuteDirectly();
+    SQLRETURN ExecutePrepared();
+    // Reads what was returned to its end, so that the connection is free and an error in a later
+    // result is not missed. Returns the last count, which is the statement's own: those of its
+    // triggers come before it. -1 where the server counts none.
+    std::int64_t Finish();
+    // The first row's first column as text; empty for NULL and when there is no row.
+    std::string FetchSingleText() const;
 
   private:
-    struct Cell {
-        std::string Text;
-        SQLBIGINT Integer = 0;
-        SQLDOUBLE Real = 0;
-        SQLLEN Indicator = 0;
-    };
+    void Free();
 
-    std::deque<Cell> cells_;
+    std::shared_ptr<OdbcSession> session_;
+    std::string sql_;
+    OdbcHandle handle_;
 };
-
-// Reads what a statement returned to its end, so that the connection is free and an error in a
-// later result is not missed. Returns the rows affected, -1 where the server counts none.
-std::int64_t FinishStatement(const OdbcHandle& statement, SQLRETURN executed, std::string_view sql);
 
 // The seconds that the environment variable MORVANE_QUERY_TIMEOUT gives to every statement without
 // a time-out of its own; 0, which waits for as long as it takes, when it is not set. Throws
 // DatabaseError for what is no such number.
 int DefaultQueryTimeout();
-
-// The default one unless `own` has a value; 0 waits for as long as it takes.
-void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own = {});
-
-// "{call name(?, ?)}"
-std::string CallText(std::string_view procedure, std::size_t parameters);
 
 }  // namespace morvane::odbc
