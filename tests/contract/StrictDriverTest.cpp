@@ -41,7 +41,7 @@ class MicrosoftDriver : public ::testing::Test {
     std::unique_ptr<Connection> Connect(const std::string& user = "u",
                                         const std::string& password = "p") {
         auto connection = CreateConnection("host");
-        connection->SetProperty("Data Source", "host");
+        connection->SetProperty("Data Source", "tcp:host, 1433");
         connection->SetProperty("User ID", user);
         connection->SetProperty("Password", password);
         connection->SetProperty("Integrated Security", user.empty() ? "SSPI" : "");
@@ -112,6 +112,7 @@ TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInPlaceOfOurs) {
                 seen[keyword] = driver_.Login[keyword];
             }
         }
+        EXPECT_EQ(driver_.Login["Server"], "host,1433");
         EXPECT_EQ(seen, expected) << options << ", user " << user;
     }
 }
@@ -238,8 +239,9 @@ TEST_F(MicrosoftDriver, KeepsParametersBoundBetweenExecutions) {
     EXPECT_EQ(driver_.Binds, 3);
     EXPECT_EQ(driver_.Unbinds, 0);
     // From here on a driver may need other bindings; the values must arrive all the same.
-    for (const std::string& text : {std::string(20, 'y'), std::string("ü"), Repeated(6000, "€"),
-                                    std::string("z"), std::string(9000, 'z')}) {
+    for (const std::string& text :
+         {std::string(20, 'y'), std::string("ü"), Repeated(6000, "€"), std::string("z"),
+          std::string(9000, 'z'), std::string(20000, 'z')}) {
         execute(Value(text), 3);
         execute(Value(), 4);
     }
