@@ -42,7 +42,8 @@ struct BoundParameter {
 };
 
 struct DriverStatement : Handle {
-    const StrictResult& Result() const { return Results[Current]; }
+    // Before the execution and after the last result there is none.
+    StrictResult Result() const { return Results.empty() ? StrictResult() : Results[Current]; }
     void Close() { Results.clear(); }
 
     std::string Sql;
@@ -137,10 +138,10 @@ LoginKeywords ParseLogin(std::string_view text) {
                 }
                 value += text[0];
             }
+        } else {
+            value = text.substr(0, text.find(';'));
         }
-        const std::size_t end = std::min(text.find(';'), text.size());
-        value += value.empty() && !text.starts_with('}') ? text.substr(0, end) : "";
-        text.remove_prefix(end);
+        text.remove_prefix(std::min(text.find(';'), text.size()));
         login.emplace(keyword, value);
     }
 }
@@ -195,7 +196,7 @@ SQLRETURN Enter(DriverStatement& statement, std::size_t number) {
     }
     statement.Current = number;
     statement.RowsFetched = 0;
-    const StrictResult& result = statement.Result();
+    const StrictResult result = statement.Result();
     return result.Error.empty() ? SQL_SUCCESS : Report(statement, "42000", result.Error, 50000);
 }
 
@@ -440,7 +441,7 @@ SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
 }
 
 SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
-    const StrictResult& result = Begin<DriverStatement>(handle).Result();
+    const StrictResult result = Begin<DriverStatement>(handle).Result();
     // A driver may know how many rows a query returns; they are none that it affected.
     *count = result.ColumnType == 0 ? result.Count : static_cast<SQLLEN>(result.Rows.size());
     return SQL_SUCCESS;
@@ -486,7 +487,7 @@ SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
 SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT type, SQLPOINTER buffer,
                              SQLLEN room, SQLLEN* indicator) {
     auto& statement = Begin<DriverStatement>(handle);
-    const auto& value = statement.Result().Rows[statement.RowsFetched - 1];
+    const auto value = statement.Result().Rows[statement.RowsFetched - 1];
     if (!value) {
         *indicator = SQL_NULL_DATA;
         return SQL_SUCCESS;
