@@ -109,13 +109,6 @@ TEST_P(LoginScript, IsDescribedInTime) {
     ExpectDescribed(Connect(listener.Server()), listener.Server());
 }
 
-TEST_F(LoginFault, AServerNameCannotAddAKeyword) {
-    const std::string server = "127.0.0.1;UID=sa;PWD=x";
-    const Attempt attempt = Connect(server);
-    ExpectDescribed(attempt, server);
-    EXPECT_TRUE(Says(attempt.Error, "is not the name of a server")) << attempt.Error;
-}
-
 TEST_F(LoginFault, ADriverThatIsNotInstalledIsNamed) {
     const ScopedVariable driver("MORVANE_ODBC_DRIVER", "No Such Driver");
     const Attempt attempt = Connect("127.0.0.1");
@@ -243,22 +236,6 @@ TEST_F(LiveLogin, ATableWithoutRightsIsNamedAndTheOthersWork) {
     }
     EXPECT_TRUE(attempt.Opened->OpenRecordset("select a from open_table")->Eof());
     attempt.Opened->Close();
-}
-
-TEST_F(LiveLogin, NamesDifferInCaseAndLongConditionsComeBackWhole) {
-    admin_->Execute(
-        "create table DWM_Tables(Table_Name varchar(128), where_clause varchar(8000),"
-        " long_clause nvarchar(max))");
-    EXPECT_TRUE(admin_->TableExists("dwm_tables"));
-    EXPECT_TRUE(admin_->ColumnExists("dwm_tables", "TABLE_NAME"));
-    EXPECT_FALSE(admin_->TableExists("dwm%"));
-    EXPECT_FALSE(admin_->TableExists("dwm_table_"));
-    const std::string clause = "a = 1 " + std::string(7988, 'x') + " or 1=";  // 8,000
-    const std::string longer = clause + std::string(20000, 'y') + "ü€";
-    admin_->Execute("insert into dwm_tables values ('t', '" + clause + "', N'" + longer + "')");
-    const auto rows = admin_->OpenRecordset("select * from dwm_tables");
-    EXPECT_EQ(rows->ValueOf("where_clause").Text(), clause);
-    EXPECT_EQ(rows->ValueOf("long_clause").Text(), longer);
 }
 
 }  // namespace
