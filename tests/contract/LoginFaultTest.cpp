@@ -5,7 +5,7 @@
 #include <thread>
 
 #include "contract/Backend.h"
-#include "contract/LoopbackProxy.h"
+#include "contract/LoopbackService.h"
 #include "contract/ScopedVariable.h"
 #include "core/DatabaseError.h"
 #include "core/Text.h"
