@@ -46,7 +46,12 @@ TEST_P(Contract, AMissingDatabaseIsAnErrorAndTheOldOneStays) {
     if (GetParam().Name == "SqliteOdbc") {
         GTEST_SKIP() << "the SQLite driver makes a missing file";
     }
-    EXPECT_THROW(connection_->SetDefaultDatabase("no_such_database"), DatabaseError);
+    try {
+        connection_->SetDefaultDatabase("no_such_database");
+        ADD_FAILURE() << "no error";
+    } catch (const DatabaseError& error) {
+        EXPECT_NE(std::string(error.what()).find("no_such_database"), std::string::npos);
+    }
     EXPECT_EQ(connection_->DefaultDatabase(), database_->Name());
     Run("create table t(a int)");
     EXPECT_TRUE(connection_->TableExists("t"));
@@ -85,12 +90,15 @@ TEST_P(Contract, ValuesComeBackAsTheyWentIn) {
 }
 
 TEST_P(Contract, LongTextsAreWhole) {
-    Run("create table t(a int, c varchar(8000))");
+    const bool tSql = GetParam().SpeaksTSql;
+    Run(std::string("create table t(a int, c varchar(8000), n ") +
+        (tSql ? "nvarchar(max))" : "text)"));
+    const std::string longer = std::string(28000, 'y') + "ü€";
     for (const std::size_t length : {0U, 1U, 4095U, 4096U, 7999U, 8000U}) {
         Run("delete from t");
         const std::string text(length, 'x');
-        Run("insert into t values (1, '" + text + "')");
-        EXPECT_EQ(Text("select c from t"), text) << length;
+        Run("insert into t values (1, '" + text + "', " + (tSql ? "N'" : "'") + longer + "')");
+        EXPECT_EQ(Text("select c, n from t"), text + "|" + longer) << length;
     }
 }
 
