@@ -197,42 +197,32 @@ std::vector<Token> LoginTokens(const Request& login, const std::string& language
             Environment(kPacketSize, std::to_string(kPacket))};
 }
 
-std::vector<Token> EndTransaction(bool commits, bool open) {
-    if (open) {
-        return {TransactionChange(commits ? kCommitted : kRolledBack)};
-    }
-    const std::string name = commits ? "COMMIT" : "ROLLBACK";
-    return {Error(commits ? 3902 : 3903, 16,
-                  "The " + name + " TRANSACTION request has no corresponding BEGIN TRANSACTION.")};
-}
-
 std::vector<Token> OwnAnswer(const Request& request, const std::string& language) {
     const std::string text = ToLower(request.Text);
-    const bool open = request.InTransaction;
     if (text == "login") {
         return LoginTokens(request, language);
     }
     if (text == "attention") {
         return {AnyDone(kDone, {}, kCancelled)};
     }
-    if (text.starts_with("set ") || text == "sp_prepare" || text == "sp_unprepare" ||
-        (Contains(text, "@@trancount > 0") && !open) ||
-        (Contains(text, "@@trancount = 0") && open)) {
-        return {};
+    if (text == "begin") {
+        return {TransactionChange(kBegun)};
+    }
+    if (text == "commit" || text == "rollback") {
+        const bool commits = text == "commit";
+        if (request.InTransaction) {
+            return {TransactionChange(commits ? kCommitted : kRolledBack)};
+        }
+        return {Error(commits ? 3902 : 3903, 16,
+                      "The " + ToUpper(text) + " TRANSACTION request has no corresponding BEGIN.")};
     }
     if (text.starts_with("use ")) {
         std::string name = request.Text.substr(4);
-        std::erase_if(name, [](char c) { return c == '[' || c == ']' || c == '"'; });
+        std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
         return {Environment(kDatabase, name)};
     }
-    if (Contains(text, "begin")) {
-        return {TransactionChange(kBegun)};
-    }
-    if (Contains(text, "commit") || Contains(text, "rollback")) {
-        return EndTransaction(Contains(text, "commit"), open);
-    }
-    if (Contains(text, "@@trancount")) {
-        return {Rows({{"", kInt}}, {{open ? "1" : "0"}})};
+    if (text.starts_with("set ") || text == "sp_prepare" || text == "sp_unprepare") {
+        return {};
     }
     return {Error(50000, 16, "not in the script: " + request.Text)};
 }
@@ -249,7 +239,6 @@ Request LoginRequest(const std::string& message) {
     };
     Request request;
     request.Text = "login";
-    request.Bytes = message;
     request.User = text(40);
     request.Password = text(44, true);
     request.Language = text(64);
@@ -361,11 +350,6 @@ Token TransactionEnded() {
 
 // One connection.
 struct TdsServer::Session {
-    struct Output {
-        Clock::time_point Due;
-        std::string Bytes;
-    };
-
     Session(TdsServer& server, int client)
         : Server(server), Client(client), NoCount(server.traits_.NoCount) {}
 
@@ -380,8 +364,8 @@ struct TdsServer::Session {
     }
 
     void Tick() {
-        while (!Pending.empty() && Pending.front().Due <= Clock::now()) {
-            Send(Client, Pending.front().Bytes);
+        while (!Pending.empty() && Pending.front().first <= Clock::now()) {
+            Send(Client, Pending.front().second);
             Pending.pop_front();
         }
     }
@@ -393,9 +377,9 @@ struct TdsServer::Session {
     TdsServer& Server;
     int Client;
     bool NoCount;
-    std::string Input;    // not yet a packet
-    std::string Message;  // not yet whole
-    std::deque<Output> Pending;
+    std::string Input;                                              // not yet a packet
+    std::string Message;                                            // not yet whole
+    std::deque<std::pair<Clock::time_point, std::string>> Pending;  // when, what
     std::vector<std::string> Prepared;
     bool LoggedIn = false;
     bool InTransaction = false;
@@ -439,7 +423,8 @@ void TdsServer::Session::Take(std::uint8_t type, const std::string& message) {
 
 void TdsServer::Session::Answers(Request request, bool beginsAgain) {
     const std::string text = ToLower(request.Text);
-    if (Contains(text, "set nocount")) {
+    // In a call it would hold until the call's end.
+    if (request.Procedure.empty() && Contains(text, "set nocount")) {
         NoCount = Contains(text, "set nocount on");
     }
     Answer answer = Server.Reply(request);
@@ -482,7 +467,7 @@ void TdsServer::Session::Queue(std::string_view message, std::chrono::millisecon
     const auto perByte = LoggedIn ? std::chrono::milliseconds(0) : Server.traits_.PerByte;
     const std::size_t step = perByte.count() == 0 ? packets.size() : 1;
     for (auto due = Clock::now() + after; !packets.empty(); due += perByte) {
-        Pending.push_back({due, packets.substr(0, step)});
+        Pending.emplace_back(due, packets.substr(0, step));
         packets.erase(0, step);
     }
 }

@@ -79,7 +79,7 @@ struct Answer {
 };
 
 // The answer to a request, made in the server's thread. Without a value the server answers by
-// itself: a login, a transaction, SET, USE, @@TRANCOUNT and attention; all else is an error.
+// itself: a login, a transaction, SET, USE and attention; all else is an error.
 using Script = std::function<std::optional<Answer>(const Request&)>;
 
 struct Traits {

@@ -4,6 +4,7 @@
 
 #include "contract/Backend.h"
 #include "contract/ScopedVariable.h"
+#include "core/Text.h"
 #include "core/Transaction.h"
 #include "db/ConnectionFactory.h"
 #include "run/MultiUserLock.h"
@@ -26,6 +27,25 @@ Script On(const std::vector<std::pair<std::string, Answer>>& answers) {
         }
         return std::nullopt;
     };
+}
+
+// Rows of columns between "|", each column's name with the letter of its type, NULL where empty.
+Token Table(const std::string& head, const std::vector<std::string>& lines) {
+    const std::map<char, Type> types{{'n', NVarChar(128)}, {'v', VarChar(254)}, {'s', kSmallInt},
+                                     {'i', kInt},          {'l', kBigInt},      {'b', kBit},
+                                     {'d', kDateTime},     {'e', kDateTime2}};
+    std::vector<Column> columns;
+    for (const std::string& column : Split(head, '|')) {
+        columns.push_back({column.substr(0, column.size() - 2), types.at(column.back())});
+    }
+    std::vector<Row> rows;
+    for (const std::string& line : lines) {
+        Row& row = rows.emplace_back();
+        for (const std::string& value : Split(line, '|')) {
+            row.push_back(value.empty() ? std::nullopt : std::optional(value));
+        }
+    }
+    return Rows(columns, rows);
 }
 
 // What a client of SQL Server sees through FreeTDS.
@@ -52,6 +72,7 @@ class Tds : public ::testing::Test {
         for (std::size_t i = 0; i < requests.size(); ++i) {
             if (requests[i].Text == "login") {
                 ASSERT_LT(i + 1, requests.size());
+                EXPECT_EQ(requests[i + 1].Procedure, "") << "it would hold for the call alone";
                 for (const char* option :
                      {"SET LANGUAGE us_english", "SET DATEFORMAT mdy", "SET NOCOUNT OFF"}) {
                     EXPECT_TRUE(Contains(requests[i + 1].Text, option)) << requests[i + 1].Text;
@@ -77,21 +98,16 @@ class Tds : public ::testing::Test {
 };
 
 TEST_F(Tds, ValuesAreReadAsTheServerSendsThem) {
-    const std::vector<Column> columns{{"i", kInt},       {"b", kBigInt},     {"f", kBit},
-                                      {"v", VarChar(9)}, {"n", NVarChar(9)}, {"d", kDateTime},
-                                      {"e", kDateTime2}};
-    const Row row{"-5",
-                  "9007199254740993",
-                  "1",
-                  "it's",
-                  "grün €",
-                  "2020-02-01 03:04:05",
-                  "2020-02-01 03:04:05"};
-    Connect(On({{"select", {{Rows(columns, {row, Row(7)}), Done(2)}}}}));
+    const std::string line =
+        "-5|9007199254740993|1|it's|grün €|2020-02-01 03:04:05|2020-02-01 03:04:05";
+    const Token table = Table("a i|b l|c b|d v|e n|f d|g e", {line, "||||||"});
+    Connect(On({{"select", {{table, Done(2)}}}}));
     const auto rows = connection_->OpenRecordset("select");
-    for (std::size_t i = 0; i < row.size(); ++i) {
-        EXPECT_EQ((*rows)[i].Text().substr(0, 19), row[i]) << columns[i].Name;
+    std::string read;
+    for (const Field& field : rows->Fields()) {
+        read += (read.empty() ? "" : "|") + field.Value.Text().substr(0, 19);
     }
+    EXPECT_EQ(read, line);
     rows->MoveNext();
     for (const Field& field : rows->Fields()) {
         EXPECT_TRUE(field.Value.IsNull()) << field.Name;
@@ -108,15 +124,11 @@ TEST_F(Tds, ASessionHasTheSameOptionsWhateverItsLanguage) {
 }
 
 TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
-    const Token table = Rows({{"TABLE_QUALIFIER", NVarChar(128)},
-                              {"TABLE_OWNER", NVarChar(128)},
-                              {"TABLE_NAME", NVarChar(128)},
-                              {"TABLE_TYPE", VarChar(32)},
-                              {"REMARKS", VarChar(254)}},
-                             {{"dw", "dbo", "dwm_multiuse", "TABLE", {}}});
-    Connect(On({{"sp_tables", {{table, Done(1)}}},
-                {"Select * from dwm_multiuse",
-                 {{Rows({{"lock", kBit}, {"user_name", VarChar(100)}}, {{"0", "x"}}), Done(1)}}},
+    const Token tables =
+        Table("TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|TABLE_TYPE v|REMARKS v",
+              {"dw|dbo|dwm_multiuse|TABLE|"});
+    Connect(On({{"sp_tables", {{tables}}},
+                {"Select * from dwm_multiuse", {{Table("lock b|user_name v", {"0|x"})}}},
                 {"UPDATE dwm_multiuse", {{Done(1)}}}}),
             {.NoCount = true});
     RunState state;
@@ -153,7 +165,7 @@ TEST_F(Tds, AServerWithoutUSEIsLoggedInToAgain) {
 
 TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
     constexpr std::int64_t kFails = -99;
-    const Token rows = Rows({{"a", kInt}}, {{"1"}, {"2"}});
+    const Token rows = Table("a i", {"1", "2"});
     const std::vector<std::pair<std::vector<Token>, std::int64_t>> cases{
         {{Done(4)}, 4},
         {{Done()}, -1},
@@ -162,6 +174,7 @@ TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
         {{Done(3), Done(5)}, 5},
         {{rows, Done(2), Done(4)}, 4},
         {{Info(0, "so far"), Done(3), rows, Done(2), Done(4)}, 4},
+        {{Error(547, 16, "no parent")}, kFails},
         {{Done(3), Error(547, 16, "no parent"), Done(), Done(4)}, kFails},
         {{rows, Done(2), Error(547, 16, "no parent")}, kFails},
     };
@@ -242,78 +255,40 @@ TEST_F(Tds, AConnectionGoesOnAfterTheServerHasEndedItsTransaction) {
     }
 }
 
-// The rows of sp_columns, which SQLColumns calls: owner, table, column, type, precision, scale.
-Token ColumnsOf(const std::vector<Row>& columns) {
-    const Type name = NVarChar(128);
-    std::vector<Row> rows;
-    for (const Row& column : columns) {
-        rows.push_back({"dw",
-                        column[0],
-                        column[1],
-                        column[2],
-                        "0",
-                        column[3],
-                        column[4],
-                        column[4],
-                        column[5],
-                        {},
-                        "1",
-                        {},
-                        {},
-                        "0",
-                        {},
-                        {},
-                        "1",
-                        "YES"});
-    }
-    return Rows({{"TABLE_QUALIFIER", name},
-                 {"TABLE_OWNER", name},
-                 {"TABLE_NAME", name},
-                 {"COLUMN_NAME", name},
-                 {"DATA_TYPE", kSmallInt},
-                 {"TYPE_NAME", name},
-                 {"PRECISION", kInt},
-                 {"LENGTH", kInt},
-                 {"SCALE", kSmallInt},
-                 {"RADIX", kSmallInt},
-                 {"NULLABLE", kSmallInt},
-                 {"REMARKS", VarChar(254)},
-                 {"COLUMN_DEF", NVarChar(4000)},
-                 {"SQL_DATA_TYPE", kSmallInt},
-                 {"SQL_DATETIME_SUB", kSmallInt},
-                 {"CHAR_OCTET_LENGTH", kInt},
-                 {"ORDINAL_POSITION", kInt},
-                 {"IS_NULLABLE", VarChar(254)}},
-                rows);
+// What sp_columns, which SQLColumns calls, says of a column: type, precision and scale.
+std::string ColumnLine(const std::string& table, const std::string& column,
+                       const std::string& description) {
+    const std::vector<std::string> parts = Split(description, '|');
+    return "dw|" + table + "|" + column + "|0|" + parts[0] + "|" + parts[1] + "|" + parts[1] + "|" +
+           parts[2] + "||1|||0|||1|YES";
 }
 
 TEST_F(Tds, ATableIsDescribedByTheCatalogueFunctionsWhereThereAreNoSystemViews) {
-    std::vector<Row> columns;
-    for (const char* owner : {"archive", "dbo"}) {
-        columns.push_back({owner, "sales", "id", "int", "10", "0"});
-        columns.push_back({owner, "sales", "price", "decimal", "9", "2"});
-        columns.push_back({owner, "sales", "sold", "datetime2", "23", {}});  // no scale: 20 + it
-        columns.push_back({owner, "sales", "at", "time", "8", {}});
-        columns.push_back({owner, "saleS_", "other", "int", "10", "0"});
+    std::vector<std::string> columns;
+    for (const char* table : {"archive|sales", "dbo|sales"}) {
+        columns.push_back(ColumnLine(table, "id", "int|10|0"));
+        columns.push_back(ColumnLine(table, "price", "decimal|9|2"));
+        columns.push_back(ColumnLine(table, "sold", "datetime2|23|"));  // no scale: 20 and it
     }
-    const Type name = NVarChar(128);
-    const Token keys = Rows({{"TABLE_QUALIFIER", name},
-                             {"TABLE_OWNER", name},
-                             {"TABLE_NAME", name},
-                             {"COLUMN_NAME", name},
-                             {"KEY_SEQ", kSmallInt},
-                             {"PK_NAME", name}},
-                            {{"dw", "dbo", "sales", "id", "1", "pk_sales"}});
-    Connect(On({{"sys.columns", {{Error(208, 16, "Invalid object name 'sys.columns'.")}}},
-                {"sp_columns", {{ColumnsOf(columns)}}},
-                {"sp_pkeys", {{keys}}}}));
+    columns.push_back(ColumnLine("dbo|saleS_", "other", "int|10|0"));
+    const std::string name = "TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|COLUMN_NAME n|";
+    const Token described = Table(
+        name +
+            "DATA_TYPE s|TYPE_NAME n|PRECISION i|LENGTH i|SCALE s|RADIX s|NULLABLE s|REMARKS v|"
+            "COLUMN_DEF n|SQL_DATA_TYPE s|SQL_DATETIME_SUB s|CHAR_OCTET_LENGTH i|"
+            "ORDINAL_POSITION i|IS_NULLABLE v",
+        columns);
+    Connect(On(
+        {{"sys.columns", {{Error(208, 16, "Invalid object name 'sys.columns'.")}}},
+         {"sp_columns", {{described}}},
+         {"sp_pkeys", {{Table(name + "KEY_SEQ s|PK_NAME n", {"dw|dbo|sales|id|1|pk_sales"})}}}}));
     const TableDefinition table = connection_->DescribeTable("sales");
-    std::string described;
+    std::string text;
     for (const ColumnDefinition& column : table.Columns) {
-        described += column.Name + " " + column.TypeName + "(" + std::to_string(column.Precision) +
-                     "," + std::to_string(column.Scale) + ") ";
+        text += column.Name + " " + column.TypeName + "(" + std::to_string(column.Precision) + "," +
+                std::to_string(column.Scale) + ") ";
     }
-    EXPECT_EQ(described, "id int(0,0) price decimal(9,2) sold datetime2(3,0) at time(0,0) ");
+    EXPECT_EQ(text, "id int(0,0) price decimal(9,2) sold datetime2(3,0) ");
     EXPECT_TRUE(Contains(Sent("sys.columns").Text, "sys.types"));
     ASSERT_TRUE(table.PrimaryKey.has_value());
     EXPECT_EQ(table.PrimaryKey->Columns, std::vector<std::string>{"id"});
