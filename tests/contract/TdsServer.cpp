@@ -371,7 +371,8 @@ struct TdsServer::Session {
     }
 
     void Take(std::uint8_t type, const std::string& message);
-    void Answers(Request request, bool beginsAgain = false);
+    // `beginsAgain`: the end of a transaction is the start of the next.
+    void Respond(const Request& request, bool beginsAgain);
     void Queue(std::string_view message, std::chrono::milliseconds after);
 
     TdsServer& Server;
@@ -411,17 +412,19 @@ void TdsServer::Session::Take(std::uint8_t type, const std::string& message) {
         request.Text = what == 5 ? "begin" : what == 7 ? "commit" : "rollback";
         reader.Take(2 * reader.Number(1));  // the name
         beginsAgain = what != 5 && reader.Number(1) != 0;
-    } else {
+    } else if (type == kAttention) {
         request.Text = "attention";
         Pending.clear();
+    } else {
+        throw std::runtime_error("a message of type " + std::to_string(type));
     }
     request.Bytes = message;
     request.InTransaction = InTransaction;
-    Answers(std::move(request), beginsAgain);
+    Respond(request, beginsAgain);
     LoggedIn = true;
 }
 
-void TdsServer::Session::Answers(Request request, bool beginsAgain) {
+void TdsServer::Session::Respond(const Request& request, bool beginsAgain) {
     const std::string text = ToLower(request.Text);
     // In a call it would hold until the call's end.
     if (request.Procedure.empty() && Contains(text, "set nocount")) {
