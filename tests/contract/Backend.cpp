@@ -97,12 +97,12 @@ class LiveDatabase : public TestDatabase {
     std::string name_;
 };
 
+}  // namespace
+
 bool IsInstalled(const std::string& driver) {
     const std::vector<std::string> installed = odbc::InstalledDrivers();
     return std::find(installed.begin(), installed.end(), driver) != installed.end();
 }
-
-}  // namespace
 
 std::unique_ptr<Connection> TestDatabase::Open() {
     auto connection = Connect();

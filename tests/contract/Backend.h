@@ -35,6 +35,9 @@ struct Backend {
 
 std::ostream& operator<<(std::ostream& stream, const Backend& backend);
 
+// Whether the driver manager knows the ODBC driver.
+bool IsInstalled(const std::string& driver);
+
 // The embedded engine; ODBC over the SQLite driver; ODBC over a live server when the environment
 // variable MORVANE_TEST_SERVER names one.
 std::vector<Backend> AllBackends();

@@ -46,7 +46,12 @@ TEST_P(Contract, AMissingDatabaseIsAnErrorAndTheOldOneStays) {
     if (GetParam().Name == "SqliteOdbc") {
         GTEST_SKIP() << "the SQLite driver makes a missing file";
     }
-    EXPECT_THROW(connection_->SetDefaultDatabase("no_such_database"), DatabaseError);
+    try {
+        connection_->SetDefaultDatabase("no_such_database");
+        ADD_FAILURE() << "no error";
+    } catch (const DatabaseError& error) {
+        EXPECT_NE(std::string(error.what()).find("no_such_database"), std::string::npos);
+    }
     EXPECT_EQ(connection_->DefaultDatabase(), database_->Name());
     Run("create table t(a int)");
     EXPECT_TRUE(connection_->TableExists("t"));
@@ -85,7 +90,8 @@ TEST_P(Contract, ValuesComeBackAsTheyWentIn) {
 }
 
 TEST_P(Contract, LongTextsAreWhole) {
-    Run("create table t(c ntext)");
+    const bool tSql = GetParam().SpeaksTSql;
+    Run(std::string("create table t(c ") + (tSql ? "nvarchar(max))" : "text)"));
     std::string text;
     while (text.size() < 20000) {
         text += "ü€";
@@ -93,8 +99,7 @@ TEST_P(Contract, LongTextsAreWhole) {
     // Each shift lets another byte of a character fall on the end of a piece.
     for (const char* shift : {"", "-", "--", "---", "----"}) {
         Run("delete from t");
-        Run("insert into t values (" + std::string(GetParam().SpeaksTSql ? "N'" : "'") + shift +
-            text + "')");
+        Run(std::string("insert into t values (") + (tSql ? "N'" : "'") + shift + text + "')");
         EXPECT_TRUE(Text("select c from t") == shift + text) << shift;
     }
 }

@@ -1,16 +1,8 @@
 #include "contract/LoopbackProxy.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <chrono>
-#include <stdexcept>
-#include <system_error>
 
 namespace morvane::testing {
 
@@ -18,88 +10,10 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-// However a driver behaves, no connection of a test lives longer.
-constexpr auto kLongestLife = std::chrono::seconds(15);
-constexpr int kPollMilliseconds = 200;
-
-// Of the protocol: a packet is a header of 8 bytes, in which the first tells the type and the third
-// and fourth the length, and its contents.
-constexpr std::size_t kHeader = 8;
 constexpr char kTransactionPacket = 0x0E;
 constexpr char kLoginPacket = 0x10;
 constexpr std::size_t kTransactionRequest = kHeader + 22;  // after the headers of the request
 constexpr char kCommit = 7;
-
-sockaddr_in LoopbackAddress(int port, const std::string& host = "127.0.0.1") {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    if (inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1) {
-        throw std::invalid_argument("\"" + host + "\" is not an address of four numbers");
-    }
-    return address;
-}
-
-void RequireSuccess(int result, const char* what) {
-    if (result < 0) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-}
-
-int NewSocket() {
-    const int handle = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    RequireSuccess(handle, "socket");
-    // A peer that does not read must not hold the thread.
-    const timeval limit{2, 0};
-    setsockopt(handle, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
-    return handle;
-}
-
-int BoundPort(int handle) {
-    sockaddr_in address = LoopbackAddress(0);
-    socklen_t size = sizeof(address);
-    RequireSuccess(bind(handle, reinterpret_cast<sockaddr*>(&address), size), "bind");
-    RequireSuccess(getsockname(handle, reinterpret_cast<sockaddr*>(&address), &size),
-                   "getsockname");
-    return ntohs(address.sin_port);
-}
-
-bool Send(int handle, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const ssize_t sent = send(handle, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-        if (sent <= 0) {
-            return false;
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(sent));
-    }
-    return true;
-}
-
-// False at the end of the stream.
-bool Receive(int handle, std::string& bytes) {
-    std::array<char, 16384> buffer{};
-    const ssize_t received = recv(handle, buffer.data(), buffer.size(), 0);
-    if (received <= 0) {
-        return false;
-    }
-    bytes.append(buffer.data(), static_cast<std::size_t>(received));
-    return true;
-}
-
-// Takes the first packet off the bytes, if it is there as a whole.
-std::string TakePacket(std::string& bytes) {
-    if (bytes.size() < kHeader) {
-        return {};
-    }
-    const std::size_t length = static_cast<unsigned char>(bytes[2]) * std::size_t{256} +
-                               static_cast<unsigned char>(bytes[3]);
-    if (length < kHeader || bytes.size() < length) {
-        return {};
-    }
-    std::string packet = bytes.substr(0, length);
-    bytes.erase(0, length);
-    return packet;
-}
 
 void Spoil(std::string& bytes, std::size_t from) {
     for (std::size_t i = from; i < bytes.size(); ++i) {
@@ -108,82 +22,6 @@ void Spoil(std::string& bytes, std::size_t from) {
 }
 
 }  // namespace
-
-LoopbackService::LoopbackService() {
-    listener_ = NewSocket();
-    port_ = BoundPort(listener_);
-    RequireSuccess(listen(listener_, 8), "listen");
-    std::array<int, 2> ends{};
-    RequireSuccess(pipe(ends.data()), "pipe");
-    stopSignal_ = ends[0];
-    stopTrigger_ = ends[1];
-}
-
-void LoopbackService::Start(std::function<void()> serve) {
-    thread_ = std::thread(std::move(serve));
-}
-
-void LoopbackService::Stop() {
-    close(stopTrigger_);
-    thread_.join();
-    close(stopSignal_);
-    close(listener_);
-}
-
-ScriptedListener::ScriptedListener(Script script) : script_(std::move(script)) {
-    Start([this] { Serve(); });
-}
-
-std::string ScriptedListener::ClosedServer() {
-    const int handle = NewSocket();
-    const int port = BoundPort(handle);
-    close(handle);
-    return "127.0.0.1," + std::to_string(port);
-}
-
-void ScriptedListener::Serve() {
-    struct Client {
-        int Handle;
-        bool Answered;
-    };
-    std::vector<Client> clients;
-    const auto end = SteadyClock::now() + kLongestLife;
-    while (SteadyClock::now() < end) {
-        std::vector<pollfd> polled = {{stopSignal_, POLLIN, 0}, {listener_, POLLIN, 0}};
-        for (const Client& client : clients) {
-            polled.push_back({client.Handle, POLLIN, 0});
-        }
-        poll(polled.data(), polled.size(), kPollMilliseconds);
-        if (polled[0].revents != 0) {
-            break;
-        }
-        for (std::size_t i = clients.size(); i-- > 0;) {
-            std::string heard;
-            const bool readable = polled[i + 2].revents != 0;
-            if (readable && !Receive(clients[i].Handle, heard)) {
-                close(clients[i].Handle);
-                clients.erase(clients.begin() + static_cast<std::ptrdiff_t>(i));
-                continue;
-            }
-            if (!clients[i].Answered && (readable || !script_.WaitsForClient)) {
-                clients[i].Answered = true;
-                Send(clients[i].Handle, script_.Answer);
-                if (script_.Closes) {
-                    shutdown(clients[i].Handle, SHUT_RDWR);
-                }
-            }
-        }
-        if (polled[1].revents != 0) {
-            const int accepted = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
-            if (accepted >= 0) {
-                clients.push_back({accepted, false});
-            }
-        }
-    }
-    for (const Client& client : clients) {
-        close(client.Handle);
-    }
-}
 
 struct LoopbackProxy::Link {
     Link(int client, int server) : Client(client), Server(server) {}

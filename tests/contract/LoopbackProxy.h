@@ -1,60 +1,12 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <memory>
-#include <string>
-#include <string_view>
-#include <thread>
 #include <vector>
 
+#include "contract/LoopbackService.h"
+
 namespace morvane::testing {
-
-// A thread that serves connections to a port of 127.0.0.1, its own or chosen by the system. It ends
-// with the object, and every connection ends with it.
-class LoopbackService {
-  public:
-    virtual ~LoopbackService() = default;
-    LoopbackService(const LoopbackService&) = delete;
-    LoopbackService& operator=(const LoopbackService&) = delete;
-
-    // "127.0.0.1,port"
-    std::string Server() const { return "127.0.0.1," + std::to_string(port_); }
-
-  protected:
-    LoopbackService();
-    // To be called at the end of each constructor, and at the start of each destructor.
-    void Start(std::function<void()> serve);
-    void Stop();
-
-    int listener_ = -1;
-    int stopSignal_ = -1;  // readable once the thread is to end
-
-  private:
-    int stopTrigger_ = -1;
-    int port_ = 0;
-    std::thread thread_;
-};
-
-// A server that says the same to everybody.
-class ScriptedListener : public LoopbackService {
-  public:
-    struct Script {
-        bool WaitsForClient = false;  // answers the first packet, else the connection itself
-        std::string Answer;
-        bool Closes = false;  // after the answer; else it is silent from there on
-    };
-    explicit ScriptedListener(Script script);
-    ~ScriptedListener() override { Stop(); }
-
-    // A port at which nobody listens.
-    static std::string ClosedServer();
-
-  private:
-    void Serve();
-
-    Script script_;
-};
 
 // Stands between a driver and a live server, passes the bytes of both and, at the client's packet
 // for which the trigger says so, loses the server in one of several ways.

@@ -197,33 +197,6 @@ TEST_P(LostServer, EndsTheRunWithADescriptionAndLeavesWholeTransactions) {
     EXPECT_TRUE(leftProducts == products || leftProducts == "1|pen|\n3|cap|\n") << leftProducts;
 }
 
-// A statement's own time-out stands against the one for all.
-TEST(QueryTimeout, IsTheOneForAllUnlessACommandHasItsOwn) {
-    const auto server = FindLiveServer();
-    if (!server) {
-        GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-    }
-    const auto database = MakeLiveDatabase(*server);
-    try {
-        database->Open()->Execute("waitfor delay '00:00:00'");
-    } catch (const DatabaseError& error) {
-        GTEST_SKIP() << error.what();
-    }
-    const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", "1");
-    const auto slow = [&](std::optional<int> own) {
-        const auto connection = database->Open();
-        const auto command = connection->CreateCommand();
-        command->SetText("waitfor delay '00:00:03'");
-        if (own) {
-            command->SetTimeout(*own);
-        }
-        command->Execute();
-    };
-    EXPECT_NO_THROW(slow(0));
-    EXPECT_THROW(slow({}), DatabaseError);
-    EXPECT_THROW(slow(2), DatabaseError);
-}
-
 TEST(QueryTimeout, WhatIsNoNumberOfSecondsIsRefused) {
     for (const char* text : {"-1", "2s", "soon", "99999999999"}) {
         const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", text);

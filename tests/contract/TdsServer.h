@@ -1,0 +1,111 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "contract/LoopbackService.h"
+
+// A server that speaks as much of TDS 7.4 as FreeTDS needs, without encryption, and answers
+// statements from a script. Names and numbers are those of the protocol's documentation, MS-TDS.
+namespace morvane::testing::tds {
+
+// The type of a column or parameter: its code, and its size in bytes.
+struct Type {
+    std::uint8_t Code = 0;
+    std::size_t Size = 0;
+
+    bool operator==(const Type&) const = default;
+};
+constexpr Type kSmallInt{0x26, 2};
+constexpr Type kInt{0x26, 4};
+constexpr Type kBigInt{0x26, 8};
+constexpr Type kBit{0x68, 1};
+constexpr Type kDateTime{0x6F, 8};
+constexpr Type kDateTime2{0x2A, 7};  // the digits of the fraction
+constexpr Type VarChar(std::size_t length) {
+    return {0xA7, length};
+}
+constexpr Type NVarChar(std::size_t length) {
+    return {0xE7, 2 * length};
+}
+
+struct Parameter {
+    tds::Type Type;
+    std::optional<std::string> Bytes;  // as they were sent; no value for NULL
+
+    bool IsWide() const { return Type.Code == NVarChar(1).Code; }
+    // In UTF-8; empty for NULL.
+    std::string Text() const;
+};
+
+// What a client sent.
+struct Request {
+    // A batch; what a call prepares or executes, or the procedure's name; "login", "begin",
+    // "commit", "rollback" or "attention".
+    std::string Text;
+    std::string Bytes;                               // the message, without the packets' headers
+    std::string Procedure;                           // of a call: "sp_execute"
+    std::vector<Parameter> Parameters;               // of the call's statement
+    std::string User, Password, Database, Language;  // of a login
+    bool InTransaction = false;                      // when it came, as the server sees it
+};
+
+// One token, or several that belong together.
+using Token = std::string;
+struct Column {
+    std::string Name;
+    tds::Type Type;
+};
+// Values as text ("2020-02-01 03:04:05" for a date), or NULL.
+using Row = std::vector<std::optional<std::string>>;
+
+Token Rows(const std::vector<Column>& columns, const std::vector<Row>& rows);
+// The end of a statement. The server leaves the count out where NOCOUNT is on, writes it as the
+// kind of request wants it, and closes an answer that has none.
+Token Done(std::optional<std::uint64_t> count = {});
+// The end of a statement inside the statement, as in a trigger.
+Token DoneInProc(std::uint64_t count);
+Token Error(std::uint32_t number, std::uint8_t severity, const std::string& message);
+Token Info(std::uint32_t number, const std::string& message);
+// The server has ended the transaction by itself.
+Token TransactionEnded();
+
+struct Answer {
+    std::vector<Token> Tokens;
+    std::chrono::milliseconds After{0};  // an attention ends the wait
+    bool Silent = false;                 // nothing comes on this connection any more
+};
+
+// The answer to a request, made in the server's thread. Without a value the server answers by
+// itself: a login, a transaction, SET, USE and attention; all else is an error.
+using Script = std::function<std::optional<Answer>(const Request&)>;
+
+struct Traits {
+    std::string Language = "us_english";   // of the login
+    bool NoCount = false;                  // until SET NOCOUNT OFF
+    std::chrono::milliseconds PerByte{0};  // of the answers before and to the login
+};
+
+class TdsServer : public LoopbackService {
+  public:
+    explicit TdsServer(Script script, Traits traits = {});
+    ~TdsServer() override { Stop(); }
+
+    std::vector<Request> Requests() const;
+
+  private:
+    struct Session;
+
+    void Serve();
+    // Records the request and gives the script's answer or the server's own.
+    Answer Reply(const Request& request);
+
+    Script script_;
+    Traits traits_;
+    mutable std::mutex mutex_;
+    std::vector<Request> requests_;
+};
+
+}  // namespace morvane::testing::tds

@@ -1,0 +1,322 @@
+#include "contract/TdsServer.h"
+
+#include <gtest/gtest.h>
+
+#include "contract/Backend.h"
+#include "contract/ScopedVariable.h"
+#include "core/Text.h"
+#include "core/Transaction.h"
+#include "db/ConnectionFactory.h"
+#include "run/MultiUserLock.h"
+#include "support/ScriptedPrompt.h"
+
+namespace morvane::testing::tds {
+namespace {
+
+bool Contains(const std::string& text, std::string_view part) {
+    return text.find(part) != std::string::npos;
+}
+
+// To each request the answer of the first entry whose text occurs in it.
+Script On(const std::vector<std::pair<std::string, Answer>>& answers) {
+    return [answers](const Request& request) -> std::optional<Answer> {
+        for (const auto& [part, answer] : answers) {
+            if (Contains(request.Text, part)) {
+                return answer;
+            }
+        }
+        return std::nullopt;
+    };
+}
+
+// Rows of columns between "|", each column's name with the letter of its type, NULL where empty.
+Token Table(const std::string& head, const std::vector<std::string>& lines) {
+    const std::map<char, Type> types{{'n', NVarChar(128)}, {'v', VarChar(254)}, {'s', kSmallInt},
+                                     {'i', kInt},          {'l', kBigInt},      {'b', kBit},
+                                     {'d', kDateTime},     {'e', kDateTime2}};
+    std::vector<Column> columns;
+    for (const std::string& column : Split(head, '|')) {
+        columns.push_back({column.substr(0, column.size() - 2), types.at(column.back())});
+    }
+    std::vector<Row> rows;
+    for (const std::string& line : lines) {
+        Row& row = rows.emplace_back();
+        for (const std::string& value : Split(line, '|')) {
+            row.push_back(value.empty() ? std::nullopt : std::optional(value));
+        }
+    }
+    return Rows(columns, rows);
+}
+
+// What a client of SQL Server sees through FreeTDS.
+class Tds : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!IsInstalled("FreeTDS")) {
+            GTEST_SKIP() << "the ODBC driver FreeTDS is not installed";
+        }
+    }
+
+    void Connect(Script script, const Traits& traits = {}) {
+        connection_.reset();
+        server_ = std::make_unique<TdsServer>(std::move(script), traits);
+        connection_ = CreateConnection(server_->Server());
+        connection_->SetProperty("Data Source", server_->Server());
+        connection_->SetProperty("User ID", "somebody");
+        connection_->Open();
+    }
+
+    // Every session has the same options, whatever the login's own are.
+    void ExpectOptionsAfterEachLogin() const {
+        const std::vector<Request> requests = server_->Requests();
+        for (std::size_t i = 0; i < requests.size(); ++i) {
+            if (requests[i].Text == "login") {
+                ASSERT_LT(i + 1, requests.size());
+                EXPECT_EQ(requests[i + 1].Procedure, "") << "it would hold for the call alone";
+                for (const char* option :
+                     {"SET LANGUAGE us_english", "SET DATEFORMAT mdy", "SET NOCOUNT OFF"}) {
+                    EXPECT_TRUE(Contains(requests[i + 1].Text, option)) << requests[i + 1].Text;
+                }
+            }
+        }
+    }
+
+    // The last request with the text.
+    Request Sent(std::string_view text) const {
+        Request found;
+        for (const Request& request : server_->Requests()) {
+            found = Contains(request.Text, text) ? request : found;
+        }
+        EXPECT_NE(found.Text, "") << text << " was not sent";
+        return found;
+    }
+
+    const ScopedVariable driver_{"MORVANE_ODBC_DRIVER", "FreeTDS"};
+    const ScopedVariable options_{"MORVANE_ODBC_OPTIONS", "Encryption=off"};
+    std::unique_ptr<TdsServer> server_;
+    std::unique_ptr<Connection> connection_;
+};
+
+TEST_F(Tds, ValuesAreReadAsTheServerSendsThem) {
+    const std::string line =
+        "-5|9007199254740993|1|it's|grün €|2020-02-01 03:04:05|2020-02-01 03:04:05";
+    const Token table = Table("a i|b l|c b|d v|e n|f d|g e", {line, "||||||"});
+    Connect(On({{"select", {{table, Done(2)}}}}));
+    const auto rows = connection_->OpenRecordset("select");
+    std::string read;
+    for (const Field& field : rows->Fields()) {
+        read += (read.empty() ? "" : "|") + field.Value.Text().substr(0, 19);
+    }
+    EXPECT_EQ(read, line);
+    rows->MoveNext();
+    for (const Field& field : rows->Fields()) {
+        EXPECT_TRUE(field.Value.IsNull()) << field.Name;
+    }
+    rows->MoveNext();
+    EXPECT_TRUE(rows->Eof());
+}
+
+TEST_F(Tds, ASessionHasTheSameOptionsWhateverItsLanguage) {
+    for (const char* language : {"us_english", "Deutsch"}) {
+        Connect(On({}), {.Language = language});
+        ExpectOptionsAfterEachLogin();
+    }
+}
+
+TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
+    const Token tables =
+        Table("TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|TABLE_TYPE v|REMARKS v",
+              {"dw|dbo|dwm_multiuse|TABLE|"});
+    Connect(On({{"sp_tables", {{tables}}},
+                {"Select * from dwm_multiuse", {{Table("lock b|user_name v", {"0|x"})}}},
+                {"UPDATE dwm_multiuse", {{Done(1)}}}}),
+            {.NoCount = true});
+    RunState state;
+    state.WarehouseConnection = std::move(connection_);
+    ScriptedPrompt prompt;
+    bool lockedByOther = true;
+    EXPECT_TRUE(AcquireLock(state, prompt, lockedByOther)) << state.ErrorText;
+    EXPECT_TRUE(state.LockHeld);
+}
+
+// As Azure SQL Database does.
+TEST_F(Tds, AServerWithoutUSEIsLoggedInToAgain) {
+    Connect([](const Request& request) -> std::optional<Answer> {
+        if (request.Text == "login" && request.Database == "gone") {
+            return Answer{{Error(4060, 11, "Cannot open database \"gone\".")}};
+        }
+        return On({{"USE",
+                    {{Error(40508, 16,
+                            "USE statement is not supported to switch between databases. Use a "
+                            "new connection to connect to a different database.")}}},
+                   {"UPDATE", {{Done(2)}}}})(request);
+    });
+    connection_->SetDefaultDatabase("dw");
+    EXPECT_EQ(connection_->DefaultDatabase(), "dw");
+    EXPECT_EQ(connection_->Execute("UPDATE t"), 2);
+    EXPECT_EQ(Sent("login").Database, "dw");
+    EXPECT_EQ(Sent("login").User, "somebody");
+    ExpectOptionsAfterEachLogin();
+
+    EXPECT_THROW(connection_->SetDefaultDatabase("gone"), DatabaseError);
+    EXPECT_EQ(connection_->DefaultDatabase(), "dw");
+    EXPECT_EQ(connection_->Execute("UPDATE t"), 2);
+}
+
+TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
+    constexpr std::int64_t kFails = -99;
+    const Token rows = Table("a i", {"1", "2"});
+    const std::vector<std::pair<std::vector<Token>, std::int64_t>> cases{
+        {{Done(4)}, 4},
+        {{Done()}, -1},
+        {{DoneInProc(7), DoneInProc(9), Done(1)}, 1},  // of a trigger, then its own
+        {{DoneInProc(7), Done(0)}, 0},
+        {{Done(3), Done(5)}, 5},
+        {{rows, Done(2), Done(4)}, 4},
+        {{Info(0, "so far"), Done(3), rows, Done(2), Done(4)}, 4},
+        {{Error(547, 16, "no parent")}, kFails},
+        {{Done(3), Error(547, 16, "no parent"), Done(), Done(4)}, kFails},
+        {{rows, Done(2), Error(547, 16, "no parent")}, kFails},
+    };
+    for (std::size_t i = 0; i < cases.size(); ++i) {
+        const auto& [tokens, expected] = cases[i];
+        Connect(On({{"UPDATE", {tokens}}, {"DELETE", {{Done(6)}}}}));
+        const auto command = connection_->CreateCommand();
+        command->SetText("UPDATE t SET a = ?");
+        command->AppendParameter(
+            {.Name = "a", .Type = DataType::Integer, .Size = 4, .Value = Value(std::int64_t{1})});
+        const auto count = [](auto&& execute) {
+            try {
+                return static_cast<std::int64_t>(execute());
+            } catch (const DatabaseError&) {
+                return kFails;
+            }
+        };
+        EXPECT_EQ(count([&] { return connection_->Execute("UPDATE t"); }), expected) << i;
+        EXPECT_EQ(count([&] { return command->Execute(); }), expected) << i << ", prepared";
+        EXPECT_EQ(count([&] { return connection_->Execute("DELETE FROM t"); }), 6) << i << ", next";
+    }
+}
+
+TEST_F(Tds, TextsGoInTheirOwnAlphabetAndDatesAsTheyAre) {
+    struct {
+        DataType Type;
+        Value Given;
+        bool IsWide;
+    } const cases[] = {
+        {DataType::VarChar, Value(std::string("green")), false},
+        {DataType::VarChar, Value(std::string("grün")), true},
+        {DataType::VarChar, Value(std::string("緑 €")), true},
+        {DataType::DBTimeStamp, Value(std::string("2020-02-01T00:00:00")), false},
+        {DataType::VarChar, Value(), false},
+    };
+    for (const auto& [type, given, isWide] : cases) {
+        Connect(On({{"UPDATE", {{Done(1)}}}}));
+        const auto command = connection_->CreateCommand();
+        command->SetText("UPDATE t SET a = ?");
+        command->AppendParameter({.Name = "a", .Type = type, .Size = 40, .Value = given});
+        EXPECT_EQ(command->Execute(), 1);
+        const std::vector<Parameter> sent = Sent("UPDATE").Parameters;
+        ASSERT_EQ(sent.size(), 1U);
+        EXPECT_EQ(sent[0].IsWide(), isWide) << given.Text();
+        EXPECT_EQ(sent[0].Text(), given.Text());
+        EXPECT_EQ(sent[0].Bytes.has_value(), !given.IsNull());
+    }
+}
+
+TEST_F(Tds, AConnectionGoesOnAfterTheServerHasEndedItsTransaction) {
+    const std::vector<std::pair<const char*, std::vector<Token>>> cases{
+        {"deadlock", {Error(1205, 13, "chosen as the deadlock victim"), TransactionEnded()}},
+        {"no right", {Error(262, 14, "CREATE TABLE permission denied"), TransactionEnded()}},
+        {"still open", {Error(2627, 14, "duplicate key")}},
+    };
+    for (const auto& [name, tokens] : cases) {
+        Connect(On({{"FAILS", {tokens}}, {"UPDATE", {{Done(1)}}}}));
+        EXPECT_THROW(
+            {
+                Transaction transaction(*connection_);
+                connection_->Execute("FAILS");
+            },
+            DatabaseError);
+        EXPECT_TRUE(Sent("FAILS").InTransaction) << name;
+        try {
+            EXPECT_EQ(connection_->Execute("UPDATE alone"), 1);
+            Transaction transaction(*connection_);
+            EXPECT_EQ(connection_->Execute("UPDATE inside"), 1);
+            transaction.Commit();
+            EXPECT_EQ(connection_->Execute("UPDATE after"), 1);
+        } catch (const DatabaseError& error) {
+            ADD_FAILURE() << name << ": " << error.what();
+            continue;
+        }
+        EXPECT_FALSE(Sent("UPDATE alone").InTransaction) << name;
+        EXPECT_TRUE(Sent("UPDATE inside").InTransaction) << name;
+        EXPECT_FALSE(Sent("UPDATE after").InTransaction) << name;
+    }
+}
+
+// What sp_columns, which SQLColumns calls, says of a column: type, precision and scale.
+std::string ColumnLine(const std::string& table, const std::string& column,
+                       const std::string& description) {
+    const std::vector<std::string> parts = Split(description, '|');
+    return "dw|" + table + "|" + column + "|0|" + parts[0] + "|" + parts[1] + "|" + parts[1] + "|" +
+           parts[2] + "||1|||0|||1|YES";
+}
+
+TEST_F(Tds, ATableIsDescribedByTheCatalogueFunctionsWhereThereAreNoSystemViews) {
+    std::vector<std::string> columns;
+    for (const char* table : {"archive|sales", "dbo|sales"}) {
+        columns.push_back(ColumnLine(table, "id", "int|10|0"));
+        columns.push_back(ColumnLine(table, "price", "decimal|9|2"));
+        columns.push_back(ColumnLine(table, "sold", "datetime2|23|"));  // no scale: 20 and it
+    }
+    columns.push_back(ColumnLine("dbo|saleS_", "other", "int|10|0"));
+    const std::string name = "TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|COLUMN_NAME n|";
+    const Token described = Table(
+        name +
+            "DATA_TYPE s|TYPE_NAME n|PRECISION i|LENGTH i|SCALE s|RADIX s|NULLABLE s|REMARKS v|"
+            "COLUMN_DEF n|SQL_DATA_TYPE s|SQL_DATETIME_SUB s|CHAR_OCTET_LENGTH i|"
+            "ORDINAL_POSITION i|IS_NULLABLE v",
+        columns);
+    Connect(On(
+        {{"sys.columns", {{Error(208, 16, "Invalid object name 'sys.columns'.")}}},
+         {"sp_columns", {{described}}},
+         {"sp_pkeys", {{Table(name + "KEY_SEQ s|PK_NAME n", {"dw|dbo|sales|id|1|pk_sales"})}}}}));
+    const TableDefinition table = connection_->DescribeTable("sales");
+    std::string text;
+    for (const ColumnDefinition& column : table.Columns) {
+        text += column.Name + " " + column.TypeName + "(" + std::to_string(column.Precision) + "," +
+                std::to_string(column.Scale) + ") ";
+    }
+    EXPECT_EQ(text, "id int(0,0) price decimal(9,2) sold datetime2(3,0) ");
+    EXPECT_TRUE(Contains(Sent("sys.columns").Text, "sys.types"));
+    ASSERT_TRUE(table.PrimaryKey.has_value());
+    EXPECT_EQ(table.PrimaryKey->Columns, std::vector<std::string>{"id"});
+}
+
+// A statement's own time-out stands against the one for all.
+TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
+    struct {
+        const char* ForAll;
+        std::optional<int> Own;
+        bool Fails;
+    } const cases[] = {{"1", {}, true}, {"1", 0, false}, {"5", 1, true}};
+    for (const auto& [forAll, own, fails] : cases) {
+        const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", forAll);
+        Connect(On({{"slow", {{Done()}, std::chrono::milliseconds(1300)}}}));
+        const auto command = connection_->CreateCommand();
+        command->SetText("slow");
+        if (own) {
+            command->SetTimeout(*own);
+        }
+        if (fails) {
+            EXPECT_THROW(command->Execute(), DatabaseError);
+            Sent("attention");
+        } else {
+            EXPECT_NO_THROW(command->Execute());
+        }
+    }
+}
+
+}  // namespace
+}  // namespace morvane::testing::tds
