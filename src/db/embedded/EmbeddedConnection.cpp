@@ -267,9 +267,10 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         return -1;
     }
     if (translation.Kind == StatementKind::Setting) {
-        if (!compileOnly_ && translation.NewOrder) {
-            context_.Order = *translation.NewOrder;
-            cache_.Clear();  // the literals of statements were read in the old order
+        const DateOrder order = translation.NewOrder.value_or(context_.Order);
+        if (!compileOnly_ && order != context_.Order) {
+            context_.Order = order;
+            cache_.Clear();  // the literals of its statements were read in the old order
         }
         return -1;
     }
