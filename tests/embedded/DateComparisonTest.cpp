@@ -1,17 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <random>
-
 #include "core/DatabaseError.h"
-#include "db/embedded/DateTime.h"
 #include "support/TestWarehouse.h"
 
 namespace morvane {
 namespace {
 
-using embedded::DateTime;
-using embedded::FormatDateTime;
 using testing::TestWarehouse;
 
 // A table whose rows lie around the midnight that ends the year 2018:
@@ -186,90 +180,6 @@ TEST_F(DateComparison, ATextThatIsNoDateIsAnError) {
                      DatabaseError);
     }
     EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sale"), "6");
-}
-
-// Conditions made at random, and the same comparisons in plain arithmetic.
-class RandomConditions : public DateComparison {
-  protected:
-    struct Condition {
-        std::string Sql;
-        std::function<bool(DateTime)> Holds;
-    };
-
-    int Pick(int count) { return static_cast<int>(random_() % static_cast<unsigned>(count)); }
-
-    DateTime Moment() {
-        constexpr int kSeconds[] = {0, 1, 43200, 86399};
-        return *embedded::ParseDateTime("2018-12-30") + std::chrono::days(Pick(5)) +
-               std::chrono::seconds(kSeconds[Pick(4)]);
-    }
-
-    // In one of the forms that the server takes.
-    std::string Literal(DateTime value) {
-        std::string text = FormatDateTime(value);
-        if (text.substr(11) == "00:00:00" && Pick(2) == 0) {
-            text.resize(10);
-        }
-        if (Pick(2) == 0) {
-            text.erase(std::remove(text.begin(), text.begin() + 10, '-'), text.begin() + 10);
-        }
-        return "'" + text + "'";
-    }
-
-    Condition Make(const std::string& column, DateTime low, DateTime high) {
-        const auto& [sign, compare] = kOperators[static_cast<std::size_t>(Pick(6))];
-        switch (Pick(4)) {
-            case 0:
-                return {column + " " + sign + Literal(low),
-                        [=](DateTime value) { return compare(value, low); }};
-            case 1:
-                return {Literal(low) + " " + sign + " " + column,
-                        [=](DateTime value) { return compare(low, value); }};
-            case 2:
-                return {column + " between " + Literal(low) + " and " + Literal(high),
-                        [=](DateTime value) { return low <= value && value <= high; }};
-            default:
-                return {"not " + column + " in (" + Literal(low) + ", " + Literal(high) + ")",
-                        [=](DateTime value) { return value != low && value != high; }};
-        }
-    }
-
-  private:
-    using Compare = std::function<bool(DateTime, DateTime)>;
-    const std::array<std::pair<std::string, Compare>, 6> kOperators{{
-        {"<", std::less<>()},
-        {"<=", std::less_equal<>()},
-        {"=", std::equal_to<>()},
-        {"<>", std::not_equal_to<>()},
-        {">=", std::greater_equal<>()},
-        {">", std::greater<>()},
-    }};
-    std::mt19937 random_{20190101};
-};
-
-TEST_F(RandomConditions, AgreeWithArithmetic) {
-    std::vector<DateTime> rows;
-    warehouse.Run("DELETE FROM sale");
-    for (int id = 0; id < 40; ++id) {
-        rows.push_back(Moment());
-        const std::string text = FormatDateTime(rows.back());
-        warehouse.Run("INSERT INTO sale VALUES(" + std::to_string(id) + ",'" + text + "','" +
-                      text.substr(0, 10) + "','')");
-    }
-    for (int round = 0; round < 400; ++round) {
-        const bool days = Pick(2) == 0;
-        const auto cut = [&](DateTime value) {
-            return days ? DateTime(std::chrono::floor<std::chrono::days>(value)) : value;
-        };
-        const Condition condition = Make(days ? "day" : "at", cut(Moment()), cut(Moment()));
-        std::string expected;
-        for (std::size_t id = 0; id < rows.size(); ++id) {
-            if (condition.Holds(cut(rows[id]))) {
-                expected += (expected.empty() ? "" : " ") + std::to_string(id);
-            }
-        }
-        ASSERT_EQ(Ids("id >= 0 and " + condition.Sql + " and id < 99"), expected) << condition.Sql;
-    }
 }
 
 }  // namespace

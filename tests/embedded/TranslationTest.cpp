@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "core/DatabaseError.h"
-#include "core/modFileFunctions.h"
-#include "support/TempFolder.h"
 
 namespace morvane::embedded {
 namespace {
@@ -27,20 +25,6 @@ TEST(Translation, LeavesWordsInTextsNamesAndCommentsAlone) {
               "delete from t where tsql_datediff('d' 'b') = 1");
 }
 
-TEST(Translation, RewritesFunctionsWhereverTheyNest) {
-    EXPECT_EQ(Sql("delete from t where d < DateAdd(yy, -2, getdate()) and isnull(len(a), 0) = 1"),
-              "delete from t where d < tsql_dateadd('yy', -2, tsql_getdate()) and "
-              "ifnull(tsql_len(a), 0) = 1");
-    EXPECT_EQ(Sql("select a from t where left(upper(b), 2) = 'x' and year(d) = 2020"),
-              "SELECT a from t where tsql_left(upper(b), 2) = 'x' and tsql_datepart('year', d) = "
-              "2020");
-    EXPECT_EQ(Sql("delete from t where convert(varchar(10), d, 112) = cast(x as decimal(9,2))"),
-              "delete from t where tsql_convert('varchar', 10, 0, d, 112) = "
-              "tsql_convert('decimal', 9, 2, x, 0)");
-    EXPECT_EQ(Sql("delete from t where d = {ts '2024-03-05 14:07:09'} and e = a + '-' + b"),
-              "delete from t where d = '2024-03-05 14:07:09' and e = a || '-' || b");
-}
-
 TEST(Translation, PutsTheLimitOfTopAtTheEndOfItsOwnQuery) {
     EXPECT_EQ(Sql("select top 3 a from t where b in (select distinct top (2) b from u order by b)"),
               "SELECT a from t where b in (SELECT distinct b from u order by b LIMIT 2) LIMIT 3");
@@ -49,41 +33,11 @@ TEST(Translation, PutsTheLimitOfTopAtTheEndOfItsOwnQuery) {
 TEST(Translation, GivesColumnsWithoutANameTheEmptyName) {
     EXPECT_EQ(Sql("SELECT a, t.b, Upper(c), count(*) n, max(d) AS m, a+1 FROM t"),
               "SELECT a, t.b, Upper(c) AS \"\", count(*) n, max(d) AS m, a+1 AS \"\" FROM t");
-    EXPECT_EQ(Sql("SELECT * FROM (SELECT count(*) AS n FROM t) x"),
-              "SELECT * FROM (SELECT count(*) AS n FROM t) x");
-    EXPECT_EQ(Sql("SELECT k, Count( Case f When 1 then 1 End ) As c FROM t GROUP BY k"),
-              "SELECT k, Count(Case f When 1 then 1 End) As c FROM t GROUP BY k");
 }
 
 TEST(Translation, DropsTheOwnerAndTheDatabaseInUse) {
     EXPECT_EQ(Sql("select a from dbo.t where dbo.t.a = DW..u.b and [dw].dbo.v.c = limit"),
               "SELECT a from t where t.a = u.b and v.c = \"limit\"");
-}
-
-TEST(Translation, ListsTheDatabasesOfTheServer) {
-    const testing::TempFolder folder;
-    for (const char* name : {"b.db", "a.db", "notes.txt"}) {
-        TextFile(folder / name).Close();
-    }
-    EXPECT_EQ(Translate("SELECT DISTINCT name FROM master.dbo.sysdatabases ORDER BY name",
-                        {folder.Path(), {}, {}, nullptr})
-                  .Sql,
-              "SELECT DISTINCT name FROM (SELECT 'a' AS name UNION ALL SELECT 'b' AS name) AS "
-              "sysdatabases ORDER BY name");
-}
-
-TEST(Translation, NamesATableOfAnotherFileByThatFile) {
-    const Translation linked = Translate(
-        "insert into sqlite:/ar.chive.old.dbo.sales select *, {ts '2024-03-05 14:07:09'} from "
-        "sales where a = 'sqlite:/ar.chive.x'",
-        kContext);
-    EXPECT_EQ(linked.Sql,
-              "insert into \"/ar.chive/old.db\".\"sales\" SELECT *, '2024-03-05 14:07:09' "
-              "from sales where a = 'sqlite:/ar.chive.x'");
-    EXPECT_EQ(linked.AttachedFiles, std::vector<std::string>{"/ar.chive/old.db"});
-    EXPECT_EQ(Sql("insert into OPENROWSET('SQLOLEDB', 'sqlite:/b'; 'u;'; '', old.dbo.sales)"
-                  " select * from t"),
-              "insert into \"/b/old.db\".\"sales\" SELECT * from t");
 }
 
 TEST(Translation, CreatesTablesInSqlitesWords) {

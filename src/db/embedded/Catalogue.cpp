@@ -145,9 +145,11 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
 }
 
 DateKind DateKindOfType(std::string_view declared) {
-    return !IsDateType(declared)                ? DateKind::None
-           : EqualsIgnoreCase(declared, "date") ? DateKind::Date
-                                                : DateKind::DateTime;
+    const std::string_view name = Trim(declared.substr(0, declared.find('(')));
+    return !IsDateType(declared)                 ? DateKind::None
+           : EqualsIgnoreCase(name, "date")      ? DateKind::Date
+           : EqualsIgnoreCase(name, "datetime2") ? DateKind::DateTime2
+                                                 : DateKind::SessionDateTime;
 }
 
 std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
@@ -160,6 +162,17 @@ std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_v
         return std::nullopt;
     }
     return DateKindOfType(ColumnText(find, 0));
+}
+
+std::vector<DateKind> DateKindsOf(const SqliteDatabase& database, std::string_view table) {
+    SqliteStatement columns(database.Handle(), "SELECT type FROM pragma_table_info(?) ORDER BY cid",
+                            "");
+    columns.Bind(1, Value(std::string(table)));
+    std::vector<DateKind> kinds;
+    while (columns.Step()) {
+        kinds.push_back(DateKindOfType(ColumnText(columns, 0)));
+    }
+    return kinds;
 }
 
 }  // namespace morvane::embedded

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/TableDefinition.h"
 #include "db/embedded/Sqlite.h"
@@ -17,13 +18,18 @@ std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_
 // that is not there.
 TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table);
 
-// What a date column holds.
-enum class DateKind { None, Date, DateTime };
+// What a date column holds: a day, or a day with its time. SessionDateTime (datetime and
+// smalldatetime) reads "2024-03-05" in the session's order; for Date and DateTime2 the month comes
+// before the day there in every session. Where two kinds meet, the later one of this list wins.
+enum class DateKind { None, Date, SessionDateTime, DateTime2 };
 
 DateKind DateKindOfType(std::string_view declared);
 
 // What kind of date a column is. No value when there is no such table or column.
 std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
                                    std::string_view column);
+
+// The kinds of all columns of a table, in the table's order. Empty when there is no such table.
+std::vector<DateKind> DateKindsOf(const SqliteDatabase& database, std::string_view table);
 
 }  // namespace morvane::embedded

@@ -5,7 +5,7 @@
 #include <initializer_list>
 
 #include "core/DatabaseError.h"
-#include "db/embedded/DateTime.h"
+#include "db/embedded/DateOperands.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
@@ -20,6 +20,14 @@ bool IsComparison(const Token& token) {
            std::find(kOperators.begin(), kOperators.end(), token.Text) != kOperators.end();
 }
 
+bool IsParameter(const Token& token) {
+    return token.Kind == TokenKind::Parameter;
+}
+
+bool IsValue(const Token& token) {
+    return token.Kind == TokenKind::Text || IsParameter(token);
+}
+
 bool IsWholeNumber(const Token& token) {
     return token.Kind == TokenKind::Number &&
            token.Text.find_first_not_of("0123456789") == std::string::npos;
@@ -29,12 +37,33 @@ std::ptrdiff_t Offset(std::size_t i) {
     return static_cast<std::ptrdiff_t>(i);
 }
 
-class Comparisons {
-  public:
-    Comparisons(Tokens& tokens, const DateKindLookup& kindOf)
-        : tokens_(tokens), operands_(tokens, kindOf) {}
+struct Range {
+    std::size_t Begin;
+    std::size_t End;
+};
 
-    void Run() {
+// Functions with dates among their arguments; the first of those, counted from 0.
+struct DateFunction {
+    std::string_view Name;
+    std::size_t FirstDate;
+};
+constexpr std::array kDateFunctions = {
+    DateFunction{"datediff", 1}, DateFunction{"dateadd", 2}, DateFunction{"datepart", 1},
+    DateFunction{"year", 0},     DateFunction{"month", 0},   DateFunction{"day", 0},
+};
+
+class DateTexts {
+  public:
+    DateTexts(Tokens& tokens, const SqliteDatabase& catalogue, DateOrder order)
+        : tokens_(tokens),
+          catalogue_(catalogue),
+          order_(order),
+          operands_(tokens, catalogue),
+          parameters_(
+              static_cast<std::size_t>(std::count_if(tokens.begin(), tokens.end(), IsParameter))) {}
+
+    std::vector<DateKind> Run() {
+        ReadInserted();
         for (std::size_t i = 1; i < tokens_.size(); ++i) {
             if (tokens_[i].Is("+") || tokens_[i].Is("-")) {
                 AddDays(i);
@@ -42,7 +71,9 @@ class Comparisons {
         }
         // From the end, since an operand that is wrapped moves what follows it.
         for (std::size_t i = tokens_.size(); i-- > 0;) {
-            if (IsComparison(tokens_[i])) {
+            if (IsAssignment(i)) {
+                Assign(operands_.Before(i), operands_.From(i + 1));
+            } else if (IsComparison(tokens_[i])) {
                 Unify({operands_.Before(i), operands_.From(i + 1)});
             } else if (tokens_[i].Is("between")) {
                 UnifyRange(i);
@@ -50,8 +81,11 @@ class Comparisons {
                 UnifyList(BeforeWord(i), i + 1);
             } else if ((tokens_[i].Is("isnull") || tokens_[i].Is("coalesce")) && Is(i + 1, "(")) {
                 UnifyList(operands_.From(i + 2), i + 1);
+            } else if (tokens_[i].Kind == TokenKind::Word && Is(i + 1, "(")) {
+                ReadArguments(i);
             }
         }
+        return std::move(parameters_);
     }
 
   private:
@@ -112,8 +146,8 @@ class Comparisons {
         for (std::size_t i = open + 1; i < close; ++i) {
             const bool alone =
                 (i == open + 1 || Is(i - 1, ",")) && (i + 1 == close || Is(i + 1, ","));
-            if (tokens_[i].Kind == TokenKind::Text && alone) {
-                NormalizeText(i, partner.Kind);
+            if (IsValue(tokens_[i]) && alone) {
+                ReadValue(i, partner.Kind);
             } else if (tokens_[i].Is("(")) {
                 i = ClosingParenthesis(tokens_, i);
             }
@@ -124,29 +158,161 @@ class Comparisons {
     void Unify(std::initializer_list<Operand> sides) {
         DateKind kind = DateKind::None;
         for (const Operand& side : sides) {
-            kind = side.Kind == DateKind::DateTime || kind == DateKind::None ? side.Kind : kind;
-        }
-        if (kind == DateKind::None) {
-            return;
+            kind = std::max(kind, side.Kind);
         }
         for (auto side = std::rbegin(sides); side != std::rend(sides); ++side) {
-            if (side->IsText) {
-                NormalizeText(side->Begin, kind);
-            } else if (side->Kind == DateKind::Date && kind == DateKind::DateTime) {
+            if (side->Kind == DateKind::Date && kind != DateKind::Date) {
                 PutInPlaceOfX(Tokenize("convert(datetime, x)"), *side);
+            } else {
+                ReadAs(*side, kind);
             }
         }
     }
 
-    void NormalizeText(std::size_t i, DateKind kind) {
-        const std::string& quoted = tokens_[i].Text;
-        const auto moment = ParseDateTime(quoted.substr(1, quoted.size() - 2));
-        if (!moment) {
-            throw DatabaseError(
-                {"Conversion failed when converting date and/or time from character string."});
+    // "column = value" in the SET clause of an UPDATE.
+    bool IsAssignment(std::size_t i) const {
+        if (!Is(i, "=") || !Is(0, "update")) {
+            return false;
         }
-        const std::string text = FormatDateTime(*moment);
-        tokens_[i].Text = QuotedText(kind == DateKind::Date ? text.substr(0, 10) : text);
+        const std::size_t column = operands_.Before(i).Begin;
+        return column > 0 && (Is(column - 1, "set") || Is(column - 1, ","));
+    }
+
+    void Assign(const Operand& column, const Operand& value) {
+        const bool holdsDay = column.Kind == DateKind::Date;
+        if (value.Kind == DateKind::None) {
+            ReadAs(value, column.Kind);
+        } else if (column.Kind != DateKind::None && holdsDay != (value.Kind == DateKind::Date)) {
+            PutInPlaceOfX(Tokenize(holdsDay ? "convert(date, x)" : "convert(datetime, x)"), value);
+        }
+    }
+
+    // The pieces of [begin, end) between its commas.
+    std::vector<Range> SplitList(std::size_t begin, std::size_t end) const {
+        std::vector<Range> pieces{{begin, end}};
+        for (std::size_t i = begin; i < end; ++i) {
+            if (tokens_[i].Is("(")) {
+                i = ClosingParenthesis(tokens_, i);
+            } else if (tokens_[i].Is(",")) {
+                pieces.back().End = i;
+                pieces.push_back({i + 1, end});
+            }
+        }
+        return pieces;
+    }
+
+    // The functions read a text as a session does whose month comes first: in any other, what
+    // they are given is converted before.
+    void ReadArguments(std::size_t name) {
+        const auto* const function =
+            std::find_if(kDateFunctions.begin(), kDateFunctions.end(),
+                         [&](const DateFunction& known) { return tokens_[name].Is(known.Name); });
+        if (tokens_[name].Is("cast")) {
+            ReadCast(name + 2, ClosingParenthesis(tokens_, name + 1));
+        } else if (function != kDateFunctions.end()) {
+            const auto arguments = SplitList(name + 2, ClosingParenthesis(tokens_, name + 1));
+            for (std::size_t i = arguments.size(); i-- > function->FirstDate;) {
+                ReadArgument(arguments[i], DateKind::SessionDateTime);
+            }
+        } else if (tokens_[name].Is("convert")) {
+            const auto arguments = SplitList(name + 2, ClosingParenthesis(tokens_, name + 1));
+            // A third one, the style, would tell the form whatever the session.
+            if (arguments.size() == 2) {
+                ReadArgument(arguments[1], DateKindOfType(tokens_[name + 2].NameText()));
+            }
+        }
+    }
+
+    // "value as type" in [begin, end).
+    void ReadCast(std::size_t begin, std::size_t end) {
+        std::size_t as = begin;
+        while (as < end && !tokens_[as].Is("as")) {
+            as = Is(as, "(") ? ClosingParenthesis(tokens_, as) + 1 : as + 1;
+        }
+        if (as + 1 < end) {
+            ReadArgument({begin, as}, DateKindOfType(tokens_[as + 1].NameText()));
+        }
+    }
+
+    void ReadArgument(Range argument, DateKind kind) {
+        const Operand operand = operands_.From(argument.Begin);
+        const bool parameter =
+            operand.Form == OperandForm::Value && IsParameter(tokens_[operand.Begin]);
+        if (operand.End == argument.End && (parameter || order_ == DateOrder::DayFirst)) {
+            ReadAs(operand, kind);
+        }
+    }
+
+    // The values of an INSERT, each by the column that it goes to.
+    void ReadInserted() {
+        std::size_t i = 2;
+        while (Is(i, ".") || Is(i + 1, ".")) {
+            ++i;
+        }
+        if (!Is(0, "insert") || !Is(1, "into") || i >= tokens_.size()) {
+            return;
+        }
+        const std::string table = tokens_[i].NameText();
+        std::vector<DateKind> kinds;
+        if (Is(++i, "(")) {
+            const std::size_t close = ClosingParenthesis(tokens_, i);
+            for (const Range& column : SplitList(i + 1, close)) {
+                const std::string name = tokens_[column.Begin].NameText();
+                kinds.push_back(DateKindOf(catalogue_, table, name).value_or(DateKind::None));
+            }
+            i = close + 1;
+        } else {
+            kinds = DateKindsOf(catalogue_, table);
+        }
+        if (!Is(i, "values")) {
+            return;
+        }
+        while (Is(++i, "(")) {
+            const std::size_t close = ClosingParenthesis(tokens_, i);
+            ReadRow(SplitList(i + 1, close), kinds);
+            i = close + 1;  // the comma before the next row, or the end
+        }
+    }
+
+    void ReadRow(const std::vector<Range>& values, const std::vector<DateKind>& kinds) {
+        for (std::size_t i = 0; i < std::min(values.size(), kinds.size()); ++i) {
+            const auto [begin, end] = values[i];
+            if (end != begin + 1 || kinds[i] == DateKind::None) {
+                continue;
+            }
+            if (IsParameter(tokens_[begin])) {
+                ReadValue(begin, kinds[i]);
+            } else if (tokens_[begin].Kind == TokenKind::Text) {
+                const std::string text = LiteralText(tokens_[begin].Text);
+                tokens_[begin].Text = QuotedText(ValueForColumn(text, kinds[i], order_));
+            }
+        }
+    }
+
+    // What is no date itself and is taken for one.
+    void ReadAs(const Operand& operand, DateKind kind) {
+        if (kind == DateKind::None) {
+            return;
+        }
+        if (operand.Form == OperandForm::Value) {
+            ReadValue(operand.Begin, kind);
+        } else if (operand.Form == OperandForm::OtherColumn && order_ == DateOrder::DayFirst) {
+            const char* type = kind == DateKind::Date              ? "date"
+                               : kind == DateKind::SessionDateTime ? "datetime"
+                                                                   : "datetime2";
+            PutInPlaceOfX(Tokenize("tsql_day_first('" + std::string(type) + "', x)"), operand);
+        }
+    }
+
+    void ReadValue(std::size_t i, DateKind kind) {
+        if (IsParameter(tokens_[i])) {
+            const auto before =
+                std::count_if(tokens_.begin(), tokens_.begin() + Offset(i), IsParameter);
+            parameters_[static_cast<std::size_t>(before)] = kind;
+        } else {
+            const std::string text = LiteralText(tokens_[i].Text);
+            tokens_[i].Text = QuotedText(DateForColumn(text, kind, order_));
+        }
     }
 
     // Puts a call around an operand, in the place of the call's last argument, which is "x".
@@ -164,13 +330,36 @@ class Comparisons {
     }
 
     Tokens& tokens_;
+    const SqliteDatabase& catalogue_;
+    DateOrder order_;
     DateOperands operands_;
+    std::vector<DateKind> parameters_;
 };
 
 }  // namespace
 
-void NormalizeDateComparisons(Tokens& tokens, const DateKindLookup& kindOf) {
-    Comparisons(tokens, kindOf).Run();
+std::vector<DateKind> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& catalogue,
+                                         DateOrder order) {
+    return DateTexts(tokens, catalogue, order).Run();
+}
+
+std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order) {
+    const bool bySession = kind == DateKind::SessionDateTime;
+    const auto moment = ParseDateTime(text, {order, bySession ? order : DateOrder::MonthFirst});
+    if (!moment) {
+        throw DatabaseError({bySession && HasDateForm(text)
+                                 ? "The conversion of a varchar data type to a datetime data type"
+                                   " resulted in an out-of-range value."
+                                 : "Conversion failed when converting date and/or time from"
+                                   " character string."});
+    }
+    const std::string stored = FormatDateTime(*moment);
+    return kind == DateKind::Date ? stored.substr(0, 10) : stored;
+}
+
+std::string ValueForColumn(std::string_view text, DateKind kind, DateOrder order) {
+    return order == DateOrder::DayFirst || IsReadAlike(text) ? DateForColumn(text, kind, order)
+                                                             : std::string(text);
 }
 
 }  // namespace morvane::embedded

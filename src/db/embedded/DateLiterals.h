@@ -1,17 +1,31 @@
 #pragma once
 
+#include <string>
+#include <string_view>
 #include <vector>
 
-#include "db/embedded/DateOperands.h"
+#include "db/embedded/Catalogue.h"
+#include "db/embedded/DateTime.h"
 #include "db/embedded/Tokens.h"
 
 namespace morvane::embedded {
 
-// Brings what a statement compares with dates to the form in which columns hold dates, since SQLite
-// compares both as texts: "d <= '20181231'" finds the midnight of that day, as on the server. Where
-// a day alone meets a date with a time of day, it is read as midnight. A number added to a date or
-// taken from it counts days. Throws DatabaseError for a text that is no date and for arithmetic
-// with dates of any other form.
-void NormalizeDateComparisons(std::vector<Token>& tokens, const DateKindLookup& kindOf);
+// Brings the texts that a statement compares with dates, or writes into them, to the form in which
+// columns hold dates, since SQLite compares both as texts: "d <= '20181231'" finds the midnight of
+// that day, as on the server. Where a day alone meets a date with a time of day, it is read as
+// midnight. A number added to a date or taken from it counts days. `order` is the session's.
+// Returns the kinds of date that the parameters meet, by their position. Throws DatabaseError for
+// a text that is no date and for arithmetic with dates of any other form.
+std::vector<DateKind> NormalizeDateTexts(std::vector<Token>& tokens,
+                                         const SqliteDatabase& catalogue, DateOrder order);
+
+// A text as a date column of that kind holds it. Throws DatabaseError, in the server's words, for
+// a text that is no date.
+std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order);
+
+// As DateForColumn, for a value that comes from a program. While the month comes first, only the
+// forms that every session reads alike are converted. Any other stays as it is: a row that another
+// program wrote may hold a day without its time, and a value read from it must find it again.
+std::string ValueForColumn(std::string_view text, DateKind kind, DateOrder order);
 
 }  // namespace morvane::embedded

@@ -15,6 +15,10 @@ bool IsOneOf(const Token& token, const std::array<std::string_view, N>& words) {
                        [&](std::string_view word) { return token.Is(word); });
 }
 
+bool IsValue(const Token& token) {
+    return token.Kind == TokenKind::Text || token.Kind == TokenKind::Parameter;
+}
+
 // What can stand behind a table's name without being its alias.
 constexpr std::array<std::string_view, 16> kNoAlias = {
     "where", "on",  "inner", "left",  "right", "full",   "cross", "outer",
@@ -48,10 +52,10 @@ Operand DateOperands::Before(std::size_t end) const {
         return open ? Call(*open, end - 1) : Operand{};
     }
     if (last.Is("}") && end >= 4 && Is(end - 4, "{")) {
-        return {end - 4, end, DateKind::DateTime, false};
+        return {end - 4, end, DateKind::SessionDateTime};
     }
-    if (last.Kind == TokenKind::Text) {
-        return {end - 1, end, DateKind::None, true};
+    if (IsValue(last)) {
+        return {end - 1, end, DateKind::None, OperandForm::Value};
     }
     if (!last.IsName()) {
         return {};
@@ -74,10 +78,10 @@ Operand DateOperands::From(std::size_t begin) const {
         return Call(begin + 1, ClosingParenthesis(tokens_, begin + 1));
     }
     if (tokens_[begin].Is("{") && Is(begin + 3, "}")) {
-        return {begin, begin + 4, DateKind::DateTime, false};
+        return {begin, begin + 4, DateKind::SessionDateTime};
     }
-    if (tokens_[begin].Kind == TokenKind::Text) {
-        return {begin, begin + 1, DateKind::None, true};
+    if (IsValue(tokens_[begin])) {
+        return {begin, begin + 1, DateKind::None, OperandForm::Value};
     }
     if (!tokens_[begin].IsName()) {
         return {};
@@ -94,17 +98,17 @@ Operand DateOperands::Call(std::size_t open, std::size_t close) const {
     if (open > 0 && tokens_[open - 1].Kind == TokenKind::Word) {
         const DateKind kind = CallKind(open, close);
         if (kind != DateKind::None) {
-            return {open - 1, close + 1, kind, false};
+            return {open - 1, close + 1, kind};
         }
     }
     const Operand inner = From(open + 1);
-    return {open, close + 1, inner.End == close ? inner.Kind : DateKind::None, false};
+    return {open, close + 1, inner.End == close ? inner.Kind : DateKind::None};
 }
 
 DateKind DateOperands::CallKind(std::size_t open, std::size_t close) const {
     const Token& name = tokens_[open - 1];
     if (name.Is("getdate") || name.Is("dateadd")) {
-        return DateKind::DateTime;
+        return DateKind::SessionDateTime;
     }
     if (name.Is("convert") && open + 1 < close) {
         return DateKindOfType(tokens_[open + 1].NameText());
@@ -122,7 +126,7 @@ DateKind DateOperands::CallKind(std::size_t open, std::size_t close) const {
 
 Operand DateOperands::Column(std::size_t begin, std::size_t end) const {
     if (end - begin == 1 && tokens_[begin].Is("current_timestamp")) {
-        return {begin, end, DateKind::DateTime, false};
+        return {begin, end, DateKind::SessionDateTime};
     }
     const std::string table = end - begin >= 3 ? tokens_[end - 3].NameText() : "";
     const std::string column = tokens_[end - 1].NameText();
@@ -132,10 +136,11 @@ Operand DateOperands::Column(std::size_t begin, std::size_t end) const {
         const std::size_t first = open ? *open + 1 : 0;
         const std::size_t last = open ? ClosingParenthesis(tokens_, *open) : tokens_.size();
         if (const auto kind = KindInQuery(first, last, table, column)) {
-            return {begin, end, *kind, false};
+            const bool date = *kind != DateKind::None;
+            return {begin, end, *kind, date ? OperandForm::Expression : OperandForm::OtherColumn};
         }
         if (!open) {
-            return {begin, end, DateKind::None, false};
+            return {begin, end};
         }
         inside = *open;
     }
@@ -174,7 +179,7 @@ std::optional<DateKind> DateOperands::KindInFrom(std::size_t i, std::size_t end,
             ++i;
         }
         if (table.empty() || EqualsIgnoreCase(table, alias)) {
-            if (const auto kind = kindOf_(name, column)) {
+            if (const auto kind = DateKindOf(catalogue_, name, column)) {
                 return kind;
             }
         }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,24 +10,26 @@
 
 namespace morvane::embedded {
 
-// The kind of date in a column of a table; no value when there is no such table or column.
-using DateKindLookup =
-    std::function<std::optional<DateKind>(const std::string& table, const std::string& column)>;
+enum class OperandForm {
+    Expression,
+    Value,        // a text literal or a parameter, which is converted to the type of what it meets
+    OtherColumn,  // a column that holds no dates
+};
 
 // One side of an operator: the tokens [Begin, End). Kind is None for anything but a date.
 struct Operand {
     std::size_t Begin = 0;
     std::size_t End = 0;
     DateKind Kind = DateKind::None;
-    bool IsText = false;  // a text literal
+    OperandForm Form = OperandForm::Expression;
 };
 
 // Finds out which operands of a statement are dates: columns, by the queries around them from the
 // inside out, and the functions that give dates.
 class DateOperands {
   public:
-    DateOperands(const std::vector<Token>& tokens, const DateKindLookup& kindOf)
-        : tokens_(tokens), kindOf_(kindOf) {}
+    DateOperands(const std::vector<Token>& tokens, const SqliteDatabase& catalogue)
+        : tokens_(tokens), catalogue_(catalogue) {}
 
     // The operand that ends before `end`, or begins at `begin`; an empty one when none does.
     Operand Before(std::size_t end) const;
@@ -47,7 +48,7 @@ class DateOperands {
                                        const std::string& column) const;
 
     const std::vector<Token>& tokens_;
-    const DateKindLookup& kindOf_;
+    const SqliteDatabase& catalogue_;
 };
 
 }  // namespace morvane::embedded

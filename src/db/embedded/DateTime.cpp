@@ -25,6 +25,7 @@ class Reader {
     explicit Reader(std::string_view text) : rest_(text) {}
 
     bool AtEnd() const { return rest_.empty(); }
+    bool IsAt(char c) const { return !rest_.empty() && rest_[0] == c; }
     std::size_t DigitsAhead() const {
         return std::min(rest_.find_first_not_of("0123456789"), rest_.size());
     }
@@ -40,7 +41,7 @@ class Reader {
     }
 
     bool Character(char c) {
-        if (rest_.empty() || rest_[0] != c) {
+        if (!IsAt(c)) {
             return false;
         }
         rest_.remove_prefix(1);
@@ -68,7 +69,7 @@ struct Parts {
     int Millisecond = 0;
 };
 
-bool ReadDate(Reader& reader, Parts& parts) {
+bool ReadDate(Reader& reader, DateReading reading, Parts& parts) {
     if (reader.DigitsAhead() == 8) {
         parts.Year = reader.Take(4);
         parts.Month = reader.Take(2);
@@ -77,11 +78,16 @@ bool ReadDate(Reader& reader, Parts& parts) {
     }
     if (reader.DigitsAhead() == 4) {
         parts.Year = reader.Take(4);
-        return reader.Character('-') && reader.Number(1, 2, parts.Month) && reader.Character('-') &&
-               reader.Number(1, 2, parts.Day);
+        const bool read = reader.Character('-') && reader.Number(1, 2, parts.Month) &&
+                          reader.Character('-') && reader.Number(1, 2, parts.Day);
+        if (reading.Dashed == DateOrder::DayFirst && !reader.IsAt('T')) {
+            std::swap(parts.Month, parts.Day);
+        }
+        return read;
     }
-    return reader.Number(1, 2, parts.Month) && reader.Character('/') &&
-           reader.Number(1, 2, parts.Day) && reader.Character('/') &&
+    const bool dayFirst = reading.Slashed == DateOrder::DayFirst;
+    return reader.Number(1, 2, dayFirst ? parts.Day : parts.Month) && reader.Character('/') &&
+           reader.Number(1, 2, dayFirst ? parts.Month : parts.Day) && reader.Character('/') &&
            reader.Number(4, 4, parts.Year);
 }
 
@@ -147,9 +153,9 @@ std::optional<DateTime> AddMonths(std::int64_t count, DateTime moment) {
     return sys_days(target / std::min(date.day(), last)) + (moment - day);
 }
 
-bool ReadDateAndTime(std::string_view text, Parts& parts) {
+bool ReadDateAndTime(std::string_view text, DateReading reading, Parts& parts) {
     Reader reader(text);
-    if (!ReadDate(reader, parts)) {
+    if (!ReadDate(reader, reading, parts)) {
         return false;
     }
     if (reader.AtEnd()) {
@@ -180,9 +186,10 @@ bool ReadStoredForm(std::string_view text, Parts& parts) {
 
 }  // namespace
 
-std::optional<DateTime> ParseDateTime(std::string_view text) {
+std::optional<DateTime> ParseDateTime(std::string_view text, DateReading reading) {
     Parts parts;
-    if (!ReadStoredForm(text, parts) && !ReadDateAndTime(Trim(text), parts)) {
+    const bool stored = reading.Dashed == DateOrder::MonthFirst && ReadStoredForm(text, parts);
+    if (!stored && !ReadDateAndTime(Trim(text), reading, parts)) {
         return std::nullopt;
     }
     const year_month_day date = std::chrono::year(parts.Year) /
@@ -193,6 +200,18 @@ std::optional<DateTime> ParseDateTime(std::string_view text) {
     }
     return sys_days(date) + std::chrono::hours(parts.Hour) + std::chrono::minutes(parts.Minute) +
            std::chrono::seconds(parts.Second) + milliseconds(parts.Millisecond);
+}
+
+bool HasDateForm(std::string_view text) {
+    Parts parts;
+    return ReadDateAndTime(Trim(text), {}, parts);
+}
+
+bool IsReadAlike(std::string_view text) {
+    const std::string_view trimmed = Trim(text);
+    const std::size_t digits = Reader(trimmed).DigitsAhead();
+    const bool iso = digits == 4 && trimmed.find('T') != std::string_view::npos;
+    return (digits == 8 || iso) && HasDateForm(trimmed);
 }
 
 std::string FormatDateTime(DateTime moment) {

@@ -11,9 +11,26 @@ namespace morvane::embedded {
 // A date and time of day to the millisecond, as the server's datetime.
 using DateTime = std::chrono::sys_time<std::chrono::milliseconds>;
 
+// Whether a month or a day comes first where a text shows only two numbers.
+enum class DateOrder { MonthFirst, DayFirst };
+
+// How the two forms are read whose order the server takes from the session or the column's type.
+struct DateReading {
+    DateOrder Slashed = DateOrder::MonthFirst;  // "3/5/2024"
+    DateOrder Dashed = DateOrder::MonthFirst;   // "2024-03-05"
+};
+
 // Reads "2024-03-05", "20240305" and "3/5/2024", each alone or with a time of day ("14:07",
-// "14:07:09", "14:07:09.123"; a T may stand before it). No value for anything else.
-std::optional<DateTime> ParseDateTime(std::string_view text);
+// "14:07:09", "14:07:09.123"; a T may stand before it). No value for anything else. In
+// "2024-03-05T14:07:09" the month is first whatever `reading` says.
+std::optional<DateTime> ParseDateTime(std::string_view text, DateReading reading = {});
+
+// True for a text of one of these forms, even with a month 13 or an hour 25.
+bool HasDateForm(std::string_view text);
+
+// True for "20240305", with or without a time of day, and "2024-03-05T14:07:09": forms that mean
+// the same in every session.
+bool IsReadAlike(std::string_view text);
 
 // "2024-03-05 14:07:09", and ".123" when there is a fraction: the form in which the embedded
 // warehouse keeps dates, so that their order as texts is their order in time.

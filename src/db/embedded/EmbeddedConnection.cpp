@@ -13,6 +13,7 @@
 #include "db/embedded/AttachedDatabases.h"
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/Databases.h"
+#include "db/embedded/DateLiterals.h"
 #include "db/embedded/EmbeddedRecordset.h"
 #include "db/embedded/IndexRebuild.h"
 #include "db/embedded/SemiJoin.h"
@@ -42,6 +43,9 @@ void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
                             sqlite3_sql(statement.Handle()));
     }
 }
+
+// How a text is read that meets a date: as a literal of the statement or as a program's value.
+using DateReader = std::string (*)(std::string_view text, DateKind kind, DateOrder order);
 
 class EmbeddedConnection;
 
@@ -115,7 +119,8 @@ class EmbeddedConnection : public Connection {
     }
 
     // What the commands of this connection need; the values fill the places in their order.
-    std::int64_t ExecuteText(std::string_view sql, const std::vector<const Value*>& values);
+    std::int64_t ExecuteText(std::string_view sql, const std::vector<const Value*>& values,
+                             DateReader readDate = ValueForColumn);
     std::int64_t ExecuteProcedure(std::string_view name, const std::vector<const Value*>& values);
     std::unique_ptr<Recordset> OpenText(std::string_view sql,
                                         const std::vector<const Value*>& values,
@@ -124,7 +129,10 @@ class EmbeddedConnection : public Connection {
   private:
     SqliteDatabase& Handle();
     Translation TranslateHere(std::string_view sql);
-    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values);
+    bool BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds, std::size_t i,
+                  const Value& value, DateReader readDate) const;
+    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values,
+                     DateReader readDate);
     std::int64_t Alter(std::string_view sql);
 
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
@@ -155,7 +163,8 @@ void EmbeddedConnection::Open() {
     if (!FolderExists(folder)) {
         throw DatabaseError({"There is no folder \"" + folder + "\" with embedded databases."});
     }
-    context_ = {folder, {}, {}, nullptr};
+    context_ = {};
+    context_.Folder = folder;
     database_ = SqliteDatabase::InMemory();
     RegisterFunctions(*database_, functions_);
     open_ = true;
@@ -201,12 +210,29 @@ Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
     return translation;
 }
 
+// Binds a text that meets a date in the form in which columns hold it; false for any other value.
+bool EmbeddedConnection::BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds,
+                                  std::size_t i, const Value& value, DateReader readDate) const {
+    if (i >= kinds.size() || kinds[i] == DateKind::None || !value.IsText()) {
+        return false;
+    }
+    try {
+        const std::string& text = std::get<std::string>(value.Data());
+        statement.Bind(static_cast<int>(i) + 1, Value(readDate(text, kinds[i], context_.Order)));
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(error.Descriptions(), statement.ShownAs());
+    }
+    return true;
+}
+
 std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
-                                     const std::vector<const Value*>& values) {
+                                     const std::vector<const Value*>& values, DateReader readDate) {
     SqliteStatement& statement = cached.Statement;
     RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
-        statement.BindLent(static_cast<int>(i) + 1, *values[i]);
+        if (!BindDate(statement, cached.ParameterDates, i, *values[i], readDate)) {
+            statement.BindLent(static_cast<int>(i) + 1, *values[i]);
+        }
     }
     struct ResetAtEnd {
         SqliteStatement& Statement;
@@ -231,14 +257,23 @@ std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
 }
 
 std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
-                                             const std::vector<const Value*>& values) {
+                                             const std::vector<const Value*>& values,
+                                             DateReader readDate) {
     if (CachedStatement* cached = compileOnly_ ? nullptr : cache_.Find(sql)) {
-        return Run(*cached, values);
+        return Run(*cached, values, readDate);
     }
     const Translation translation = TranslateHere(sql);
     if (translation.Kind == StatementKind::NoExecOn ||
         translation.Kind == StatementKind::NoExecOff) {
         compileOnly_ = translation.Kind == StatementKind::NoExecOn;
+        return -1;
+    }
+    if (translation.Kind == StatementKind::Setting) {
+        const DateOrder order = translation.NewOrder.value_or(context_.Order);
+        if (!compileOnly_ && order != context_.Order) {
+            context_.Order = order;
+            cache_.Clear();  // the literals of its statements were read in the old order
+        }
         return -1;
     }
     if (translation.Kind == StatementKind::Alter) {
@@ -247,16 +282,18 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
     // Before the statement and gone after it: a file in use is detached by nobody.
     const AttachedDatabases attached(*database_, translation.AttachedFiles);
     CachedStatement statement{translation.Kind,
-                              SqliteStatement(database_->Handle(), translation.Sql, sql)};
+                              SqliteStatement(database_->Handle(), translation.Sql, sql),
+                              translation.ParameterDates};
     if (compileOnly_) {
         return -1;
     }
     if (translation.Kind == StatementKind::Definition) {
         cache_.Clear();  // other statements may mean something else afterwards
-        return Run(statement, values);
+        return Run(statement, values, readDate);
     }
-    return translation.AttachedFiles.empty() ? Run(cache_.Add(sql, std::move(statement)), values)
-                                             : Run(statement, values);
+    return translation.AttachedFiles.empty()
+               ? Run(cache_.Add(sql, std::move(statement)), values, readDate)
+               : Run(statement, values, readDate);
 }
 
 std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
@@ -269,14 +306,14 @@ std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
 
 std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
     Handle();
-    if (compileOnly_ || !deleteByLiterals_.Parse(sql) || deleteByLiterals_.HoldsDate()) {
+    if (compileOnly_ || !deleteByLiterals_.Parse(sql)) {
         return ExecuteText(sql, {});
     }
     literals_.clear();
     for (const Value& literal : deleteByLiterals_.Literals()) {
         literals_.push_back(&literal);
     }
-    return ExecuteText(deleteByLiterals_.Shape(), literals_);
+    return ExecuteText(deleteByLiterals_.Shape(), literals_, DateForColumn);
 }
 
 std::int64_t EmbeddedConnection::ExecuteProcedure(std::string_view name,
@@ -322,7 +359,9 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
     SqliteStatement statement(database_->Handle(), translation.Sql, sql);
     RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
-        statement.Bind(static_cast<int>(i) + 1, *values[i]);
+        if (!BindDate(statement, translation.ParameterDates, i, *values[i], ValueForColumn)) {
+            statement.Bind(static_cast<int>(i) + 1, *values[i]);
+        }
     }
     functions_.StartStatement();
     auto rows = std::make_unique<EmbeddedRecordset>(database_->Handle(), std::move(statement));

@@ -9,8 +9,10 @@
 #include <optional>
 #include <string>
 
+#include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "db/embedded/ColumnTypes.h"
+#include "db/embedded/DateLiterals.h"
 
 namespace morvane::embedded {
 
@@ -72,6 +74,22 @@ std::optional<DatePart> PartArgument(sqlite3_context* context, sqlite3_value* va
 void GetDate(sqlite3_context* context, int, Arguments) {
     auto* shared = static_cast<FunctionContext*>(sqlite3_user_data(context));
     ReturnText(context, FormatDateTime(shared->StatementTime()));
+}
+
+// tsql_day_first(type, value): a text as a date of the type, read as in a session whose day comes
+// first.
+void DayFirst(sqlite3_context* context, int, Arguments arguments) {
+    if (sqlite3_value_type(arguments[1]) != SQLITE_TEXT) {
+        sqlite3_result_value(context, arguments[1]);
+        return;
+    }
+    try {
+        ReturnText(context,
+                   DateForColumn(TextOf(arguments[1]), DateKindOfType(TextOf(arguments[0])),
+                                 DateOrder::DayFirst));
+    } catch (const DatabaseError& error) {
+        ReturnError(context, error.Descriptions().front());
+    }
 }
 
 void FirstSeen(sqlite3_context* context, int, Arguments arguments) {
@@ -434,6 +452,7 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
         {"tsql_datediff", 3, DateDiffFunction},
         {"tsql_dateadd", 3, DateAddFunction},
         {"tsql_datepart", 2, DatePartFunction},
+        {"tsql_day_first", 2, DayFirst},
         {"tsql_len", 1, Len},
         {"tsql_left", 2, Left},
         {"tsql_right", 2, Right},

@@ -30,6 +30,7 @@ class SqliteStatement {
     void Reset() { sqlite3_reset(handle_.get()); }
 
     sqlite3_stmt* Handle() const { return handle_.get(); }
+    const std::string& ShownAs() const { return shownAs_; }
 
   private:
     struct Finalize {

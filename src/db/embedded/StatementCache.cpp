@@ -1,10 +1,8 @@
 #include "db/embedded/StatementCache.h"
 
-#include <algorithm>
 #include <charconv>
 
 #include "core/Text.h"
-#include "db/embedded/DateTime.h"
 
 namespace morvane::embedded {
 
@@ -85,6 +83,8 @@ bool DeleteByLiterals::ParseComparison(std::string_view& rest) {
     }
     rest.remove_prefix(1);
     SkipBlanks(rest);
+    const bool national = rest.size() > 1 && (rest[0] == 'N' || rest[0] == 'n') && rest[1] == '\'';
+    rest.remove_prefix(national ? 1 : 0);
     std::int64_t number = 0;
     if (!rest.empty() && rest[0] == '\'') {
         if (!TakeText(rest, text_)) {
@@ -126,13 +126,6 @@ bool DeleteByLiterals::Parse(std::string_view sql) {
         shape_ += " AND ";
     }
     return false;
-}
-
-bool DeleteByLiterals::HoldsDate() const {
-    return std::any_of(literals_.begin(), literals_.end(), [](const Value& literal) {
-        const auto* text = std::get_if<std::string>(&literal.Data());
-        return text != nullptr && ParseDateTime(*text);
-    });
 }
 
 }  // namespace morvane::embedded

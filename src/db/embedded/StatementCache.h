@@ -14,6 +14,7 @@ namespace morvane::embedded {
 struct CachedStatement {
     StatementKind Kind;
     SqliteStatement Statement;
+    std::vector<DateKind> ParameterDates;
 };
 
 // Prepared statements by the text they came from, so that a command that runs once a row is
@@ -53,8 +54,6 @@ class DeleteByLiterals {
 
     const std::string& Shape() const { return shape_; }
     const std::vector<Value>& Literals() const { return literals_; }
-    // A literal may be a date, which is read by the type of its column.
-    bool HoldsDate() const;
 
   private:
     bool ParseComparison(std::string_view& rest);

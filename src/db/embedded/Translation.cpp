@@ -16,6 +16,37 @@ constexpr std::array<std::string_view, 9> kReservedBySqliteAlone = {
     "deferrable", "indexed",       "glob",    "regexp",
 };
 
+// Of a session's order of dates only this matters: the year is told by its four digits.
+struct NamedOrder {
+    std::string_view Name;
+    DateOrder Order;
+};
+constexpr std::array kDateFormats = {
+    NamedOrder{"mdy", DateOrder::MonthFirst}, NamedOrder{"dmy", DateOrder::DayFirst},
+    NamedOrder{"ymd", DateOrder::MonthFirst}, NamedOrder{"ydm", DateOrder::DayFirst},
+    NamedOrder{"myd", DateOrder::MonthFirst}, NamedOrder{"dym", DateOrder::DayFirst},
+};
+constexpr std::array kLanguages = {
+    NamedOrder{"us_english", DateOrder::MonthFirst},
+    NamedOrder{"English", DateOrder::MonthFirst},
+    NamedOrder{"British", DateOrder::DayFirst},
+    NamedOrder{"British English", DateOrder::DayFirst},
+    NamedOrder{"German", DateOrder::DayFirst},
+    NamedOrder{"Deutsch", DateOrder::DayFirst},
+    NamedOrder{"French", DateOrder::DayFirst},
+    NamedOrder{"Français", DateOrder::DayFirst},
+};
+
+template <std::size_t N>
+std::optional<DateOrder> FindOrder(const std::array<NamedOrder, N>& orders, std::string_view name) {
+    for (const NamedOrder& known : orders) {
+        if (EqualsIgnoreCase(known.Name, name)) {
+            return known.Order;
+        }
+    }
+    return std::nullopt;
+}
+
 // The server's collations tell by their name whether they ignore letter case.
 std::string SqliteCollation(const Token& written) {
     const std::string name = written.NameText();
@@ -32,16 +63,17 @@ Translation Translator::Run() {
     while (!tokens_.empty() && tokens_.back().Is(";")) {
         tokens_.pop_back();
     }
+    if (IsAt(0, "set") && tokens_.size() == 3) {
+        return ReadSetting();
+    }
     const StatementKind kind = FindKind();
     if (kind == StatementKind::Alter) {
-        return {kind, std::string(sql_), {}};
+        return {kind, std::string(sql_), {}, {}, {}};
     }
     definition_ = kind == StatementKind::Definition;
-    if (kind != StatementKind::NoExecOn && kind != StatementKind::NoExecOff) {
-        NormalizeDates();
-        Rewrite(0, tokens_.size(), kind == StatementKind::Select);
-    }
-    return {kind, std::move(out_), std::move(attachedFiles_)};
+    NormalizeDates();
+    Rewrite(0, tokens_.size(), kind == StatementKind::Select);
+    return {kind, std::move(out_), std::move(attachedFiles_), std::move(parameterDates_), {}};
 }
 
 void Translator::RequireShallow() const {
@@ -59,14 +91,6 @@ StatementKind Translator::FindKind() const {
     if (tokens_.empty()) {
         Fail("The statement is empty.");
     }
-    if (IsAt(0, "set") && IsAt(1, "noexec") && tokens_.size() == 3) {
-        if (IsAt(2, "on")) {
-            return StatementKind::NoExecOn;
-        }
-        if (IsAt(2, "off")) {
-            return StatementKind::NoExecOff;
-        }
-    }
     struct Verb {
         std::string_view Word;
         StatementKind Kind;
@@ -83,6 +107,33 @@ StatementKind Translator::FindKind() const {
         }
     }
     FailUnknown("a statement that begins with \"" + tokens_[0].Text + "\"");
+}
+
+Translation Translator::ReadSetting() const {
+    const std::string value =
+        tokens_[2].Kind == TokenKind::Text ? LiteralText(tokens_[2].Text) : tokens_[2].NameText();
+    const bool on = IsAt(2, "on");
+    if (on || IsAt(2, "off")) {
+        if (IsAt(1, "noexec")) {
+            return {on ? StatementKind::NoExecOn : StatementKind::NoExecOff, {}, {}, {}, {}};
+        }
+        if (IsAt(1, "nocount")) {
+            return {StatementKind::Setting, {}, {}, {}, {}};
+        }
+    }
+    if (IsAt(1, "dateformat")) {
+        if (const auto order = FindOrder(kDateFormats, value)) {
+            return {StatementKind::Setting, {}, {}, {}, order};
+        }
+        Fail("SET DATEFORMAT date order '" + value + "' is invalid.");
+    }
+    if (IsAt(1, "language")) {
+        if (const auto order = FindOrder(kLanguages, value)) {
+            return {StatementKind::Setting, {}, {}, {}, order};
+        }
+        FailUnknown("the language '" + value + "'");
+    }
+    FailUnknown("the setting " + tokens_[1].Text + " " + tokens_[2].Text);
 }
 
 void Translator::Emit(std::string_view text, bool spaceBefore) {
@@ -258,9 +309,11 @@ void Translator::NormalizeDates() {
     if (context_.Catalogue == nullptr) {
         return;
     }
-    NormalizeDateComparisons(tokens_, [&](const std::string& table, const std::string& column) {
-        return DateKindOf(*context_.Catalogue, table, column);
-    });
+    try {
+        parameterDates_ = NormalizeDateTexts(tokens_, *context_.Catalogue, context_.Order);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(error.Descriptions(), std::string(sql_));
+    }
 }
 
 std::size_t Translator::RewriteParenthesis(std::size_t open) {

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "db/embedded/Catalogue.h"
+#include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
@@ -18,6 +21,7 @@ enum class StatementKind {
     Alter,       // for AlterTable(), left as it is
     NoExecOn,
     NoExecOff,
+    Setting,  // of the session, see Translation::NewOrder
 };
 
 // A T-SQL statement as SQLite understands it.
@@ -26,6 +30,10 @@ struct Translation {
     std::string Sql;
     // Other database files that the statement names, as schemas of the same name.
     std::vector<std::string> AttachedFiles;
+    // The kinds of date that the parameters meet, by their position.
+    std::vector<DateKind> ParameterDates;
+    // The session's order of dates from now on; no value when it stays.
+    std::optional<DateOrder> NewOrder;
 };
 
 // Where a statement runs: what its names can mean.
@@ -35,6 +43,8 @@ struct TranslationContext {
     std::vector<std::string> LinkedServers;
     // Where columns are looked up; without it no text is taken for a date.
     const SqliteDatabase* Catalogue = nullptr;
+    // Of the session.
+    DateOrder Order = DateOrder::MonthFirst;
 };
 
 // Rewrites one T-SQL statement from its tokens; an UPDATE keeps its FROM (see SemiJoin.h). What

@@ -42,6 +42,8 @@ class Translator {
 
     // Translation.cpp
     StatementKind FindKind() const;
+    // SET NOEXEC, SET DATEFORMAT and what else a program tells its session.
+    Translation ReadSetting() const;
     // Two quotes that touch would be one doubled quote.
     void Emit(std::string_view text, bool spaceBefore);
     // Writes the tokens [begin, end), which hold whole parentheses, rewritten. `nameColumns`: they
@@ -93,6 +95,7 @@ class Translator {
     std::vector<Token> tokens_;
     std::string out_;
     std::vector<std::string> attachedFiles_;
+    std::vector<DateKind> parameterDates_;
     bool definition_ = false;
 };
 
