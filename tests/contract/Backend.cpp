@@ -8,6 +8,7 @@
 #include "db/ConnectionFactory.h"
 #include "db/odbc/OdbcConnection.h"
 #include "db/odbc/OdbcDriver.h"
+#include "run/StartUp.h"
 #include "support/TestWarehouse.h"
 
 namespace morvane::testing {

@@ -41,10 +41,10 @@ TEST(OdbcDriver, AMissingDriverIsNamedWithItsPackage) {
 TEST(OdbcDriver, FreeTdsGetsTheStringThatItUnderstands) {
     EXPECT_EQ(BuildConnectionString(kFreeTds, Login("host,14330")),
               "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=host;Port=14330;"
-              "UID={u};PWD={p};");
+              "Encryption=require;UID={u};PWD={p};");
     EXPECT_EQ(BuildConnectionString(kFreeTds, Login("(local)\\SQL2")),
               "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=localhost\\SQL2;"
-              "UID={u};PWD={p};");
+              "Encryption=require;UID={u};PWD={p};");
 }
 
 TEST(OdbcDriver, AValueCannotAddAKeyword) {

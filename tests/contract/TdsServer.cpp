@@ -205,7 +205,8 @@ std::vector<Token> OwnAnswer(const Request& request, const std::string& language
     if (text == "attention") {
         return {AnyDone(kDone, {}, kCancelled)};
     }
-    if (text == "begin") {
+    if (text == "begin" ||
+        (text == "if @@trancount = 0 begin transaction" && !request.InTransaction)) {
         return {TransactionChange(kBegun)};
     }
     if (text == "commit" || text == "rollback") {
@@ -221,7 +222,8 @@ std::vector<Token> OwnAnswer(const Request& request, const std::string& language
         std::erase_if(name, [](char c) { return c == '[' || c == ']'; });
         return {Environment(kDatabase, name)};
     }
-    if (text.starts_with("set ") || text == "sp_prepare" || text == "sp_unprepare") {
+    if (text.starts_with("set ") || text.starts_with("if @@trancount") || text == "sp_prepare" ||
+        text == "sp_unprepare") {
         return {};
     }
     return {Error(50000, 16, "not in the script: " + request.Text)};
@@ -262,7 +264,7 @@ Request CallRequest(Reader& reader, std::vector<std::string>& prepared) {
     for (reader.Take(2); !reader.AtEnd();) {
         all.push_back(reader.Parameter());
     }
-    int notOwn = 0;  // what comes before the statement's parameters
+    std::size_t notOwn = 0;  // what comes before the statement's parameters
     if (name == "sp_prepare") {
         prepared.push_back(all.at(2).Text());
     } else if (name == "sp_prepexec") {
@@ -275,7 +277,7 @@ Request CallRequest(Reader& reader, std::vector<std::string>& prepared) {
         request.Text = all.at(0).Text();
         notOwn = 2;
     }
-    all.erase(all.begin(), all.begin() + notOwn);
+    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(std::min(notOwn, all.size())));
     return request;
 }
 

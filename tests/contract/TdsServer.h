@@ -73,7 +73,7 @@ Token Info(std::uint32_t number, const std::string& message);
 Token TransactionEnded();
 
 struct Answer {
-    std::vector<Token> Tokens;
+    std::vector<Token> Tokens = {};
     std::chrono::milliseconds After{0};  // an attention ends the wait
     bool Silent = false;                 // nothing comes on this connection any more
 };

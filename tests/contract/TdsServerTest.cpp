@@ -2,11 +2,17 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
+
 #include "contract/Backend.h"
 #include "contract/ScopedVariable.h"
 #include "core/Text.h"
 #include "core/Transaction.h"
 #include "db/ConnectionFactory.h"
+#include "db/TableScript.h"
+#include "db/odbc/CallWatch.h"
+#include "db/odbc/OdbcConnection.h"
 #include "run/MultiUserLock.h"
 #include "support/ScriptedPrompt.h"
 
@@ -124,10 +130,7 @@ TEST_F(Tds, ASessionHasTheSameOptionsWhateverItsLanguage) {
 }
 
 TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
-    const Token tables =
-        Table("TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|TABLE_TYPE v|REMARKS v",
-              {"dw|dbo|dwm_multiuse|TABLE|"});
-    Connect(On({{"sp_tables", {{tables}}},
+    Connect(On({{"sys.objects", {{Table("a i", {"1"})}}},
                 {"Select * from dwm_multiuse", {{Table("lock b|user_name v", {"0|x"})}}},
                 {"UPDATE dwm_multiuse", {{Done(1)}}}}),
             {.NoCount = true});
@@ -315,6 +318,77 @@ TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
         } else {
             EXPECT_NO_THROW(command->Execute());
         }
+    }
+}
+
+// A line of what the program asks of the views: the table, the column, its type with the length in
+// bytes, precision and scale, whether it may be null, collation, default, place in the key.
+std::string ViewLine(int table, const std::string& column, const std::string& description) {
+    const std::vector<std::string> parts = Split(description, '|');
+    return std::to_string(table) + "|" + column + "|" + parts[0] + "|" + parts[1] + "|" + parts[2] +
+           "|" + parts[3] + "|" + parts[4] + "|" + parts[5] + "|" + parts[6] + "|" +
+           (parts[7] == "0" ? "|" : "pk_sales|" + parts[7]) + "|1";
+}
+
+TEST_F(Tds, ATableIsDescribedByTheSystemViewsAndOnlyTheOneThatIsMeant) {
+    const std::string latin = "Latin1_General_CS_AS";
+    Connect(On({{"sys.columns",
+                 {{Table("table_id i|column_name n|type_name n|max_length i|precision i|scale i|"
+                         "is_nullable b|collation_name n|default_text n|key_name n|key_ordinal i|"
+                         "is_indexed i",
+                         {ViewLine(7, "id", "int|4|10|0|0||(NEXT VALUE FOR [dbo].[ids])|2"),
+                          ViewLine(7, "code", "nvarchar|40|0|0|0|" + latin + "||1"),
+                          ViewLine(7, "note", "varchar|-1|0|0|1|" + latin + "|('[a].[b]')|0"),
+                          ViewLine(7, "price", "decimal|9|18|4|1||((0))|0"),
+                          ViewLine(7, "sold", "datetime2|7|22|3|1||(getdate())|0"),
+                          ViewLine(9, "id", "int|4|10|0|0|||0")})}}}}));
+    EXPECT_EQ(CreateTableScript(connection_->DescribeTable("sales")),
+              "CREATE TABLE sales (\r\n"
+              "\t[id] int NOT NULL,\r\n"
+              "\t[code] nvarchar(20) COLLATE Latin1_General_CS_AS NOT NULL,\r\n"
+              "\t[note] varchar(max) COLLATE Latin1_General_CS_AS NULL DEFAULT ('[a].[b]'),\r\n"
+              "\t[price] decimal(18,4) NULL DEFAULT ((0)),\r\n"
+              "\t[sold] datetime2(3) NULL DEFAULT (getdate()),\r\n"
+              "\tCONSTRAINT [pk_sales] PRIMARY KEY CLUSTERED ([code], [id])\r\n)");
+    EXPECT_TRUE(connection_->IsIndexed("sales"));
+    EXPECT_TRUE(connection_->ColumnExists("it's", "SOLD"));
+    EXPECT_TRUE(Contains(Sent("sys.columns").Text, "N'it''s'"));
+}
+
+// A server that has stopped answering, and one that answers too slowly to tell.
+TEST_F(Tds, NoWaitForTheServerOutlastsItsLimit) {
+    struct {
+        const char* Name;
+        Answer Reply;
+        std::chrono::milliseconds PerByte;
+        bool Cancels;
+        std::chrono::seconds Most;
+    } const cases[] = {
+        {"a statement when the run is cancelled",
+         {.Silent = true},
+         {},
+         true,
+         odbc::CallWatch::kGrace + odbc::CallWatch::kCancelling + std::chrono::seconds(3)},
+        {"a login", {.Tokens = {}}, std::chrono::milliseconds(300), false, std::chrono::seconds(5)},
+    };
+    for (const auto& [name, reply, perByte, cancels, most] : cases) {
+        server_ = std::make_unique<TdsServer>(On({{"UPDATE", reply}}), Traits{.PerByte = perByte});
+        std::atomic<bool> cancelled = false;
+        connection_ = CreateOdbcConnection([&cancelled] { return cancelled.load(); });
+        connection_->SetProperty("Data Source", server_->Server());
+        connection_->SetProperty("User ID", "somebody");
+        connection_->SetConnectionTimeout(2);
+        const auto start = std::chrono::steady_clock::now();
+        try {
+            connection_->Open();
+            cancelled = cancels;
+            connection_->Execute("UPDATE t");
+            ADD_FAILURE() << name;
+        } catch (const DatabaseError& error) {
+            EXPECT_TRUE(Contains(error.what(), cancels ? "given up" : "after 2 seconds"))
+                << name << ": " << error.what();
+        }
+        EXPECT_LT(std::chrono::steady_clock::now() - start, most) << name;
     }
 }
 

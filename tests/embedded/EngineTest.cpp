@@ -49,8 +49,8 @@ TEST(Engine, DescribesWhatTheContractLeavesOpen) {
     auto rows = connection->OpenRecordset("SELECT *, count(*) FROM t");
     const auto& fields = rows->Fields();
     EXPECT_EQ(fields[1].DefinedSize, 30);
-    EXPECT_TRUE(fields[1].IgnoresCase);
-    EXPECT_FALSE(fields[2].IgnoresCase);
+    EXPECT_EQ(fields[1].Comparison, TextComparison::IgnoringCase);
+    EXPECT_EQ(fields[2].Comparison, TextComparison::Exact);
     EXPECT_EQ(fields[3].Type, DataType::Boolean);
     EXPECT_EQ(fields[4].Name, "");
     EXPECT_EQ(fields[4].Type, DataType::Integer);

@@ -22,8 +22,8 @@ using CancelRequest = std::function<bool()>;
 class CallWatch {
   public:
     // A statement may go on this long after a request to cancel, and its cancellation take so long.
-    static constexpr std::chrono::seconds kGrace{10};
-    static constexpr std::chrono::seconds kCancelling{5};
+    static constexpr std::chrono::seconds kGrace{5};
+    static constexpr std::chrono::seconds kCancelling{3};
 
     explicit CallWatch(CancelRequest cancelRequested);
     ~CallWatch();

@@ -159,6 +159,18 @@ constexpr std::size_t kSchemaName = 2;
 constexpr std::size_t kTableName = 3;
 constexpr std::size_t kColumnName = 4;
 
+// The digits of a fraction from the length of the whole as text, which is all that some servers
+// tell. When in doubt the most, of which nothing is lost.
+int FractionDigits(std::string_view type, std::int64_t length) {
+    constexpr std::int64_t kMostDigits = 7;
+    const std::int64_t whole = type == "time" ? 8 : type == "datetime2" ? 19 : 26;
+    if (length == whole) {
+        return 0;
+    }
+    const std::int64_t digits = length - whole - 1;  // the point
+    return static_cast<int>(digits < 1 || digits > kMostDigits ? kMostDigits : digits);
+}
+
 ColumnDefinition DescribeColumn(const Recordset& row) {
     constexpr std::size_t kTypeName = 6;
     constexpr std::size_t kColumnSize = 7;
@@ -182,10 +194,8 @@ ColumnDefinition DescribeColumn(const Recordset& row) {
         column.Precision = static_cast<int>(size);
         column.Scale = static_cast<int>(digits);
     } else if (HasFraction(type)) {
-        // Without an answer the longest fraction, of which nothing is lost.
-        constexpr int kMostDigits = 7;
-        const bool known = !row[kDecimalDigits - 1].IsNull();
-        column.Precision = known ? static_cast<int>(digits) : kMostDigits;
+        column.Precision = row[kDecimalDigits - 1].IsNull() ? FractionDigits(type, size)
+                                                            : static_cast<int>(digits);
     }
     column.Nullable = row[kNullable - 1].IsNull() || row[kNullable - 1].Integer() != SQL_NO_NULLS;
     column.Default = TextAt(row, kDefault);

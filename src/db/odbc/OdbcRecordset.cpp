@@ -32,6 +32,10 @@ std::string HexText(const std::string& bytes) {
     return text;
 }
 
+bool IsDecimal(DataType type) {
+    return type == DataType::Numeric || type == DataType::Currency;
+}
+
 // Microsoft's driver writes ".5", as the server's own tools do.
 void AddLeadingZero(std::string& number) {
     const std::size_t point = number.starts_with('-') ? 1 : 0;
@@ -67,7 +71,7 @@ void OdbcRecordset::DescribeColumns() {
         Field field;
         field.Name = reinterpret_cast<const char*>(name.data());
         field.Type = DataTypeOf(type, TypeName(statement_, position));
-        const bool number = field.Type == DataType::Numeric || field.Type == DataType::Currency;
+        const bool number = IsDecimal(field.Type);
         field.DefinedSize = static_cast<int>(size);
         field.Precision = number ? static_cast<int>(size) : 0;
         field.NumericScale = number ? digits : 0;
@@ -139,7 +143,7 @@ void OdbcRecordset::FetchValue(std::size_t column) {
             break;
         case FetchAs::Text:
             FetchText(position, SQL_C_CHAR, value);
-            if (!value.IsNull() && field.Precision > 0) {
+            if (IsDecimal(field.Type) && !value.IsNull()) {
                 std::string number = value.Text();
                 AddLeadingZero(number);
                 value.SetText(number);

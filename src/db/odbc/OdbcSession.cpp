@@ -172,7 +172,11 @@ void OdbcSession::RollbackTrans() {
     if (failed && SpeaksTSql()) {
         // The victim of a deadlock, or a trigger that rolled back: there is no transaction left,
         // and drivers would be refused the end of one that is not there.
-        Execute("IF @@TRANCOUNT = 0 BEGIN TRANSACTION");
+        try {
+            Execute("IF @@TRANCOUNT = 0 BEGIN TRANSACTION");
+        } catch (const DatabaseError&) {
+            // What is wrong shows in the rollback itself.
+        }
     }
     Call(connection_, "ROLLBACK",
          [&] { return SQLEndTran(SQL_HANDLE_DBC, connection_.Get(), SQL_ROLLBACK); });

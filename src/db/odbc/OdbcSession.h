@@ -29,6 +29,7 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     bool IsOpen() const { return open_; }
 
     // The SQLite driver serves the tests; it speaks no T-SQL.
+    const OdbcDriver& Driver() const { return driver_; }
     bool SpeaksTSql() const { return driver_.Family != DriverFamily::Sqlite; }
 
     std::string CurrentCatalog() const;

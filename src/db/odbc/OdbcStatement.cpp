@@ -1,15 +1,20 @@
 #include "db/odbc/OdbcStatement.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
 
 #include "core/DatabaseError.h"
+#include "core/Text.h"
 
 namespace morvane::odbc {
 
 namespace {
+
+// Of the text that sp_executesql is given as nvarchar.
+constexpr std::size_t kMostCallCharacters = 4000;
 
 // The default one unless `own` has a value; 0 waits for as long as it takes.
 void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
@@ -57,8 +62,36 @@ void OdbcStatement::Prepare() {
 }
 
 SQLRETURN OdbcStatement::ExecuteDirectly() {
-    return Call(
-        [&] { return SQLExecDirect(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size())); });
+    return CountsAsCall() ? ExecuteAsCall() : Call([&] {
+        return SQLExecDirect(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size()));
+    });
+}
+
+// FreeTDS reports the first count of a plain batch, which is a trigger's; of a call it reports
+// each. Only what changes rows may go so: a SET would end with the call.
+bool OdbcStatement::CountsAsCall() const {
+    if (session_->Driver().Family != DriverFamily::FreeTds ||
+        Utf16Length(sql_) > kMostCallCharacters || sql_.find('{') != std::string::npos) {
+        return false;
+    }
+    std::string_view text = sql_;
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    for (const std::string_view verb : {"insert ", "update ", "delete "}) {
+        if (EqualsIgnoreCase(text.substr(0, verb.size()), verb)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+SQLRETURN OdbcStatement::ExecuteAsCall() {
+    static constexpr std::string_view kCall = "{call sp_executesql(?)}";
+    textLength_ = static_cast<SQLLEN>(sql_.size());
+    return Call([&] {
+        SQLBindParameter(Get(), 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_WVARCHAR, kMostCallCharacters,
+                         0, OdbcText(sql_), textLength_, &textLength_);
+        return SQLExecDirect(Get(), OdbcText(kCall), static_cast<SQLINTEGER>(kCall.size()));
+    });
 }
 
 SQLRETURN OdbcStatement::ExecutePrepared() {
@@ -66,6 +99,11 @@ SQLRETURN OdbcStatement::ExecutePrepared() {
 }
 
 std::int64_t OdbcStatement::Finish() {
+    // After an error too: an open cursor would keep the connection from other statements.
+    struct CloseAtEnd {
+        SQLHANDLE Statement;
+        ~CloseAtEnd() { SQLFreeStmt(Statement, SQL_CLOSE); }
+    } const closeAtEnd{Get()};
     std::int64_t affected = -1;
     do {
         SQLSMALLINT columns = 0;
@@ -76,7 +114,6 @@ std::int64_t OdbcStatement::Finish() {
             affected = count;
         }
     } while (Call([&] { return SQLMoreResults(Get()); }) != SQL_NO_DATA);
-    SQLFreeStmt(Get(), SQL_CLOSE);
     return affected;
 }
 

@@ -44,10 +44,13 @@ class OdbcStatement {
     std::string FetchSingleText() const;
 
   private:
+    bool CountsAsCall() const;
+    SQLRETURN ExecuteAsCall();
     void Free();
 
     std::shared_ptr<OdbcSession> session_;
     std::string sql_;
+    SQLLEN textLength_ = 0;
     OdbcHandle handle_;
 };
 
