@@ -98,6 +98,15 @@ class LiveDatabase : public TestDatabase {
     std::string name_;
 };
 
+// As the program starts: Microsoft's driver takes texts in the encoding of the locale.
+class ProgramsLocale : public ::testing::Environment {
+  public:
+    void SetUp() override { UseSystemLocale(); }
+};
+
+const ::testing::Environment* const kProgramsLocale =
+    ::testing::AddGlobalTestEnvironment(new ProgramsLocale);
+
 }  // namespace
 
 bool IsInstalled(const std::string& driver) {
