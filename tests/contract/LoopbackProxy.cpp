@@ -111,6 +111,9 @@ bool LoopbackProxy::FromClient(Link& link) {
                 lost_ = true;
                 return false;
             }
+            if (fault_ == Fault::CutConnection) {
+                return false;
+            }
             if (fault_ == Fault::Stall) {
                 return true;
             }

@@ -15,8 +15,9 @@ class LoopbackProxy : public LoopbackService {
     enum class Fault {
         CutRequest,  // the packet never arrives; all connections are gone and no new one is served
         CutAnswer,   // the packet arrives, the first half of the answer too, then the same
-        Stall,       // nothing passes any more; all connections stay
-        Corrupt,     // the answers' contents are changed, their packets' headers are not
+        CutConnection,   // the packet never arrives and its connection is gone; others go on
+        Stall,           // nothing passes any more; all connections stay
+        Corrupt,         // the answers' contents are changed, their packets' headers are not
         CorruptHeaders,  // everything in the answers is changed
     };
     // Sees each packet of a client, in the proxy's thread.

@@ -62,7 +62,7 @@ class ScriptedListener : public LoopbackService {
 };
 
 // However a driver behaves, no connection of a test lives longer.
-constexpr auto kLongestLife = std::chrono::seconds(15);
+constexpr auto kLongestLife = std::chrono::seconds(60);
 constexpr int kPollMilliseconds = 50;
 
 // The protocol's packets have a header of 8 bytes, in which the first tells the type, the second

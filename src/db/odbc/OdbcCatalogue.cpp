@@ -28,12 +28,18 @@ std::string Literal(std::string_view text) {
     return literal + "'";
 }
 
+// An error names the question and not its long text.
 std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
-                                 const std::string& sql) {
-    OdbcStatement statement(session, sql);
-    statement.ExecuteDirectly();
-    OdbcRecordset rows(std::move(statement));
-    return BufferRecordset(rows);
+                                 const std::string& sql, std::string_view table) {
+    try {
+        OdbcStatement statement(session, sql);
+        statement.ExecuteDirectly();
+        OdbcRecordset rows(std::move(statement));
+        return BufferRecordset(rows);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(error.Descriptions(),
+                            "the catalogue's description of " + std::string(table), error.Code());
+    }
 }
 
 // Everything about the columns of the tables and views of a name. The table that a statement would
@@ -326,15 +332,15 @@ auto OdbcCatalogue::FromViews(Ask&& ask) -> std::optional<decltype(ask())> {
 
 bool OdbcCatalogue::TableExists(std::string_view table) {
     const auto known = FromViews([&] {
-        return !Query(session_, "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " +
-                                    Literal(table))
-                    ->Eof();
+        const std::string sql =
+            "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " + Literal(table);
+        return !Query(session_, sql, table)->Eof();
     });
     return known ? *known : FunctionsKnowTable(session_, table);
 }
 
 std::optional<NamedTable> OdbcCatalogue::FindTable(std::string_view table) {
-    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table)); });
+    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table), table); });
     if (!rows) {
         return NamedFromFunctions(session_, table);
     }
@@ -342,7 +348,7 @@ std::optional<NamedTable> OdbcCatalogue::FindTable(std::string_view table) {
 }
 
 TableDefinition OdbcCatalogue::DescribeTable(std::string_view table) {
-    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table)); });
+    const auto rows = FromViews([&] { return Query(session_, ColumnsQuery(table), table); });
     TableDefinition definition;
     if (!rows) {
         definition = DefinitionFromFunctions(session_, table);
