@@ -15,6 +15,7 @@
 #include "db/odbc/OdbcConnection.h"
 #include "run/MultiUserLock.h"
 #include "support/ScriptedPrompt.h"
+#include "tasks/RelinkHistory.h"
 
 namespace morvane::testing::tds {
 namespace {
@@ -318,6 +319,58 @@ TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
         } else {
             EXPECT_NO_THROW(command->Execute());
         }
+    }
+}
+
+// Only the server knows whether "Ä1" and "ä1" are one element: the history collapses as it groups
+// them. Both connections are one here.
+TEST_F(Tds, TheServerSaysWhichTextsAreOneElement) {
+    const std::vector<std::string> versions = {
+        "Ä1|2020-01-01|2021-01-01|0", "ä1|2021-01-01|2022-01-01|0", "ö1|2020-01-01|2021-01-01|0"};
+    struct {
+        std::vector<std::string> Groups;
+        std::string SecondStart;
+    } const cases[] = {{{"Ä1|2", "ö1|1"}, "2020-01-01T00:00:00"},
+                       {{"Ä1|1", "ä1|1", "ö1|1"}, "2021-01-01T00:00:00"}};
+    for (const auto& [groups, secondStart] : cases) {
+        Connect(On({{"SELECT DISTINCT original_primary_key", {{Table("k v", {"code"})}}},
+                    {"SELECT * FROM client",
+                     {{Table("code n|start_date d|end_date d|is_current b", versions)}}},
+                    {"GROUP BY code", {{Table("code n|CntVersions i", groups)}}},
+                    {"SELECT code FROM client", {{Table("code n", {})}}},
+                    {"sp_executesql", {{Table("morvane_counts v", {"1 1 0 "})}}}}));
+        RelinkSlowlyMovingHistory("client", *connection_, *connection_);
+        const std::string request = Sent("sp_executesql").Text;
+        EXPECT_TRUE(Contains(request, "SET start_date = @P1 WHERE code = @P2")) << request;
+        EXPECT_TRUE(Contains(request, "'" + secondStart + "',N'ä1','2022-01-01T00:00:00'"))
+            << request;
+    }
+}
+
+// Statements that travel together: their counts come back together, and an error names its own.
+TEST_F(Tds, ABatchTellsCountsAndWhichStatementFailed) {
+    Connect(On({{"DELETE a", {{Table("morvane_counts v", {"3 0 "})}}},
+                {"DELETE b",
+                 {{DoneInProc(7), Table("morvane_failed i", {"1"}),
+                   Error(547, 16, "The DELETE statement conflicted.")}}}}));
+    std::vector<std::int64_t> counts;
+    const auto batch =
+        connection_->CreateBatch([&](std::size_t, std::int64_t rows) { counts.push_back(rows); });
+    batch->Add("DELETE a WHERE k = 'it''s ?'");
+    batch->Add("DELETE a WHERE k = ?",
+               {{.Name = "k", .Size = 3, .Value = Value(std::string("ü"))}});
+    EXPECT_TRUE(server_->Requests().size() == 2) << "nothing is sent yet";
+    batch->Finish();
+    EXPECT_EQ(counts, (std::vector<std::int64_t>{3, 0}));
+    EXPECT_TRUE(Contains(Sent("DELETE a").Text, "N'DELETE a WHERE k = ''it''''s ?'''"));
+    batch->Add("DELETE b WHERE k = 1");
+    batch->Add("DELETE b WHERE k = 2");
+    try {
+        batch->Finish();
+        ADD_FAILURE() << "no error";
+    } catch (const DatabaseError& error) {
+        EXPECT_EQ(error.Statement(), "DELETE b WHERE k = 2");
+        EXPECT_TRUE(Contains(error.what(), "conflicted")) << error.what();
     }
 }
 
