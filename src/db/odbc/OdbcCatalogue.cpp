@@ -58,9 +58,9 @@ std::string ColumnsQuery(std::string_view table) {
            " LEFT JOIN sys.types t ON t.user_type_id = c.user_type_id"
            " LEFT JOIN sys.types b ON b.user_type_id = c.system_type_id"
            " LEFT JOIN sys.default_constraints d ON d.object_id = c.default_object_id"
-           " LEFT JOIN sys.key_constraints k ON k.parent_object_id = o.object_id AND k.type = 'PK'"
+           " LEFT JOIN sys.indexes k ON k.object_id = o.object_id AND k.is_primary_key = 1"
            " LEFT JOIN sys.index_columns i ON i.object_id = o.object_id AND"
-           " i.index_id = k.unique_index_id AND i.column_id = c.column_id"
+           " i.index_id = k.index_id AND i.column_id = c.column_id"
            " WHERE o.name = " +
            name +
            " AND o.type IN ('U', 'V')"
