@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 using namespace std::chrono;
@@ -24,4 +24,4 @@ TEST(DateText, KnowsLeapDaysAndTheEndsOfADay) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -4,10 +4,8 @@
 
 #include "support/TempFolder.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
-
-using testing::TempFolder;
 
 template <typename Operation>
 std::string FileErrorOf(Operation&& operation) {
@@ -27,7 +25,7 @@ TEST(Folders, AreMadeWithAllTheirMissingParents) {
     EnsureFolder("");
     EXPECT_TRUE(FolderExists(folder / "a/b \u00e9/c"));
     EXPECT_TRUE(FolderExists(folder / "a/d"));
-    EXPECT_EQ(testing::ListFiles(folder / "a"), "b \u00e9 d");
+    EXPECT_EQ(ListFiles(folder / "a"), "b \u00e9 d");
 }
 
 TEST(Folders, BelowARegularFileAreRefusedByItsName) {
@@ -119,4 +117,4 @@ TEST(TextFiles, ThatCannotBeOpenedAreNamedWithTheReason) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

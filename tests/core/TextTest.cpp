@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 std::string Utf8(std::uint32_t character) {
@@ -71,4 +71,4 @@ TEST(AsciiHtml, EveryByteThatIsNoUtf8BecomesAReplacementCharacter) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -7,7 +7,7 @@
 
 #include "core/Recordset.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 Value Number(std::int64_t number) {
@@ -94,4 +94,4 @@ TEST(FieldComparison, ComparesNumbersBySizeAndFindsNullEqualToNothing) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -60,7 +60,7 @@ TEST_F(CheckMetaDataTest, SendsItsStatementsAsWordedAndInOrder) {
 }
 
 TEST_F(CheckMetaDataTest, AMissingMetaTableIsTheServersError) {
-    EXPECT_NE(Problem("DROP TABLE dwm_tables").find("dwm_tables"), std::string::npos);
+    EXPECT_TRUE(Contains(Problem("DROP TABLE dwm_tables"), "dwm_tables"));
     EXPECT_FALSE(CheckTablesTable(state, progress));
     EXPECT_TRUE(state.ErrorText.ends_with(
         "Table : 'dwm_tables' does not exist in the Datawarehouse database\r\n"));

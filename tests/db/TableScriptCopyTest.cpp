@@ -4,11 +4,10 @@
 #include "core/DatabaseError.h"
 #include "db/TableScript.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
-
-using testing::TestWarehouse;
 
 std::string Described(const TableDefinition& table) {
     std::string text;
@@ -124,9 +123,9 @@ TEST_F(TableScriptCopy, ATableThatIsNotThereIsAnErrorThatNamesIt) {
         source.Connect()->DescribeTable("nowhere");
         FAIL();
     } catch (const DatabaseError& error) {
-        EXPECT_NE(std::string(error.what()).find("nowhere"), std::string::npos);
+        EXPECT_TRUE(Contains(std::string(error.what()), "nowhere"));
     }
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -7,7 +7,7 @@
 #include "core/Connection.h"
 #include "core/DatabaseError.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 ColumnDefinition Column(std::string type, int length = 0, int precision = 0, int scale = 0) {
@@ -53,4 +53,4 @@ TEST(TableScript, ATableWithoutColumnsIsRefused) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

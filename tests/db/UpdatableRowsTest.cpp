@@ -5,6 +5,7 @@
 #include "db/StatementTrace.h"
 #include "db/SustainQuery.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 
@@ -84,7 +85,7 @@ TEST_F(UpdatableRowsTest, ARowChangedBySomeoneElseSavesNone) {
     warehouse.Run("UPDATE item SET is_sustainable = 1 WHERE id = 2 AND shop = 2");
     rows.SetChecked(0, true);
     rows.SetChecked(3, true);
-    EXPECT_NE(SaveError(rows).find("id = 2, shop = 2, is_sustainable = 0"), std::string::npos);
+    EXPECT_TRUE(Contains(SaveError(rows), "id = 2, shop = 2, is_sustainable = 0"));
     EXPECT_EQ(Flags("item"), "0 1 NULL 1");
     EXPECT_TRUE(rows.Checked(0)) << "the list stays as it was left";
 }
@@ -117,7 +118,7 @@ TEST_F(UpdatableRowsTest, WithoutAKeyARecordThatIsNotTheOnlyOneIsRefused) {
     UpdatableRows derived = Open("select * from (select * from loose) l");
     EXPECT_EQ(derived.Count(), 4U);
     derived.SetChecked(0, true);
-    EXPECT_NE(SaveError(derived).find("cannot be saved"), std::string::npos);
+    EXPECT_TRUE(Contains(SaveError(derived), "cannot be saved"));
 }
 
 TEST_F(UpdatableRowsTest, MarksNotSavedFollowTheirRecords) {

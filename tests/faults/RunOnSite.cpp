@@ -7,7 +7,7 @@
 
 #include "core/DateText.h"
 #include "core/modFileFunctions.h"
-#include "run/Fork.h"
+#include "support/Fork.h"
 #include "support/Golden.h"
 #include "support/SqliteFile.h"
 

@@ -5,7 +5,7 @@
 #include "InjectingConnection.h"
 #include "Site.h"
 #include "core/RunState.h"
-#include "run/RunFixture.h"
+#include "support/RunFixture.h"
 
 namespace morvane::testing {
 

@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
+#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
-#include "support/TestWarehouse.h"
 
 namespace morvane::testing {
 
@@ -127,21 +127,9 @@ void Site::CopyFrom(const Site& other) const {
 }
 
 RunSettings Site::EveryTask(bool linkedServer, bool atomicDeletion) const {
-    RunSettings settings;
-    settings.Machine = "sqlite:" + WarehouseFolder();
-    settings.Database = "dw";
-    settings.ArchiveMachine = "sqlite:" + ArchiveFolder();
-    settings.ArchiveDatabase = "hist";
-    // Integrated security is for one of the two connections alone.
-    settings.NTAuthentication = !linkedServer;
-    settings.ArchiveNTAuthentication = linkedServer;
-    settings.UserName = settings.ArchiveUserName = "clerk";
-    settings.ArchivePassword = "top5ecret";
-    settings.CheckMetaData = settings.ArchiveFactTables = settings.DetectAndMark =
-        settings.GenerateReports = settings.DeleteMarked = true;
+    RunSettings settings = testing::EveryTask("sqlite:" + WarehouseFolder(), Logs());
+    AddArchiving(settings, "sqlite:" + ArchiveFolder(), linkedServer);
     settings.AtomicDeletion = atomicDeletion;
-    settings.LogGiven = true;
-    settings.LogDirectory = Logs();
     settings.StatusMode = true;
     settings.StatusFileName = StatusFile();
     return settings;

@@ -16,10 +16,8 @@
 #include "support/RecordingProgress.h"
 #include "support/TestWarehouse.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
-
-using namespace morvane::testing;
 
 class Reports : public ::testing::Test {
   protected:
@@ -108,10 +106,10 @@ TEST_F(Reports, OfAnEmptyWarehouseAreWholeAndBeginWithAFullBar) {
     EXPECT_EQ(progress_.Log.at(1), "value 0 to 1");
     for (const Report report : {Report::Summary, Report::Detailed, Report::TableFilter}) {
         EXPECT_TRUE(IsWhole(report));
-        EXPECT_EQ(TextOf(report).find("<TR>\r\n\t<TD>"), std::string::npos);
+        EXPECT_FALSE(Contains(TextOf(report), "<TR>\r\n\t<TD>"));
     }
-    EXPECT_NE(TextOf(Report::Detailed).find("</TD></TR>\r\n\r\n</TABLE>\r\n<BR>\r\n<HR><BR>\r\n"),
-              std::string::npos);
+    EXPECT_TRUE(
+        Contains(TextOf(Report::Detailed), "</TD></TR>\r\n\r\n</TABLE>\r\n<BR>\r\n<HR><BR>\r\n"));
 }
 
 TEST_F(Reports, StopBetweenTwoReportsWhenTheUserCancels) {
@@ -131,7 +129,7 @@ TEST_F(Reports, KeepWhatWasWrittenWhenATableIsNamedTwice) {
     EXPECT_EQ(state_.ErrorText,
               "The dimension table product stands more than once in dwm_tables\r\n");
     EXPECT_FALSE(IsWhole(Report::Summary));
-    EXPECT_NE(TextOf(Report::Summary).find("<TD>shop</TD>"), std::string::npos);
+    EXPECT_TRUE(Contains(TextOf(Report::Summary), "<TD>shop</TD>"));
     EXPECT_EQ(ListFiles(reports_.Path()), "SummaryReport05-03-202414-07-09.html");
 }
 
@@ -139,11 +137,11 @@ TEST_F(Reports, StopAtTheFirstTableThatCannotBeRead) {
     FillSmallWarehouse();
     warehouse_.Run("DROP TABLE region");
     EXPECT_FALSE(Generate());
-    EXPECT_NE(state_.ErrorText.find("region"), std::string::npos);
+    EXPECT_TRUE(Contains(state_.ErrorText, "region"));
     EXPECT_EQ(state_.ErrorText.find("Count(*)"), state_.ErrorText.rfind("Count(*)"));
     EXPECT_FALSE(IsWhole(Report::Summary));
-    EXPECT_NE(TextOf(Report::Summary).find("<TD>product</TD>"), std::string::npos);
-    EXPECT_EQ(TextOf(Report::Summary).find("<TD>shop</TD>"), std::string::npos);
+    EXPECT_TRUE(Contains(TextOf(Report::Summary), "<TD>product</TD>"));
+    EXPECT_FALSE(Contains(TextOf(Report::Summary), "<TD>shop</TD>"));
 }
 
 TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
@@ -156,7 +154,7 @@ TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
     EXPECT_EQ(state_.ErrorText,
               "The key fields of the table region are not known: no row of dwm_star_relations has "
               "it as its primary_table\r\n");
-    EXPECT_NE(TextOf(Report::Detailed).find("<TD>b<1></TD>"), std::string::npos);
+    EXPECT_TRUE(Contains(TextOf(Report::Detailed), "<TD>b<1></TD>"));
     EXPECT_FALSE(IsWhole(Report::Detailed));
 }
 
@@ -190,14 +188,14 @@ TEST_F(Reports, SayThatTheDiskIsFullOrTheFolderMissing) {
                                     "\": No space left on device\r\n");
     state_.ErrorText.clear();
     EXPECT_FALSE(GenerateAllReports(state_, progress_, reports_ / "missing"));
-    EXPECT_NE(state_.ErrorText.find("No such file or directory\r\n"), std::string::npos);
+    EXPECT_TRUE(Contains(state_.ErrorText, "No such file or directory\r\n"));
 }
 
 TEST_F(Reports, TrimTheNamesInTheirHeadAndEscapeNothing) {
     state_.WarehouseConnection = CreateConnection(warehouse_.Server());
     state_.WarehouseConnection->SetProperty("Data Source", "  east & <west>\\sales  ");
     const std::string head = BuildReportHead(state_, "T", "H", Report::Summary, Report::Detailed);
-    EXPECT_NE(head.find("<TD><B>Server</B>&nbspeast & <west>\\sales</TD>\r\n"), std::string::npos);
+    EXPECT_TRUE(Contains(head, "<TD><B>Server</B>&nbspeast & <west>\\sales</TD>\r\n"));
     EXPECT_EQ(head.substr(head.size() - 18), "\r\n</TABLE>\r\n<BR>\r\n");
 }
 
@@ -239,4 +237,4 @@ TEST_F(KeyFields, AreNotKnownWithoutACleanOriginalKey) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -1,8 +1,9 @@
 #include "run/CommandLine.h"
+#include "support/Texts.h"
 
 #include <gtest/gtest.h>
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 struct Parsed {
@@ -117,7 +118,7 @@ TEST(CommandLine, AQuotedWordPastTheLimitIsAFaultThatKeepsWhatCameBefore) {
         const Parsed over = Parse(Words(24) + last);
         EXPECT_EQ(over.Settings.Machine, "m");
         EXPECT_TRUE(over.State.CommandLineMode);
-        EXPECT_NE(over.Report.Fault.find("more than 25 words"), std::string::npos);
+        EXPECT_TRUE(Contains(over.Report.Fault, "more than 25 words"));
     }
     std::string unknownOnly;
     for (int i = 0; i < 26; ++i) {
@@ -160,4 +161,4 @@ TEST(CommandLine, FollowsTheProgramsNameAsItWasTyped) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -17,6 +17,7 @@
 #include "core/modFileFunctions.h"
 #include "run/CommandLine.h"
 #include "support/TempFolder.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -156,8 +157,8 @@ TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
         settings.UserName = "sa";
         settings.Password = value;
         const std::string fault = ConfigLineFault(settings);
-        EXPECT_NE(fault.find("option -pwd"), std::string::npos) << value;
-        EXPECT_EQ(fault.find("-mark"), std::string::npos);
+        EXPECT_TRUE(Contains(fault, "option -pwd")) << value;
+        EXPECT_FALSE(Contains(fault, "-mark"));
     }
     RunSettings settings = Window();
     for (const char* folder : {"-del", "/var/log\n"}) {

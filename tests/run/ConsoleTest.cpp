@@ -17,6 +17,7 @@
 #include "support/FixedClock.h"
 #include "support/RecordingProgress.h"
 #include "support/ScriptedPrompt.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -54,7 +55,7 @@ TEST(ConsoleProgress, DrawsOneLineAnewAndErasesItAtTheEnd) {
     progress.ShowRelation("d", "f");
     progress.ProgressVal(progress.ProgressVal() + 2);
     EXPECT_EQ(LastLine(terminal.str()), " 66% Detect And Mark: d <- f");
-    EXPECT_EQ(terminal.str().find('\n'), std::string::npos);
+    EXPECT_FALSE(Contains(terminal.str(), "\n"));
 
     const std::size_t length = terminal.str().size();
     progress.SetProgressValue(2.001F);
@@ -146,7 +147,7 @@ TEST(StartUp, ShowsTheWindowWithoutOptionsAndInConfigMode) {
     EXPECT_EQ(Start("", true).Windows, 1);
     const Started copy = Start("-logfile x", true);
     EXPECT_EQ(copy.Windows, 1);
-    EXPECT_NE(copy.Errors.find("no notice of -logfile"), std::string::npos);
+    EXPECT_TRUE(Contains(copy.Errors, "no notice of -logfile"));
     const Started config = Start("-config file -mac m", true);
     EXPECT_EQ(config.Windows, 1);
     EXPECT_EQ(config.WindowMachine, "m");
@@ -158,7 +159,7 @@ TEST(StartUp, SaysSoWhereThereIsNoWindow) {
         const Started started = Start(line, false);
         EXPECT_EQ(started.Errors.find("No window here. Give the settings of a run as options."),
                   0U);
-        EXPECT_NE(started.Errors.find("\nUsage: Morvane"), std::string::npos);
+        EXPECT_TRUE(Contains(started.Errors, "\nUsage: Morvane"));
         EXPECT_EQ(started.Output, "");
     }
 }
@@ -169,7 +170,7 @@ TEST(StartUp, GivesHelpOnStandardOutputAndComplaintsOnStandardError) {
     const Started unknown = Start("-help -pwd -s3cret -wrong", false);
     EXPECT_EQ(unknown.Output, "");
     EXPECT_EQ(unknown.Errors.find("Unknown options: -wrong\nUsage: Morvane"), 0U);
-    EXPECT_EQ(Start("-pwd -s3cret", false).Errors.find("s3cret"), std::string::npos);
+    EXPECT_FALSE(Contains(Start("-pwd -s3cret", false).Errors, "s3cret"));
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include "run/CommandLine.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 RunSettings ValidSettings() {
@@ -104,4 +104,4 @@ TEST(ValidateSettings, UsageIsOneLineToTheLetter) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -79,6 +79,12 @@ void TestWarehouse::AddFact(const std::string& name, const std::string& columns,
     AddTable(name, "FACT", true, whereClause);
 }
 
+void TestWarehouse::MakeLock(bool set, const std::string& user) const {
+    Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100) COLLATE NOCASE);"
+        "INSERT INTO dwm_multiuse VALUES(" +
+        std::string(set ? "1" : "0") + "," + Quoted(user) + ")");
+}
+
 std::unique_ptr<Connection> TestWarehouse::Connect() const {
     auto connection = CreateConnection(Server());
     connection->SetProperty("Data Source", Server());

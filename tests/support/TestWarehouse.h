@@ -7,8 +7,6 @@
 #include "core/Connection.h"
 #include "support/TempFolder.h"
 
-struct sqlite3;
-
 namespace morvane::testing {
 
 // A small embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with
@@ -46,6 +44,11 @@ class TestWarehouse {
     // A fact table with its row in dwm_tables and an index on its first column.
     void AddFact(const std::string& name, const std::string& columns,
                  const std::string& whereClause = "") const;
+
+    // The table of the lock: whether it is set, and by whom; as a server compares names, letter
+    // case means nothing to it.
+    void MakeLock(bool set, const std::string& user) const;
+    std::string LockRow() const { return Text("SELECT lock, user_name FROM dwm_multiuse"); }
 
     // An open connection of the program's own, with the database as its default.
     std::unique_ptr<Connection> Connect() const;

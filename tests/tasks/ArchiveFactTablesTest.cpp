@@ -73,11 +73,11 @@ TEST_P(EitherWay, ALaterRunAddsToTheTableThatIsThere) {
     warehouse.Run("INSERT INTO sales VALUES(1,'2017-01-01 00:00:00',1,'again')");
     clock.Moment.Date = std::chrono::year(2024) / 3 / 6;
     ASSERT_TRUE(Archive()) << state.ErrorText;
-    EXPECT_EQ(log.Text.find("Table created"), std::string::npos);
-    EXPECT_NE(log.Text.find("- 1 records archived"), std::string::npos) << log.Text;
+    EXPECT_FALSE(Contains(log.Text, "Table created"));
+    EXPECT_TRUE(Contains(log.Text, "- 1 records archived"));
     EXPECT_EQ(Archived(), "1 1 2 3") << "the same key twice, told apart by the day";
     ASSERT_TRUE(Archive()) << state.ErrorText;
-    EXPECT_NE(log.Text.find("- 0 records archived\n***\n\n" + kEnd), std::string::npos) << log.Text;
+    EXPECT_TRUE(Contains(log.Text, "- 0 records archived\n***\n\n" + kEnd));
     EXPECT_EQ(Archived(), "1 1 2 3");
     EXPECT_EQ(Kept(), "4 5");
     EXPECT_EQ(archive.Text("SELECT sql FROM sqlite_schema"), definition);
@@ -97,7 +97,7 @@ TEST_F(ArchiveTest, TheArchiveTableIsACopyWithTheDateAtItsEndAndInItsKey) {
               "id|int|0|NULL|0 why|varchar(10)|0|NULL|0 "
               "date_of_archiving|datetime|1|datetime('now', 'localtime')|0");
     const std::string sql = archive.Text("SELECT sql FROM sqlite_schema WHERE name = 'sales'");
-    EXPECT_NE(sql.find("pk_sales"), std::string::npos) << sql;
+    EXPECT_TRUE(Contains(sql, "pk_sales"));
     EXPECT_EQ(archive.Text("SELECT id FROM sales WHERE note = 'IT''S'"), "2") << "the collation";
 }
 
@@ -115,8 +115,8 @@ TEST_F(ArchiveTest, TablesWithoutAConditionOrWithoutFactsAreLeftAlone) {
     EXPECT_EQ(Kept() + " " + Kept("plain"), "1 2 3 4 5 1");
     EXPECT_EQ(progress.Maximum, 3);
     EXPECT_EQ(progress.Log.at(progress.Log.size() - 2), "value 3 to 0") << "all advance the bar";
-    EXPECT_EQ(log.Text.find("Fact Table: sales"), std::string::npos);
-    EXPECT_NE(log.Text.find("Fact Table: empty\n"), std::string::npos) << log.Text;
+    EXPECT_FALSE(Contains(log.Text, "Fact Table: sales"));
+    EXPECT_TRUE(Contains(log.Text, "Fact Table: empty\n"));
 }
 
 TEST_F(ArchiveTest, WithoutFactTablesTheBarIsFullAndTheBlockIsWhole) {
@@ -124,7 +124,7 @@ TEST_F(ArchiveTest, WithoutFactTablesTheBarIsFullAndTheBlockIsWhole) {
     ASSERT_TRUE(Archive()) << state.ErrorText;
     EXPECT_EQ(progress.Log,
               (std::vector<std::string>{"range 0..1", "value 0 to 1", "value 1 to 0", "comment "}));
-    EXPECT_NE(log.Text.find("Archive Database: hist\n\n" + kEnd), std::string::npos) << log.Text;
+    EXPECT_TRUE(Contains(log.Text, "Archive Database: hist\n\n" + kEnd));
 }
 
 TEST_F(ArchiveTest, ACancelledTaskStopsBeforeTheNextTableAndWritesNoEnd) {

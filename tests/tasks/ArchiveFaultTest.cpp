@@ -2,6 +2,7 @@
 
 #include "core/DatabaseError.h"
 #include "support/FileSizeLimit.h"
+#include "support/Texts.h"
 #include "tasks/ArchiveTest.h"
 
 namespace morvane::testing {
@@ -59,7 +60,7 @@ TEST_F(ArchiveFault, TheLetterCaseOfANameMeansNothing) {
     archive.Run("ALTER TABLE sales RENAME TO x; ALTER TABLE x RENAME TO Sales");
     warehouse.Run("UPDATE dwm_tables SET table_name = 'sALES', where_clause = 'ID = 4'");
     ASSERT_TRUE(Archive()) << state.ErrorText;
-    EXPECT_EQ(log.Text.find("Table created"), std::string::npos);
+    EXPECT_FALSE(Contains(log.Text, "Table created"));
     EXPECT_EQ(Archived() + "," + Kept(), "1 2 3 4,5");
 }
 
@@ -69,7 +70,7 @@ TEST_F(ArchiveFault, TheSameKeyTwiceInOneSecondIsRefusedAndDeletesNothing) {
         "INSERT INTO sales VALUES(1,'2017-01-01 00:00:00',1,'again'),"
         "(9,'2017-01-01 00:00:00',1,'new')");
     EXPECT_FALSE(Archive());
-    EXPECT_NE(state.ErrorText.find("UNIQUE"), std::string::npos) << state.ErrorText;
+    EXPECT_TRUE(Contains(state.ErrorText, "UNIQUE"));
     EXPECT_EQ(Kept(), "1 4 5 9");
     EXPECT_EQ(Archived(), "1 2 3") << "none of the second run's";
     clock.Moment.TimeOfDay += std::chrono::seconds(1);
@@ -97,10 +98,9 @@ TEST_F(ArchiveFault, RowsThatArriveAfterTheCopyStopTheDelete) {
     };
     EXPECT_FALSE(Archive());
     ASSERT_TRUE(arrived);
-    EXPECT_NE(state.ErrorText.find("4 rows of sales meet the condition now, and 3 were archived"),
-              std::string::npos)
-        << state.ErrorText;
-    EXPECT_NE(log.Text.find("An error occurred"), std::string::npos);
+    EXPECT_TRUE(
+        Contains(state.ErrorText, "4 rows of sales meet the condition now, and 3 were archived"));
+    EXPECT_TRUE(Contains(log.Text, "An error occurred"));
     EXPECT_EQ(Kept(), "1 2 3 4 5 6");
     EXPECT_EQ(Archived(), "1 2 3");
     clock.Moment.TimeOfDay += std::chrono::seconds(1);
@@ -136,7 +136,7 @@ TEST_F(ArchiveFault, AFullArchiveTakesNoRowAndNoneIsDeleted) {
         const FileSizeLimit limit(size + 20000);
         EXPECT_FALSE(Archive());
     }
-    EXPECT_NE(log.Text.find("An error occurred"), std::string::npos);
+    EXPECT_TRUE(Contains(log.Text, "An error occurred"));
     EXPECT_EQ(archive.Text("SELECT count(*) FROM sales; PRAGMA integrity_check"), "0 ok");
     EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sales"), "4906");
     EXPECT_TRUE(Archive()) << "with room again: " << state.ErrorText;
@@ -148,8 +148,7 @@ TEST_F(ArchiveFault, AnArchiveFileThatWentAwayIsNotMadeAnew) {
     warehouse.Run("INSERT INTO sales VALUES(6,'2019-01-01 00:00:00',1,'late')");
     std::filesystem::remove(archive.Path());
     EXPECT_FALSE(Archive());
-    EXPECT_NE(state.ErrorText.find("There is no database file"), std::string::npos)
-        << state.ErrorText;
+    EXPECT_TRUE(Contains(state.ErrorText, "There is no database file"));
     EXPECT_EQ(Kept(), "4 5 6");
     EXPECT_FALSE(std::filesystem::exists(archive.Path()));
 }
@@ -165,8 +164,8 @@ TEST_F(ArchiveFault, NoErrorLogOrTraceHoldsAPassword) {
         SetCondition("no such column");
         EXPECT_FALSE(Archive());
         const std::string all = state.ErrorText + log.Text + StatementLines();
-        EXPECT_EQ(all.find("5ecret"), std::string::npos) << all;
-        EXPECT_NE(all.find("OPENROWSET"), std::string::npos) << all;
+        EXPECT_FALSE(Contains(all, "5ecret"));
+        EXPECT_TRUE(Contains(all, "OPENROWSET"));
         EXPECT_EQ(Kept(), "1 2 3 4 5");
     }
     ConnectArchive(false, "it's");

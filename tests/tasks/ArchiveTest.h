@@ -7,6 +7,7 @@
 #include "core/LogStream.h"
 #include "support/FixedClock.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modArchiveFactTables.h"
 
@@ -86,7 +87,7 @@ class ArchiveTest : public TaskTest {
     void ExpectFailureWithAllRowsInPlace(const std::string& error,
                                          const std::string& archived = "") {
         EXPECT_FALSE(Archive());
-        EXPECT_NE(state.ErrorText.find(error), std::string::npos) << state.ErrorText;
+        EXPECT_TRUE(Contains(state.ErrorText, error));
         EXPECT_EQ(log.Text.substr(log.Text.rfind("An error occ")),
                   "An error occurred during archiving of fact tables.\n\n"
                   "-------------------------------\nEnd of Archiving of Fact Tables\n"

@@ -196,7 +196,7 @@ TEST_F(DetectAndMarkTest, AVanishedTableOrAQuoteInANameFailsAndIsDescribedOnce) 
     warehouse.AddRelation("sales", "a", "shop", "id");
     warehouse.Run("DROP TABLE sales");
     EXPECT_FALSE(MarkUnusedElements(state, progress));
-    EXPECT_NE(state.ErrorText.find("sales"), std::string::npos);
+    EXPECT_TRUE(Contains(state.ErrorText, "sales"));
     EXPECT_EQ(state.ErrorText.find("UPDATE shop"), state.ErrorText.rfind("UPDATE shop"));
 
     state.ErrorText.clear();

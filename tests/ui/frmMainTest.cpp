@@ -7,11 +7,12 @@
 #include <QSignalSpy>
 #include <filesystem>
 
-#include "../run/RunFixture.h"
 #include "UiTest.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
+#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 #include "ui/frmProgress.h"
 
 namespace morvane::testing {
@@ -98,9 +99,6 @@ class MainWindow : public UiFixture {
 
     bool IsEnabled(const char* name) const { return Find<QWidget>(*Window, name).isEnabled(); }
     bool IsChecked(const char* name) const { return Find<QCheckBox>(*Window, name).isChecked(); }
-    std::string LockRow() const {
-        return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
-    }
     std::string Log() const {
         return ReadWholeFile(Files / "my logs/Morvane_Log05-03-202414-07-09.txt");
     }
@@ -186,7 +184,7 @@ TEST_F(MainWindow, PerformsARunAndComesBack) {
     ASSERT_TRUE(RunWindow.isVisible());
     EXPECT_EQ(QApplication::overrideCursor(), nullptr);
     EXPECT_TRUE(Prompt.Shown.empty());
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen's only row is in the archive";
     for (const char* report : {"SummaryReport", "DetailedReport", "TableFilterReport"}) {
         EXPECT_TRUE(
@@ -216,8 +214,8 @@ TEST_P(MainWindowCancel, StopsTheTaskAndComesBack) {
     Click(window, "cmdProcess");
     const std::string message = messages[static_cast<std::size_t>(GetParam())];
     EXPECT_EQ(Prompt.Shown, (std::vector<std::string>{"Morvane|" + message + "\r\n"}));
-    EXPECT_NE(Log().find(message), std::string::npos);
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_TRUE(Contains(Log(), message));
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM product"), "4");
     EXPECT_FALSE(window.isVisible());
     Click(RunWindow, "cmdOK");
@@ -233,11 +231,11 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     for (const char* button : {"cmdFacts", "cmdDimensions"}) {
         WhenModalOpens([&](QWidget& dialog) {
             opened.push_back(dialog.objectName().toStdString());
-            EXPECT_EQ(LockRow(), "1|" + User);
+            EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
             Click(dialog, "cmdCancel");
         });
         Click(window, button);
-        EXPECT_EQ(LockRow(), "1|" + User);
+        EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     }
     EXPECT_EQ(opened, (std::vector<std::string>{"frmSetFactTableFilters", "frmSustainRec"}));
     EXPECT_EQ(Warehouse.Text("SELECT * FROM dwm_archive"), "1|(local)|1|NULL|NULL|NULL");
@@ -247,7 +245,7 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     });
     Click(window, "cmdFacts");
     EXPECT_EQ(closed.count(), 1);
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(State.WarehouseConnection, nullptr);
 }
 
@@ -255,8 +253,7 @@ TEST_F(MainWindow, OpensNoDialogOnBrokenMetaData) {
     frmMain& window = OpenConnected();
     Warehouse.Run("UPDATE dwm_tables SET table_type='X' WHERE table_name='product'");
     Click(window, "cmdDimensions");
-    EXPECT_NE(Prompt.Shown.back().find("table_type  Incorrect for TableName : product"),
-              std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "table_type  Incorrect for TableName : product"));
     Warehouse.Run("DROP TABLE dwm_tables");
     Click(window, "cmdFacts");
     EXPECT_EQ(Prompt.Shown.back(),
@@ -292,14 +289,14 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
     Click(window, "cmdDBRefresh");
     ChooseDatabase("dw");
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("option -pwd"), std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "option -pwd"));
     EXPECT_EQ(closed.count(), 0) << "nothing that was entered is lost";
     Type(window, "txtSQLPassword", " x ");
     Click(window, "cmdDBRefresh");
     ChooseDatabase("dw");
     Click(window, "cmdProcess");
     EXPECT_EQ(closed.count(), 1);
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(ReadWholeFile(Files / "run.cfg"),
               "-mac " + Warehouse.Server() +
                   " -db dw -usr sa -pwd \" x \" -chkmd -bkmac old -bkdb hist -bkusr arch -clsf "
@@ -317,15 +314,15 @@ TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {
     EXPECT_TRUE(IsEnabled("cmdProcess"));
     State.ConfigFileName = " ";
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("When in Config Mode Please specify the Config File Name"),
-              std::string::npos);
+    EXPECT_TRUE(
+        Contains(Prompt.Shown.back(), "When in Config Mode Please specify the Config File Name"));
     State.ConfigFileName = Files / "missing/run.cfg";
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("Cannot write the file"), std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "Cannot write the file"));
     EXPECT_TRUE(window.isVisible());
     QTest::keyClick(&window, Qt::Key_Escape);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }));
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
 }
 
 }  // namespace

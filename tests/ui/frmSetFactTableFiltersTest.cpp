@@ -8,6 +8,7 @@
 #include "UiTest.h"
 #include "db/modDatabaseOperations.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 #include "ui/ConditionsGrid.h"
 
 namespace morvane::testing {
@@ -105,7 +106,7 @@ TEST_F(FactTableFilters, AConditionThatSomebodyElseChangedIsNotOverwritten) {
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'amount > 7' WHERE table_name = 'sales'");
     EnterCondition(0, "amount > 6");
     ASSERT_EQ(Prompt.Shown.size(), 1U);
-    EXPECT_NE(Prompt.Shown[0].find("meanwhile"), std::string::npos) << Prompt.Shown[0];
+    EXPECT_TRUE(Contains(Prompt.Shown[0], "meanwhile"));
     EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 7 NULL");
 }
 
@@ -192,8 +193,8 @@ TEST_F(FactTableFilters, AQuoteOrAMissingRowKeepsTheSettingsAndTheWindow) {
     Type(*window, "txtSQLPassword", "p', DB = 'other");
     Click(*window, "cmdOK");
     ASSERT_EQ(Prompt.Shown.size(), 1U);
-    EXPECT_NE(Prompt.Shown[0].find("the Password holds a single quote"), std::string::npos);
-    EXPECT_EQ(Prompt.Shown[0].find("other"), std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown[0], "the Password holds a single quote"));
+    EXPECT_FALSE(Contains(Prompt.Shown[0], "other"));
     EXPECT_EQ(StoredArchive(), "0|me|x|archive");
     Type(*window, "txtSQLPassword", "p");
     Warehouse.Run("DELETE FROM dwm_archive");

@@ -5,6 +5,7 @@
 #include "UiTest.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -136,7 +137,7 @@ TEST_F(SustainRec, AFailedSaveOfTheTablesKeepsTheWindowOpen) {
     Warehouse.Run("UPDATE dwm_tables SET is_selected = 0 WHERE table_name = 'item'");
     Click(*window, "cmdOK");
     EXPECT_TRUE(window->isVisible());
-    EXPECT_NE(LastMessage().find("table_name = item, is_selected = 1"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "table_name = item, is_selected = 1"));
     EXPECT_EQ(Selected(), "NULL 0 0");
 }
 
@@ -192,7 +193,7 @@ TEST_F(SustainRec, ARecordChangedBySomeoneElseIsTold) {
     Click(*window, "cmdSustainAll");
     Warehouse.Run("UPDATE item SET is_sustainable = 1 WHERE id = 3");
     Click(*window, "cmdSaveSelection");
-    EXPECT_NE(LastMessage().find("id = 3"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "id = 3"));
     EXPECT_EQ(Sustained(), "0 1 1");
     EXPECT_EQ(Shown(Records()),
               "id name price is_deletable |x 1 pear 5 0|x 2 apple 7 0|x 3 cherry 3 0");
@@ -205,7 +206,7 @@ TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
     Execute("select * from item, shop");
     EXPECT_EQ(LastMessage(), "Morvane|Join Queries are not allowed");
     Execute("select * from item; drop table item");
-    EXPECT_NE(LastMessage().find("Only one query"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "Only one query"));
     EXPECT_TRUE(Prompt.Asked.empty());
 
     Prompt.Answers = {true, false, true, true};
@@ -214,10 +215,10 @@ TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
     Execute("Select * from shop");
     EXPECT_EQ(Shown(Records()), shown) << "the answer was No";
     Execute("Select * from dwm_tables");
-    EXPECT_NE(LastMessage().find("is_sustainable"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "is_sustainable"));
     EXPECT_EQ(Shown(Records()), "");
     Execute("Select * from missing");
-    EXPECT_NE(LastMessage().find("missing"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "missing"));
     EXPECT_EQ(Prompt.Shown.size(), 5U);
 }
 
@@ -232,7 +233,7 @@ TEST_F(SustainRec, AQueryIsCompiledWithoutRunning) {
     EXPECT_EQ(LastMessage(), "Morvane|The Query was compiled successfully");
     query.setPlainText("select nothing from item");
     Click(*window, "cmdParseQuery");
-    EXPECT_NE(LastMessage().find("nothing"), std::string::npos);
+    EXPECT_TRUE(Contains(LastMessage(), "nothing"));
     EXPECT_EQ(Sustained(), "0 1 NULL");
     State.WarehouseConnection->Execute("update item set is_sustainable = 1");
     EXPECT_EQ(Sustained(), "1 1 1") << "statements run again";
