@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "SqliteReader.h"
 #include "core/modFileFunctions.h"
 #include "demo/DemoWarehouse.h"
+#include "support/SqliteFile.h"
 #include "support/TempFolder.h"
 #include "support/Texts.h"
 
@@ -40,9 +40,8 @@ TEST_F(DemoProgram, MakesAMissingFolderAndSaysWhatItMade) {
     EXPECT_TRUE(Contains(output_, "sales                  180000 rows\n"));
     EXPECT_TRUE(Contains(output_, "at scale 1 in "));
 
-    const SqliteReader archive(folder_ / "new/folder/retail_archive.db");
-    EXPECT_EQ(archive.Number("SELECT count(*) FROM sqlite_master"), 0);
-    EXPECT_EQ(archive.Rows("PRAGMA integrity_check").at(0), "ok");
+    const SqliteFile archive(folder_ / "new/folder/retail_archive.db");
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sqlite_master; PRAGMA integrity_check"), "0 ok");
     EXPECT_EQ(ReadWholeFile(folder_ / "new/folder/retail_archive.db").substr(0, 15),
               "SQLite format 3");
 }
@@ -62,7 +61,7 @@ TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
     Write("retail.db-wal", "old pages");
     EXPECT_EQ(Run("--force " + folder_.Path()), 0) << output_;
     EXPECT_EQ(ListFiles(folder_.Path()), "retail.db retail_archive.db");
-    EXPECT_EQ(SqliteReader(folder_ / "retail.db").Rows("PRAGMA quick_check").at(0), "ok");
+    EXPECT_EQ(SqliteFile(folder_ / "retail.db").Text("PRAGMA quick_check"), "ok");
 }
 
 TEST_F(DemoProgram, RefusesWhatItDoesNotUnderstand) {

@@ -55,6 +55,28 @@ TEST_F(ArchiveRun, AFailingConditionStopsTheRunAndTheLogSaysWhy) {
     EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
 }
 
+TEST_F(ArchiveRun, ACancelledTaskIsNamedAndNothingFollowsIt) {
+    const std::vector<std::pair<bool RunSettings::*, std::string>> tasks{
+        {&RunSettings::CheckMetaData, "Checking of Meta Data"},
+        {&RunSettings::ArchiveFactTables, "Archieving Fact Table"},
+        {&RunSettings::DetectAndMark, "Marking"},
+        {&RunSettings::GenerateReports, "Report Generation"},
+        {&RunSettings::DeleteMarked, "Deletion"}};
+    World.Progress.CancelAtPoll = 1;
+    RunSettings left = Settings;
+    for (const auto& [task, name] : tasks) {
+        EXPECT_FALSE(Run(left));
+        EXPECT_TRUE(Contains(Log(), name + " Process Cancelled by User.\r\n"));
+        EXPECT_TRUE(Contains(Log(), "completed by the tool :\r\n\r\nMorvane Tool stopped"));
+        EXPECT_EQ(Status(), "failure\r\n");
+        EXPECT_EQ(Sales() + " " + Products(Warehouse), "1|1|10 3|3|2 " + std::string(kAllProducts));
+        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        left.*task = false;
+    }
+    World.Progress.CancelAtPoll = 0;
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+}
+
 // Over New Year, and by more than an hour at each look.
 TEST_F(ArchiveRun, AClockThatIsSetBackChangesNothingButTheMomentsInItsTexts) {
     World.Clock.Moment = {std::chrono::year(2024) / 1 / 1, std::chrono::minutes(30)};

@@ -121,20 +121,6 @@ TEST_F(RunTest, AFailingTaskPreventsEverythingAfterIt) {
     EXPECT_EQ(Products(Warehouse), kAllProducts);
 }
 
-TEST_F(RunTest, ACancelledTaskReleasesTheLockAndListsWhatWasDone) {
-    Settings.CheckMetaData = false;
-    World.Progress.CancelAtPoll = 1;
-    EXPECT_FALSE(Run(Settings));
-    EXPECT_EQ(Log().find("Marking Process Cancelled by User.\r\n"), 0U) << Log();
-    EXPECT_EQ(ProcessList(Log()), "");
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
-    EXPECT_EQ(Status(), "failure\r\n");
-    EXPECT_EQ(Products(Warehouse), kAllProducts);
-
-    World.Progress.CancelAtPoll = 0;
-    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
-}
-
 TEST_F(RunTest, ASecondRunWhileOneIsUnderWayTouchesNothing) {
     TestServices second;
     bool secondResult = false;

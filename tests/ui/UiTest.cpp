@@ -5,8 +5,6 @@
 #include <QLineEdit>
 #include <QTimer>
 
-#include "db/ConnectionFactory.h"
-
 namespace morvane::testing {
 
 namespace {
@@ -75,8 +73,5 @@ QString ScriptedBrowsing::NextAnswer() {
     Answers.pop_front();
     return answer;
 }
-
-UiFixture::UiFixture()
-    : Services{Clock, Prompt, Progress, CreateConnection, Output, Errors, {}, {}} {}
 
 }  // namespace morvane::testing

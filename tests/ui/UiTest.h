@@ -10,12 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "run/RunServices.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
-#include "support/TempFolder.h"
-#include "support/TestWarehouse.h"
+#include "support/RunFixture.h"
 #include "ui/modBrowsing.h"
 
 namespace morvane::testing {
@@ -54,19 +49,11 @@ class ScriptedBrowsing : public Browsing {
 };
 
 // A warehouse and everything that a window needs besides.
-struct UiFixture : public ::testing::Test {
+struct UiFixture : public ::testing::Test, public TestServices {
     TestWarehouse Warehouse;
     TempFolder Files;
-    FixedClock Clock;
-    ScriptedPrompt Prompt;
-    RecordingProgress Progress;
     ScriptedBrowsing Browse;
-    std::ostringstream Output;
-    std::ostringstream Errors;
-    RunServices Services;
     RunState State;
-
-    UiFixture();
 };
 
 }  // namespace morvane::testing

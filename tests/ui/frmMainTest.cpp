@@ -10,7 +10,6 @@
 #include "UiTest.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
-#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 #include "ui/frmProgress.h"
@@ -18,39 +17,17 @@
 namespace morvane::testing {
 namespace {
 
-// Presses Cancel when a task begins; the press waits in the queue for the task's next poll.
-class ImpatientProgress : public frmProgress {
-  public:
-    ImpatientProgress() : frmProgress({}) {}
-
-    void MarkTaskRunning(std::size_t k) override {
-        frmProgress::MarkTaskRunning(k);
-        if (static_cast<int>(k) == CancelTask) {
-            auto& button = Find<QWidget>(*this, "cmdCancel");
-            const QPointF place = button.rect().center();
-            const QPointF globalPlace = button.mapToGlobal(place);
-            for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-                const bool press = type == QEvent::MouseButtonPress;
-                QCoreApplication::postEvent(
-                    &button, new QMouseEvent(type, place, globalPlace, Qt::LeftButton,
-                                             press ? Qt::LeftButton : Qt::NoButton, {}));
-            }
-        }
-    }
-
-    int CancelTask = -1;
-};
-
 class MainWindow : public UiFixture {
   protected:
-    MainWindow() : Services2{Clock, Prompt, RunWindow, Services.Connect, Output, Errors, {}, {}} {
+    MainWindow()
+        : WithRunWindow{Clock, Prompt, RunWindow, Services.Connect, Output, Errors, {}, {}} {
         FillStar(Warehouse);
         EnsureFolder(Files / "my logs");
     }
 
     // The window as the user finds it.
     frmMain& Open() {
-        Window = std::make_unique<frmMain>(State, Services2, Browse);
+        Window = std::make_unique<frmMain>(State, WithRunWindow, Browse);
         QObject::connect(&RunWindow, &frmProgress::Closed, Window.get(), &frmMain::ShowAgain);
         Window->show();
         QApplication::processEvents();
@@ -103,8 +80,8 @@ class MainWindow : public UiFixture {
         return ReadWholeFile(Files / "my logs/Morvane_Log05-03-202414-07-09.txt");
     }
 
-    ImpatientProgress RunWindow;
-    RunServices Services2;
+    frmProgress RunWindow{{}};
+    RunServices WithRunWindow;
     std::unique_ptr<frmMain> Window;
     const std::string User = CurrentUserName();
 };
@@ -197,32 +174,6 @@ TEST_F(MainWindow, PerformsARunAndComesBack) {
     Click(RunWindow, "cmdOK");
     EXPECT_TRUE(Prompt.Asked.empty());
 }
-
-class MainWindowCancel : public MainWindow, public ::testing::WithParamInterface<int> {};
-
-TEST_P(MainWindowCancel, StopsTheTaskAndComesBack) {
-    const std::array messages{
-        "Checking of Meta Data Process Cancelled by User.",
-        "Archieving Fact Table Process Cancelled by User.", "Marking Process Cancelled by User.",
-        "Report Generation Process Cancelled by User.", "Deletion Process Cancelled by User."};
-    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
-    frmMain& window = OpenConnected();
-    for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
-        Click(window, task);
-    }
-    RunWindow.CancelTask = GetParam();
-    Click(window, "cmdProcess");
-    const std::string message = messages[static_cast<std::size_t>(GetParam())];
-    EXPECT_EQ(Prompt.Shown, (std::vector<std::string>{"Morvane|" + message + "\r\n"}));
-    EXPECT_TRUE(Contains(Log(), message));
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
-    EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM product"), "4");
-    EXPECT_FALSE(window.isVisible());
-    Click(RunWindow, "cmdOK");
-    EXPECT_TRUE(window.isVisible());
-}
-
-INSTANTIATE_TEST_SUITE_P(Tasks, MainWindowCancel, ::testing::Range(0, 5));
 
 TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     frmMain& window = OpenConnected();

@@ -187,18 +187,6 @@ TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByTheirKey) {
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x pear 5| apple 7");
 }
 
-TEST_F(SustainRec, ARecordChangedBySomeoneElseIsTold) {
-    Open();
-    Execute("Select * from item");
-    Click(*window, "cmdSustainAll");
-    Warehouse.Run("UPDATE item SET is_sustainable = 1 WHERE id = 3");
-    Click(*window, "cmdSaveSelection");
-    EXPECT_TRUE(Contains(LastMessage(), "id = 3"));
-    EXPECT_EQ(Sustained(), "0 1 1");
-    EXPECT_EQ(Shown(Records()),
-              "id name price is_deletable |x 1 pear 5 0|x 2 apple 7 0|x 3 cherry 3 0");
-}
-
 TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
     Open();
     Execute(" \n ");
