@@ -95,9 +95,5 @@ TEST(TemporaryFile, GivesBackWhatIsWrittenAndLeavesNothing) {
     EXPECT_EQ(temporaryFiles(), before);
 }
 
-TEST(CurrentUser, HasAName) {
-    EXPECT_FALSE(CurrentUserName().empty());
-}
-
 }  // namespace
 }  // namespace morvane::testing

@@ -133,17 +133,6 @@ TEST_F(Reports, KeepWhatWasWrittenWhenATableIsNamedTwice) {
     EXPECT_EQ(ListFiles(reports_.Path()), "SummaryReport05-03-202414-07-09.html");
 }
 
-TEST_F(Reports, StopAtTheFirstTableThatCannotBeRead) {
-    FillSmallWarehouse();
-    warehouse_.Run("DROP TABLE region");
-    EXPECT_FALSE(Generate());
-    EXPECT_TRUE(Contains(state_.ErrorText, "region"));
-    EXPECT_EQ(state_.ErrorText.find("Count(*)"), state_.ErrorText.rfind("Count(*)"));
-    EXPECT_FALSE(IsWhole(Report::Summary));
-    EXPECT_TRUE(Contains(TextOf(Report::Summary), "<TD>product</TD>"));
-    EXPECT_FALSE(Contains(TextOf(Report::Summary), "<TD>shop</TD>"));
-}
-
 TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
     FillSmallWarehouse();
     warehouse_.Run("DELETE FROM dwm_star_relations WHERE primary_table = 'region'");
@@ -178,17 +167,6 @@ TEST_F(Reports, AreNoSuccessWhenTheirLastBytesDoNotFit) {
                                         ReportPath(report, state_, folder.Path()) +
                                         "\": File too large\r\n");
     }
-}
-
-TEST_F(Reports, SayThatTheDiskIsFullOrTheFolderMissing) {
-    FillSmallWarehouse();
-    std::filesystem::create_symlink("/dev/full", PathOf(Report::Summary));
-    EXPECT_FALSE(Generate());
-    EXPECT_EQ(state_.ErrorText, "Cannot write the file \"" + PathOf(Report::Summary) +
-                                    "\": No space left on device\r\n");
-    state_.ErrorText.clear();
-    EXPECT_FALSE(GenerateAllReports(state_, progress_, reports_ / "missing"));
-    EXPECT_TRUE(Contains(state_.ErrorText, "No such file or directory\r\n"));
 }
 
 TEST_F(Reports, TrimTheNamesInTheirHeadAndEscapeNothing) {

@@ -94,14 +94,5 @@ TEST(ValidateSettings, EndsWithTheUsageWhenNoUserIsPresent) {
     EXPECT_EQ(state.ErrorText, "\r\nToo much\r\n" + std::string(UsageText()));
 }
 
-TEST(ValidateSettings, UsageIsOneLineToTheLetter) {
-    EXPECT_EQ(UsageText(),
-              "Usage: Morvane -mac <machine> {-usr <username> -pwd <password> | -ntaut} -db "
-              "<database> -bkmac <machine> {-bkusr <username> -bkpwd <password> | -bkntaut} -bkdb "
-              "<database> -log <logDirectory> -logfile <logfile> [-config <configfile>] "
-              "[-statusfile <statusfile>] [-chkmd] [-clsf] [-mark] [-del] [-datom] [-grep] "
-              "[-help]");
-}
-
 }  // namespace
 }  // namespace morvane::testing

@@ -25,13 +25,6 @@ TEST_F(ArchiveFault, AConditionThatDoesNotCompileMovesNothing) {
     EXPECT_EQ(Archived(), "1 2 3");
 }
 
-TEST_F(ArchiveFault, AConditionDoesNotSeeTablesOfTheArchiveAlone) {
-    archive.Run("CREATE TABLE closed(id int); INSERT INTO closed VALUES(1)");
-    SetCondition("id in (select id from closed)");
-    EXPECT_FALSE(Archive());
-    EXPECT_EQ(Kept(), "1 2 3 4 5");
-}
-
 TEST_F(ArchiveFault, AConditionMayHoldTheFactTableItself) {
     SetCondition("sold < (select max(sold) from sales) and id <> 2 or id = 5");
     ASSERT_TRUE(Archive()) << state.ErrorText;
@@ -76,15 +69,6 @@ TEST_F(ArchiveFault, TheSameKeyTwiceInOneSecondIsRefusedAndDeletesNothing) {
     clock.Moment.TimeOfDay += std::chrono::seconds(1);
     EXPECT_TRUE(Archive()) << state.ErrorText;
     EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 3 9,4 5");
-}
-
-TEST_F(ArchiveFault, WithoutAPrimaryKeyEveryRowIsKept) {
-    warehouse.AddFact("visits", "id int, d datetime", "d < '20200101'");
-    warehouse.Run("INSERT INTO visits VALUES(1,'2019-01-01 00:00:00'),(1,'2019-01-01 00:00:00')");
-    ASSERT_TRUE(Archive()) << state.ErrorText;
-    warehouse.Run("INSERT INTO visits VALUES(1,'2019-01-01 00:00:00')");
-    ASSERT_TRUE(Archive()) << state.ErrorText;
-    EXPECT_EQ(Archived("visits") + "," + Kept("visits"), "1 1 1,");
 }
 
 // What the copy missed must not be deleted.
