@@ -4,6 +4,7 @@
 
 #include "db/StatementTrace.h"
 #include "db/SustainQuery.h"
+#include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
 
@@ -38,12 +39,7 @@ class UpdatableRowsTest : public ::testing::Test {
         return warehouse.Text("SELECT is_sustainable FROM " + table + " ORDER BY rowid");
     }
     std::string SaveError(UpdatableRows& rows) {
-        try {
-            rows.Save(*connection);
-            return "";
-        } catch (const DatabaseError& error) {
-            return error.what();
-        }
+        return ErrorOf([&] { rows.Save(*connection); });
     }
     static std::string Shown(const UpdatableRows& rows) {
         std::string text;
@@ -96,10 +92,10 @@ TEST_F(UpdatableRowsTest, RowsOfOneRecordMustAgreeAndAreWrittenOnce) {
         " where item.shop = 1 order by day");
     ASSERT_EQ(rows.Count(), 2U);
     rows.SetChecked(1, true);
-    EXPECT_NE(SaveError(rows), "");
+    EXPECT_NE(SaveError(rows), "no error");
     EXPECT_EQ(Flags("item"), "0 1 NULL 0");
     rows.SetChecked(0, true);
-    EXPECT_EQ(SaveError(rows), "");
+    EXPECT_EQ(SaveError(rows), "no error");
     EXPECT_EQ(Flags("item"), "1 1 NULL 0");
 }
 
@@ -107,12 +103,12 @@ TEST_F(UpdatableRowsTest, WithoutAKeyARecordThatIsNotTheOnlyOneIsRefused) {
     UpdatableRows rows = Open("select name from loose order by name");
     rows.SetChecked(0, true);
     rows.SetChecked(3, true);
-    EXPECT_EQ(SaveError(rows), "") << "NULL and y stand alone";
+    EXPECT_EQ(SaveError(rows), "no error") << "NULL and y stand alone";
     EXPECT_EQ(Flags("loose"), "0 0 1 1");
     rows.SetChecked(1, true);
-    EXPECT_NE(SaveError(rows), "");
+    EXPECT_NE(SaveError(rows), "no error");
     rows.SetChecked(2, true);
-    EXPECT_NE(SaveError(rows), "");
+    EXPECT_NE(SaveError(rows), "no error");
     EXPECT_EQ(Flags("loose"), "0 0 1 1");
 
     UpdatableRows derived = Open("select * from (select * from loose) l");

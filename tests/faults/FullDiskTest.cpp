@@ -1,7 +1,13 @@
-#include "Oracle.h"
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
 #include "RunOnSite.h"
-#include "SmallDisk.h"
-#include "core/modFileFunctions.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 
@@ -11,57 +17,77 @@ namespace {
 constexpr std::uintmax_t kPage = 4096;
 constexpr std::uintmax_t kMostRoom = 100 * kPage;
 
-// A warehouse with some pages of rows to be archived and of unused products, some part of
-// which is on a small disk.
-class FullDisk : public ::testing::Test {
-  protected:
-    FullDisk();
+// A disk of a few megabytes in memory, mounted on a folder that is there, for this process and its
+// children alone.
+class SmallDisk {
+  public:
+    explicit SmallDisk(std::string folder) : folder_(std::move(folder)) {
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount("tmpfs", folder_.c_str(), "tmpfs", 0, "size=4m") != 0) {
+            WhyNot = "no disk can be mounted: " + std::generic_category().message(errno);
+        }
+    }
+    ~SmallDisk() {
+        if (WhyNot.empty()) {
+            umount2(folder_.c_str(), MNT_DETACH);
+        }
+    }
+    SmallDisk(const SmallDisk&) = delete;
+    SmallDisk& operator=(const SmallDisk&) = delete;
 
-    RunSettings SettingsOn(const Site& site) const { return site.EveryTask(true, false); }
-    // Whether a run completes on a fresh copy whose warehouse's disk has so much room.
-    bool CompletesWithRoom(std::uintmax_t room);
-    void CompleteWithRoomAgain(const Site& site);
+    // Leaves so much room, which a file of its own takes or gives.
+    void LeaveRoom(std::uintmax_t bytes) const {
+        MakeRoom();
+        const std::uintmax_t taken = std::filesystem::space(folder_).available - bytes;
+        const int file = open(Filler().c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+        EXPECT_EQ(posix_fallocate(file, 0, static_cast<off_t>(taken)), 0);
+        close(file);
+    }
+    void MakeRoom() const { std::filesystem::remove(Filler()); }
 
-    TempFolder Folder{TempFolder::Place::InMemory};
-    Site Original{Folder / "original"};
-    std::unique_ptr<Oracle> Judge;
+    std::string WhyNot;  // nothing could be mounted; empty when the disk is there
+
+  private:
+    std::string Filler() const { return folder_ + "/filler"; }
+
+    std::string folder_;
 };
 
-FullDisk::FullDisk() {
-    Original.Fill();
-    SqliteFile(Original.Warehouse())
-        .Run(
-            "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400)"
-            " INSERT INTO shipments SELECT i, 31, 2, '2018-01-01 00:00:00' FROM n;"
-            "INSERT INTO product SELECT rowid + 10, 1, 0, 0 FROM shipments");
-    const Site site(Folder / "undisturbed");
-    site.CopyFrom(Original);
-    FaultPlan plan;
-    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, false);
-    EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
-    Judge = std::make_unique<Oracle>(ReadContents(Original), ReadContents(site));
-}
+// A warehouse with some pages of rows to be archived and of unused products.
+class FullDisk : public ::testing::Test, protected OnSite {
+  protected:
+    FullDisk() {
+        SqliteFile(Original.Warehouse())
+            .Run(
+                "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 400)"
+                " INSERT INTO shipments SELECT i, 31, 2, '2018-01-01 00:00:00' FROM n;"
+                "INSERT INTO product SELECT rowid + 10, 1, 0, 0 FROM shipments");
+        RunUndisturbed(true, false);
+    }
 
-void FullDisk::CompleteWithRoomAgain(const Site& site) {
-    const Contents disturbed = ReadContents(site);
-    EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
-    FaultPlan none;
-    const RunOutcome next = RunOnSite(site, SettingsOn(site), none, 1, true);
-    EXPECT_TRUE(next.Result) << next.ErrorText;
-    EXPECT_EQ(next.Status, "ok");
-    EXPECT_TRUE(ReportsAreWhole(next.Reports));
-    EXPECT_EQ(Judge->FindDifferences(disturbed, ReadContents(site)), Oracle::Findings());
-}
+    static RunOutcome Run(const Site& site, FaultPlan& plan, int minutes = 0) {
+        return RunOnSite(site, site.EveryTask(true, false), plan, minutes, true);
+    }
+    void CompleteWithRoomAgain(const Site& site) const {
+        const Contents disturbed = ReadContents(site);
+        EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
+        FaultPlan none;
+        ExpectCompletion(site, Run(site, none, 1), disturbed);
+    }
+    // Whether a run completes on a fresh copy whose warehouse's disk has so much room.
+    bool CompletesWithRoom(std::uintmax_t room) const;
+};
 
-bool FullDisk::CompletesWithRoom(std::uintmax_t room) {
+bool FullDisk::CompletesWithRoom(std::uintmax_t room) const {
     SCOPED_TRACE(std::to_string(room) + " bytes free");
-    const TempFolder folder(TempFolder::Place::InMemory);
+    const TempFolder folder;
     const Site site(folder / "site");
     const SmallDisk disk(site.WarehouseFolder());
     site.CopyFrom(Original);
     disk.LeaveRoom(room);
     FaultPlan none;
-    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), none, 0, false);
+    const RunOutcome outcome = Run(site, none);
     if (!outcome.Result) {
         EXPECT_EQ(outcome.Status, "failure");
         EXPECT_TRUE(Contains(outcome.Log, "disk is full"));
@@ -73,8 +99,8 @@ bool FullDisk::CompletesWithRoom(std::uintmax_t room) {
 }
 
 TEST_F(FullDisk, OfTheWarehouseLosesNothingWhateverItsRoom) {
-    if (const SmallDisk disk(Folder.Path()); !disk.WhyNot().empty()) {
-        GTEST_SKIP() << disk.WhyNot();
+    if (const SmallDisk disk(Folder.Path()); !disk.WhyNot.empty()) {
+        GTEST_SKIP() << disk.WhyNot;
     }
     std::uintmax_t room = 0;
     while (room < kMostRoom && !CompletesWithRoom(room) && !HasFailure()) {
@@ -89,14 +115,13 @@ TEST_F(FullDisk, OfTheLogStopsTheRunBeforeItChangesAnything) {
     site.CopyFrom(Original);
     std::filesystem::create_directory(site.Logs());
     const SmallDisk disk(site.Logs());
-    if (!disk.WhyNot().empty()) {
-        GTEST_SKIP() << disk.WhyNot();
+    if (!disk.WhyNot.empty()) {
+        GTEST_SKIP() << disk.WhyNot;
     }
     for (const std::uintmax_t room : {0 * kPage, 1 * kPage, 15 * kPage}) {
         disk.LeaveRoom(room);
         FaultPlan plan;
-        const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, false);
-        EXPECT_FALSE(outcome.Result);
+        const RunOutcome outcome = Run(site, plan);
         EXPECT_EQ(outcome.Status, "failure");
         EXPECT_TRUE(Contains(outcome.ErrorText, "No space left on device"));
         EXPECT_TRUE(plan.Points.empty()) << "it connects to nothing";

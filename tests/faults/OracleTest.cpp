@@ -1,5 +1,3 @@
-#include "Oracle.h"
-
 #include "RunOnSite.h"
 #include "core/Text.h"
 #include "support/SqliteFile.h"
@@ -8,17 +6,11 @@ namespace morvane::testing {
 namespace {
 
 // The oracle has to find what is broken on purpose in the result of a run.
-class OracleTest : public ::testing::Test {
+class OracleTest : public ::testing::Test, protected OnSite {
   protected:
     OracleTest() {
-        Original.Fill();
-        Cleaned.CopyFrom(Original);
-        FaultPlan plan;
-        const RunOutcome outcome =
-            RunOnSite(Cleaned, Cleaned.EveryTask(true, false), plan, 0, false);
-        EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
-        Undisturbed = ReadContents(Cleaned);
-        Judge = std::make_unique<Oracle>(ReadContents(Original), Undisturbed);
+        RunUndisturbed(true, false);
+        Result = ReadContents(Cleaned);
     }
 
     void ExpectDamage(const std::string& expected) const {
@@ -32,19 +24,15 @@ class OracleTest : public ::testing::Test {
     void InWarehouse(const std::string& sql) const { SqliteFile(Cleaned.Warehouse()).Run(sql); }
     void InArchive(const std::string& sql) const { SqliteFile(Cleaned.Archive()).Run(sql); }
 
-    TempFolder Folder{TempFolder::Place::InMemory};
-    Site Original{Folder / "original"};
-    Site Cleaned{Folder / "cleaned"};
-    Contents Undisturbed;
-    std::unique_ptr<Oracle> Judge;
+    Contents Result;
 };
 
 TEST_F(OracleTest, FindsNothingBeforeARunAndAfterAnUndisturbedOne) {
     EXPECT_EQ(Judge->FindDamage(ReadContents(Original)), Oracle::Findings());
-    EXPECT_EQ(Judge->FindDamage(Undisturbed), Oracle::Findings());
+    EXPECT_EQ(Judge->FindDamage(Result), Oracle::Findings());
     EXPECT_EQ(Differences(ReadContents(Original)), Oracle::Findings());
     EXPECT_TRUE(Judge->NothingIsDeleted(ReadContents(Original)));
-    EXPECT_FALSE(Judge->NothingIsDeleted(Undisturbed));
+    EXPECT_FALSE(Judge->NothingIsDeleted(Result));
 }
 
 TEST_F(OracleTest, FindsAFactRowThatIsLostOrCameFromNowhere) {
@@ -84,7 +72,7 @@ TEST_F(OracleTest, FindsADimensionThatIsHalfChanged) {
 
 TEST_F(OracleTest, AllowsARowTwiceInTheArchiveOnlyWhereTheNextRunFoundItInBothPlaces) {
     Contents between = ReadContents(Original);
-    between.Archive = Undisturbed.Archive;
+    between.Archive = Result.Archive;
     const Oracle::Findings missing = Differences(between);
     EXPECT_EQ(missing.size(), 4U) << Join(missing, "\n");
     InArchive(
@@ -94,12 +82,12 @@ TEST_F(OracleTest, AllowsARowTwiceInTheArchiveOnlyWhereTheNextRunFoundItInBothPl
         " '2024-03-05 14:08:09' FROM shipments");
     EXPECT_EQ(Differences(between), Oracle::Findings());
     EXPECT_EQ(Judge->FindDamage(ReadContents(Cleaned)), Oracle::Findings());
-    EXPECT_EQ(Differences(Undisturbed).size(), 4U) << "no run found them in both";
+    EXPECT_EQ(Differences(Result).size(), 4U) << "no run found them in both";
 }
 
 TEST_F(OracleTest, FindsWhatTheNextRunLeavesOtherwise) {
     InWarehouse("UPDATE carrier SET is_deletable = 0; UPDATE dwm_multiuse SET lock = 1");
-    const Oracle::Findings findings = Differences(Undisturbed);
+    const Oracle::Findings findings = Differences(Result);
     EXPECT_EQ(findings.size(), 4U) << Join(findings, "\n");
 }
 

@@ -1,6 +1,5 @@
 #include <iostream>
 
-#include "Oracle.h"
 #include "RunOnSite.h"
 #include "core/Platform.h"
 #include "support/SqliteFile.h"
@@ -56,7 +55,9 @@ std::vector<Case> Cases() {
 constexpr std::size_t kSampleOfChanges = 4;
 constexpr std::size_t kSampleOfQuestions = 23;
 
-class DisturbedRun : public ::testing::TestWithParam<Case> {
+constexpr std::size_t kSales = 15;  // before any is archived
+
+class DisturbedRun : public ::testing::TestWithParam<Case>, protected OnSite {
   protected:
     DisturbedRun();
 
@@ -69,40 +70,22 @@ class DisturbedRun : public ::testing::TestWithParam<Case> {
     void ExpectFailureIsTold(const FaultPoint& point, const RunOutcome& outcome,
                              const Site& site) const;
     RunOutcome RunAgain(const Site& site, FaultPlan& plan, RunState& state) const;
-    void ExpectCompletion(const Site& site, const RunOutcome& outcome,
-                          const Contents& disturbed) const;
     void PrintCounts() const;
 
     const Way TheWay = GetParam().TheWay;
     const Fault TheFault = GetParam().TheKind.What;
-    TempFolder Folder{TempFolder::Place::InMemory};
-    Site Original{Folder / "original"};
-    std::vector<FaultPoint> Points;
-    Contents Before;
-    std::unique_ptr<Oracle> Judge;
-    std::string UndisturbedReports;
     bool SawRowsInBothPlaces = false;
     std::map<std::string, int> PointsByStage;
     std::map<std::string, int> FaultsByStage;
 };
 
 DisturbedRun::DisturbedRun() {
-    Original.Fill();
     SqliteFile(Original.Warehouse())
         .Run(
             "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
             "INSERT INTO dwm_multiuse VALUES(" +
             std::string(TheWay.Locked ? "1" : "0") + ",'" + CurrentUserName() + "')");
-    const TempFolder folder(TempFolder::Place::InMemory);
-    const Site site(folder / "undisturbed");
-    site.CopyFrom(Original);
-    FaultPlan plan;
-    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, TheWay.Locked);
-    EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
-    Points = plan.Points;
-    Before = ReadContents(Original);
-    Judge = std::make_unique<Oracle>(Before, ReadContents(site));
-    UndisturbedReports = outcome.Reports;
+    RunUndisturbed(TheWay.LinkedServer, TheWay.AtomicDeletion, TheWay.Locked);
 }
 
 bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
@@ -123,7 +106,7 @@ void DisturbedRun::RunWithFault(const Site& site, std::size_t point, FaultPlan& 
         EXPECT_EQ(outcome.Status, "running");
         return;
     }
-    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, TheWay.Locked, state);
+    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, TheWay.Locked, &state);
     EXPECT_TRUE(plan.Happened());
     ExpectFailureIsTold(Points[point], outcome, site);
 }
@@ -153,27 +136,14 @@ RunOutcome DisturbedRun::RunAgain(const Site& site, FaultPlan& plan, RunState& s
     const bool asks = IsLocked(site) && !(TheWay.Attended && state.LockHeld);
     FaultPlan none;
     const RunOutcome outcome = TheWay.Attended
-                                   ? RunOnSite(site, SettingsOn(site), plan, 1, true, state)
+                                   ? RunOnSite(site, SettingsOn(site), plan, 1, true, &state)
                                    : RunOnSite(site, SettingsOn(site), none, 1, true);
     EXPECT_EQ(outcome.Asked, asks) << "a run asks when another one holds the lock, and only then";
     return outcome;
 }
 
-void DisturbedRun::ExpectCompletion(const Site& site, const RunOutcome& outcome,
-                                    const Contents& disturbed) const {
-    EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
-    EXPECT_EQ(outcome.Status, "ok");
-    EXPECT_TRUE(ReportsAreWhole(outcome.Reports));
-    if (Judge->NothingIsDeleted(disturbed)) {
-        EXPECT_TRUE(outcome.Reports == UndisturbedReports) << outcome.Reports;
-    }
-    const Contents now = ReadContents(site);
-    EXPECT_EQ(Judge->FindDamage(now), Oracle::Findings());
-    EXPECT_EQ(Judge->FindDifferences(disturbed, now), Oracle::Findings());
-}
-
 void DisturbedRun::DisturbAt(std::size_t point) {
-    const TempFolder folder(TempFolder::Place::InMemory);
+    const TempFolder folder;
     const Site site(folder / "site");
     site.CopyFrom(Original);
     FaultPlan plan(TheFault, point);
@@ -183,10 +153,9 @@ void DisturbedRun::DisturbAt(std::size_t point) {
     const Contents disturbed = ReadContents(site);
     EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
     const auto archived = disturbed.Archive.find("sales");
-    SawRowsInBothPlaces =
-        SawRowsInBothPlaces ||
-        (archived != disturbed.Archive.end() && !archived->second.Rows.empty() &&
-         disturbed.Warehouse.at("sales").Rows.size() == Before.Warehouse.at("sales").Rows.size());
+    SawRowsInBothPlaces = SawRowsInBothPlaces ||
+                          (archived != disturbed.Archive.end() && !archived->second.Rows.empty() &&
+                           disturbed.Warehouse.at("sales").Rows.size() == kSales);
     const RunOutcome next = RunAgain(site, plan, state);
     ExpectCompletion(site, next, disturbed);
 }

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
@@ -10,6 +11,7 @@
 #include "reports/ReportNames.h"
 #include "reports/ReportQueries.h"
 #include "reports/modGenerateReports.h"
+#include "support/ErrorOf.h"
 #include "support/FileSizeLimit.h"
 #include "support/FixedClock.h"
 #include "support/Golden.h"
@@ -177,41 +179,29 @@ TEST_F(Reports, TrimTheNamesInTheirHeadAndEscapeNothing) {
     EXPECT_EQ(head.substr(head.size() - 18), "\r\n</TABLE>\r\n<BR>\r\n");
 }
 
-class KeyFields : public ::testing::Test {
-  protected:
-    std::string Of(const std::string& primaryColumns, const std::string& originalKey) {
-        warehouse_.Run(
+TEST(KeyFields, AreTheOriginalKeyAndThenTheOtherRelationColumns) {
+    const TestWarehouse warehouse;
+    const auto connection = warehouse.Connect();
+    const std::string unknown = "The key fields of the table dim are not known: its ";
+    for (const auto& [primaryColumns, originalKey, expected] :
+         std::vector<std::array<std::string, 3>>{
+             {"id", "'code'", "code|id"},
+             {"id , code,line, id", "' line,code '", "line|code|id"},
+             {"Code", "'code'", "code|Code"},
+             {"id,line", "''", "id|line"},
+             {"id", "NULL", unknown + "original_primary_key in dwm_star_relations is empty"},
+             {"id", "'code, line,code'",
+              "The original_primary_key of the table dim in dwm_star_relations has the column code "
+              "more than once"}}) {
+        warehouse.Run(
             "DELETE FROM dwm_star_relations;INSERT INTO dwm_star_relations VALUES"
             "(1, 'fact', '', 'dim', '" +
             primaryColumns + "', 0, " + originalKey + ")");
-        try {
-            std::string joined;
-            for (const std::string& name : GetKeyFields(*warehouse_.Connect(), "dim")) {
-                joined += "[" + name + "]";
-            }
-            return joined;
-        } catch (const DatabaseError& error) {
-            return error.what();
-        }
+        std::string found;
+        const std::string error =
+            ErrorOf([&] { found = Join(GetKeyFields(*connection, "dim"), "|"); });
+        EXPECT_EQ(error == "no error" ? found : error, expected);
     }
-
-    TestWarehouse warehouse_;
-};
-
-TEST_F(KeyFields, AreTheOriginalKeyAndThenTheOtherRelationColumns) {
-    EXPECT_EQ(Of("id", "'code'"), "[code][id]");
-    EXPECT_EQ(Of("id , code,line, id", "' line,code '"), "[line][code][id]");
-    EXPECT_EQ(Of("Code", "'code'"), "[code][Code]");
-    EXPECT_EQ(Of("id,line", "''"), "[id][line]");
-}
-
-TEST_F(KeyFields, AreNotKnownWithoutACleanOriginalKey) {
-    EXPECT_EQ(Of("id", "NULL"),
-              "The key fields of the table dim are not known: its original_primary_key in "
-              "dwm_star_relations is empty");
-    EXPECT_EQ(Of("id", "'code, line,code'"),
-              "The original_primary_key of the table dim in dwm_star_relations has the column code "
-              "more than once");
 }
 
 }  // namespace

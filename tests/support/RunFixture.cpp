@@ -1,10 +1,25 @@
 #include "support/RunFixture.h"
 
+#ifndef _WIN32
+#include <unistd.h>
+
+#include <cstdlib>
+#endif
+
 #include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
+
+#ifndef _WIN32
+
+// Whole runs commit often, and each commit waits for the disk. None of these tests is about a
+// machine that loses power, so that their files are kept in memory where that is possible.
+[[maybe_unused]] const int kInMemory =
+    access("/dev/shm", W_OK) == 0 ? setenv("TMPDIR", "/dev/shm", 0) : 0;
+
+#endif
 
 RunSettings EveryTask(const std::string& server, const std::string& logFolder) {
     RunSettings settings;

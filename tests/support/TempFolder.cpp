@@ -7,13 +7,8 @@
 
 namespace morvane::testing {
 
-TempFolder::TempFolder(Place place) {
-    const std::filesystem::path memory = "/dev/shm";
-    std::error_code error;
-    const std::filesystem::path parent =
-        place == Place::InMemory && std::filesystem::is_directory(memory, error)
-            ? memory
-            : std::filesystem::temp_directory_path();
+TempFolder::TempFolder() {
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
     std::random_device random;
     std::filesystem::path folder;
     do {

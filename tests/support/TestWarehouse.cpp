@@ -1,7 +1,6 @@
 #include "support/TestWarehouse.h"
 
 #include "db/ConnectionFactory.h"
-#include "support/SqliteFile.h"
 
 namespace morvane::testing {
 
@@ -24,25 +23,13 @@ std::string QuotedOrNull(const std::string& text) {
 
 }  // namespace
 
-TestWarehouse::TestWarehouse() {
+TestWarehouse::TestWarehouse() : SqliteFile(Folder() + "/dw.db") {
     Run("CREATE TABLE dwm_tables(table_name varchar(128) COLLATE NOCASE,"
         " table_type varchar(20) COLLATE NOCASE, where_clause varchar(8000), is_selected bit);"
         "CREATE TABLE dwm_star_relations(selected bit,"
         " foreign_table varchar(128) COLLATE NOCASE, foreign_columns varchar(1000),"
         " primary_table varchar(128) COLLATE NOCASE, primary_columns varchar(1000),"
         " slow_moving_dim bit, original_primary_key varchar(1000))");
-}
-
-void TestWarehouse::Run(const std::string& sql) const {
-    SqliteFile(File()).Run(sql);
-}
-
-std::vector<std::string> TestWarehouse::Rows(const std::string& sql) const {
-    return SqliteFile(File()).Rows(sql);
-}
-
-std::string TestWarehouse::Text(const std::string& sql) const {
-    return SqliteFile(File()).Text(sql);
 }
 
 void TestWarehouse::AddTable(const std::string& name, const std::string& type, bool selected,

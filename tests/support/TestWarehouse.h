@@ -2,32 +2,23 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "core/Connection.h"
+#include "support/SqliteFile.h"
 #include "support/TempFolder.h"
 
 namespace morvane::testing {
 
 // A small embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with
-// the two meta tables, empty. It is filled and read back through SQLite itself, so that a fault in
-// the program's engine cannot hide from a test.
-class TestWarehouse {
+// the two meta tables, empty.
+class TestWarehouse : private TempFolder, public SqliteFile {
   public:
     TestWarehouse();
 
-    std::string Server() const { return "sqlite:" + folder_.Path(); }
+    std::string Server() const { return "sqlite:" + Folder(); }
     std::string Database() const { return "dw"; }
-    const std::string& Folder() const { return folder_.Path(); }
-    std::string File() const { return folder_ / "dw.db"; }
-
-    // Plain SQLite statements, separated by ";".
-    void Run(const std::string& sql) const;
-
-    // The rows of a query, columns joined by "|", NULL as "NULL".
-    std::vector<std::string> Rows(const std::string& sql) const;
-    // The rows in one text, joined by blanks.
-    std::string Text(const std::string& sql) const;
+    const std::string& Folder() const { return TempFolder::Path(); }
+    const std::string& File() const { return SqliteFile::Path(); }
 
     // Rows of the meta tables. A quote in a name is doubled.
     void AddTable(const std::string& name, const std::string& type, bool selected = true,
@@ -52,9 +43,6 @@ class TestWarehouse {
 
     // An open connection of the program's own, with the database as its default.
     std::unique_ptr<Connection> Connect() const;
-
-  private:
-    TempFolder folder_;
 };
 
 }  // namespace morvane::testing
