@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "core/Platform.h"
+#include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "support/Golden.h"
 #include "support/RunFixture.h"
@@ -36,24 +37,18 @@ TEST_F(RunTest, ShowsTheProgressOfTheSelectedTasks) {
     ASSERT_TRUE(Run(Settings)) << State.ErrorText;
     std::vector<std::string> seen;
     for (const std::string& line : World.Progress.Log) {
-        if (line.find("comment") != 0 && line.find("value") != 0 && line.find("range") != 0 &&
-            line.find("Frame") == std::string::npos && line.find("relation") != 0) {
+        const std::string word = line.substr(0, line.find(' '));
+        if (std::string("comment value range relation hide show").find(word) == std::string::npos) {
             seen.push_back(line);
         }
     }
-    const std::vector<std::string> expected{
-        "load " + Warehouse.Server() + " dw Tuesday, Mar 5 2024 14:07:09",
-        "listed Detect And Mark Unused Dimension Elements",
-        "listed Delete Marked Unused Dimension Elements",
-        "run 0",
-        "done 0",
-        "run 1",
-        "done 1",
-        "remove indicator",
-        "end Tuesday, Mar 5 2024 14:07:09",
-        "enable cmdOK",
-        "disable cmdCancel"};
-    EXPECT_EQ(seen, expected);
+    EXPECT_EQ(Join(seen, ", "),
+              "load " + Warehouse.Server() +
+                  " dw Tuesday, Mar 5 2024 14:07:09,"
+                  " listed Detect And Mark Unused Dimension Elements,"
+                  " listed Delete Marked Unused Dimension Elements, run 0, done 0, run 1, done 1,"
+                  " remove indicator, end Tuesday, Mar 5 2024 14:07:09, enable cmdOK,"
+                  " disable cmdCancel");
 }
 
 TEST_F(RunTest, ARefusedRunTellsItEverywhereAndConnectsToNothing) {
@@ -126,6 +121,7 @@ TEST_F(RunTest, ASecondRunWhileOneIsUnderWayTouchesNothing) {
     bool secondResult = false;
     World.Progress.OnPoll = [&](int poll) {
         if (poll == 1) {
+            EXPECT_EQ(Status(), "running\r\n");
             RunState state;
             state.CommandLineMode = true;
             second.Clock.Moment.TimeOfDay += std::chrono::seconds(1);
@@ -193,13 +189,6 @@ TEST_F(RunTest, AStatusFileThatCannotBeWrittenChangesNothing) {
     Settings.StatusFileName = "";
     EXPECT_FALSE(Run(Settings));
     EXPECT_TRUE(Contains(State.ErrorText, "Status File Name"));
-}
-
-TEST_F(RunTest, TheStatusFileSaysRunningWhileTheRunIsUnderWay) {
-    std::string seen;
-    World.Progress.OnPoll = [&](int) { seen = Status(); };
-    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
-    EXPECT_EQ(seen, "running\r\n");
 }
 
 TEST_F(RunTest, AUserWhoIsPresentSeesTheErrorsAndKeepsTheConnection) {

@@ -1,3 +1,4 @@
+#include "core/Text.h"
 #include "support/Golden.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modDetectAndMark.h"
@@ -11,6 +12,14 @@ class DetectAndMarkTest : public TaskTest {
         warehouse.AddDimension(name, "id int, parent int", selected);
         warehouse.Run("WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
                       std::to_string(rows) + ") INSERT INTO " + name + "(id) SELECT i FROM n");
+    }
+
+    // Each "foreign_table columns primary_table columns".
+    void Relate(const std::vector<std::string>& relations) {
+        for (const std::string& relation : relations) {
+            const std::vector<std::string> part = Split(relation, ' ');
+            warehouse.AddRelation(part.at(0), part.at(1), part.at(2), part.at(3));
+        }
     }
 
     void AddFact(const std::string& name, const std::string& values) {
@@ -40,7 +49,7 @@ TEST_F(DetectAndMarkTest, MarksWhatNoFactRefersToAndKeepsSustainedRows) {
         "UPDATE shop SET is_sustainable = 1 WHERE id = 3;"
         "UPDATE shop SET is_deletable = 1 WHERE id = 1");
     AddFact("sales", "(1,0),(1,0),(2,0),(NULL,0)");
-    warehouse.AddRelation("sales", "a", "shop", "id");
+    Relate({"sales a shop id"});
     Mark();
     EXPECT_EQ(Marked("shop"), "4");
     EXPECT_EQ(progress.Log,
@@ -55,9 +64,7 @@ TEST_F(DetectAndMarkTest, WalksASnowflakeFromTheFactOutwards) {
     AddDimension("shop", 3);
     warehouse.Run("UPDATE shop SET parent = id; UPDATE city SET parent = id");
     AddFact("sales", "(1,0)");
-    warehouse.AddRelation("city", "parent", "country", "id");
-    warehouse.AddRelation("shop", "parent", "city", "id");
-    warehouse.AddRelation("sales", "a", "shop", "id");
+    Relate({"city parent country id", "shop parent city id", "sales a shop id"});
     Mark();
     EXPECT_EQ(MarkingOrder(), "shop city country");
     EXPECT_EQ(Marked("shop"), "2 3");
@@ -71,10 +78,7 @@ TEST_F(DetectAndMarkTest, MarksATableOnceAfterTheLastOfItsReferrers) {
     warehouse.Run("UPDATE shop SET parent = 2 + id");
     AddFact("sales", "(1,1)");
     AddFact("returns", "(2,1)");
-    warehouse.AddRelation("sales", "a", "day", "id");
-    warehouse.AddRelation("returns", "a", "day", "id");
-    warehouse.AddRelation("shop", "parent", "day", "id");
-    warehouse.AddRelation("sales", "b", "shop", "id");
+    Relate({"sales a day id", "returns a day id", "shop parent day id", "sales b shop id"});
     Mark();
     EXPECT_EQ(MarkingOrder(), "shop day");
     EXPECT_EQ(Marked("day"), "4");
@@ -84,7 +88,7 @@ TEST_F(DetectAndMarkTest, ComparesAllColumnsOfACompositeKey) {
     warehouse.AddDimension("shop", "id int, country int, number int");
     warehouse.Run("INSERT INTO shop(id, country, number) VALUES (1,7,1),(2,7,2),(3,8,1)");
     AddFact("sales", "(7,2),(8,1),(9,9)");
-    warehouse.AddRelation("sales", "a,b", "shop", "country,number");
+    Relate({"sales a,b shop country,number"});
     Mark();
     EXPECT_EQ(Marked("shop"), "1");
 }
@@ -94,9 +98,7 @@ TEST_F(DetectAndMarkTest, ACycleOfDimensionsIsResetAndNeverMarked) {
     AddDimension("two", 2);
     warehouse.Run("UPDATE one SET is_deletable = 1; UPDATE two SET is_deletable = 1");
     AddFact("sales", "(1,0)");
-    warehouse.AddRelation("sales", "a", "one", "id");
-    warehouse.AddRelation("one", "parent", "two", "id");
-    warehouse.AddRelation("two", "parent", "one", "id");
+    Relate({"sales a one id", "one parent two id", "two parent one id"});
     Mark();
     EXPECT_EQ(MarkingOrder(), "");
     EXPECT_EQ(Marked("one") + Marked("two"), "");
@@ -107,10 +109,8 @@ TEST_F(DetectAndMarkTest, ASelfReferencingTableIsResetNeverMarkedAndHoldsNothing
     AddDimension("grade", 2);
     warehouse.Run("UPDATE staff SET is_deletable = 1, parent = 1");
     AddFact("sales", "(1,1)");
-    warehouse.AddRelation("staff", "parent", "staff", "id");
-    warehouse.AddRelation("staff", "parent", "grade", "id");
-    warehouse.AddRelation("sales", "b", "grade", "id");
-    warehouse.AddRelation("sales", "a", "staff", "id");
+    Relate(
+        {"staff parent staff id", "staff parent grade id", "sales b grade id", "sales a staff id"});
     Mark();
     EXPECT_EQ(MarkingOrder(), "grade");
     EXPECT_EQ(Marked("staff"), "");
@@ -122,9 +122,7 @@ TEST_F(DetectAndMarkTest, TheStoredMarksOfAnUnselectedDimensionDecideWhatItKeeps
     AddDimension("city", 4);
     warehouse.Run("UPDATE shop SET parent = id, is_deletable = id - 1");
     AddFact("sales", "(2,3)");
-    warehouse.AddRelation("sales", "a", "shop", "id");
-    warehouse.AddRelation("shop", "parent", "city", "id");
-    warehouse.AddRelation("sales", "b", "city", "id");
+    Relate({"sales a shop id", "shop parent city id", "sales b city id"});
     Mark();
     EXPECT_EQ(Marked("shop"), "2");
     EXPECT_EQ(Marked("city"), "2 4");
@@ -143,11 +141,8 @@ TEST_F(DetectAndMarkTest, ATableThatWaitsOrIsDoneIsNotQueuedAgain) {
     AddDimension("staff", 2, false);
     AddFact("sales", "(1,1)");
     AddFact("returns", "(1,1)");
-    warehouse.AddRelation("sales", "a", "shop", "id");
-    warehouse.AddRelation("returns", "a", "shop", "id");
-    warehouse.AddRelation("sales", "b", "returns", "b");
-    warehouse.AddRelation("SALES", "b", "sales", "a");
-    warehouse.AddRelation("staff", "parent", "staff", "id");
+    Relate({"sales a shop id", "returns a shop id", "sales b returns b", "SALES b sales a",
+            "staff parent staff id"});
     Mark();
     EXPECT_EQ(MarkingOrder(), "shop");
     EXPECT_EQ(Marked("shop"), "2");
@@ -156,7 +151,7 @@ TEST_F(DetectAndMarkTest, ATableThatWaitsOrIsDoneIsNotQueuedAgain) {
 TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
     AddDimension("shop", 2);
     AddFact("sales", "(1,1)");
-    warehouse.AddRelation("sales", "a", "shop", "id,parent");
+    Relate({"sales a shop id,parent"});
     EXPECT_FALSE(MarkUnusedElements(state, progress));
     EXPECT_EQ(state.ErrorText,
               "Subscript out of range: sales refers to shop with fewer foreign columns than "
@@ -172,7 +167,7 @@ TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
 TEST_F(DetectAndMarkTest, AVanishedTableOrAQuoteInANameFailsAndIsDescribedOnce) {
     AddDimension("shop", 1);
     AddFact("sales", "(1,1)");
-    warehouse.AddRelation("sales", "a", "shop", "id");
+    Relate({"sales a shop id"});
     warehouse.Run("DROP TABLE sales");
     EXPECT_FALSE(MarkUnusedElements(state, progress));
     EXPECT_TRUE(Contains(state.ErrorText, "sales"));
@@ -190,8 +185,7 @@ TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
     AddDimension("shop", 2);
     AddDimension("city", 2);
     AddFact("sales", "(1,1)");
-    warehouse.AddRelation("sales", "a", "shop", "id");
-    warehouse.AddRelation("shop", "parent", "city", "id");
+    Relate({"sales a shop id", "shop parent city id"});
     progress.CancelAtPoll = 2;
     EXPECT_FALSE(MarkUnusedElements(state, progress));
     EXPECT_EQ(state.ErrorText, "");
@@ -204,9 +198,7 @@ TEST_F(DetectAndMarkTest, SendsItsStatementsAsWordedAndInOrder) {
     warehouse.AddDimension("shop", "id int, country int, city int");
     AddDimension("day", 2, false);
     AddFact("sales", "(1,1)");
-    warehouse.AddRelation("sales", "a,b", "shop", "country,id");
-    warehouse.AddRelation("shop", "city", "city", "id");
-    warehouse.AddRelation("sales", "a", "day", "id");
+    Relate({"sales a,b shop country,id", "shop city city id", "sales a day id"});
     Mark();
     EXPECT_TRUE(MatchesGolden(StatementLines(), "marking.statements"));
 }

@@ -225,18 +225,6 @@ TEST_F(FactTableFilters, ANewServerOrLoginNeedsANewListWithoutTheWarehouseItself
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(FactTableFilters, AServerWithoutDatabasesOffersNothingAndAMissingOneSaysWhy) {
-    Open();
-    Type(*window, "txtServer", QString::fromStdString("sqlite:" + Files.Path()));
-    Click(*window, "cmdDBRefresh");
-    EXPECT_EQ(Offered() + (CanAccept() ? "OK" : ""), "> ");
-    EXPECT_TRUE(Prompt.Shown.empty());
-    Type(*window, "txtServer", "sqlite:/nowhere");
-    Find<QComboBox>(*window, "cboDB").showPopup();
-    ASSERT_EQ(Prompt.Shown.size(), 1U);
-    EXPECT_EQ(Prompt.Shown[0].find("Morvane|Error while connecting to : sqlite:/nowhere"), 0U);
-}
-
 TEST_F(FactTableFilters, InConfigurationModeTheSettingsOfTheRunAreKept) {
     State.ConfigMode = true;
     PutArchiveSettings({{"dw01", false, "o'neill", "p"}, "old"}, State.GlobalSettings);
