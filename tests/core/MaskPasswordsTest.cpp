@@ -1,7 +1,5 @@
 #include "core/MaskPasswords.h"
 
-#include <gtest/gtest.h>
-
 #include "core/DatabaseError.h"
 #include "support/Texts.h"
 

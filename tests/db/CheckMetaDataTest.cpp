@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #include "db/StatementTrace.h"
 #include "db/modCheckMetaData.h"
 #include "support/Golden.h"

@@ -1,7 +1,5 @@
 #include "db/SustainQuery.h"
 
-#include <gtest/gtest.h>
-
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
 

@@ -1,7 +1,5 @@
 #include "db/TableScript.h"
 
-#include <gtest/gtest.h>
-
 #include "core/Connection.h"
 #include "core/DatabaseError.h"
 #include "support/ErrorOf.h"

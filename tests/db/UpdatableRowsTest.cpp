@@ -1,7 +1,5 @@
 #include "db/UpdatableRows.h"
 
-#include <gtest/gtest.h>
-
 #include "db/StatementTrace.h"
 #include "db/SustainQuery.h"
 #include "support/ErrorOf.h"

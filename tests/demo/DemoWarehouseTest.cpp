@@ -4,11 +4,9 @@
 
 #include <filesystem>
 
-#include "db/ConnectionFactory.h"
 #include "db/modCheckMetaData.h"
 #include "support/RecordingProgress.h"
-#include "support/SqliteFile.h"
-#include "support/TempFolder.h"
+#include "support/TestWarehouse.h"
 #include "tasks/modDetectAndMark.h"
 
 namespace morvane::testing {
@@ -61,7 +59,7 @@ class DemoWarehouse : public ::testing::Test {
         made_ = new SqliteFile(Make(*folder_, 1));
         std::filesystem::copy_file(made_->Path(), *folder_ / "marked.db");
         RunState state;
-        state.WarehouseConnection = Connect();
+        state.WarehouseConnection = ConnectTo("sqlite:" + folder_->Path(), "marked");
         RecordingProgress progress;
         EXPECT_TRUE(MarkUnusedElements(state, progress)) << state.ErrorText;
         marked_ = new SqliteFile(*folder_ / "marked.db");
@@ -73,13 +71,6 @@ class DemoWarehouse : public ::testing::Test {
         delete folder_;
     }
 
-    static std::unique_ptr<Connection> Connect() {
-        auto connection = CreateConnection("sqlite:" + folder_->Path());
-        connection->SetProperty("Data Source", "sqlite:" + folder_->Path());
-        connection->Open();
-        connection->SetDefaultDatabase("marked");
-        return connection;
-    }
     static int CountIn(const SqliteFile& file, const std::string& tableAndCondition) {
         return std::stoi(file.Text("SELECT count(*) FROM " + tableAndCondition));
     }
@@ -118,7 +109,7 @@ TEST_F(DemoWarehouse, GrowsWithTheScale) {
 
 TEST_F(DemoWarehouse, AgreesWithItsMetaTables) {
     RunState state;
-    state.WarehouseConnection = Connect();
+    state.WarehouseConnection = ConnectTo("sqlite:" + folder_->Path(), "marked");
     RecordingProgress progress;
     EXPECT_TRUE(CheckMetaData(state, progress)) << state.ErrorText;
     EXPECT_GE(CountOf("dwm_tables WHERE table_type='fact'"), 3);

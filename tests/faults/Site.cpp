@@ -33,19 +33,13 @@ void AddTables(const TestWarehouse& warehouse) {
 }
 
 void AddRelations(const TestWarehouse& warehouse) {
-    const auto plain = [&](const char* foreign, const char* column, const char* primary) {
-        warehouse.AddRelation(foreign, column, primary, column, false, column);
-    };
-    plain("sales", "product_id", "product");
-    plain("shipments", "product_id", "product");
-    plain("product", "brand_id", "brand");
-    plain("brand", "maker_id", "maker");
-    plain("sales", "region,store_no", "store");
-    plain("stock", "region,store_no", "store");
-    plain("sales", "employee_id", "employee");
-    warehouse.AddRelation("employee", "boss_id", "employee", "employee_id", false, "employee_id");
-    plain("shipments", "carrier_id", "carrier");
-    plain("customer", "segment_id", "segment");
+    warehouse.Relate(
+        {"sales product_id product product_id", "shipments product_id product product_id",
+         "product brand_id brand brand_id", "brand maker_id maker maker_id",
+         "sales region,store_no store region,store_no",
+         "stock region,store_no store region,store_no", "sales employee_id employee employee_id",
+         "employee boss_id employee employee_id", "shipments carrier_id carrier carrier_id",
+         "customer segment_id segment segment_id"});
     warehouse.AddRelation("sales", "customer_key", "customer", "customer_key", true, "customer_id");
     warehouse.AddRelation("shipments", "contract_key", "contract", "contract_key", true,
                           "tenant, number");

@@ -1,8 +1,6 @@
 #include "run/CommandLine.h"
 #include "support/Texts.h"
 
-#include <gtest/gtest.h>
-
 namespace morvane::testing {
 namespace {
 

@@ -1,7 +1,5 @@
 #include "run/ConfigFile.h"
 
-#include <gtest/gtest.h>
-
 #ifdef _WIN32
 #include <windows.h>
 

@@ -1,6 +1,5 @@
 #include "run/MultiUserLock.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include "core/Platform.h"

@@ -105,9 +105,10 @@ TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
 #endif
     for (const auto& [path, reason] :
          {std::pair{MORVANE_PROGRAM, kWhy}, std::pair{MORVANE_HEADLESS_PROGRAM, kNoWindow}}) {
-        TerminalProgram program(path, {});
+        TerminalProgram program(path, {"-config", Files / "cfg"});
         const std::string output = program.ReadToEnd();
         EXPECT_EQ(program.Wait(), 0);
+        EXPECT_TRUE(Contains(output, "Usage: Morvane"));
         EXPECT_EQ(output.find(std::string(reason) + " Give the settings of a run as options."), 0U)
             << output;
     }

@@ -1,7 +1,5 @@
 #include "run/ValidateSettings.h"
 
-#include <gtest/gtest.h>
-
 #include "run/CommandLine.h"
 #include "support/Texts.h"
 

@@ -4,6 +4,7 @@
 
 #include "core/Platform.h"
 #include "db/ConnectionFactory.h"
+#include "db/modDatabaseOperations.h"
 #include "run/ArchiveDetails.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
@@ -97,10 +98,7 @@ TEST_F(Session, ArchiveDetailsMustSayEnough) {
     RunSettings settings;
     const auto connection = Warehouse.Connect();
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
-    Warehouse.Run(
-        "CREATE TABLE dwm_archive(ID tinyint, Server varchar(100), SecureLogin bit, SQLUserName "
-        "varchar(100), SQLPassword varchar(100), DB varchar(100));"
-        "INSERT INTO dwm_archive VALUES(1,'(local)',1,NULL,NULL,NULL)");
+    CreateArchiveTable(*connection);
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
     Warehouse.Run("UPDATE dwm_archive SET DB=' old ', SecureLogin=0");
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));

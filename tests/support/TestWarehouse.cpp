@@ -1,5 +1,6 @@
 #include "support/TestWarehouse.h"
 
+#include "core/Text.h"
 #include "db/ConnectionFactory.h"
 
 namespace morvane::testing {
@@ -23,6 +24,15 @@ std::string QuotedOrNull(const std::string& text) {
 
 }  // namespace
 
+std::unique_ptr<Connection> ConnectTo(const std::string& server, const std::string& database) {
+    auto connection = CreateConnection(server);
+    connection->SetProperty("Data Source", server);
+    connection->SetConnectionTimeout(20);
+    connection->Open();
+    connection->SetDefaultDatabase(database);
+    return connection;
+}
+
 TestWarehouse::TestWarehouse() : SqliteFile(Folder() + "/dw.db") {
     Run("CREATE TABLE dwm_tables(table_name varchar(128) COLLATE NOCASE,"
         " table_type varchar(20) COLLATE NOCASE, where_clause varchar(8000), is_selected bit);"
@@ -44,6 +54,13 @@ void TestWarehouse::AddRelation(const std::string& foreignTable, const std::stri
     Run("INSERT INTO dwm_star_relations VALUES(1," + Quoted(foreignTable) + "," +
         Quoted(foreignColumns) + "," + Quoted(primaryTable) + "," + Quoted(primaryColumns) + "," +
         (slowMoving ? "1" : "0") + "," + QuotedOrNull(originalKey) + ")");
+}
+
+void TestWarehouse::Relate(const std::vector<std::string>& relations) const {
+    for (const std::string& relation : relations) {
+        const std::vector<std::string> part = Split(relation, ' ');
+        AddRelation(part.at(0), part.at(1), part.at(2), part.at(3), false, part.at(3));
+    }
 }
 
 void TestWarehouse::AddDimension(const std::string& name, const std::string& columns,
@@ -70,15 +87,6 @@ void TestWarehouse::MakeLock(bool set, const std::string& user) const {
     Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100) COLLATE NOCASE);"
         "INSERT INTO dwm_multiuse VALUES(" +
         std::string(set ? "1" : "0") + "," + Quoted(user) + ")");
-}
-
-std::unique_ptr<Connection> TestWarehouse::Connect() const {
-    auto connection = CreateConnection(Server());
-    connection->SetProperty("Data Source", Server());
-    connection->SetConnectionTimeout(20);
-    connection->Open();
-    connection->SetDefaultDatabase(Database());
-    return connection;
 }
 
 }  // namespace morvane::testing

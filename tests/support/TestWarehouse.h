@@ -9,6 +9,9 @@
 
 namespace morvane::testing {
 
+// An open connection of the program's own, with the database as its default.
+std::unique_ptr<Connection> ConnectTo(const std::string& server, const std::string& database);
+
 // A small embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with
 // the two meta tables, empty.
 class TestWarehouse : private TempFolder, public SqliteFile {
@@ -27,6 +30,10 @@ class TestWarehouse : private TempFolder, public SqliteFile {
                      const std::string& primaryTable, const std::string& primaryColumns,
                      bool slowMoving = false, const std::string& originalKey = "") const;
 
+    // Plain relations, each "foreign_table columns primary_table columns", whose element key is the
+    // primary one.
+    void Relate(const std::vector<std::string>& relations) const;
+
     // A dimension table with its row in dwm_tables: `columns` and the two control columns, both 0
     // by default; a slowly-moving one gets start_date, end_date and is_current too.
     void AddDimension(const std::string& name, const std::string& columns,
@@ -41,8 +48,7 @@ class TestWarehouse : private TempFolder, public SqliteFile {
     void MakeLock(bool set, const std::string& user) const;
     std::string LockRow() const { return Text("SELECT lock, user_name FROM dwm_multiuse"); }
 
-    // An open connection of the program's own, with the database as its default.
-    std::unique_ptr<Connection> Connect() const;
+    std::unique_ptr<Connection> Connect() const { return ConnectTo(Server(), Database()); }
 };
 
 }  // namespace morvane::testing

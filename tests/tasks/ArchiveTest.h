@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/LogStream.h"
+#include "db/modDatabaseOperations.h"
 #include "support/FixedClock.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
@@ -48,16 +49,10 @@ class ArchiveTest : public TaskTest {
     std::string ArchiveServer() const { return "sqlite:" + archiveFolder.Path(); }
 
     void ConnectArchive(bool integrated, const std::string& password = "secret") {
-        auto connection = CreateConnection(ArchiveServer());
-        connection->SetProperty("Data Source", ArchiveServer());
-        if (integrated) {
-            connection->SetProperty("Integrated Security", "SSPI");
-        } else {
-            connection->SetProperty("User ID", "clerk");
-            connection->SetProperty("Password", password);
-        }
-        connection->Open();
-        connection->SetDefaultDatabase("hist");
+        std::unique_ptr<Connection> connection;
+        EXPECT_TRUE(ConnectDatabase(CreateConnection, ArchiveServer(), integrated, "clerk",
+                                    password, connection, state.ErrorText, "hist",
+                                    kConnectionTimeout));
         state.ArchiveConnection = Traced(std::move(connection), "archive  ");
     }
 

@@ -44,9 +44,14 @@ void Type(const QWidget& window, const char* name, const QString& text) {
     QTest::keyClicks(&control, text);
 }
 
-void PressAccessKey(QWidget& window, char letter) {
+void ShowActive(QWidget& window) {
+    window.show();
     window.activateWindow();
     EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
+void PressAccessKey(QWidget& window, char letter) {
+    ShowActive(window);
     QTest::keyClick(&window, letter, Qt::AltModifier);
 }
 

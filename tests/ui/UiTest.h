@@ -25,6 +25,8 @@ Control& Find(const QWidget& window, const char* name) {
     return *control;
 }
 
+void ShowActive(QWidget& window);
+
 // What a user does, who can only use what is visible and enabled.
 void Click(const QWidget& window, const char* name);
 // Types a text in place of what a text box holds.

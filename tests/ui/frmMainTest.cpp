@@ -10,6 +10,7 @@
 #include "UiTest.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
+#include "db/modDatabaseOperations.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 #include "ui/frmProgress.h"
@@ -65,20 +66,8 @@ class MainWindow : public UiFixture {
         Open();
     }
 
-    void UseArchive(const std::string& values) const {
-        SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
-        Warehouse.Run(
-            "CREATE TABLE dwm_archive(ID tinyint, Server varchar(100), SecureLogin bit, "
-            "SQLUserName varchar(100), SQLPassword varchar(100), DB varchar(100));"
-            "INSERT INTO dwm_archive VALUES(1," +
-            values + ")");
-    }
-
     bool IsEnabled(const char* name) const { return Find<QWidget>(*Window, name).isEnabled(); }
     bool IsChecked(const char* name) const { return Find<QCheckBox>(*Window, name).isChecked(); }
-    std::string Log() const {
-        return ReadWholeFile(Files / "my logs/Morvane_Log05-03-202414-07-09.txt");
-    }
 
     frmProgress RunWindow{{}};
     RunServices WithRunWindow;
@@ -151,7 +140,10 @@ TEST_F(MainWindow, AtomicDeletionGoesWithDeletion) {
 }
 
 TEST_F(MainWindow, PerformsARunAndComesBack) {
-    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
+    SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
+    CreateArchiveTable(*Warehouse.Connect());
+    Warehouse.Run("UPDATE dwm_archive SET Server = '" + Warehouse.Server() +
+                  "', SecureLogin = 0, SQLUserName = 'x', DB = 'hist'");
     frmMain& window = OpenConnected();
     for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
         Click(window, task);

@@ -31,9 +31,7 @@ class SustainRec : public UiFixture {
 
     void Open() {
         window = std::make_unique<frmSustainRec>(State, Services, nullptr);
-        window->show();
-        window->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window.get()));
+        ShowActive(*window);
     }
 
     CheckListView& List(const char* name) { return Find<CheckListView>(*window, name); }
