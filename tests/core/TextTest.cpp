@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include "core/DateText.h"
+#include "support/FixedClock.h"
+
 namespace morvane::testing {
 namespace {
 
@@ -26,6 +29,14 @@ TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
     EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
     EXPECT_EQ(ToUpper("a\u00e9z{"), "A\u00e9Z{");
     EXPECT_EQ(ToLower("A\u00c9Z["), "a\u00c9z[");
+}
+
+TEST(DateText, WritesOneMomentInEveryForm) {
+    const LocalMoment moment = FixedClock().Moment;
+    EXPECT_EQ(LongDate(moment.Date), "Tuesday, Mar 5 2024");
+    EXPECT_EQ(LocaleTime(moment.TimeOfDay), "14:07:09");
+    EXPECT_EQ(FileStamp(moment.Date, moment.TimeOfDay), "05-03-202414-07-09");
+    EXPECT_EQ(IsoDateTime(moment), "2024-03-05 14:07:09");
 }
 
 TEST(AsciiHtml, EveryCharacterBeyondAsciiBecomesItsNumber) {

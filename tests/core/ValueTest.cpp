@@ -53,19 +53,6 @@ TEST(Value, FlagIsEveryNumberButZeroAndTheWordTrue) {
     }
 }
 
-TEST(Value, ChangesItsKindInPlace) {
-    Value value = Words("text");
-    value.SetText("other");
-    EXPECT_EQ(value, Words("other"));
-    value.SetInteger(5);
-    EXPECT_EQ(value, Number(5));
-    value.SetText("");
-    EXPECT_EQ(value, Words(""));
-    EXPECT_FALSE(value.IsNull());
-    value.SetNull();
-    EXPECT_TRUE(value.IsNull());
-}
-
 TEST(FieldComparison, FollowsTheCollationOfTheColumn) {
     Field exact;
     EXPECT_TRUE(exact.SameValue(Words("Abc"), Words("Abc")));

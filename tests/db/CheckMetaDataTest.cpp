@@ -64,13 +64,6 @@ TEST_F(CheckMetaDataTest, AMissingMetaTableIsTheServersError) {
         "Table : 'dwm_tables' does not exist in the Datawarehouse database\r\n"));
 }
 
-TEST_F(CheckMetaDataTest, ACancelEndsItWithoutAMessage) {
-    progress.CancelAtPoll = 4;
-    EXPECT_FALSE(CheckMetaData(state, progress));
-    EXPECT_EQ(state.ErrorText, "");
-    EXPECT_EQ(progress.Log.back(), "comment Checking the dwm_tables Table");
-}
-
 struct Rule {
     const char* Name;
     const char* Change;

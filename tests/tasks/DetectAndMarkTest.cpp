@@ -51,22 +51,24 @@ TEST_F(DetectAndMarkTest, MarksWhatNoFactRefersToAndKeepsSustainedRows) {
 }
 
 // Dimensions, each with its number of elements and what is not selected; rows; relations; what is
-// marked then, in which order.
+// marked then: the tables in their order, and the elements of each.
 struct Walk {
     const char* Name;
     std::vector<std::string> Dimensions;
     const char* Rows;
     std::vector<std::string> Relations;
-    const char* Order;
-    const char* Marks;
+    const char* OrderAndMarks;
 };
+
+void PrintTo(const Walk& walk, std::ostream* out) {
+    *out << walk.Name;
+}
 
 class WalkTest : public DetectAndMarkTest, public ::testing::WithParamInterface<Walk> {};
 
 TEST_P(WalkTest, MarksInOrder) {
     AddFact("sales", "(1,1)");
     AddFact("returns", "(2,1)");
-    std::string marks;
     for (const std::string& dimension : GetParam().Dimensions) {
         const std::vector<std::string> part = Split(dimension, ' ');
         AddDimension(part[0], std::stoi(part[1]), part.size() == 2);
@@ -74,12 +76,13 @@ TEST_P(WalkTest, MarksInOrder) {
     warehouse.Run(GetParam().Rows);
     warehouse.Relate(GetParam().Relations);
     Mark();
-    EXPECT_EQ(MarkingOrder(), GetParam().Order);
+    EXPECT_GE(progress.Maximum, 1) << "the bar has a range";
+    std::string marks = MarkingOrder() + "; ";
     for (const std::string& dimension : GetParam().Dimensions) {
         const std::string table = Split(dimension, ' ')[0];
         marks += table + ": " + Marked(table) + "; ";
     }
-    EXPECT_EQ(marks, GetParam().Marks);
+    EXPECT_EQ(marks, GetParam().OrderAndMarks);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -89,46 +92,39 @@ INSTANTIATE_TEST_SUITE_P(
              {"country 3", "city 3", "shop 3"},
              "UPDATE shop SET parent = id; UPDATE city SET parent = id",
              {"city parent country id", "shop parent city id", "sales a shop id"},
-             "shop city country",
-             "country: 2 3; city: 2 3; shop: 2 3; "},
+             "shop city country; country: 2 3; city: 2 3; shop: 2 3; "},
         Walk{"ATableOnceAfterTheLastOfItsReferrers",
              {"day 4", "shop 2"},
              "UPDATE shop SET parent = 2 + id",
              {"sales a day id", "returns a day id", "shop parent day id", "sales b shop id"},
-             "shop day",
-             "day: 4; shop: 2; "},
+             "shop day; day: 4; shop: 2; "},
         Walk{"ACycleIsResetAndNeverMarked",
              {"one 2", "two 2"},
              "UPDATE one SET is_deletable = 1; UPDATE two SET is_deletable = 1",
              {"sales a one id", "one parent two id", "two parent one id"},
-             "",
-             "one: ; two: ; "},
+             "; one: ; two: ; "},
         Walk{"ASelfReferenceIsResetNeverMarkedAndHoldsNothingBack",
              {"staff 2", "grade 2"},
              "UPDATE staff SET is_deletable = 1, parent = 1",
              {"staff parent staff id", "staff parent grade id", "sales b grade id",
               "sales a staff id"},
-             "grade",
-             "staff: ; grade: 2; "},
+             "grade; staff: ; grade: 2; "},
         Walk{"TheStoredMarksOfAnUnselectedDimensionDecideWhatItKeeps",
              {"shop 2 unselected", "city 4"},
              "UPDATE shop SET parent = id, is_deletable = id - 1; UPDATE sales SET a = 2, b = 3",
              {"sales a shop id", "shop parent city id", "sales b city id"},
-             "city",
-             "shop: 2; city: 2 4; "},
+             "city; shop: 2; city: 2 4; "},
         Walk{"ATableThatWaitsOrIsDoneIsNotQueuedAgain",
              {"shop 2", "staff 2 unselected"},
              "UPDATE returns SET a = 1",
              {"sales a shop id", "returns a shop id", "sales b returns b", "SALES b sales a",
               "staff parent staff id"},
-             "shop",
-             "shop: 2; staff: ; "},
+             "shop; shop: 2; staff: ; "},
         Walk{"ADimensionWithoutRelationsIsLeftAlone",
              {"lonely 2"},
              "UPDATE lonely SET is_deletable = 1 WHERE id = 2",
              {},
-             "",
-             "lonely: 2; "}),
+             "; lonely: 2; "}),
     [](const auto& test) { return test.param.Name; });
 
 TEST_F(DetectAndMarkTest, ComparesAllColumnsOfACompositeKey) {
