@@ -171,6 +171,11 @@ TEST_F(FactTableFilters, TheArchiveIsReadAndSavedAsItIsTyped) {
     Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
     Click(*window, "cmdOK");
     EXPECT_EQ(Warehouse.Text("SELECT SecureLogin <> 0 FROM dwm_archive"), "1");
+    Warehouse.Run("UPDATE dwm_archive SET DB = 'ARCHIVE'");
+    Open();
+    EXPECT_EQ(Offered(), "ARCHIVE > ARCHIVE");
+    Click(*window, "cmdDBRefresh");
+    EXPECT_EQ(Offered(), "archive > ") << "that is another one";
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
