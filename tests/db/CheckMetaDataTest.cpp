@@ -1,3 +1,4 @@
+#include "core/Text.h"
 #include "db/StatementTrace.h"
 #include "db/modCheckMetaData.h"
 #include "support/Golden.h"
@@ -40,12 +41,10 @@ TEST_F(CheckMetaDataTest, AWarehouseInOrderPassesAndTheBarRunsToItsEnd) {
     EXPECT_EQ(Problem("UPDATE dwm_tables SET table_type = 'Fact', is_selected = NULL "
                       "WHERE table_name = 'sales'"),
               "");
-    EXPECT_EQ(
-        progress.Log,
-        (std::vector<std::string>{
-            "range 0..6", "value 0 to 0", "comment Checking the Relations Table",
-            "comment Checking the dwm_tables Table",
-            "comment Checking the consistency between meta tables", "value 6 to 0", "comment "}));
+    EXPECT_EQ(Join(progress.Log, "; "),
+              "range 0..6; value 0 to 0; comment Checking the Relations Table; comment Checking the"
+              " dwm_tables Table; comment Checking the consistency between meta tables;"
+              " value 6 to 0; comment ");
 }
 
 TEST_F(CheckMetaDataTest, SendsItsStatementsAsWordedAndInOrder) {

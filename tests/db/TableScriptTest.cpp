@@ -2,6 +2,7 @@
 
 #include "core/Connection.h"
 #include "core/DatabaseError.h"
+#include "core/Text.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
@@ -78,15 +79,12 @@ class TableScriptCopy : public ::testing::Test {
 TEST_F(TableScriptCopy, KeepsEveryTypeOfTheEngine) {
     std::string columns;
     std::string described;
-    for (const std::string type :
-         {"bit",           "tinyint",      "smallint",     "int",
-          "integer",       "bigint",       "real",         "float",
-          "money",         "smallmoney",   "decimal",      "decimal(18,4)",
-          "numeric(9,0)",  "char",         "char(3)",      "varchar",
-          "varchar(200)",  "text",         "nchar(2)",     "nvarchar(50)",
-          "ntext",         "datetime",     "datetime2(3)", "datetime2(7)",
-          "smalldatetime", "date",         "time(0)",      "uniqueidentifier",
-          "binary(8)",     "varbinary(16)"}) {
+    for (const std::string& type :
+         Split("bit tinyint smallint int integer bigint real float money smallmoney decimal"
+               " decimal(18,4) numeric(9,0) char char(3) varchar varchar(200) text nchar(2)"
+               " nvarchar(50) ntext datetime datetime2(3) datetime2(7) smalldatetime date time(0)"
+               " uniqueidentifier binary(8) varbinary(16)",
+               ' ')) {
         std::string name = "c" + std::to_string(std::count(columns.begin(), columns.end(), '\n'));
         columns += name + " " + type + ",\n";
         described += name + " " + type + "  \n";

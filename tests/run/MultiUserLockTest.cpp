@@ -79,21 +79,6 @@ TEST_F(Lock, NamesAreComparedExactlyButForTrailingBlanks) {
     EXPECT_FALSE(State.LockHeld);
 }
 
-TEST_F(Lock, ASetLockIsBrokenOnlyByAYes) {
-    Warehouse.MakeLock(true, "Other  ");
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(Other && !State.LockHeld);
-    EXPECT_EQ(Prompt.Asked[0],
-              "Lock Profile|The Machine is currently locked By User : Other . Do you wish to "
-              "continue?");
-    EXPECT_EQ(Row(), "1|Other  ");
-
-    Prompt.Answers = {true};
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(!Other && State.LockHeld);
-    EXPECT_EQ(Row(), "1|" + User);
-}
-
 TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
     Warehouse.MakeLock(true, User);
     Warehouse.Run("DELETE FROM dwm_multiuse");

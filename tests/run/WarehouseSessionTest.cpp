@@ -42,7 +42,7 @@ TEST_F(Session, HoldsTheLockUntilItLeaves) {
 }
 
 TEST_F(Session, ADeclinedQuestionLetsNoLaterClickWorkUnlocked) {
-    Warehouse.MakeLock(true, "eva");
+    Warehouse.MakeLock(true, "eva  ");
     for (int click = 0; click < 2; ++click) {
         Prompt.Answers = {false};
         EXPECT_FALSE(Prepare(Warehouse));
@@ -52,7 +52,7 @@ TEST_F(Session, ADeclinedQuestionLetsNoLaterClickWorkUnlocked) {
     EXPECT_EQ(Prompt.Asked[1],
               "Lock Profile|The Machine is currently locked By User : eva . Do you wish to "
               "continue?");
-    EXPECT_EQ(Warehouse.LockRow(), "1|eva");
+    EXPECT_EQ(Warehouse.LockRow(), "1|eva  ");
     Prompt.Answers = {true};
     EXPECT_TRUE(Prepare(Warehouse));
     EXPECT_EQ(Warehouse.LockRow(), "1|" + User);

@@ -1,3 +1,4 @@
+#include "core/Text.h"
 #include "support/Golden.h"
 #include "tasks/ArchiveTest.h"
 
@@ -32,9 +33,8 @@ TEST_P(EitherWay, MovesTheRowsThatMeetTheConditionAndLogsIt) {
                          "- 3 records archived\n***\n\n" +
                              kEnd));
     EXPECT_EQ(state.ErrorText, "");
-    EXPECT_EQ(progress.Log, (std::vector<std::string>{"range 0..1", "value 0 to 0",
-                                                      "comment Archiving Table : sales",
-                                                      "value 1 to 0", "comment "}));
+    EXPECT_EQ(Join(progress.Log, "; "),
+              "range 0..1; value 0 to 0; comment Archiving Table : sales; value 1 to 0; comment ");
 }
 
 TEST_P(EitherWay, SendsItsStatementsAsWordedAndInOrder) {
@@ -114,8 +114,7 @@ TEST_F(ArchiveTest, TablesWithoutAConditionOrWithoutFactsAreLeftAlone) {
 TEST_F(ArchiveTest, WithoutFactTablesTheBarIsFullAndTheBlockIsWhole) {
     warehouse.Run("DELETE FROM dwm_tables");
     ASSERT_TRUE(Archive()) << state.ErrorText;
-    EXPECT_EQ(progress.Log,
-              (std::vector<std::string>{"range 0..1", "value 0 to 1", "value 1 to 0", "comment "}));
+    EXPECT_EQ(Join(progress.Log, "; "), "range 0..1; value 0 to 1; value 1 to 0; comment ");
     EXPECT_TRUE(Contains(log.Text, "Archive Database: hist\n\n" + kEnd));
 }
 

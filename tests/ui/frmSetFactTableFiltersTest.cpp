@@ -16,7 +16,7 @@ namespace {
 
 class FactTableFilters : public UiFixture {
   protected:
-    std::unique_ptr<frmSetFactTableFilters> window;
+    std::unique_ptr<frmSetFactTableFilters> Window;
 
     FactTableFilters() {
         Warehouse.AddFact("sales", "day datetime, amount int", "amount > 5");
@@ -30,12 +30,12 @@ class FactTableFilters : public UiFixture {
     }
 
     void Open() {
-        window = std::make_unique<frmSetFactTableFilters>(State, Services, Browse, nullptr);
-        ShowActive(*window);
+        Window = std::make_unique<frmSetFactTableFilters>(State, Services, Browse, nullptr);
+        ShowActive(*Window);
         QCoreApplication::processEvents();
     }
 
-    ConditionsGrid& Grid() { return Find<ConditionsGrid>(*window, "dgdFactTables"); }
+    ConditionsGrid& Grid() { return Find<ConditionsGrid>(*Window, "dgdFactTables"); }
     QWidget& Editor() {
         QWidget* editor = Grid().indexWidget(Grid().currentIndex());
         return editor != nullptr ? *editor : throw std::runtime_error("no cell is being edited");
@@ -60,9 +60,9 @@ class FactTableFilters : public UiFixture {
     std::string StoredArchive() {
         return Warehouse.Text("SELECT SecureLogin, SQLUserName, SQLPassword, DB FROM dwm_archive");
     }
-    bool CanAccept() { return Find<QPushButton>(*window, "cmdOK").isEnabled(); }
+    bool CanAccept() { return Find<QPushButton>(*Window, "cmdOK").isEnabled(); }
     std::string Offered() {
-        const auto& list = Find<QComboBox>(*window, "cboDB");
+        const auto& list = Find<QComboBox>(*Window, "cboDB");
         std::string names;
         for (int i = 0; i < list.count(); ++i) {
             names += list.itemText(i).toStdString() + " ";
@@ -81,9 +81,9 @@ TEST_F(FactTableFilters, AConditionIsSavedAsSoonAsItIsAccepted) {
     EnterCondition(0, " ");
     EXPECT_EQ(Stored(), "amount < 3");
     EXPECT_EQ(Warehouse.Text("SELECT where_clause IS NULL FROM dwm_tables LIMIT 1"), "0");
-    EXPECT_TRUE(window->isVisible());  // Enter was the cell's
-    Click(*window, "cmdCancel");
-    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(Window->isVisible());  // Enter was the cell's
+    Click(*Window, "cmdCancel");
+    EXPECT_FALSE(Window->isVisible());
     EXPECT_EQ(Stored(), "amount < 3");
     EXPECT_TRUE(Prompt.Shown.empty());
 }
@@ -111,35 +111,35 @@ TEST_F(FactTableFilters, NothingIsWrittenWhereNothingWasEdited) {
     TypeCondition(0, "amount > 9");
     QTest::keyClick(&Editor(), Qt::Key_Escape);
     QCoreApplication::processEvents();
-    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(Window->isVisible());
     EXPECT_EQ(Stored(), before);
-    QTest::keyClick(window.get(), Qt::Key_Escape);
-    EXPECT_FALSE(window->isVisible());
+    QTest::keyClick(Window.get(), Qt::Key_Escape);
+    EXPECT_FALSE(Window->isVisible());
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
 TEST_F(FactTableFilters, AnOpenCellIsAcceptedOrRefusedByWhateverComesNext) {
     Open();
     TypeCondition(0, "amount >");
-    Click(*window, "cmdOK");
+    Click(*Window, "cmdOK");
     QCoreApplication::processEvents();
-    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(Window->isVisible());
     EXPECT_EQ(Prompt.Shown.size(), 1U);
     TypeCondition(0, "amount =");
-    PressAccessKey(*window, 'c');
+    PressAccessKey(*Window, 'c');
     EXPECT_TRUE(QTest::qWaitFor([&] { return Prompt.Shown.size() == 2; }));
-    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(Window->isVisible());
     EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 5 NULL");
     EnterCondition(0, " ");  // needs no compiling, but a connection that runs statements
     EXPECT_EQ(Stored(), "NULL");
 
     TypeCondition(1, "amount > 1");
-    Find<QComboBox>(*window, "cboDB").showPopup();
+    Find<QComboBox>(*Window, "cboDB").showPopup();
     EXPECT_EQ(Stored(), "amount > 1");
     TypeCondition(1, "amount > 2");
-    Find<QPushButton>(*window, "cmdOK").click();  // the editor keeps its focus
+    Find<QPushButton>(*Window, "cmdOK").click();  // the editor keeps its focus
     EXPECT_EQ(Stored(), "amount > 2");
-    EXPECT_FALSE(window->isVisible());
+    EXPECT_FALSE(Window->isVisible());
     EXPECT_EQ(Prompt.Shown.size(), 2U);
 }
 
@@ -148,7 +148,7 @@ TEST_F(FactTableFilters, AnOpenCellWaitsForItsUserToComeBackFromAnotherWindow) {
     TypeCondition(0, "amount >");
     QWidget other;
     ShowActive(other);
-    ShowActive(*window);
+    ShowActive(*Window);
     QTest::keyClicks(&Editor(), " 8");
     QTest::keyClick(&Editor(), Qt::Key_Return);
     EXPECT_EQ(Stored(), "amount > 8 NULL");
@@ -156,62 +156,62 @@ TEST_F(FactTableFilters, AnOpenCellWaitsForItsUserToComeBackFromAnotherWindow) {
 
 TEST_F(FactTableFilters, TheArchiveIsReadAndSavedAsItIsTyped) {
     Open();
-    EXPECT_EQ(Find<QLineEdit>(*window, "txtServer").text().toStdString(), Warehouse.Server());
+    EXPECT_EQ(Find<QLineEdit>(*Window, "txtServer").text().toStdString(), Warehouse.Server());
     EXPECT_EQ(Offered(), "archive > archive");
-    Type(*window, "txtSQLUsername", "anna");
-    Type(*window, "txtSQLPassword", " p;w ");
+    Type(*Window, "txtSQLUsername", "anna");
+    Type(*Window, "txtSQLPassword", " p;w ");
     EXPECT_TRUE(CanAccept());
-    Click(*window, "cmdOK");
-    EXPECT_FALSE(window->isVisible());
+    Click(*Window, "cmdOK");
+    EXPECT_FALSE(Window->isVisible());
     EXPECT_EQ(StoredArchive(), "0|anna| p;w |archive");
     Open();
-    Click(*window, "optSecureLogin");
+    Click(*Window, "optSecureLogin");
     EXPECT_FALSE(CanAccept());
-    Click(*window, "cmdDBRefresh");
-    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
-    Click(*window, "cmdOK");
+    Click(*Window, "cmdDBRefresh");
+    Find<QComboBox>(*Window, "cboDB").setCurrentIndex(0);
+    Click(*Window, "cmdOK");
     EXPECT_EQ(Warehouse.Text("SELECT SecureLogin <> 0 FROM dwm_archive"), "1");
     Warehouse.Run("UPDATE dwm_archive SET DB = 'ARCHIVE'");
     Open();
     EXPECT_EQ(Offered(), "ARCHIVE > ARCHIVE");
-    Click(*window, "cmdDBRefresh");
+    Click(*Window, "cmdDBRefresh");
     EXPECT_EQ(Offered(), "archive > ") << "that is another one";
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
 TEST_F(FactTableFilters, AQuoteOrAMissingRowKeepsTheSettingsAndTheWindow) {
     Open();
-    Type(*window, "txtSQLPassword", "p', DB = 'other");
-    Click(*window, "cmdOK");
+    Type(*Window, "txtSQLPassword", "p', DB = 'other");
+    Click(*Window, "cmdOK");
     ASSERT_EQ(Prompt.Shown.size(), 1U);
     EXPECT_TRUE(Contains(Prompt.Shown[0], "the Password holds a single quote"));
     EXPECT_FALSE(Contains(Prompt.Shown[0], "other"));
     EXPECT_EQ(StoredArchive(), "0|me|x|archive");
-    Type(*window, "txtSQLPassword", "p");
+    Type(*Window, "txtSQLPassword", "p");
     Warehouse.Run("DELETE FROM dwm_archive");
-    Click(*window, "cmdOK");
+    Click(*Window, "cmdOK");
     EXPECT_EQ(Prompt.Shown.size(), 2U);
-    EXPECT_TRUE(window->isVisible());
+    EXPECT_TRUE(Window->isVisible());
 }
 
 TEST_F(FactTableFilters, ANewServerOrLoginNeedsANewListWithoutTheWarehouseItself) {
     Open();
-    Click(*window, "cmdDBRefresh");
+    Click(*Window, "cmdDBRefresh");
     EXPECT_EQ(Offered(), "archive > archive");
     EXPECT_TRUE(CanAccept());
-    Click(*window, "optSecureLogin");
+    Click(*Window, "optSecureLogin");
     EXPECT_EQ(Offered(), "> ");
     EXPECT_FALSE(CanAccept());
     Browse.Answers = {"", QString::fromStdString(Warehouse.Server()) + "/"};
-    Click(*window, "cmdDBRefresh");
+    Click(*Window, "cmdDBRefresh");
     EXPECT_EQ(Offered(), "archive > ");
     EXPECT_FALSE(CanAccept());
-    Click(*window, "cmdServer");
+    Click(*Window, "cmdServer");
     EXPECT_EQ(Offered(), "archive > ");
-    Click(*window, "cmdServer");
+    Click(*Window, "cmdServer");
     EXPECT_EQ(Browse.Asked.back(), "Select an archive server...");
     EXPECT_EQ(Offered(), "> ");
-    Click(*window, "cmdDBRefresh");  // the same folder by another name
+    Click(*Window, "cmdDBRefresh");  // the same folder by another name
     EXPECT_EQ(Offered(), "archive > ");
     EXPECT_TRUE(Prompt.Shown.empty());
 }
@@ -221,14 +221,14 @@ TEST_F(FactTableFilters, InConfigurationModeTheSettingsOfTheRunAreKept) {
     PutArchiveSettings({{"dw01", false, "o'neill", "p"}, "old"}, State.GlobalSettings);
     const ArchiveSettings before = ArchiveSettingsOf(State.GlobalSettings);
     Open();
-    Click(*window, "cmdOK");
+    Click(*Window, "cmdOK");
     EXPECT_EQ(ArchiveSettingsOf(State.GlobalSettings), before);
     Open();
-    Type(*window, "txtServer", QString::fromStdString(Warehouse.Server()));
-    Click(*window, "optSecureLogin");
-    Click(*window, "cmdDBRefresh");
-    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
-    Click(*window, "cmdOK");
+    Type(*Window, "txtServer", QString::fromStdString(Warehouse.Server()));
+    Click(*Window, "optSecureLogin");
+    Click(*Window, "cmdDBRefresh");
+    Find<QComboBox>(*Window, "cboDB").setCurrentIndex(0);
+    Click(*Window, "cmdOK");
     EXPECT_EQ(ArchiveSettingsOf(State.GlobalSettings),
               (ArchiveSettings{{Warehouse.Server(), true, "o'neill", "p"}, "archive"}));
     EXPECT_EQ(StoredArchive(), "0|me|x|archive");
@@ -238,9 +238,9 @@ TEST_F(FactTableFilters, IntegratedSecurityOfTheWarehouseLeavesTheSqlLoginAlone)
     Warehouse.Run("UPDATE dwm_archive SET SecureLogin = 1");
     State.WarehouseConnection->SetProperty("Integrated Security", "SSPI");
     Open();
-    EXPECT_FALSE(Find<QRadioButton>(*window, "optSecureLogin").isEnabled());
-    EXPECT_TRUE(Find<QRadioButton>(*window, "optSQLLogin").isChecked());
-    EXPECT_TRUE(Find<QLineEdit>(*window, "txtSQLPassword").isEnabled());
+    EXPECT_FALSE(Find<QRadioButton>(*Window, "optSecureLogin").isEnabled());
+    EXPECT_TRUE(Find<QRadioButton>(*Window, "optSQLLogin").isChecked());
+    EXPECT_TRUE(Find<QLineEdit>(*Window, "txtSQLPassword").isEnabled());
     EXPECT_FALSE(CanAccept());  // the stored database was another login's
 }
 
@@ -248,9 +248,9 @@ TEST_F(FactTableFilters, WithoutTheFactTablesNothingCanBeSaved) {
     Warehouse.Run("DROP TABLE dwm_tables");
     Open();
     EXPECT_EQ(Prompt.Shown.size(), 1U);
-    Type(*window, "txtServer", QString::fromStdString(Warehouse.Server()));
-    Click(*window, "cmdDBRefresh");
-    Find<QComboBox>(*window, "cboDB").setCurrentIndex(0);
+    Type(*Window, "txtServer", QString::fromStdString(Warehouse.Server()));
+    Click(*Window, "cmdDBRefresh");
+    Find<QComboBox>(*Window, "cboDB").setCurrentIndex(0);
     EXPECT_FALSE(CanAccept());
 }
 
