@@ -70,16 +70,6 @@ void CheckValidation(const CommandLineReport& report, const RunSettings& setting
     }
 }
 
-void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashPaths) {
-    RunSettings settings;
-    RunState state;
-    InitSettings(settings, state);
-    const CommandLineReport report = ParseCommandLine(text, maxArgs, slashPaths, settings, state);
-    CheckReport(text, maxArgs, report, settings, state);
-    CheckValidation(report, settings, state);
-    CheckConfigLine(settings);
-}
-
 RunSettings Parse(const std::string& line) {
     RunSettings settings;
     RunState state;
@@ -114,6 +104,16 @@ void CheckConfigLine(const RunSettings& settings) {
                      [&](const char* text) { return line.find(text) != std::string::npos; });
     Require(!survives || ParseThroughShell(line) == settings,
             "a shell hands the line over unharmed");
+}
+
+void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashPaths) {
+    RunSettings settings;
+    RunState state;
+    InitSettings(settings, state);
+    const CommandLineReport report = ParseCommandLine(text, maxArgs, slashPaths, settings, state);
+    CheckReport(text, maxArgs, report, settings, state);
+    CheckValidation(report, settings, state);
+    CheckConfigLine(settings);
 }
 
 // An argument without a quote in it, or a line end behind it, comes back as it was.
