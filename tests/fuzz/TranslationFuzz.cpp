@@ -263,9 +263,11 @@ void CheckColumnList(std::string_view list) {
     Require(Join(pieces, ",") == list, "split and joined again a list is the same");
     Require(names.size() == pieces.size(), "as many names as pieces");
     for (std::size_t i = 0; i < names.size(); ++i) {
-        if (names[i].find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string::npos) {
+        const std::string_view plain = Trim(pieces[i]);
+        if (!plain.empty() &&
+            plain.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string_view::npos) {
             const auto tokens = Tokenize("p." + pieces[i] + " = 1");
-            Require(names[i].empty() || tokens.at(2).NameText() == names[i],
+            Require(tokens.at(2).NameText() == names[i],
                     "a piece in a condition is the column that was checked");
         }
     }
