@@ -69,12 +69,6 @@ TEST_F(FileSpace, ThatTheDiskDoesNotHaveIsRefusedAndNothingOfItKept) {
     EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
 }
 
-TEST_F(FileSpace, OfAFileThatIsNotThereIsNoReasonToStop) {
-    EXPECT_TRUE(ReserveFileSpace(folder_ / "missing", 1000));
-    ReleaseUnusedSpace(folder_ / "missing");
-    EXPECT_EQ(ListFiles(folder_.Path()), "data");
-}
-
 TEST(TemporaryFile, GivesBackWhatIsWrittenAndLeavesNothing) {
     const auto temporaryFiles = [] {
         using std::filesystem::directory_iterator;

@@ -41,8 +41,7 @@ TEST_F(DemoProgram, MakesAMissingFolderAndSaysWhatItMade) {
 
     const SqliteFile archive(folder_ / "new/folder/retail_archive.db");
     EXPECT_EQ(archive.Text("SELECT count(*) FROM sqlite_master; PRAGMA integrity_check"), "0 ok");
-    EXPECT_EQ(ReadWholeFile(folder_ / "new/folder/retail_archive.db").substr(0, 15),
-              "SQLite format 3");
+    EXPECT_GT(std::filesystem::file_size(archive.Path()), 0U);
 }
 
 TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {

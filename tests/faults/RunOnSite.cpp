@@ -64,8 +64,7 @@ std::string ReadReports(const Site& site, const LocalMoment& start) {
          at = reports.find(kReportEnd, at + 1)) {
         ++ends;
     }
-    return (ends == 3 ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
-           << ends << " of three reports are whole";
+    return ::testing::AssertionResult(ends == 3) << ends << " of three reports are whole";
 }
 
 void ReadFiles(const Site& site, const LocalMoment& start, RunOutcome& outcome) {

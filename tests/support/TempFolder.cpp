@@ -1,9 +1,12 @@
 #include "support/TempFolder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
-#include <set>
 #include <system_error>
+#include <vector>
+
+#include "core/Text.h"
 
 namespace morvane::testing {
 
@@ -23,15 +26,12 @@ TempFolder::~TempFolder() {
 }
 
 std::string ListFiles(const std::string& folder) {
-    std::set<std::string> names;
+    std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
+        names.push_back(entry.path().filename().string());
     }
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : " ") + name;
-    }
-    return list;
+    std::sort(names.begin(), names.end());
+    return Join(names, " ");
 }
 
 }  // namespace morvane::testing

@@ -59,26 +59,6 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
     QTimer::singleShot(0, qApp, [act = std::move(act)] { Poll(act); });
 }
 
-QString ScriptedBrowsing::BrowseForFolder(QWidget*, const QString& title,
-                                          const QString& startFolder) {
-    Asked.push_back(title.toStdString() + "|" + startFolder.toStdString());
-    return NextAnswer();
-}
-
-QString ScriptedBrowsing::BrowseForComputer(const QString& title, QWidget*) {
-    Asked.push_back(title.toStdString());
-    return NextAnswer();
-}
-
-QString ScriptedBrowsing::NextAnswer() {
-    if (Answers.empty()) {
-        return {};
-    }
-    QString answer = Answers.front();
-    Answers.pop_front();
-    return answer;
-}
-
 }  // namespace morvane::testing
 
 // The windows are real, on a platform that draws into memory.

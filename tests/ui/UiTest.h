@@ -43,11 +43,23 @@ class ScriptedBrowsing : public Browsing {
     std::deque<QString> Answers;
     std::vector<std::string> Asked;  // "title" or "title|start folder"
 
-    QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override;
-    QString BrowseForComputer(const QString& title, QWidget*) override;
+    QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override {
+        return Ask(title.toStdString() + "|" + startFolder.toStdString());
+    }
+    QString BrowseForComputer(const QString& title, QWidget*) override {
+        return Ask(title.toStdString());
+    }
 
   private:
-    QString NextAnswer();
+    QString Ask(const std::string& question) {
+        Asked.push_back(question);
+        if (Answers.empty()) {
+            return {};
+        }
+        QString answer = Answers.front();
+        Answers.pop_front();
+        return answer;
+    }
 };
 
 // A warehouse and everything that a window needs besides.

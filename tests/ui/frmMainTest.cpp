@@ -11,6 +11,7 @@
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
 #include "db/modDatabaseOperations.h"
+#include "run/CommandLine.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 #include "ui/frmProgress.h"
@@ -51,18 +52,11 @@ class MainWindow : public UiFixture {
     }
 
     void OpenConfig() {
-        State.CommandLineMode = State.ConfigMode = true;
-        State.ConfigFileName = Files / "run.cfg";
-        RunSettings& given = State.GlobalSettings;
-        given.Machine = Warehouse.Server();
-        given.Database = "dw";
-        given.UserName = "sa";
-        given.Password = "p w";
-        given.ArchiveFactTables = given.DeleteMarked = given.AtomicDeletion = true;
-        given.ArchiveMachine = "old";
-        given.ArchiveDatabase = "hist";
-        given.ArchiveUserName = "arch";
-        given.LogDirectory = Files / "my logs";
+        const std::string line = "-config " + (Files / "run.cfg") + " -mac " + Warehouse.Server() +
+                                 " -db dw -usr sa -pwd \"p w\" -clsf -del -datom -bkmac old"
+                                 " -bkdb hist -bkusr arch -log \"" +
+                                 (Files / "my logs") + "\"";
+        ParseCommandLine(line, kMaxArgs, kPlatformSlashPaths, State.GlobalSettings, State);
         Open();
     }
 
