@@ -46,13 +46,6 @@ TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutTheP
     EXPECT_FALSE(connection->IsOpen());
 }
 
-TEST_F(DatabaseOperationsTest, ListsTheDatabasesOfTheServer) {
-    connection = warehouse.Connect();
-    std::vector<std::string> names{"old"};
-    FillDatabaseList(names, *connection);
-    EXPECT_EQ(names, std::vector<std::string>{"dw"});
-}
-
 TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
     connection = warehouse.Connect();
     CreateArchiveTable(*connection);

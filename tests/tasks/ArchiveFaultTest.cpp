@@ -1,6 +1,5 @@
 #include <filesystem>
 
-#include "core/DatabaseError.h"
 #include "support/FileSizeLimit.h"
 #include "support/Texts.h"
 #include "tasks/ArchiveTest.h"
@@ -38,12 +37,6 @@ TEST_F(ArchiveFault, AnArchiveTableWithOtherColumnsTakesNothing) {
         archive.Run("DROP TABLE IF EXISTS sales; CREATE TABLE sales(" + std::string(columns) + ")");
         ExpectFailureWithAllRowsInPlace("values");
     }
-}
-
-TEST_F(ArchiveFault, AFactTableThatIsNotThereIsAnErrorThatNamesIt) {
-    SetCondition("id = 1", "nowhere");
-    warehouse.Run("DELETE FROM dwm_tables WHERE table_name = 'sales'");
-    ExpectFailureWithAllRowsInPlace("nowhere");
 }
 
 TEST_F(ArchiveFault, TheLetterCaseOfANameMeansNothing) {

@@ -191,8 +191,6 @@ TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
     EXPECT_EQ(LastMessage(), "Morvane|Please enter the SQL Query first.");
     Execute("select * from item, shop");
     EXPECT_EQ(LastMessage(), "Morvane|Join Queries are not allowed");
-    Execute("select * from item; drop table item");
-    EXPECT_TRUE(Contains(LastMessage(), "Only one query"));
     EXPECT_TRUE(Prompt.Asked.empty());
 
     Prompt.Answers = {true, false, true, true};
@@ -203,9 +201,7 @@ TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
     Execute("Select * from dwm_tables");
     EXPECT_TRUE(Contains(LastMessage(), "is_sustainable"));
     EXPECT_EQ(Shown(Records()), "");
-    Execute("Select * from missing");
-    EXPECT_TRUE(Contains(LastMessage(), "missing"));
-    EXPECT_EQ(Prompt.Shown.size(), 5U);
+    EXPECT_EQ(Prompt.Shown.size(), 3U);
 }
 
 TEST_F(SustainRec, AQueryIsCompiledWithoutRunning) {
