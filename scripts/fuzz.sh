@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 bound=${1:-60}
 targets=("${@:2}")
 # The one with the most to do goes first.
-[ ${#targets[@]} -gt 0 ] || targets=(command_line translation query_box settings column_list)
+[ ${#targets[@]} -gt 0 ] || targets=(command_line translation query_box)
 
 . scripts/packages.sh
 scripts/install-packages.sh "${fuzz_packages[@]}"

@@ -2,22 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ErrorOf.h"
 #include "support/TempFolder.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
-
-using testing::TempFolder;
-
-template <typename Operation>
-std::string FileErrorOf(Operation&& operation) {
-    try {
-        operation();
-    } catch (const FileError& error) {
-        return error.what();
-    }
-    return "no error";
-}
 
 TEST(Folders, AreMadeWithAllTheirMissingParents) {
     const TempFolder folder;
@@ -27,7 +16,7 @@ TEST(Folders, AreMadeWithAllTheirMissingParents) {
     EnsureFolder("");
     EXPECT_TRUE(FolderExists(folder / "a/b \u00e9/c"));
     EXPECT_TRUE(FolderExists(folder / "a/d"));
-    EXPECT_EQ(testing::ListFiles(folder / "a"), "b \u00e9 d");
+    EXPECT_EQ(ListFiles(folder / "a"), "b \u00e9 d");
 }
 
 TEST(Folders, BelowARegularFileAreRefusedByItsName) {
@@ -35,8 +24,8 @@ TEST(Folders, BelowARegularFileAreRefusedByItsName) {
     TextFile(folder / "file").Close();
     const std::string expected =
         "Cannot make the folder \"" + (folder / "file") + "\": File exists";
-    EXPECT_EQ(FileErrorOf([&] { EnsureFolder(folder / "file/a/b"); }), expected);
-    EXPECT_EQ(FileErrorOf([&] { EnsureFolder(folder / "file"); }), expected);
+    EXPECT_EQ(ErrorOf([&] { EnsureFolder(folder / "file/a/b"); }), expected);
+    EXPECT_EQ(ErrorOf([&] { EnsureFolder(folder / "file"); }), expected);
     EXPECT_FALSE(FolderExists(folder / "file"));
 }
 
@@ -88,13 +77,13 @@ TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
     const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
     TextFile short_("/dev/full");
     short_.WriteLine("x");
-    EXPECT_EQ(FileErrorOf([&] { short_.Close(); }), expected);
+    EXPECT_EQ(ErrorOf([&] { short_.Close(); }), expected);
 
     TextFile flushed("/dev/full", TextFile::Flush::EveryLine);
-    EXPECT_EQ(FileErrorOf([&] { flushed.WriteLine("x"); }), expected);
+    EXPECT_EQ(ErrorOf([&] { flushed.WriteLine("x"); }), expected);
 
     TextFile long_("/dev/full");
-    EXPECT_EQ(FileErrorOf([&] {
+    EXPECT_EQ(ErrorOf([&] {
                   for (int i = 0; i < 100'000; ++i) {
                       long_.WriteLine("a report's row");
                   }
@@ -106,17 +95,17 @@ TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
 
 TEST(TextFiles, ThatCannotBeOpenedAreNamedWithTheReason) {
     const TempFolder folder;
-    EXPECT_EQ(FileErrorOf([&] { TextFile file(folder / "no/such"); }),
+    EXPECT_EQ(ErrorOf([&] { TextFile file(folder / "no/such"); }),
               "Cannot make the file \"" + (folder / "no/such") + "\": No such file or directory");
-    EXPECT_EQ(FileErrorOf([&] { ReadWholeFile(folder / "missing"); }),
+    EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder / "missing"); }),
               "Cannot open the file \"" + (folder / "missing") + "\": No such file or directory");
 #ifdef _WIN32
     const std::string refusal = "Cannot open the file \"" + folder.Path() + "\": Permission denied";
 #else
     const std::string refusal = "Cannot read the file \"" + folder.Path() + "\": Is a directory";
 #endif
-    EXPECT_EQ(FileErrorOf([&] { ReadWholeFile(folder.Path()); }), refusal);
+    EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder.Path()); }), refusal);
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

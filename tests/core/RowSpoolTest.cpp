@@ -9,7 +9,7 @@
 #include "support/FileSizeLimit.h"
 #endif
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 using Row = std::vector<Value>;
@@ -69,7 +69,7 @@ TEST(RowSpool, GivesRowsBackThatDoNotFitItsMemory) {
 #ifndef _WIN32  // which has no limit for the files of one process
 
 TEST(RowSpool, SaysSoWhenTheTemporaryFileCannotGrow) {
-    const testing::FileSizeLimit limit(1 << 20);
+    const FileSizeLimit limit(1 << 20);
     RowSpool spool;
     const Row row{Value(std::string(500'000, 'z'))};
     EXPECT_THROW(
@@ -84,4 +84,4 @@ TEST(RowSpool, SaysSoWhenTheTemporaryFileCannotGrow) {
 #endif
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -7,7 +7,7 @@
 
 #include "core/Recordset.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 Value Number(std::int64_t number) {
@@ -51,19 +51,6 @@ TEST(Value, FlagIsEveryNumberButZeroAndTheWordTrue) {
          {Value(), Number(0), Value(0.0), Words("0"), Words("0.0"), Words("false"), Words("")}) {
         EXPECT_FALSE(value.Flag()) << value.Text();
     }
-}
-
-TEST(Value, ChangesItsKindInPlace) {
-    Value value = Words("text");
-    value.SetText("other");
-    EXPECT_EQ(value, Words("other"));
-    value.SetInteger(5);
-    EXPECT_EQ(value, Number(5));
-    value.SetText("");
-    EXPECT_EQ(value, Words(""));
-    EXPECT_FALSE(value.IsNull());
-    value.SetNull();
-    EXPECT_TRUE(value.IsNull());
 }
 
 TEST(Field, ComparesTextsAsTheServerWouldOrLeavesItToTheServer) {
@@ -110,4 +97,4 @@ TEST(Field, ComparesNumbersBySizeAndNullWithNothing) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -1,11 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <stdexcept>
 
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
 #include "db/modDatabaseOperations.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 
@@ -41,17 +40,10 @@ TEST_F(DatabaseOperationsTest, WithIntegratedSecurityTheLoginIsIgnored) {
 TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutThePassword) {
     EXPECT_FALSE(Connect(warehouse.Server(), "missing"));
     EXPECT_EQ(errorText.find("Error while connecting to : " + warehouse.Server() + "\r\n"), 0U);
-    EXPECT_EQ(errorText.find("secret"), std::string::npos);
+    EXPECT_FALSE(Contains(errorText, "secret"));
     EXPECT_FALSE(Connect("nowhere", "dw"));
     EXPECT_EQ(errorText.find("Error while connecting to : nowhere\r\n"), 0U);
     EXPECT_FALSE(connection->IsOpen());
-}
-
-TEST_F(DatabaseOperationsTest, ListsTheDatabasesOfTheServer) {
-    connection = warehouse.Connect();
-    std::vector<std::string> names{"old"};
-    FillDatabaseList(names, *connection);
-    EXPECT_EQ(names, std::vector<std::string>{"dw"});
 }
 
 TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
@@ -93,7 +85,6 @@ TEST(NullConverters, GiveTheDefaultForNullAlone) {
     const Value null;
     EXPECT_EQ(NullToText(null, "none") + NullToText(Value(std::string()), "none"), "none");
     EXPECT_EQ(NullToInteger(null, 7), 7);
-    EXPECT_EQ(NullToInteger(Value(std::string(" -32768 ")), 7), -32768);
     EXPECT_THROW(NullToInteger(Value(std::int64_t{32768}), 7), std::out_of_range);
     EXPECT_TRUE(NullToBoolean(null, true));
     EXPECT_FALSE(NullToBoolean(Value(std::int64_t{0}), true));

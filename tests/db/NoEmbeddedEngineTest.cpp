@@ -3,7 +3,7 @@
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 
-namespace morvane {
+namespace morvane::testing {
 namespace {
 
 TEST(BuildWithoutSqlite, SaysWhyAnEmbeddedServerCannotBeUsed) {
@@ -18,4 +18,4 @@ TEST(BuildWithoutSqlite, SaysWhyAnEmbeddedServerCannotBeUsed) {
 }
 
 }  // namespace
-}  // namespace morvane
+}  // namespace morvane::testing

@@ -1,14 +1,14 @@
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
-#include "SqliteReader.h"
 #include "core/modFileFunctions.h"
 #include "demo/DemoWarehouse.h"
+#include "support/SqliteFile.h"
 #include "support/TempFolder.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -36,21 +36,19 @@ class DemoProgram : public ::testing::Test {
 TEST_F(DemoProgram, MakesAMissingFolderAndSaysWhatItMade) {
     EXPECT_EQ(Run(folder_ / "new/folder"), 0);
     EXPECT_EQ(ListFiles(folder_ / "new/folder"), "retail.db retail_archive.db");
-    EXPECT_NE(output_.find("sales                  180000 rows\n"), std::string::npos) << output_;
-    EXPECT_NE(output_.find("at scale 1 in "), std::string::npos) << output_;
+    EXPECT_TRUE(Contains(output_, "sales                  180000 rows\n"));
+    EXPECT_TRUE(Contains(output_, "at scale 1 in "));
 
-    const SqliteReader archive(folder_ / "new/folder/retail_archive.db");
-    EXPECT_EQ(archive.Number("SELECT count(*) FROM sqlite_master"), 0);
-    EXPECT_EQ(archive.Rows("PRAGMA integrity_check").at(0), "ok");
-    EXPECT_EQ(ReadWholeFile(folder_ / "new/folder/retail_archive.db").substr(0, 15),
-              "SQLite format 3");
+    const SqliteFile archive(folder_ / "new/folder/retail_archive.db");
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sqlite_master; PRAGMA integrity_check"), "0 ok");
+    EXPECT_GT(std::filesystem::file_size(archive.Path()), 0U);
 }
 
 TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
     for (const std::string name : {"retail.db", "retail_archive.db"}) {
         Write(name, "mine");
         EXPECT_EQ(Run(folder_.Path()), 1);
-        EXPECT_NE(output_.find(name + " exists already"), std::string::npos) << output_;
+        EXPECT_TRUE(Contains(output_, name + " exists already"));
         EXPECT_EQ(ListFiles(folder_.Path()), name);
         EXPECT_EQ(ReadWholeFile(folder_ / name), "mine");
         std::filesystem::remove(folder_ / name);
@@ -61,7 +59,7 @@ TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
     Write("retail.db-wal", "old pages");
     EXPECT_EQ(Run("--force " + folder_.Path()), 0) << output_;
     EXPECT_EQ(ListFiles(folder_.Path()), "retail.db retail_archive.db");
-    EXPECT_EQ(SqliteReader(folder_ / "retail.db").Rows("PRAGMA quick_check").at(0), "ok");
+    EXPECT_EQ(SqliteFile(folder_ / "retail.db").Text("PRAGMA quick_check"), "ok");
 }
 
 TEST_F(DemoProgram, RefusesWhatItDoesNotUnderstand) {
@@ -76,18 +74,17 @@ TEST_F(DemoProgram, RefusesWhatItDoesNotUnderstand) {
     }
     Write("file", "");
     EXPECT_EQ(Run(folder_ / "file/below"), 1);
-    EXPECT_NE(output_.find("file"), std::string::npos) << output_;
+    EXPECT_TRUE(Contains(output_, "file"));
     std::filesystem::create_directory(folder_ / "retail.db");
     EXPECT_EQ(Run("--force " + folder_.Path()), 1);
-    EXPECT_NE(output_.find("it is a folder"), std::string::npos) << output_;
+    EXPECT_TRUE(Contains(output_, "it is a folder"));
 }
 
 TEST_F(DemoProgram, LeavesNothingHalfMade) {
     // A file size limit stands in for a full disk, reached by the rows and by the indexes.
     for (const std::string blocks : {"2000", "64000"}) {
         EXPECT_EQ(Run(folder_.Path(), "trap '' XFSZ; ulimit -f " + blocks + ";"), 1);
-        EXPECT_NE(output_.find("Cannot write " + folder_ / "retail.db"), std::string::npos)
-            << output_;
+        EXPECT_TRUE(Contains(output_, "Cannot write " + folder_ / "retail.db"));
         EXPECT_EQ(ListFiles(folder_.Path()), "");
     }
     int questions = 0;

@@ -130,9 +130,6 @@ class InjectingConnection : public Connection {
 
 FaultPlan::Verdict FaultPlan::Judge(std::string_view statement, bool changes) {
     const std::size_t point = passed_++;
-    if (OnPoint) {
-        OnPoint(point);
-    }
     if (fault_ == Fault::None) {
         Points.push_back({Stage ? Stage() : "", std::string(statement), changes});
         return Verdict::Perform;

@@ -35,8 +35,7 @@ class FaultPlan {
   public:
     explicit FaultPlan(Fault fault = Fault::None, std::size_t at = 0) : fault_(fault), at_(at) {}
 
-    std::function<std::string()> Stage;        // what the run is at
-    std::function<void(std::size_t)> OnPoint;  // called before each, with its number
+    std::function<std::string()> Stage;  // what the run is at
     std::vector<FaultPoint> Points;
     bool Happened() const { return happened_; }
 

@@ -1,12 +1,33 @@
 #include "Oracle.h"
 
 #include <algorithm>
+#include <set>
+#include <stdexcept>
 
 #include "core/Text.h"
+#include "support/SqliteFile.h"
 
 namespace morvane::testing {
 
 namespace {
+
+DatabaseContents ReadDatabase(const std::string& path) {
+    const SqliteFile file(path);
+    if (const std::string check = file.Text("PRAGMA integrity_check"); check != "ok") {
+        throw std::runtime_error(path + " is damaged: " + check);
+    }
+    DatabaseContents tables;
+    for (const std::string& name :
+         file.Rows("SELECT name FROM sqlite_schema WHERE type = 'table'")) {
+        TableContents& table = tables[name];
+        table.Definition = file.Text("SELECT sql FROM sqlite_schema WHERE name = '" + name + "'");
+        table.Columns = file.Rows("SELECT name FROM pragma_table_info('" + name + "')");
+        for (const std::string& row : file.Rows("SELECT * FROM " + name)) {
+            table.Rows.push_back(Split(row, '|'));
+        }
+    }
+    return tables;
+}
 
 using Counts = std::map<std::string, int>;
 
@@ -38,50 +59,6 @@ std::set<std::string> ArchivingDates(const TableContents& table) {
     return dates;
 }
 
-std::map<std::string, std::vector<Row>> VersionsByElement(const TableContents& table,
-                                                          const std::vector<std::string>& key) {
-    std::map<std::string, std::vector<Row>> elements;
-    for (const Row& row : table.Rows) {
-        std::string element;
-        for (const std::string& column : key) {
-            element += " " + ToLower(row[table.Position(column)]);
-        }
-        elements[element].push_back(row);
-    }
-    const std::size_t start = table.Position("start_date");
-    for (auto& [element, versions] : elements) {
-        std::sort(versions.begin(), versions.end(),
-                  [&](const Row& a, const Row& b) { return a[start] < b[start]; });
-    }
-    return elements;
-}
-
-// What is wrong with the versions of one element whose whole history was `all`.
-std::vector<std::string> FaultsOfHistory(const TableContents& table, const std::vector<Row>& all,
-                                         const std::vector<Row>& versions) {
-    const std::size_t start = table.Position("start_date");
-    const std::size_t end = table.Position("end_date");
-    const std::size_t current = table.Position("is_current");
-    std::vector<std::string> faults;
-    if (versions.front()[start] != all.front()[start]) {
-        faults.emplace_back("begins at another time");
-    }
-    if (versions.back()[end] != all.back()[end]) {
-        faults.emplace_back("ends at another time");
-    }
-    for (std::size_t i = 1; i < versions.size(); ++i) {
-        if (versions[i - 1][end] != versions[i][start]) {
-            faults.emplace_back("has versions that do not adjoin");
-        }
-    }
-    const auto currents = std::count_if(versions.begin(), versions.end(),
-                                        [&](const Row& row) { return row[current] == "1"; });
-    if (currents != 1) {
-        faults.push_back("has " + std::to_string(currents) + " current versions");
-    }
-    return faults;
-}
-
 void CompareTables(const std::string& name, const Counts& expected, const Counts& found,
                    std::vector<std::string>& findings) {
     Counts difference = found;
@@ -98,32 +75,53 @@ void CompareTables(const std::string& name, const Counts& expected, const Counts
 
 }  // namespace
 
-Oracle::Oracle(Contents before, Contents undisturbed)
-    : before_(std::move(before)), undisturbed_(std::move(undisturbed)) {
-    ReadModel();
+std::size_t TableContents::Position(const std::string& column) const {
+    const auto found = std::find_if(Columns.begin(), Columns.end(), [&](const std::string& held) {
+        return EqualsIgnoreCase(held, Trim(column));
+    });
+    if (found == Columns.end()) {
+        throw std::out_of_range("no column " + column);
+    }
+    return static_cast<std::size_t>(found - Columns.begin());
 }
 
-void Oracle::ReadModel() {
-    const TableContents& tables = before_.Warehouse.at("dwm_tables");
-    for (const Row& table : tables.Rows) {
-        const std::string& name = table[tables.Position("table_name")];
-        if (EqualsIgnoreCase(table[tables.Position("table_type")], "FACT")) {
-            facts_.push_back(name);
+std::map<std::string, int> TableContents::Count(const std::vector<std::string>& columns) const {
+    std::vector<std::size_t> positions;
+    for (const std::string& column : columns) {
+        positions.push_back(Position(column));
+    }
+    std::map<std::string, int> counts;
+    for (const Row& row : Rows) {
+        Row part;
+        for (const std::size_t position : positions) {
+            part.push_back(row[position]);
+        }
+        ++counts[Join(part, "|")];
+    }
+    return counts;
+}
+
+std::vector<std::string> TableContents::ColumnsWithout(
+    const std::vector<std::string>& columns) const {
+    std::vector<std::string> rest;
+    for (const std::string& column : Columns) {
+        if (std::find(columns.begin(), columns.end(), column) == columns.end()) {
+            rest.push_back(column);
         }
     }
-    const TableContents& relations = before_.Warehouse.at("dwm_star_relations");
-    std::set<std::string> seen;
-    for (const Row& relation : relations.Rows) {
-        Dimension dimension;
-        dimension.Name = relation[relations.Position("primary_table")];
-        dimension.Key = SplitColumnList(relation[relations.Position("primary_columns")]);
-        if (relation[relations.Position("slow_moving_dim")] == "1") {
-            dimension.ElementKey =
-                SplitColumnList(relation[relations.Position("original_primary_key")]);
-        }
-        if (seen.insert(dimension.Name).second) {
-            dimensions_.push_back(dimension);
-        }
+    return rest;
+}
+
+Contents ReadContents(const Site& site) {
+    return {ReadDatabase(site.Warehouse()), ReadDatabase(site.Archive())};
+}
+
+Oracle::Oracle(Contents before, Contents undisturbed)
+    : before_(std::move(before)), undisturbed_(std::move(undisturbed)) {
+    const TableContents& tables = before_.Warehouse.at("dwm_tables");
+    for (const Row& table : tables.Rows) {
+        const bool isFact = EqualsIgnoreCase(table[tables.Position("table_type")], "FACT");
+        (isFact ? facts_ : dimensions_).push_back(table[tables.Position("table_name")]);
     }
 }
 
@@ -141,7 +139,7 @@ Oracle::Findings Oracle::FindDamage(const Contents& now) const {
     }
     CheckArchiveTables(now, findings);
     CheckFacts(now, findings);
-    for (const Dimension& dimension : dimensions_) {
+    for (const std::string& dimension : dimensions_) {
         CheckDimension(dimension, now, findings);
     }
     return findings;
@@ -188,48 +186,16 @@ void Oracle::CheckFacts(const Contents& now, Findings& findings) const {
     }
 }
 
-void Oracle::CheckDimension(const Dimension& dimension, const Contents& now,
+// The marks alone may be at any stage: the next run sets them all again.
+void Oracle::CheckDimension(const std::string& name, const Contents& now,
                             Findings& findings) const {
-    const TableContents& before = before_.Warehouse.at(dimension.Name);
-    const TableContents& after = undisturbed_.Warehouse.at(dimension.Name);
-    const TableContents& table = now.Warehouse.at(dimension.Name);
-    const Counts keys = table.Count(dimension.Key);
-    for (const auto& [key, count] : after.Count(dimension.Key)) {
-        if (CountOf(keys, key) == 0) {
-            findings.push_back("An unmarked element of " + dimension.Name + " is gone: " + key);
-        }
-    }
-    // The marks alone may be at any stage: the next run sets them all anew.
+    const TableContents& table = now.Warehouse.at(name);
     const std::vector<std::string> columns = table.ColumnsWithout({"is_deletable"});
     const Counts rows = table.Count(columns);
-    if (rows != before.Count(columns) && rows != after.Count(columns)) {
-        findings.push_back("The table " + dimension.Name + " is half changed");
+    if (rows != before_.Warehouse.at(name).Count(columns) &&
+        rows != undisturbed_.Warehouse.at(name).Count(columns)) {
+        findings.push_back("The table " + name + " is half changed");
     }
-    if (!dimension.ElementKey.empty()) {
-        const std::set<std::string> allowed = HistoryFaults(dimension, undisturbed_);
-        for (const std::string& fault : HistoryFaults(dimension, now)) {
-            if (allowed.count(fault) == 0) {
-                findings.push_back(fault);
-            }
-        }
-    }
-}
-
-std::set<std::string> Oracle::HistoryFaults(const Dimension& dimension, const Contents& of) const {
-    const TableContents& table = of.Warehouse.at(dimension.Name);
-    const auto all = VersionsByElement(before_.Warehouse.at(dimension.Name), dimension.ElementKey);
-    std::set<std::string> faults;
-    for (const auto& [element, versions] : VersionsByElement(table, dimension.ElementKey)) {
-        const auto whole = all.find(element);
-        if (whole == all.end()) {
-            faults.insert("The history of " + dimension.Name + element + " came from nowhere");
-            continue;
-        }
-        for (const std::string& fault : FaultsOfHistory(table, whole->second, versions)) {
-            faults.insert("The history of " + dimension.Name + element + " " + fault);
-        }
-    }
-    return faults;
 }
 
 Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Contents& now) const {
@@ -254,9 +220,8 @@ Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Conten
 }
 
 bool Oracle::NothingIsDeleted(const Contents& now) const {
-    return std::all_of(dimensions_.begin(), dimensions_.end(), [&](const Dimension& dimension) {
-        return now.Warehouse.at(dimension.Name).Rows.size() ==
-               before_.Warehouse.at(dimension.Name).Rows.size();
+    return std::all_of(dimensions_.begin(), dimensions_.end(), [&](const std::string& name) {
+        return now.Warehouse.at(name).Rows.size() == before_.Warehouse.at(name).Rows.size();
     });
 }
 

@@ -7,7 +7,7 @@
 
 #include "core/DateText.h"
 #include "core/modFileFunctions.h"
-#include "run/Fork.h"
+#include "support/Fork.h"
 #include "support/Golden.h"
 #include "support/SqliteFile.h"
 
@@ -41,19 +41,6 @@ LocalMoment MomentOf(int minutes) {
     return moment;
 }
 
-void ReadFiles(const Site& site, const LocalMoment& start, RunOutcome& outcome) {
-    outcome.Status = ReplaceAll(ReadIfThere(site.StatusFile()), "\r\n", "");
-    outcome.Log = ReadLog(site, start);
-    outcome.Reports = ReadReports(site, start);
-}
-
-}  // namespace
-
-bool EveryFaultIsWanted() {
-    const char* wish = std::getenv("MORVANE_FAULTS");
-    return wish != nullptr && std::string_view(wish) == "all";
-}
-
 std::string ReadLog(const Site& site, const LocalMoment& start) {
     return ReadIfThere(site.Logs() + "/Morvane_Log" + FileStamp(start.Date, start.TimeOfDay) +
                        ".txt");
@@ -70,25 +57,34 @@ std::string ReadReports(const Site& site, const LocalMoment& start) {
     return ReplaceAll(all, site.WarehouseFolder(), "WAREHOUSE");
 }
 
+// Whether every one of the three reports is there and has its end.
 ::testing::AssertionResult ReportsAreWhole(const std::string& reports) {
     std::size_t ends = 0;
     for (std::size_t at = reports.find(kReportEnd); at != std::string::npos;
          at = reports.find(kReportEnd, at + 1)) {
         ++ends;
     }
-    return (ends == 3 ? ::testing::AssertionSuccess() : ::testing::AssertionFailure())
-           << ends << " of three reports are whole";
+    return ::testing::AssertionResult(ends == 3) << ends << " of three reports are whole";
+}
+
+void ReadFiles(const Site& site, const LocalMoment& start, RunOutcome& outcome) {
+    outcome.Status = ReplaceAll(ReadIfThere(site.StatusFile()), "\r\n", "");
+    outcome.Log = ReadLog(site, start);
+    outcome.Reports = ReadReports(site, start);
+}
+
+}  // namespace
+
+bool EveryFaultIsWanted() {
+    const char* wish = std::getenv("MORVANE_FAULTS");
+    return wish != nullptr && std::string_view(wish) == "all";
 }
 
 RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told) {
-    RunState state;
-    state.CommandLineMode = true;
-    return RunOnSite(site, settings, plan, minutes, told, state);
-}
-
-RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told, RunState& state) {
+                     bool told, RunState* lent) {
+    RunState ownState;
+    ownState.CommandLineMode = true;
+    RunState& state = lent == nullptr ? ownState : *lent;
     TestServices world(InjectFaults(plan));
     world.Clock.Moment = MomentOf(minutes);
     if (told) {
@@ -114,6 +110,29 @@ RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& 
     outcome.Result = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     ReadFiles(site, MomentOf(minutes), outcome);
     return outcome;
+}
+
+void OnSite::RunUndisturbed(bool linkedServer, bool atomicDeletion, bool told) {
+    Cleaned.CopyFrom(Original);
+    FaultPlan plan;
+    Undisturbed =
+        RunOnSite(Cleaned, Cleaned.EveryTask(linkedServer, atomicDeletion), plan, 0, told);
+    EXPECT_TRUE(Undisturbed.Result) << Undisturbed.ErrorText;
+    Points = plan.Points;
+    Judge = std::make_unique<Oracle>(ReadContents(Original), ReadContents(Cleaned));
+}
+
+void OnSite::ExpectCompletion(const Site& site, const RunOutcome& outcome,
+                              const Contents& disturbed) const {
+    EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
+    EXPECT_EQ(outcome.Status, "ok");
+    EXPECT_TRUE(ReportsAreWhole(outcome.Reports));
+    if (Judge->NothingIsDeleted(disturbed)) {
+        EXPECT_TRUE(outcome.Reports == Undisturbed.Reports) << outcome.Reports;
+    }
+    const Contents now = ReadContents(site);
+    EXPECT_EQ(Judge->FindDamage(now), Oracle::Findings());
+    EXPECT_EQ(Judge->FindDifferences(disturbed, now), Oracle::Findings());
 }
 
 bool IsLocked(const Site& site) {

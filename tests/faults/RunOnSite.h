@@ -1,11 +1,14 @@
 #pragma once
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "InjectingConnection.h"
+#include "Oracle.h"
 #include "Site.h"
 #include "core/RunState.h"
-#include "run/RunFixture.h"
+#include "support/RunFixture.h"
 
 namespace morvane::testing {
 
@@ -25,12 +28,10 @@ struct RunOutcome {
 };
 
 // An unattended run on a site at the fixed clock's moment and `minutes` later, in this process. A
-// question gets the answer Yes when the run is `told` to go on, and none otherwise.
+// question gets the answer Yes when the run is `told` to go on, and none otherwise. The state may
+// be that of a process that has run before, or will run again.
 RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told);
-// The same with the state of a process that has run before, or will run again.
-RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told, RunState& state);
+                     bool told, RunState* state = nullptr);
 // An unattended run in a process of its own, which may die.
 RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
                       bool told);
@@ -38,10 +39,21 @@ RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& 
 // Whether the table of the lock says so.
 bool IsLocked(const Site& site);
 
-// The files of the run that began at this moment.
-std::string ReadLog(const Site& site, const LocalMoment& start);
-std::string ReadReports(const Site& site, const LocalMoment& start);
-// Whether every one of the three reports is there and has its end.
-::testing::AssertionResult ReportsAreWhole(const std::string& reports);
+// A site, what an undisturbed run makes of a copy of it, and the oracle that knows both.
+class OnSite {
+  protected:
+    OnSite() { Original.Fill(); }
+    void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool told = false);
+    // A later run has completed what a disturbed one had left.
+    void ExpectCompletion(const Site& site, const RunOutcome& outcome,
+                          const Contents& disturbed) const;
+
+    TempFolder Folder;
+    Site Original{Folder / "original"};
+    Site Cleaned{Folder / "cleaned"};
+    RunOutcome Undisturbed;
+    std::vector<FaultPoint> Points;
+    std::unique_ptr<Oracle> Judge;
+};
 
 }  // namespace morvane::testing

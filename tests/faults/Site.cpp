@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
+#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
-#include "support/TestWarehouse.h"
 
 namespace morvane::testing {
 
@@ -33,19 +33,13 @@ void AddTables(const TestWarehouse& warehouse) {
 }
 
 void AddRelations(const TestWarehouse& warehouse) {
-    const auto plain = [&](const char* foreign, const char* column, const char* primary) {
-        warehouse.AddRelation(foreign, column, primary, column, false, column);
-    };
-    plain("sales", "product_id", "product");
-    plain("shipments", "product_id", "product");
-    plain("product", "brand_id", "brand");
-    plain("brand", "maker_id", "maker");
-    plain("sales", "region,store_no", "store");
-    plain("stock", "region,store_no", "store");
-    plain("sales", "employee_id", "employee");
-    warehouse.AddRelation("employee", "boss_id", "employee", "employee_id", false, "employee_id");
-    plain("shipments", "carrier_id", "carrier");
-    plain("customer", "segment_id", "segment");
+    warehouse.Relate(
+        {"sales product_id product product_id", "shipments product_id product product_id",
+         "product brand_id brand brand_id", "brand maker_id maker maker_id",
+         "sales region,store_no store region,store_no",
+         "stock region,store_no store region,store_no", "sales employee_id employee employee_id",
+         "employee boss_id employee employee_id", "shipments carrier_id carrier carrier_id",
+         "customer segment_id segment segment_id"});
     warehouse.AddRelation("sales", "customer_key", "customer", "customer_key", true, "customer_id");
     warehouse.AddRelation("shipments", "contract_key", "contract", "contract_key", true,
                           "tenant, number");
@@ -127,21 +121,9 @@ void Site::CopyFrom(const Site& other) const {
 }
 
 RunSettings Site::EveryTask(bool linkedServer, bool atomicDeletion) const {
-    RunSettings settings;
-    settings.Machine = "sqlite:" + WarehouseFolder();
-    settings.Database = "dw";
-    settings.ArchiveMachine = "sqlite:" + ArchiveFolder();
-    settings.ArchiveDatabase = "hist";
-    // Integrated security is for one of the two connections alone.
-    settings.NTAuthentication = !linkedServer;
-    settings.ArchiveNTAuthentication = linkedServer;
-    settings.UserName = settings.ArchiveUserName = "clerk";
-    settings.ArchivePassword = "top5ecret";
-    settings.CheckMetaData = settings.ArchiveFactTables = settings.DetectAndMark =
-        settings.GenerateReports = settings.DeleteMarked = true;
+    RunSettings settings = testing::EveryTask("sqlite:" + WarehouseFolder(), Logs());
+    AddArchiving(settings, "sqlite:" + ArchiveFolder(), linkedServer);
     settings.AtomicDeletion = atomicDeletion;
-    settings.LogGiven = true;
-    settings.LogDirectory = Logs();
     settings.StatusMode = true;
     settings.StatusFileName = StatusFile();
     return settings;

@@ -8,6 +8,7 @@
 #include "Require.h"
 #include "core/Text.h"
 #include "run/CommandLine.h"
+#include "run/ConfigFile.h"
 #include "run/ValidateSettings.h"
 
 namespace morvane::fuzz {
@@ -61,6 +62,48 @@ void CheckValidation(const CommandLineReport& report, const RunSettings& setting
     Require(valid == state.ErrorText.empty() || !state.CommandLineMode, "a refusal says why");
     Require(valid || !state.CommandLineMode || state.ErrorText.ends_with(UsageText()),
             "the usage follows a refusal");
+    if (report.Fault.empty()) {
+        RunState present;
+        present.ConfigMode = state.ConfigMode;
+        present.ConfigFileName = state.ConfigFileName;
+        Require(ValidateSettings(settings, present) == valid, "console and window judge alike");
+    }
+}
+
+RunSettings Parse(const std::string& line) {
+    RunSettings settings;
+    RunState state;
+    ParseCommandLine(line, kMaxArgs, kPlatformSlashPaths, settings, state);
+    return settings;
+}
+
+// As `morvane $(cat file)` gives it: a shell splits at blanks and knows nothing of quotes.
+RunSettings ParseThroughShell(const std::string& line) {
+    std::vector<std::string> words = Split(line, ' ');
+    words.insert(words.begin(), "morvane");
+    std::vector<const char*> argv;
+    for (const std::string& word : words) {
+        argv.push_back(word.c_str());
+    }
+    return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
+}
+
+// What of these settings can be saved is one line that makes the same settings again.
+void CheckConfigLine(const RunSettings& settings) {
+    if (!ConfigLineFault(settings).empty()) {
+        return;
+    }
+    const std::string line = ConfigLine(settings);
+    Require(line.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos,
+            "the settings are one line");
+    Require(Parse(line) == settings, "the line read back makes equal settings");
+    // To a shell a tab or several blanks are one separator.
+    constexpr std::array kLostInShell = {"  ", "\" ", " \"", "\t"};
+    const bool survives =
+        std::none_of(kLostInShell.begin(), kLostInShell.end(),
+                     [&](const char* text) { return line.find(text) != std::string::npos; });
+    Require(!survives || ParseThroughShell(line) == settings,
+            "a shell hands the line over unharmed");
 }
 
 void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashPaths) {
@@ -70,6 +113,7 @@ void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashP
     const CommandLineReport report = ParseCommandLine(text, maxArgs, slashPaths, settings, state);
     CheckReport(text, maxArgs, report, settings, state);
     CheckValidation(report, settings, state);
+    CheckConfigLine(settings);
 }
 
 // An argument without a quote in it, or a line end behind it, comes back as it was.

@@ -100,8 +100,7 @@ void CheckAgainstEngine(std::string_view sql, const Words& words) {
     std::vector<std::string> ours;
     for (const SqlWord& word : words) {
         if (word.Kind == SqlWordKind::Text) {
-            const std::size_t national = word.Text[0] == '\'' ? 0 : 1;
-            ours.push_back("text " + embedded::LiteralText(word.Text.substr(national)));
+            ours.push_back("text " + embedded::LiteralText(word.Text.substr(word.Text.find('\''))));
         } else if (word.Kind == SqlWordKind::Name) {
             ours.push_back("name " + word.Named());
         }

@@ -255,6 +255,24 @@ void CheckDelete(std::string_view sql, const Tokens& tokens) {
     }
 }
 
+// The check looks up the names of a column list; marking puts its pieces into a condition as they
+// stand. Both must mean the same columns.
+void CheckColumnList(std::string_view list) {
+    const std::vector<std::string> pieces = Split(list, ',');
+    const std::vector<std::string> names = SplitColumnList(list);
+    Require(Join(pieces, ",") == list, "split and joined again a list is the same");
+    Require(names.size() == pieces.size(), "as many names as pieces");
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        const std::string_view plain = Trim(pieces[i]);
+        if (!plain.empty() &&
+            plain.find_first_not_of("abcdefghijklmnopqrstuvwxyz") == std::string_view::npos) {
+            const auto tokens = Tokenize("p." + pieces[i] + " = 1");
+            Require(tokens.at(2).NameText() == names[i],
+                    "a piece in a condition is the column that was checked");
+        }
+    }
+}
+
 // Any text, between quotes of every kind and in a comment, comes out as it is.
 void CheckQuoted(const std::string& text) {
     if (text.find('\0') != std::string::npos || text.find("*/") != std::string::npos ||
@@ -288,6 +306,7 @@ void CheckQuoted(const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace morvane::fuzz;
     const std::string_view sql(reinterpret_cast<const char*>(data), size);
+    CheckColumnList(sql);
     if (const auto tokens = TryTokenize(sql)) {
         CheckTokens(sql, *tokens);
         const auto again = TryTokenize(morvane::embedded::JoinTokens(*tokens, 0, tokens->size()));

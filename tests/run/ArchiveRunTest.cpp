@@ -3,11 +3,11 @@
 
 #include <filesystem>
 
-#include "Fork.h"
-#include "RunFixture.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
+#include "support/Fork.h"
 #include "support/Golden.h"
+#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
 
 namespace morvane::testing {
@@ -18,18 +18,7 @@ class ArchiveRun : public RunFixture {
   protected:
     ArchiveRun() : Archive(ArchiveFolder / "hist.db") {
         Archive.Run("PRAGMA user_version = 1");
-        Settings.ArchiveFactTables = true;
-        Settings.ArchiveMachine = "sqlite:" + ArchiveFolder.Path();
-        Settings.ArchiveDatabase = "hist";
-        UseLinkedServer(true);
-    }
-
-    // Integrated security is for one of the two connections alone.
-    void UseLinkedServer(bool linked) {
-        Settings.NTAuthentication = !linked;
-        Settings.ArchiveNTAuthentication = linked;
-        Settings.UserName = Settings.ArchiveUserName = "clerk";
-        Settings.ArchivePassword = "top5ecret";
+        AddArchiving(Settings, "sqlite:" + ArchiveFolder.Path(), true);
     }
 
     std::string ArchiveLog() const { return ReplaceAll(Log(), Settings.ArchiveMachine, "ARCHIVE"); }
@@ -49,43 +38,68 @@ TEST_F(ArchiveRun, ArchivesBeforeItMarksAndLogsIt) {
     EXPECT_EQ(Sales(), "3|3|2");
     EXPECT_EQ(Archived(), "1|1|10|2024-03-05 14:07:09");
     EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen is unused once its sale is archived";
-    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
     EXPECT_EQ(State.ArchiveConnection, nullptr);
 }
 
 TEST_F(ArchiveRun, AFailingConditionStopsTheRunAndTheLogSaysWhy) {
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'town = 3' WHERE table_name = 'sales'");
-    UseLinkedServer(false);
+    AddArchiving(Settings, Settings.ArchiveMachine, false);
     Settings.CheckMetaData = false;
     EXPECT_FALSE(Run(Settings));
     EXPECT_TRUE(MatchesGolden(ArchiveLog(), "run_that_cannot_archive.txt"));
     EXPECT_EQ(Status(), "failure\r\n");
-    EXPECT_EQ(World.Errors.str().find("top5ecret"), std::string::npos);
+    EXPECT_FALSE(Contains(World.Errors.str(), "top5ecret"));
     EXPECT_EQ(Sales(), "1|1|10 3|3|2");
-    EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib") << "nothing follows it";
-    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(Products(Warehouse), kAllProducts) << "nothing follows it";
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
 }
 
-TEST_F(ArchiveRun, ACancelledArchivingIsNoError) {
-    Settings.CheckMetaData = false;
+TEST_F(ArchiveRun, ACancelledTaskIsNamedAndNothingFollowsIt) {
+    const std::vector<std::pair<bool RunSettings::*, std::string>> tasks{
+        {&RunSettings::CheckMetaData, "Checking of Meta Data"},
+        {&RunSettings::ArchiveFactTables, "Archieving Fact Table"},
+        {&RunSettings::DetectAndMark, "Marking"},
+        {&RunSettings::GenerateReports, "Report Generation"},
+        {&RunSettings::DeleteMarked, "Deletion"}};
     World.Progress.CancelAtPoll = 1;
-    EXPECT_FALSE(Run(Settings));
-    const std::string log = Log();
-    EXPECT_NE(log.find("Archieving Fact Table Process Cancelled by User.\r\n"), std::string::npos)
-        << log;
-    EXPECT_EQ(log.find("End of Archiving"), std::string::npos);
-    EXPECT_EQ(Sales(), "1|1|10 3|3|2");
-    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
+    RunSettings left = Settings;
+    for (const auto& [task, name] : tasks) {
+        EXPECT_FALSE(Run(left));
+        EXPECT_TRUE(Contains(Log(), name + " Process Cancelled by User.\r\n"));
+        EXPECT_TRUE(Contains(Log(), "completed by the tool :\r\n\r\nMorvane Tool stopped"));
+        EXPECT_EQ(Status(), "failure\r\n");
+        EXPECT_EQ(Sales() + " " + Products(Warehouse), "1|1|10 3|3|2 " + std::string(kAllProducts));
+        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        left.*task = false;
+    }
+    World.Progress.CancelAtPoll = 0;
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+}
+
+// Over New Year, and by more than an hour at each look.
+TEST_F(ArchiveRun, AClockThatIsSetBackChangesNothingButTheMomentsInItsTexts) {
+    World.Clock.Moment = {std::chrono::year(2024) / 1 / 1, std::chrono::minutes(30)};
+    World.Clock.Step = std::chrono::minutes(-97);
+    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    EXPECT_EQ(ListFiles(Files / "logs"),
+              "DetailedReport01-01-202400-30-00.html Morvane_Log01-01-202400-30-00.txt "
+              "SummaryReport01-01-202400-30-00.html TableFilterReport01-01-202400-30-00.html");
+    const std::string log = ReadWholeFile(Files / "logs/Morvane_Log01-01-202400-30-00.txt");
+    EXPECT_TRUE(Contains(log, "started On : Monday, Jan 1 2024 At : 00:30:00\r\n"));
+    EXPECT_TRUE(Contains(log, "stopped On : Sunday, Dec 31 2023 At : "));
+    EXPECT_EQ(Archived().substr(0, 17), "1|1|10|2023-12-31");
+    EXPECT_EQ(Products(Warehouse), "3|cap");
 }
 
 TEST_F(ArchiveRun, AnArchiveThatIsNotThereEndsTheRunBeforeTheTasks) {
     Settings.ArchiveDatabase = "none";
     EXPECT_FALSE(Run(Settings));
-    EXPECT_NE(Log().find("none.db"), std::string::npos) << Log();
+    EXPECT_TRUE(Contains(Log(), "none.db"));
     Settings.ArchiveMachine += "/none";
     EXPECT_FALSE(Run(Settings));
     EXPECT_EQ(ArchiveLog().find("Error while connecting to : ARCHIVE\r\n"), 0U) << ArchiveLog();
-    EXPECT_EQ(Log().find("Error Occured in Task"), std::string::npos);
+    EXPECT_FALSE(Contains(Log(), "Error Occured in Task"));
     EXPECT_EQ(Sales(), "1|1|10 3|3|2");
     EXPECT_EQ(Status(), "failure\r\n");
     EXPECT_EQ(ListFiles(ArchiveFolder.Path()), "hist.db") << "nothing is made";
@@ -109,7 +123,7 @@ TEST_F(ArchiveRun, AReadOnlyArchiveEndsTheRunBeforeTheTasks) {
     });
     EXPECT_EQ(child.Wait(), 0);
     EXPECT_EQ(Sales(), "1|1|10 3|3|2");
-    EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
+    EXPECT_EQ(Products(Warehouse), kAllProducts);
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include <gtest/gtest.h>
-
 #ifdef _WIN32
 #include <fcntl.h>
 #include <io.h>
@@ -14,9 +12,8 @@
 #include "run/ConsoleProgress.h"
 #include "run/ConsolePrompt.h"
 #include "run/StartUp.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
+#include "support/RunFixture.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -54,7 +51,7 @@ TEST(ConsoleProgress, DrawsOneLineAnewAndErasesItAtTheEnd) {
     progress.ShowRelation("d", "f");
     progress.ProgressVal(progress.ProgressVal() + 2);
     EXPECT_EQ(LastLine(terminal.str()), " 66% Detect And Mark: d <- f");
-    EXPECT_EQ(terminal.str().find('\n'), std::string::npos);
+    EXPECT_FALSE(Contains(terminal.str(), "\n"));
 
     const std::size_t length = terminal.str().size();
     progress.SetProgressValue(2.001F);
@@ -113,63 +110,41 @@ TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
     EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", ""), std::nullopt);
 }
 
-struct Started {
-    std::string Output;
-    std::string Errors;
+struct Started : TestServices {
     int Windows = 0;
     std::string WindowMachine;
+
+    Started(std::string_view commandLine, bool withWindow) {
+        if (withWindow) {
+            Services.ShowMainWindow = [&](RunState& state, const RunSettings& settings) {
+                ++Windows;
+                WindowMachine = settings.Machine;
+                EXPECT_EQ(state.GlobalSettings.Machine, settings.Machine);
+            };
+        }
+        Services.WhyNoWindow = "No window here.";
+        StartUp(commandLine, Services);
+    }
 };
 
-Started Start(std::string_view commandLine, bool withWindow) {
-    FixedClock clock;
-    ScriptedPrompt prompt;
-    RecordingProgress progress;
-    std::ostringstream output;
-    std::ostringstream errors;
-    Started started;
-    RunServices services{clock, prompt, progress, {}, output, errors, {}, {}};
-    if (withWindow) {
-        services.ShowMainWindow = [&](RunState& state, const RunSettings& settings) {
-            ++started.Windows;
-            started.WindowMachine = settings.Machine;
-            EXPECT_EQ(state.GlobalSettings.Machine, settings.Machine);
-        };
-    }
-    services.WhyNoWindow = "No window here.";
-    StartUp(commandLine, services);
-    started.Output = output.str();
-    started.Errors = errors.str();
-    return started;
-}
-
 TEST(StartUp, ShowsTheWindowWithoutOptionsAndInConfigMode) {
-    EXPECT_EQ(Start("", true).Windows, 1);
-    const Started copy = Start("-logfile x", true);
+    EXPECT_EQ(Started("", true).Windows, 1);
+    const Started copy("-logfile x", true);
     EXPECT_EQ(copy.Windows, 1);
-    EXPECT_NE(copy.Errors.find("no notice of -logfile"), std::string::npos);
-    const Started config = Start("-config file -mac m", true);
+    EXPECT_TRUE(Contains(copy.Errors.str(), "no notice of -logfile"));
+    const Started config("-config file -mac m", true);
     EXPECT_EQ(config.Windows, 1);
     EXPECT_EQ(config.WindowMachine, "m");
-    EXPECT_EQ(Start("-mark", true).Windows, 0);
-}
-
-TEST(StartUp, SaysSoWhereThereIsNoWindow) {
-    for (const char* line : {"", "-config file"}) {
-        const Started started = Start(line, false);
-        EXPECT_EQ(started.Errors.find("No window here. Give the settings of a run as options."),
-                  0U);
-        EXPECT_NE(started.Errors.find("\nUsage: Morvane"), std::string::npos);
-        EXPECT_EQ(started.Output, "");
-    }
+    EXPECT_EQ(Started("-mark", true).Windows, 0);
 }
 
 TEST(StartUp, GivesHelpOnStandardOutputAndComplaintsOnStandardError) {
-    EXPECT_EQ(Start("-help", false).Output.find("Usage: Morvane"), 0U);
-    EXPECT_EQ(Start("-help", false).Errors, "");
-    const Started unknown = Start("-help -pwd -s3cret -wrong", false);
-    EXPECT_EQ(unknown.Output, "");
-    EXPECT_EQ(unknown.Errors.find("Unknown options: -wrong\nUsage: Morvane"), 0U);
-    EXPECT_EQ(Start("-pwd -s3cret", false).Errors.find("s3cret"), std::string::npos);
+    EXPECT_EQ(Started("-help", false).Output.str().find("Usage: Morvane"), 0U);
+    EXPECT_EQ(Started("-help", false).Errors.str(), "");
+    const Started unknown("-help -pwd -s3cret -wrong", false);
+    EXPECT_EQ(unknown.Output.str(), "");
+    EXPECT_EQ(unknown.Errors.str().find("Unknown options: -wrong\nUsage: Morvane"), 0U);
+    EXPECT_FALSE(Contains(Started("-pwd -s3cret", false).Errors.str(), "s3cret"));
 }
 
 }  // namespace

@@ -1,14 +1,14 @@
 #include "run/MultiUserLock.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include "Fork.h"
 #include "core/Platform.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
+#include "support/Fork.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -17,13 +17,16 @@ class Lock : public ::testing::Test {
   protected:
     Lock() { State.WarehouseConnection = Warehouse.Connect(); }
 
-    void MakeTable(const std::string& row) const {
-        Warehouse.Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100))");
-        if (!row.empty()) {
-            Warehouse.Run("INSERT INTO dwm_multiuse VALUES(" + row + ")");
-        }
+    std::string Row() const { return Warehouse.LockRow(); }
+    // Another process takes the lock just before this one writes to it.
+    void LoseRace() {
+        State.WarehouseConnection =
+            TraceStatements(Warehouse.Connect(), [this](std::string_view statement) {
+                if (statement.starts_with("UPDATE")) {
+                    Warehouse.Run("UPDATE dwm_multiuse SET lock = 1, user_name = 'Faster'");
+                }
+            });
     }
-    std::string Row() const { return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse"); }
 
     TestWarehouse Warehouse;
     RunState State;
@@ -54,7 +57,7 @@ TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
 }
 
 TEST_F(Lock, AFreeLockOfAnotherUserIsTakenByAWindowButNotByARun) {
-    MakeTable("0, 'Other'");
+    Warehouse.MakeLock(false, "Other");
     EXPECT_FALSE(TakeLockForRun(State, Prompt));
     EXPECT_EQ(State.LockUser, "Other");
     EXPECT_EQ(State.ErrorText, "");
@@ -66,7 +69,7 @@ TEST_F(Lock, AFreeLockOfAnotherUserIsTakenByAWindowButNotByARun) {
 }
 
 TEST_F(Lock, NamesAreComparedExactlyButForTrailingBlanks) {
-    MakeTable("0, '" + User + "  '");
+    Warehouse.MakeLock(false, User + "  ");
     EXPECT_TRUE(TakeLockForRun(State, Prompt));
     std::string otherCase = User;
     otherCase[0] = static_cast<char>(otherCase[0] ^ 0x20);
@@ -76,25 +79,11 @@ TEST_F(Lock, NamesAreComparedExactlyButForTrailingBlanks) {
     EXPECT_FALSE(State.LockHeld);
 }
 
-TEST_F(Lock, ASetLockIsBrokenOnlyByAYes) {
-    MakeTable("1, 'Other  '");
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(Other && !State.LockHeld);
-    EXPECT_EQ(Prompt.Asked[0],
-              "Lock Profile|The Machine is currently locked By User : Other . Do you wish to "
-              "continue?");
-    EXPECT_EQ(Row(), "1|Other  ");
-
-    Prompt.Answers = {true};
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(!Other && State.LockHeld);
-    EXPECT_EQ(Row(), "1|" + User);
-}
-
 TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
-    MakeTable("");
+    Warehouse.MakeLock(true, User);
+    Warehouse.Run("DELETE FROM dwm_multiuse");
     EXPECT_FALSE(ReadLockUser(State));
-    EXPECT_NE(State.ErrorText.find("dwm_multiuse has no row"), std::string::npos);
+    EXPECT_TRUE(Contains(State.ErrorText, "dwm_multiuse has no row"));
     EXPECT_FALSE(AcquireLock(State, Prompt, Other));
     Warehouse.Run("INSERT INTO dwm_multiuse VALUES(NULL, 'x')");
     EXPECT_FALSE(AcquireLock(State, Prompt, Other));
@@ -105,18 +94,15 @@ TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
     EXPECT_FALSE(State.LockHeld);
 }
 
-TEST_F(Lock, ALockTakenBetweenReadingAndTakingIsNotTakenTwice) {
-    MakeTable("0, '" + User + "'");
-    bool stolen = false;
-    State.WarehouseConnection =
-        TraceStatements(Warehouse.Connect(), [&](std::string_view statement) {
-            if (statement.starts_with("UPDATE") && !stolen) {
-                stolen = true;
-                Warehouse.Run("UPDATE dwm_multiuse SET lock = 1, user_name = 'Faster'");
-            }
-        });
+TEST_F(Lock, ALockTakenSinceItWasReadIsNeitherTakenNorReleased) {
+    Warehouse.MakeLock(true, User);
+    LoseRace();
+    EXPECT_TRUE(ReleaseLock(State));
+    EXPECT_EQ(Row(), "1|Faster");
+
+    Warehouse.Run("UPDATE dwm_multiuse SET lock = 0");
     EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(stolen && Other && !State.LockHeld);
+    EXPECT_TRUE(Other && !State.LockHeld);
     EXPECT_EQ(Prompt.Asked.size(), 1U);
     EXPECT_EQ(Row(), "1|Faster");
 }
@@ -154,16 +140,10 @@ std::string RaceTwoProcesses(const TestWarehouse& warehouse, int races, const st
     return odd;
 }
 
-TEST(LockRace, AFreeLockHasExactlyOneWinner) {
+TEST(LockRace, AFreeLockAndTheFirstUseHaveExactlyOneWinner) {
     const TestWarehouse warehouse;
-    warehouse.Run(
-        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-        "INSERT INTO dwm_multiuse VALUES(0, '')");
+    warehouse.MakeLock(false, "");
     EXPECT_EQ(RaceTwoProcesses(warehouse, 100, "UPDATE dwm_multiuse SET lock = 0"), "");
-}
-
-TEST(LockRace, TheFirstUseHasExactlyOneWinner) {
-    const TestWarehouse warehouse;
     EXPECT_EQ(RaceTwoProcesses(warehouse, 50, "DROP TABLE IF EXISTS dwm_multiuse"), "");
 }
 

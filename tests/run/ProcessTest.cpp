@@ -1,29 +1,31 @@
 #include <signal.h>
 #include <sys/wait.h>
 
-#include "Fork.h"
-#include "RunFixture.h"
+#include <filesystem>
+
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
+#include "support/Fork.h"
+#include "support/RunFixture.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
 
-// The built program in a terminal. Its status file tells the outcome.
+// The built program. Its status file tells the outcome.
 class Program : public ::testing::Test {
   protected:
-    std::vector<std::string> Arguments(const std::vector<std::string>& tasks) const {
-        std::vector<std::string> arguments{
-            "-mac",        Warehouse.Server(), "-db", "dw", "-ntaut", "-log", Files / "my logs",
-            "-statusfile", Files / "status"};
-        arguments.insert(arguments.end(), tasks.begin(), tasks.end());
+    std::vector<std::string> Arguments(const std::vector<std::string>& tasks = {
+                                           "-chkmd", "-mark", "-grep", "-del"}) const {
+        std::vector<std::string> arguments = tasks;
+        arguments.insert(arguments.end(),
+                         {"-mac", Warehouse.Server(), "-db", "dw", "-ntaut", "-log",
+                          Files / "my logs", "-statusfile", Files / "status"});
         return arguments;
     }
 
     std::string Status() const { return ReadWholeFile(Files / "status"); }
-    std::string LockRow() const {
-        return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
-    }
+    void ExpectDone() const { EXPECT_EQ(Status() + Products(Warehouse), "ok\r\n1|pen 3|cap"); }
 
     // So many dimensions with such long names that the progress of marking them cannot all wait in
     // the terminal for somebody to read it: unread, the program stands still amid the work.
@@ -46,15 +48,43 @@ class Program : public ::testing::Test {
     TempFolder Files;
 };
 
-TEST_F(Program, PerformsARunInATerminal) {
+TEST_F(Program, PerformsARunInANarrowTerminalWithoutAHomeATimeZoneOrALocale) {
     FillStar(Warehouse);
-    TerminalProgram program(MORVANE_PROGRAM, Arguments({"-chkmd", "-mark", "-grep", "-del"}));
-    const std::string output = program.ReadToEnd();
+    Surroundings surroundings;
+    surroundings.Variables = {{"LC_ALL", "zz_ZZ.UTF-8"}, {"LANG", "zz_ZZ"},
+                              {"TZ", std::nullopt},      {"HOME", "/nowhere/at/all"},
+                              {"TERM", std::nullopt},    {"XDG_RUNTIME_DIR", std::nullopt}};
+    surroundings.Columns = 20;
+    TerminalProgram program(MORVANE_PROGRAM, Arguments(), surroundings);
+    std::istringstream lines(program.ReadToEnd());
     EXPECT_EQ(program.Wait(), 0);
-    EXPECT_EQ(Status(), "ok\r\n");
-    EXPECT_EQ(Products(Warehouse), "1|pen 3|cap");
-    EXPECT_NE(output.find("Detect And Mark Unused Dimension Elements"), std::string::npos);
-    EXPECT_NE(output.find("\rFinished on "), std::string::npos);
+    ExpectDone();
+    EXPECT_TRUE(Contains(lines.str(), "\rFinished on "));
+    int drawn = 0;
+    for (std::string line; std::getline(lines, line, '\r'); ++drawn) {
+        EXPECT_TRUE(line.size() < 20 || line.starts_with("Finished on ")) << line;
+    }
+    EXPECT_GT(drawn, 5);
+}
+
+TEST_F(Program, RunsThoughNobodyReadsItsOutput) {
+    FillStar(Warehouse);
+    for (const Streams streams : {Streams::Broken, Streams::Closed}) {
+        EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, {"-help"}, streams), 0);
+        EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, Arguments(), streams), 0);
+        ExpectDone();
+    }
+}
+
+TEST_F(Program, WritesNoMessageIntoAFileThatTookThePlaceOfAClosedStream) {
+    FillStar(Warehouse);
+    Warehouse.Run("UPDATE dwm_tables SET table_name = 'gone' WHERE table_name = 'product'");
+    EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, Arguments(), Streams::Closed), 0);
+    EXPECT_EQ(Status(), "failure\r\n");
+    const std::filesystem::directory_iterator log(Files / "my logs");
+    const std::string text = ReadWholeFile(log->path().string());
+    EXPECT_TRUE(Contains(text, "gone"));
+    EXPECT_EQ(text.find("gone"), text.rfind("gone")) << text;
 }
 
 TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
@@ -66,9 +96,10 @@ TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
 #endif
     for (const auto& [path, reason] :
          {std::pair{MORVANE_PROGRAM, kWhy}, std::pair{MORVANE_HEADLESS_PROGRAM, kNoWindow}}) {
-        TerminalProgram program(path, {});
+        TerminalProgram program(path, {"-config", Files / "cfg"});
         const std::string output = program.ReadToEnd();
         EXPECT_EQ(program.Wait(), 0);
+        EXPECT_TRUE(Contains(output, "Usage: Morvane"));
         EXPECT_EQ(output.find(std::string(reason) + " Give the settings of a run as options."), 0U)
             << output;
     }
@@ -82,8 +113,8 @@ TEST_F(Program, CtrlCCancelsAtTheNextPoll) {
     const std::string output = program.ReadToEnd();
     EXPECT_EQ(program.Wait(), 0);
     EXPECT_EQ(Status(), "failure\r\n");
-    EXPECT_EQ(LockRow(), "0|" + CurrentUserName());
-    EXPECT_NE(output.find("\rMarking Process Cancelled by User."), std::string::npos);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+    EXPECT_TRUE(Contains(output, "\rMarking Process Cancelled by User."));
 }
 
 TEST_F(Program, ASecondSignalEndsItAtOnce) {
@@ -94,25 +125,23 @@ TEST_F(Program, ASecondSignalEndsItAtOnce) {
     program.Signal(SIGTERM);
     EXPECT_TRUE(WIFSIGNALED(program.Wait()));
     EXPECT_EQ(Status(), "running\r\n");
-    EXPECT_EQ(LockRow(), "1|" + CurrentUserName());
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + CurrentUserName());
 }
 
 TEST_F(Program, AsksInTheTerminalWhetherToBreakALock) {
     FillStar(Warehouse);
-    Warehouse.Run(
-        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-        "INSERT INTO dwm_multiuse VALUES(1,'" +
-        CurrentUserName() + "')");
+    Warehouse.MakeLock(true, CurrentUserName());
     for (const char* keys : {"no\n", "\x03", "yes\n"}) {
         TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark", "-del"}));
         program.ReadUntil("Do you wish to continue? [yes/no] ");
-        EXPECT_EQ(Products(Warehouse), "1|pen 2|ink 3|cap 4|nib");
+        EXPECT_EQ(Products(Warehouse), kAllProducts);
         program.Type(keys);
         program.ReadToEnd();
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(Status(), "ok\r\n");
     }
-    EXPECT_EQ(Products(Warehouse), "1|pen 3|cap");
+    ExpectDone();
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include <filesystem>
 
-#include "Fork.h"
-#include "RunFixture.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
 #include "run/ProcessArguments.h"
+#include "support/Fork.h"
+#include "support/RunFixture.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -47,17 +48,10 @@ class Secrets : public ::testing::Test {
     }
 
     Words Arguments(const std::string& archivePassword) const {
-        return {"-mac",        Warehouse.Server(),
-                "-db",         "dw",
-                "-usr",        "clerk",
-                "-pwd",        kPassword,
-                "-bkmac",      "sqlite:" + ArchiveFolder.Path(),
-                "-bkdb",       "hist",
-                "-bkusr",      "archivist",
-                "-bkpwd",      archivePassword,
-                "-clsf",       "-mark",
-                "-grep",       "-log",
-                Files / "logs"};
+        const std::string archive = "sqlite:" + ArchiveFolder.Path();
+        return {"-clsf", "-mark", "-grep", "-log",   Files / "logs", "-mac",    Warehouse.Server(),
+                "-db",   "dw",    "-usr",  "clerk",  "-pwd",         kPassword, "-bkmac",
+                archive, "-bkdb", "hist",  "-bkusr", "archivist",    "-bkpwd",  archivePassword};
     }
 
     // Everything that a run has written, on the terminal and into files.
@@ -88,15 +82,14 @@ TEST_F(Secrets, AreInNothingThatARunWrites) {
                traces.find("Salmon") != std::string::npos;
     };
     const std::string archived = Traces(Arguments("pink-Salmon"));
-    EXPECT_NE(archived.find("OPENROWSET('SQLOLEDB', 'sqlite:" + ArchiveFolder.Path() + "'; ***"),
-              std::string::npos)
-        << archived;
-    EXPECT_NE(archived.find("records archived"), std::string::npos) << "no log was found";
+    EXPECT_TRUE(
+        Contains(archived, "OPENROWSET('SQLOLEDB', 'sqlite:" + ArchiveFolder.Path() + "'; ***"));
+    EXPECT_TRUE(Contains(archived, "records archived")) << "no log was found";
     EXPECT_FALSE(showsSecrets(archived)) << archived;
 
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'town = 3' WHERE table_name = 'sales'");
     const std::string failed = Traces(Arguments("pink-Salmon"));
-    EXPECT_NE(failed.find("town"), std::string::npos) << failed;
+    EXPECT_TRUE(Contains(failed, "town"));
     EXPECT_FALSE(showsSecrets(failed)) << failed;
     EXPECT_FALSE(showsSecrets(Traces(Arguments("'pink-Salmon"))));
 
@@ -107,19 +100,15 @@ TEST_F(Secrets, AreInNothingThatARunWrites) {
 }
 
 TEST_F(Secrets, LeaveTheProcessBeforeAnybodyCanLook) {
-    Warehouse.Run(
-        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-        "INSERT INTO dwm_multiuse VALUES(1,'" +
-        CurrentUserName() + "')");
+    Warehouse.MakeLock(true, CurrentUserName());
     for (const char* program : {MORVANE_PROGRAM, MORVANE_HEADLESS_PROGRAM}) {
         TerminalProgram process(program, Arguments("pink-Salmon"));
         process.ReadUntil("Do you wish to continue? [yes/no] ");
         const std::string arguments = process.About("cmdline");
-        EXPECT_NE(arguments.find("archivist"), std::string::npos) << arguments;
-        EXPECT_EQ(arguments.find("Herring"), std::string::npos);
-        EXPECT_EQ(arguments.find("Salmon"), std::string::npos);
-        EXPECT_NE(process.About("limits").find("Max core file size        0  "), std::string::npos)
-            << process.About("limits");
+        EXPECT_TRUE(Contains(arguments, "archivist"));
+        EXPECT_FALSE(Contains(arguments, "Herring"));
+        EXPECT_FALSE(Contains(arguments, "Salmon"));
+        EXPECT_TRUE(Contains(process.About("limits"), "Max core file size        0  "));
         process.Type("no\n");
         process.ReadToEnd();
         EXPECT_EQ(process.Wait(), 0);

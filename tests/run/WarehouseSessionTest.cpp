@@ -4,6 +4,7 @@
 
 #include "core/Platform.h"
 #include "db/ConnectionFactory.h"
+#include "db/modDatabaseOperations.h"
 #include "run/ArchiveDetails.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
@@ -18,15 +19,6 @@ class Session : public ::testing::Test {
     bool Prepare(const TestWarehouse& warehouse, LastUser lastUser = LastUser::Asked) {
         return Window.Prepare({warehouse.Server(), true, "", ""}, "dw", lastUser);
     }
-    static std::string Row(const TestWarehouse& warehouse) {
-        return warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
-    }
-    void LockTable(const std::string& row) const {
-        Warehouse.Run(
-            "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-            "INSERT INTO dwm_multiuse VALUES(" +
-            row + ")");
-    }
 
     TestWarehouse Warehouse;
     TestWarehouse Other;
@@ -40,17 +32,17 @@ class Session : public ::testing::Test {
 TEST_F(Session, HoldsTheLockUntilItLeaves) {
     EXPECT_TRUE(Prepare(Warehouse));
     EXPECT_TRUE(Prepare(Warehouse));
-    EXPECT_EQ(Row(Warehouse), "1|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     Window.CloseWarehouse();
     Window.Leave();
-    EXPECT_EQ(Row(Warehouse), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(State.WarehouseConnection, nullptr);
     EXPECT_TRUE(Prompt.Asked.empty());
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
 TEST_F(Session, ADeclinedQuestionLetsNoLaterClickWorkUnlocked) {
-    LockTable("1,'eva'");
+    Warehouse.MakeLock(true, "eva  ");
     for (int click = 0; click < 2; ++click) {
         Prompt.Answers = {false};
         EXPECT_FALSE(Prepare(Warehouse));
@@ -60,31 +52,31 @@ TEST_F(Session, ADeclinedQuestionLetsNoLaterClickWorkUnlocked) {
     EXPECT_EQ(Prompt.Asked[1],
               "Lock Profile|The Machine is currently locked By User : eva . Do you wish to "
               "continue?");
-    EXPECT_EQ(Row(Warehouse), "1|eva");
+    EXPECT_EQ(Warehouse.LockRow(), "1|eva  ");
     Prompt.Answers = {true};
     EXPECT_TRUE(Prepare(Warehouse));
-    EXPECT_EQ(Row(Warehouse), "1|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     EXPECT_EQ(Prompt.Asked.size(), 3U);
 }
 
 TEST_F(Session, AsksBeforeARunThatFollowsSomebodyElse) {
-    LockTable("0,' eva '");
+    Warehouse.MakeLock(false, " eva ");
     EXPECT_FALSE(Prepare(Warehouse));
     EXPECT_EQ(Prompt.Asked[0],
               "Lock History|Morvane Tool was last used by --  eva \r\nDo you wish to continue?");
-    EXPECT_EQ(Row(Warehouse), "0| eva ");
+    EXPECT_EQ(Warehouse.LockRow(), "0| eva ");
     EXPECT_TRUE(Prepare(Warehouse, LastUser::NotAsked));
-    EXPECT_EQ(Row(Warehouse), "1|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     EXPECT_EQ(Prompt.Asked.size(), 1U);
 }
 
 TEST_F(Session, LeavesAWarehouseForAnotherWithoutItsLock) {
     EXPECT_TRUE(Prepare(Warehouse));
     EXPECT_TRUE(Prepare(Other));
-    EXPECT_EQ(Row(Warehouse), "0|" + User);
-    EXPECT_EQ(Row(Other), "1|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
+    EXPECT_EQ(Other.LockRow(), "1|" + User);
     EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", LastUser::Asked));
-    EXPECT_EQ(Row(Other), "0|" + User);
+    EXPECT_EQ(Other.LockRow(), "0|" + User);
     EXPECT_EQ(Prompt.Shown.size(), 1U);
     EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", LastUser::Asked));
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
@@ -106,10 +98,7 @@ TEST_F(Session, ArchiveDetailsMustSayEnough) {
     RunSettings settings;
     const auto connection = Warehouse.Connect();
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
-    Warehouse.Run(
-        "CREATE TABLE dwm_archive(ID tinyint, Server varchar(100), SecureLogin bit, SQLUserName "
-        "varchar(100), SQLPassword varchar(100), DB varchar(100));"
-        "INSERT INTO dwm_archive VALUES(1,'(local)',1,NULL,NULL,NULL)");
+    CreateArchiveTable(*connection);
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
     Warehouse.Run("UPDATE dwm_archive SET DB=' old ', SecureLogin=0");
     EXPECT_FALSE(ReadArchiveDetails(*connection, settings));

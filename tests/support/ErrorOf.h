@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -7,11 +8,11 @@
 
 namespace morvane::testing {
 
-// What the database says against the action; "no error" when it says nothing.
+// What is said against the action; "no error" when it succeeds.
 inline std::string ErrorOf(const std::function<void()>& action) {
     try {
         action();
-    } catch (const DatabaseError& error) {
+    } catch (const std::exception& error) {
         return error.what();
     }
     return "no error";

@@ -4,13 +4,22 @@
 
 namespace morvane::testing {
 
-// Tuesday, 5 March 2024, 14:07:09, until it is set to something else.
+// Tuesday, 5 March 2024, 14:07:09, until it is set to something else; `Step` later at each look.
 class FixedClock : public Clock {
   public:
     LocalMoment Moment{std::chrono::year(2024) / 3 / 5,
                        std::chrono::hours(14) + std::chrono::minutes(7) + std::chrono::seconds(9)};
 
-    LocalMoment Now() const override { return Moment; }
+    std::chrono::seconds Step{0};
+
+    LocalMoment Now() const override {
+        const auto now = std::chrono::sys_days(Moment.Date) + Moment.TimeOfDay + looks_++ * Step;
+        const auto day = std::chrono::floor<std::chrono::days>(now);
+        return {day, now - day};
+    }
+
+  private:
+    mutable int looks_ = 0;
 };
 
 }  // namespace morvane::testing

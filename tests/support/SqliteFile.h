@@ -6,7 +6,7 @@
 namespace morvane::testing {
 
 // A database file, changed and read through SQLite itself, so that a fault in the program's engine
-// cannot hide from a test. It is opened anew for every call.
+// cannot hide from a test. Every call opens it again.
 class SqliteFile {
   public:
     explicit SqliteFile(std::string path) : path_(std::move(path)) {}

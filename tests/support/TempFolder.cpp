@@ -1,19 +1,17 @@
 #include "support/TempFolder.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <random>
-#include <set>
 #include <system_error>
+#include <vector>
+
+#include "core/Text.h"
 
 namespace morvane::testing {
 
-TempFolder::TempFolder(Place place) {
-    const std::filesystem::path memory = "/dev/shm";
-    std::error_code error;
-    const std::filesystem::path parent =
-        place == Place::InMemory && std::filesystem::is_directory(memory, error)
-            ? memory
-            : std::filesystem::temp_directory_path();
+TempFolder::TempFolder() {
+    const std::filesystem::path parent = std::filesystem::temp_directory_path();
     std::random_device random;
     std::filesystem::path folder;
     do {
@@ -28,15 +26,12 @@ TempFolder::~TempFolder() {
 }
 
 std::string ListFiles(const std::string& folder) {
-    std::set<std::string> names;
+    std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.insert(entry.path().filename().string());
+        names.push_back(entry.path().filename().string());
     }
-    std::string list;
-    for (const std::string& name : names) {
-        list += (list.empty() ? "" : " ") + name;
-    }
-    return list;
+    std::sort(names.begin(), names.end());
+    return Join(names, " ");
 }
 
 }  // namespace morvane::testing

@@ -7,11 +7,7 @@ namespace morvane::testing {
 // A fresh folder of its own for one test, removed with everything in it.
 class TempFolder {
   public:
-    // InMemory where the system has such a place: for tests that make hundreds of databases and
-    // cut no power, so that nothing is lost when nothing is synced to a disk.
-    enum class Place { Default, InMemory };
-
-    explicit TempFolder(Place place = Place::Default);
+    TempFolder();
     ~TempFolder();
     TempFolder(const TempFolder&) = delete;
     TempFolder& operator=(const TempFolder&) = delete;

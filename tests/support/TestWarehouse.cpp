@@ -1,7 +1,7 @@
 #include "support/TestWarehouse.h"
 
+#include "core/Text.h"
 #include "db/ConnectionFactory.h"
-#include "support/SqliteFile.h"
 
 namespace morvane::testing {
 
@@ -24,25 +24,22 @@ std::string QuotedOrNull(const std::string& text) {
 
 }  // namespace
 
-TestWarehouse::TestWarehouse() {
+std::unique_ptr<Connection> ConnectTo(const std::string& server, const std::string& database) {
+    auto connection = CreateConnection(server);
+    connection->SetProperty("Data Source", server);
+    connection->SetConnectionTimeout(20);
+    connection->Open();
+    connection->SetDefaultDatabase(database);
+    return connection;
+}
+
+TestWarehouse::TestWarehouse() : SqliteFile(Folder() + "/dw.db") {
     Run("CREATE TABLE dwm_tables(table_name varchar(128) COLLATE NOCASE,"
         " table_type varchar(20) COLLATE NOCASE, where_clause varchar(8000), is_selected bit);"
         "CREATE TABLE dwm_star_relations(selected bit,"
         " foreign_table varchar(128) COLLATE NOCASE, foreign_columns varchar(1000),"
         " primary_table varchar(128) COLLATE NOCASE, primary_columns varchar(1000),"
         " slow_moving_dim bit, original_primary_key varchar(1000))");
-}
-
-void TestWarehouse::Run(const std::string& sql) const {
-    SqliteFile(File()).Run(sql);
-}
-
-std::vector<std::string> TestWarehouse::Rows(const std::string& sql) const {
-    return SqliteFile(File()).Rows(sql);
-}
-
-std::string TestWarehouse::Text(const std::string& sql) const {
-    return SqliteFile(File()).Text(sql);
 }
 
 void TestWarehouse::AddTable(const std::string& name, const std::string& type, bool selected,
@@ -57,6 +54,13 @@ void TestWarehouse::AddRelation(const std::string& foreignTable, const std::stri
     Run("INSERT INTO dwm_star_relations VALUES(1," + Quoted(foreignTable) + "," +
         Quoted(foreignColumns) + "," + Quoted(primaryTable) + "," + Quoted(primaryColumns) + "," +
         (slowMoving ? "1" : "0") + "," + QuotedOrNull(originalKey) + ")");
+}
+
+void TestWarehouse::Relate(const std::vector<std::string>& relations) const {
+    for (const std::string& relation : relations) {
+        const std::vector<std::string> part = Split(relation, ' ');
+        AddRelation(part.at(0), part.at(1), part.at(2), part.at(3), false, part.at(3));
+    }
 }
 
 void TestWarehouse::AddDimension(const std::string& name, const std::string& columns,
@@ -79,13 +83,10 @@ void TestWarehouse::AddFact(const std::string& name, const std::string& columns,
     AddTable(name, "FACT", true, whereClause);
 }
 
-std::unique_ptr<Connection> TestWarehouse::Connect() const {
-    auto connection = CreateConnection(Server());
-    connection->SetProperty("Data Source", Server());
-    connection->SetConnectionTimeout(20);
-    connection->Open();
-    connection->SetDefaultDatabase(Database());
-    return connection;
+void TestWarehouse::MakeLock(bool set, const std::string& user) const {
+    Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100) COLLATE NOCASE);"
+        "INSERT INTO dwm_multiuse VALUES(" +
+        std::string(set ? "1" : "0") + "," + Quoted(user) + ")");
 }
 
 }  // namespace morvane::testing

@@ -2,34 +2,26 @@
 
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "core/Connection.h"
+#include "support/SqliteFile.h"
 #include "support/TempFolder.h"
-
-struct sqlite3;
 
 namespace morvane::testing {
 
+// An open connection of the program's own, with the database as its default.
+std::unique_ptr<Connection> ConnectTo(const std::string& server, const std::string& database);
+
 // A small embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with
-// the two meta tables, empty. It is filled and read back through SQLite itself, so that a fault in
-// the program's engine cannot hide from a test.
-class TestWarehouse {
+// the two meta tables, empty.
+class TestWarehouse : private TempFolder, public SqliteFile {
   public:
     TestWarehouse();
 
-    std::string Server() const { return "sqlite:" + folder_.Path(); }
+    std::string Server() const { return "sqlite:" + Folder(); }
     std::string Database() const { return "dw"; }
-    const std::string& Folder() const { return folder_.Path(); }
-    std::string File() const { return folder_ / "dw.db"; }
-
-    // Plain SQLite statements, separated by ";".
-    void Run(const std::string& sql) const;
-
-    // The rows of a query, columns joined by "|", NULL as "NULL".
-    std::vector<std::string> Rows(const std::string& sql) const;
-    // The rows in one text, joined by blanks.
-    std::string Text(const std::string& sql) const;
+    const std::string& Folder() const { return TempFolder::Path(); }
+    const std::string& File() const { return SqliteFile::Path(); }
 
     // Rows of the meta tables. A quote in a name is doubled.
     void AddTable(const std::string& name, const std::string& type, bool selected = true,
@@ -37,6 +29,10 @@ class TestWarehouse {
     void AddRelation(const std::string& foreignTable, const std::string& foreignColumns,
                      const std::string& primaryTable, const std::string& primaryColumns,
                      bool slowMoving = false, const std::string& originalKey = "") const;
+
+    // Plain relations, each "foreign_table columns primary_table columns", whose element key is the
+    // primary one.
+    void Relate(const std::vector<std::string>& relations) const;
 
     // A dimension table with its row in dwm_tables: `columns` and the two control columns, both 0
     // by default; a slowly-moving one gets start_date, end_date and is_current too.
@@ -47,11 +43,12 @@ class TestWarehouse {
     void AddFact(const std::string& name, const std::string& columns,
                  const std::string& whereClause = "") const;
 
-    // An open connection of the program's own, with the database as its default.
-    std::unique_ptr<Connection> Connect() const;
+    // The table of the lock: whether it is set, and by whom; as a server compares names, letter
+    // case means nothing to it.
+    void MakeLock(bool set, const std::string& user) const;
+    std::string LockRow() const { return Text("SELECT lock, user_name FROM dwm_multiuse"); }
 
-  private:
-    TempFolder folder_;
+    std::unique_ptr<Connection> Connect() const { return ConnectTo(Server(), Database()); }
 };
 
 }  // namespace morvane::testing

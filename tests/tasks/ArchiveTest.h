@@ -5,8 +5,10 @@
 #include <string>
 
 #include "core/LogStream.h"
+#include "db/modDatabaseOperations.h"
 #include "support/FixedClock.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modArchiveFactTables.h"
 
@@ -47,16 +49,10 @@ class ArchiveTest : public TaskTest {
     std::string ArchiveServer() const { return "sqlite:" + archiveFolder.Path(); }
 
     void ConnectArchive(bool integrated, const std::string& password = "secret") {
-        auto connection = CreateConnection(ArchiveServer());
-        connection->SetProperty("Data Source", ArchiveServer());
-        if (integrated) {
-            connection->SetProperty("Integrated Security", "SSPI");
-        } else {
-            connection->SetProperty("User ID", "clerk");
-            connection->SetProperty("Password", password);
-        }
-        connection->Open();
-        connection->SetDefaultDatabase("hist");
+        std::unique_ptr<Connection> connection;
+        EXPECT_TRUE(ConnectDatabase(CreateConnection, ArchiveServer(), integrated, "clerk",
+                                    password, connection, state.ErrorText, "hist",
+                                    kConnectionTimeout));
         state.ArchiveConnection = Traced(std::move(connection), "archive  ");
     }
 
@@ -86,7 +82,7 @@ class ArchiveTest : public TaskTest {
     void ExpectFailureWithAllRowsInPlace(const std::string& error,
                                          const std::string& archived = "") {
         EXPECT_FALSE(Archive());
-        EXPECT_NE(state.ErrorText.find(error), std::string::npos) << state.ErrorText;
+        EXPECT_TRUE(Contains(state.ErrorText, error));
         EXPECT_EQ(log.Text.substr(log.Text.rfind("An error occ")),
                   "An error occurred during archiving of fact tables.\n\n"
                   "-------------------------------\nEnd of Archiving of Fact Tables\n"

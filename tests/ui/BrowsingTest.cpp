@@ -11,7 +11,7 @@
 #include <map>
 
 #include "UiTest.h"
-#include "contract/ScopedVariable.h"
+#include "support/ScopedVariable.h"
 #include "ui/BrowsingDialogs.h"
 #include "ui/Controls.h"
 

@@ -5,8 +5,6 @@
 #include <QLineEdit>
 #include <QTimer>
 
-#include "db/ConnectionFactory.h"
-
 namespace morvane::testing {
 
 namespace {
@@ -46,9 +44,14 @@ void Type(const QWidget& window, const char* name, const QString& text) {
     QTest::keyClicks(&control, text);
 }
 
-void PressAccessKey(QWidget& window, char letter) {
+void ShowActive(QWidget& window) {
+    window.show();
     window.activateWindow();
     EXPECT_TRUE(QTest::qWaitForWindowActive(&window));
+}
+
+void PressAccessKey(QWidget& window, char letter) {
+    ShowActive(window);
     QTest::keyClick(&window, letter, Qt::AltModifier);
 }
 
@@ -56,27 +59,12 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
     QTimer::singleShot(0, qApp, [act = std::move(act)] { Poll(act); });
 }
 
-QString ScriptedBrowsing::BrowseForFolder(QWidget*, const QString& title,
-                                          const QString& startFolder) {
-    Asked.push_back(title.toStdString() + "|" + startFolder.toStdString());
-    return NextAnswer();
-}
-
-QString ScriptedBrowsing::BrowseForComputer(const QString& title, QWidget*) {
-    Asked.push_back(title.toStdString());
-    return NextAnswer();
-}
-
-QString ScriptedBrowsing::NextAnswer() {
-    if (Answers.empty()) {
-        return {};
-    }
-    QString answer = Answers.front();
-    Answers.pop_front();
-    return answer;
-}
-
-UiFixture::UiFixture()
-    : Services{Clock, Prompt, Progress, CreateConnection, Output, Errors, {}, {}} {}
-
 }  // namespace morvane::testing
+
+// The windows are real, on a platform that draws into memory.
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    ::testing::InitGoogleTest(&argc, argv);
+    const QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

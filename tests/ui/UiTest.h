@@ -10,12 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "run/RunServices.h"
-#include "support/FixedClock.h"
-#include "support/RecordingProgress.h"
-#include "support/ScriptedPrompt.h"
-#include "support/TempFolder.h"
-#include "support/TestWarehouse.h"
+#include "support/RunFixture.h"
 #include "ui/modBrowsing.h"
 
 namespace morvane::testing {
@@ -29,6 +24,8 @@ Control& Find(const QWidget& window, const char* name) {
     }
     return *control;
 }
+
+void ShowActive(QWidget& window);
 
 // What a user does, who can only use what is visible and enabled.
 void Click(const QWidget& window, const char* name);
@@ -46,27 +43,31 @@ class ScriptedBrowsing : public Browsing {
     std::deque<QString> Answers;
     std::vector<std::string> Asked;  // "title" or "title|start folder"
 
-    QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override;
-    QString BrowseForComputer(const QString& title, QWidget*) override;
+    QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override {
+        return Ask(title.toStdString() + "|" + startFolder.toStdString());
+    }
+    QString BrowseForComputer(const QString& title, QWidget*) override {
+        return Ask(title.toStdString());
+    }
 
   private:
-    QString NextAnswer();
+    QString Ask(const std::string& question) {
+        Asked.push_back(question);
+        if (Answers.empty()) {
+            return {};
+        }
+        QString answer = Answers.front();
+        Answers.pop_front();
+        return answer;
+    }
 };
 
 // A warehouse and everything that a window needs besides.
-struct UiFixture : public ::testing::Test {
+struct UiFixture : public ::testing::Test, public TestServices {
     TestWarehouse Warehouse;
     TempFolder Files;
-    FixedClock Clock;
-    ScriptedPrompt Prompt;
-    RecordingProgress Progress;
     ScriptedBrowsing Browse;
-    std::ostringstream Output;
-    std::ostringstream Errors;
-    RunServices Services;
     RunState State;
-
-    UiFixture();
 };
 
 }  // namespace morvane::testing

@@ -7,49 +7,29 @@
 #include <QSignalSpy>
 #include <filesystem>
 
-#include "../run/RunFixture.h"
 #include "UiTest.h"
 #include "core/Platform.h"
 #include "core/modFileFunctions.h"
+#include "db/modDatabaseOperations.h"
+#include "run/CommandLine.h"
 #include "support/SqliteFile.h"
+#include "support/Texts.h"
 #include "ui/frmProgress.h"
 
 namespace morvane::testing {
 namespace {
 
-// Presses Cancel when a task begins; the press waits in the queue for the task's next poll.
-class ImpatientProgress : public frmProgress {
-  public:
-    ImpatientProgress() : frmProgress({}) {}
-
-    void MarkTaskRunning(std::size_t k) override {
-        frmProgress::MarkTaskRunning(k);
-        if (static_cast<int>(k) == CancelTask) {
-            auto& button = Find<QWidget>(*this, "cmdCancel");
-            const QPointF place = button.rect().center();
-            const QPointF globalPlace = button.mapToGlobal(place);
-            for (const auto type : {QEvent::MouseButtonPress, QEvent::MouseButtonRelease}) {
-                const bool press = type == QEvent::MouseButtonPress;
-                QCoreApplication::postEvent(
-                    &button, new QMouseEvent(type, place, globalPlace, Qt::LeftButton,
-                                             press ? Qt::LeftButton : Qt::NoButton, {}));
-            }
-        }
-    }
-
-    int CancelTask = -1;
-};
-
 class MainWindow : public UiFixture {
   protected:
-    MainWindow() : Services2{Clock, Prompt, RunWindow, Services.Connect, Output, Errors, {}, {}} {
+    MainWindow()
+        : WithRunWindow{Clock, Prompt, RunWindow, Services.Connect, Output, Errors, {}, {}} {
         FillStar(Warehouse);
         EnsureFolder(Files / "my logs");
     }
 
     // The window as the user finds it.
     frmMain& Open() {
-        Window = std::make_unique<frmMain>(State, Services2, Browse);
+        Window = std::make_unique<frmMain>(State, WithRunWindow, Browse);
         QObject::connect(&RunWindow, &frmProgress::Closed, Window.get(), &frmMain::ShowAgain);
         Window->show();
         QApplication::processEvents();
@@ -72,41 +52,19 @@ class MainWindow : public UiFixture {
     }
 
     void OpenConfig() {
-        State.CommandLineMode = State.ConfigMode = true;
-        State.ConfigFileName = Files / "run.cfg";
-        RunSettings& given = State.GlobalSettings;
-        given.Machine = Warehouse.Server();
-        given.Database = "dw";
-        given.UserName = "sa";
-        given.Password = "p w";
-        given.ArchiveFactTables = given.DeleteMarked = given.AtomicDeletion = true;
-        given.ArchiveMachine = "old";
-        given.ArchiveDatabase = "hist";
-        given.ArchiveUserName = "arch";
-        given.LogDirectory = Files / "my logs";
+        const std::string line = "-config " + (Files / "run.cfg") + " -mac " + Warehouse.Server() +
+                                 " -db dw -usr sa -pwd \"p w\" -clsf -del -datom -bkmac old"
+                                 " -bkdb hist -bkusr arch -log \"" +
+                                 (Files / "my logs") + "\"";
+        ParseCommandLine(line, kMaxArgs, kPlatformSlashPaths, State.GlobalSettings, State);
         Open();
-    }
-
-    void UseArchive(const std::string& values) const {
-        SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
-        Warehouse.Run(
-            "CREATE TABLE dwm_archive(ID tinyint, Server varchar(100), SecureLogin bit, "
-            "SQLUserName varchar(100), SQLPassword varchar(100), DB varchar(100));"
-            "INSERT INTO dwm_archive VALUES(1," +
-            values + ")");
     }
 
     bool IsEnabled(const char* name) const { return Find<QWidget>(*Window, name).isEnabled(); }
     bool IsChecked(const char* name) const { return Find<QCheckBox>(*Window, name).isChecked(); }
-    std::string LockRow() const {
-        return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
-    }
-    std::string Log() const {
-        return ReadWholeFile(Files / "my logs/Morvane_Log05-03-202414-07-09.txt");
-    }
 
-    ImpatientProgress RunWindow;
-    RunServices Services2;
+    frmProgress RunWindow{{}};
+    RunServices WithRunWindow;
     std::unique_ptr<frmMain> Window;
     const std::string User = CurrentUserName();
 };
@@ -176,7 +134,10 @@ TEST_F(MainWindow, AtomicDeletionGoesWithDeletion) {
 }
 
 TEST_F(MainWindow, PerformsARunAndComesBack) {
-    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
+    SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
+    CreateArchiveTable(*Warehouse.Connect());
+    Warehouse.Run("UPDATE dwm_archive SET Server = '" + Warehouse.Server() +
+                  "', SecureLogin = 0, SQLUserName = 'x', DB = 'hist'");
     frmMain& window = OpenConnected();
     for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
         Click(window, task);
@@ -186,7 +147,7 @@ TEST_F(MainWindow, PerformsARunAndComesBack) {
     ASSERT_TRUE(RunWindow.isVisible());
     EXPECT_EQ(QApplication::overrideCursor(), nullptr);
     EXPECT_TRUE(Prompt.Shown.empty());
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen's only row is in the archive";
     for (const char* report : {"SummaryReport", "DetailedReport", "TableFilterReport"}) {
         EXPECT_TRUE(
@@ -200,32 +161,6 @@ TEST_F(MainWindow, PerformsARunAndComesBack) {
     EXPECT_TRUE(Prompt.Asked.empty());
 }
 
-class MainWindowCancel : public MainWindow, public ::testing::WithParamInterface<int> {};
-
-TEST_P(MainWindowCancel, StopsTheTaskAndComesBack) {
-    const std::array messages{
-        "Checking of Meta Data Process Cancelled by User.",
-        "Archieving Fact Table Process Cancelled by User.", "Marking Process Cancelled by User.",
-        "Report Generation Process Cancelled by User.", "Deletion Process Cancelled by User."};
-    UseArchive("'" + Warehouse.Server() + "',0,'x',NULL,'hist'");
-    frmMain& window = OpenConnected();
-    for (const char* task : {"chkOptions1", "chkOptions2", "chkOptions3", "chkOptions4"}) {
-        Click(window, task);
-    }
-    RunWindow.CancelTask = GetParam();
-    Click(window, "cmdProcess");
-    const std::string message = messages[static_cast<std::size_t>(GetParam())];
-    EXPECT_EQ(Prompt.Shown, (std::vector<std::string>{"Morvane|" + message + "\r\n"}));
-    EXPECT_NE(Log().find(message), std::string::npos);
-    EXPECT_EQ(LockRow(), "0|" + User);
-    EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM product"), "4");
-    EXPECT_FALSE(window.isVisible());
-    Click(RunWindow, "cmdOK");
-    EXPECT_TRUE(window.isVisible());
-}
-
-INSTANTIATE_TEST_SUITE_P(Tasks, MainWindowCancel, ::testing::Range(0, 5));
-
 TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     frmMain& window = OpenConnected();
     QSignalSpy closed(&window, &frmMain::Closed);
@@ -233,11 +168,11 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     for (const char* button : {"cmdFacts", "cmdDimensions"}) {
         WhenModalOpens([&](QWidget& dialog) {
             opened.push_back(dialog.objectName().toStdString());
-            EXPECT_EQ(LockRow(), "1|" + User);
+            EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
             Click(dialog, "cmdCancel");
         });
         Click(window, button);
-        EXPECT_EQ(LockRow(), "1|" + User);
+        EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     }
     EXPECT_EQ(opened, (std::vector<std::string>{"frmSetFactTableFilters", "frmSustainRec"}));
     EXPECT_EQ(Warehouse.Text("SELECT * FROM dwm_archive"), "1|(local)|1|NULL|NULL|NULL");
@@ -247,7 +182,7 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     });
     Click(window, "cmdFacts");
     EXPECT_EQ(closed.count(), 1);
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(State.WarehouseConnection, nullptr);
 }
 
@@ -255,8 +190,7 @@ TEST_F(MainWindow, OpensNoDialogOnBrokenMetaData) {
     frmMain& window = OpenConnected();
     Warehouse.Run("UPDATE dwm_tables SET table_type='X' WHERE table_name='product'");
     Click(window, "cmdDimensions");
-    EXPECT_NE(Prompt.Shown.back().find("table_type  Incorrect for TableName : product"),
-              std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "table_type  Incorrect for TableName : product"));
     Warehouse.Run("DROP TABLE dwm_tables");
     Click(window, "cmdFacts");
     EXPECT_EQ(Prompt.Shown.back(),
@@ -292,14 +226,14 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
     Click(window, "cmdDBRefresh");
     ChooseDatabase("dw");
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("option -pwd"), std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "option -pwd"));
     EXPECT_EQ(closed.count(), 0) << "nothing that was entered is lost";
     Type(window, "txtSQLPassword", " x ");
     Click(window, "cmdDBRefresh");
     ChooseDatabase("dw");
     Click(window, "cmdProcess");
     EXPECT_EQ(closed.count(), 1);
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(ReadWholeFile(Files / "run.cfg"),
               "-mac " + Warehouse.Server() +
                   " -db dw -usr sa -pwd \" x \" -chkmd -bkmac old -bkdb hist -bkusr arch -clsf "
@@ -317,15 +251,15 @@ TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {
     EXPECT_TRUE(IsEnabled("cmdProcess"));
     State.ConfigFileName = " ";
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("When in Config Mode Please specify the Config File Name"),
-              std::string::npos);
+    EXPECT_TRUE(
+        Contains(Prompt.Shown.back(), "When in Config Mode Please specify the Config File Name"));
     State.ConfigFileName = Files / "missing/run.cfg";
     Click(window, "cmdProcess");
-    EXPECT_NE(Prompt.Shown.back().find("Cannot write the file"), std::string::npos);
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "Cannot write the file"));
     EXPECT_TRUE(window.isVisible());
     QTest::keyClick(&window, Qt::Key_Escape);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }));
-    EXPECT_EQ(LockRow(), "0|" + User);
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
-#include <map>
 
 #include "UiTest.h"
 #include "ui/frmProgress.h"
@@ -48,22 +47,9 @@ struct ProgressWindowTest : ::testing::Test {
                                     new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier));
     }
     void PostCloseBox() { QCoreApplication::postEvent(&Window, new QCloseEvent); }
-
-    // Where everything is, the window's own size included.
-    std::map<QString, QRect> Places() {
-        Window.ProcessEvents();
-        std::map<QString, QRect> places{{"window", Window.geometry()}};
-        for (const auto* control : Window.findChildren<QWidget*>()) {
-            if (control->isVisible() && !control->objectName().isEmpty()) {
-                places[control->objectName()] =
-                    QRect(control->mapTo(&Window, QPoint()), control->size());
-            }
-        }
-        return places;
-    }
 };
 
-TEST_F(ProgressWindowTest, OpensInTheMiddleOfTheScreenWithTheRunsOverview) {
+TEST_F(ProgressWindowTest, OpensWithTheRunsOverview) {
     EXPECT_EQ(Text("lblServer"), "dw01");
     EXPECT_EQ(Text("lblDatabase"), "sales");
     EXPECT_EQ(Text("lblStartTime"), "Tuesday, Mar 5 2024 14:07:09");
@@ -73,12 +59,15 @@ TEST_F(ProgressWindowTest, OpensInTheMiddleOfTheScreenWithTheRunsOverview) {
     EXPECT_FALSE(CanUse("cmdOK"));
     EXPECT_TRUE(CanUse("cmdCancel"));
     EXPECT_TRUE(Window.isModal());
-    const QPoint off = Window.screen()->geometry().center() - Window.frameGeometry().center();
-    EXPECT_LT(off.manhattanLength(), 8);  // the frame is not known before the window is shown
+
+    Window.Load({"s", "d", "now", {}});
+    EXPECT_EQ(Text("lblTaskName0"), "");
+    EXPECT_EQ(Window.findChild<QWidget*>("lblTaskName1"), nullptr);
+    Window.MarkTaskRunning(3);  // there is none
+    Window.MarkTaskCompleted(3);
 }
 
 TEST_F(ProgressWindowTest, ARunningTaskIsMarkedAndACompletedOneIsChecked) {
-    const auto before = Places();
     Window.MarkTaskRunning(0);
     EXPECT_EQ(Text("lblTaskName0"), "One....");
     Window.MarkTaskCompleted(0);
@@ -87,75 +76,36 @@ TEST_F(ProgressWindowTest, ARunningTaskIsMarkedAndACompletedOneIsChecked) {
     EXPECT_TRUE(Shows("imgChecked0"));
     EXPECT_EQ(Text("lblTaskName1"), "Two....");
     EXPECT_FALSE(Shows("imgChecked1"));
-    for (const auto& [name, place] : before) {
-        EXPECT_EQ(Places()[name], place) << name.toStdString();
-    }
-    const auto& first = Find<QLabel>(Window, "lblTaskName0");
-    const auto& second = Find<QLabel>(Window, "lblTaskName1");
-    EXPECT_EQ(second.y(), first.y() + first.height());
-    EXPECT_EQ(Find<QWidget>(Window, "imgChecked0").y(), first.y());
-
     Window.EnableObject(ProgressControl::cmdOK);  // cancelled: nothing runs any more
     EXPECT_EQ(Text("lblTaskName1"), "Two");
     EXPECT_FALSE(Shows("imgChecked1"));
 }
 
-TEST_F(ProgressWindowTest, ARunWithoutTasksHasTheFirstLineAlone) {
-    const int width = Window.width();
-    Window.Load({std::string(300, 's'), std::string(300, 'd'), "now", {}});
-    Window.ProcessEvents();
-    EXPECT_EQ(Window.width(), width);  // long names are cut
-    EXPECT_EQ(Text("lblTaskName0"), "");
-    EXPECT_EQ(Window.findChild<QWidget*>("lblTaskName1"), nullptr);
-    EXPECT_EQ(Window.findChild<QWidget*>("imgChecked1"), nullptr);
-    Window.MarkTaskRunning(3);
-    Window.MarkTaskCompleted(3);
-}
-
-TEST_F(ProgressWindowTest, AFrameTakesItsHeightAlongAndBringsItBack) {
-    for (const QSize extra : {QSize(0, 0), QSize(90, 70)}) {
-        Window.resize(Window.size() + extra);
-        auto before = Places();
-        const int comment = before["OverallProgFrame"].height();
+TEST_F(ProgressWindowTest, AFrameTakesItsHeightFromTheWindowAndGivesItBack) {
+    const QSize designed = Window.size();
+    const int frame = Find<QWidget>(Window, "OverallProgFrame").height();
+    const int list = Find<QWidget>(Window, "Frame3").height();
+    for (int twice = 0; twice < 2; ++twice) {
         Window.HideFrame(ProgressFrame::OverallProgFrame);
-        Window.HideFrame(ProgressFrame::OverallProgFrame);  // already hidden: no second gap
-        auto hidden = Places();
-        EXPECT_EQ(hidden["window"], before["window"].adjusted(0, 0, 0, -comment));
-        EXPECT_EQ(hidden["ProgIndFrame"], before["ProgIndFrame"].adjusted(0, 0, 0, -comment));
-        EXPECT_EQ(hidden["Frame3"], before["Frame3"]);
-        for (const char* moved : {"prgProgress", "cmdOK", "cmdCancel"}) {
-            EXPECT_EQ(hidden[moved], before[moved].translated(0, -comment)) << moved;
-        }
-
-        Window.ShowFrame(ProgressFrame::DetectProgFrame);
-        Window.ShowRelation(std::string(300, 'p'), std::string(300, 'f'));
-        auto detecting = Places();
-        const int relation = detecting["DetectProgFrame"].height();
-        EXPECT_GT(relation, comment);
-        EXPECT_EQ(detecting["window"], hidden["window"].adjusted(0, 0, 0, relation));
-        EXPECT_EQ(detecting["DetectProgFrame"].top(), before["OverallProgFrame"].top());
-
-        Window.HideFrame(ProgressFrame::DetectProgFrame);
-        Window.ShowFrame(ProgressFrame::OverallProgFrame);
-        Window.Comment(std::string(300, 'c'));
-        EXPECT_EQ(Places(), before);
+        EXPECT_EQ(Window.height(), designed.height() - frame);
     }
-}
-
-TEST_F(ProgressWindowTest, TheIndicatorGoesAtTheEndAndTheButtonsTakeItsPlace) {
-    auto before = Places();
+    Window.ShowFrame(ProgressFrame::DetectProgFrame);
+    Window.ShowRelation(std::string(300, 'p'), std::string(300, 'f'));
+    Window.ProcessEvents();
+    EXPECT_GT(Window.height(), designed.height());
+    EXPECT_EQ(Find<QWidget>(Window, "Frame3").height(), list);
+    Window.HideFrame(ProgressFrame::DetectProgFrame);
+    Window.ShowFrame(ProgressFrame::OverallProgFrame);
+    Window.Comment(std::string(300, 'c'));
+    Window.ProcessEvents();
+    EXPECT_EQ(Window.size(), designed);
     Finish();
-    Window.RemoveProgIndicator();
-    auto after = Places();
-    EXPECT_EQ(after["window"].height(),
-              before["window"].height() - before["ProgIndFrame"].height());
-    EXPECT_EQ(after["cmdOK"].top(), before["ProgIndFrame"].top());
-    EXPECT_EQ(after["cmdCancel"].top(), before["ProgIndFrame"].top());
-    EXPECT_EQ(after["Frame3"], before["Frame3"]);
+    EXPECT_LT(Window.height(), designed.height() - frame);
+    EXPECT_FALSE(Shows("ProgIndFrame"));
 }
 
 TEST_F(ProgressWindowTest, ASecondRunFindsTheWindowAsDesigned) {
-    const auto designed = Places();
+    const QSize designed = Window.size();
     Window.resize(Window.size() + QSize(50, 50));
     Window.MarkTaskCompleted(0);
     Window.HideFrame(ProgressFrame::OverallProgFrame);
@@ -167,17 +117,12 @@ TEST_F(ProgressWindowTest, ASecondRunFindsTheWindowAsDesigned) {
     Finish();
     Click(Window, "cmdOK");
     Window.Load(kTwoTasks);
-    const auto again = Places();
-    for (const auto& [name, place] : designed) {
-        EXPECT_EQ(again.at(name).size(), place.size()) << name.toStdString();
-    }
-    EXPECT_EQ(again.size(), designed.size());
-    for (const char* emptied : {"lblEndTime", "lblPrimaryTable", "lblForeignTable"}) {
-        EXPECT_EQ(Text(emptied), "") << emptied;
-    }
+    EXPECT_EQ(Window.size(), designed);
+    EXPECT_TRUE(Shows("OverallProgFrame") && Shows("ProgIndFrame") && !Shows("DetectProgFrame"));
+    EXPECT_FALSE(Shows("imgChecked0"));
+    EXPECT_EQ(Text("lblEndTime") + Text("lblPrimaryTable") + Text("lblForeignTable"), "");
     EXPECT_EQ(Window.ProgressVal(), 0);
-    EXPECT_FALSE(Window.mUserCancel);
-    EXPECT_FALSE(CanUse("cmdOK"));
+    EXPECT_FALSE(Window.mUserCancel || CanUse("cmdOK"));
     EXPECT_TRUE(CanUse("cmdCancel"));
 }
 
@@ -212,6 +157,10 @@ TEST_F(ProgressWindowTest, ACancelIsReportedByAPollThatFindsInputWaiting) {
     EXPECT_FALSE(Window.CheckCancelState());
     PostKey(Qt::Key_Shift);
     EXPECT_TRUE(Window.CheckCancelState());
+
+    Window.Load(kTwoTasks);
+    Signalled = true;
+    EXPECT_TRUE(Window.CheckCancelState()) << "a signal needs no input";
 }
 
 TEST_F(ProgressWindowTest, ACancelInAnotherEventPassWaitsForInput) {
@@ -221,11 +170,6 @@ TEST_F(ProgressWindowTest, ACancelInAnotherEventPassWaitsForInput) {
     EXPECT_TRUE(Window.mUserCancel);
     EXPECT_FALSE(Window.CheckCancelState());
     PostMouse(QEvent::MouseButtonPress);
-    EXPECT_TRUE(Window.CheckCancelState());
-}
-
-TEST_F(ProgressWindowTest, ASignalCancelsWithoutInput) {
-    Signalled = true;
     EXPECT_TRUE(Window.CheckCancelState());
 }
 

@@ -1,24 +1,32 @@
 #include "db/SustainQuery.h"
 
-#include <gtest/gtest.h>
-
+#include "db/StatementTrace.h"
+#include "db/UpdatableRows.h"
+#include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 
-class SustainQueryTest : public ::testing::Test {
+// What stands in the query box, and the rows that it shows and saves.
+class SustainTest : public ::testing::Test {
   protected:
     TestWarehouse warehouse;
     std::unique_ptr<Connection> connection;
+    std::vector<std::string> sent;
 
-    SustainQueryTest() {
+    SustainTest() {
         warehouse.Run(
             "CREATE TABLE item(id int, shop int, name varchar(20), is_sustainable bit,"
-            " is_deletable bit, PRIMARY KEY(id, shop))");
+            " is_deletable bit, PRIMARY KEY(id, shop));"
+            "INSERT INTO item VALUES(1, 1, ' c ', 0, 0), (1, 2, 'a', 1, 0),"
+            "(2, 1, 'b', NULL, 0), (2, 2, NULL, 0, 0);"
+            "CREATE TABLE f(id int, day int); INSERT INTO f VALUES(1, 10), (1, 20)");
         warehouse.AddDimension("[odd one]", "[the key] int PRIMARY KEY, name varchar(20)");
         warehouse.AddDimension("loose", "id int, name varchar(20), pic varbinary(9)");
-        warehouse.Run("CREATE TABLE f(id int, name varchar(20))");
-        connection = warehouse.Connect();
+        warehouse.Run("INSERT INTO loose(name) VALUES('x'), ('x'), ('y'), (NULL)");
+        connection = TraceStatements(warehouse.Connect(),
+                                     [&](std::string_view text) { sent.emplace_back(text); });
     }
 
     UpdatableQuery Made(const std::string& sql) {
@@ -41,9 +49,23 @@ class SustainQueryTest : public ::testing::Test {
         std::string errorText;
         return ParseSelect(sql, errorText) ? "" : errorText;
     }
+    UpdatableRows Open(const std::string& sql) { return {*connection, Made(sql)}; }
+    std::string Flags(const std::string& table) {
+        return warehouse.Text("SELECT is_sustainable FROM " + table + " ORDER BY rowid");
+    }
+    std::string SaveError(UpdatableRows& rows) {
+        return ErrorOf([&] { rows.Save(*connection); });
+    }
+    static std::string Shown(const UpdatableRows& rows) {
+        std::string text;
+        for (std::size_t column = 0; column < rows.ColumnCount(); ++column) {
+            text += rows.ColumnName(column) + "=" + rows.Cell(0, column) + " ";
+        }
+        return text + (rows.Checked(0) ? "checked" : "");
+    }
 };
 
-TEST_F(SustainQueryTest, ACommaBetweenFromAndTheConditionIsAJoin) {
+TEST_F(SustainTest, ACommaBetweenFromAndTheConditionIsAJoin) {
     EXPECT_FALSE(IsJoinQuery("SELECT a, b FROM t"));
     EXPECT_TRUE(IsJoinQuery("SELECT * FROM t1, t2 WHERE t1.a = t2.a"));
     EXPECT_FALSE(IsJoinQuery("SELECT * FROM t1 JOIN t2 ON t1.a = t2.a"));
@@ -57,7 +79,7 @@ TEST_F(SustainQueryTest, ACommaBetweenFromAndTheConditionIsAJoin) {
     EXPECT_TRUE(IsJoinQuery("a, b")) << "without a from, all of it";
 }
 
-TEST_F(SustainQueryTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
+TEST_F(SustainTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
     EXPECT_EQ(Rebuilt("Select * from item"), "Select  is_sustainable, * from item");
     EXPECT_EQ(Rebuilt("SELECT\n\tTop  5\r\n * from item ; "),
               "Select TOP 5 is_sustainable, * from item");
@@ -73,7 +95,7 @@ TEST_F(SustainQueryTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
               "Select  is_sustainable, * from item");
 }
 
-TEST_F(SustainQueryTest, NothingButOneQueryIsExecuted) {
+TEST_F(SustainTest, NothingButOneQueryIsExecuted) {
     for (const char* sql :
          {"", "delete from item", "select", "select distinct from item", "exec x",
           "with a as (select 1) select * from a", "select * from item; drop table item",
@@ -89,7 +111,7 @@ TEST_F(SustainQueryTest, NothingButOneQueryIsExecuted) {
     EXPECT_EQ(Refusal("select id from item inner merge join f on f.id = item.id"), "");
 }
 
-TEST_F(SustainQueryTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
+TEST_F(SustainTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     EXPECT_EQ(Rebuilt("select name from item"),
               "Select  is_sustainable, item.id, item.shop, name from item");
     EXPECT_EQ(Key("select name from item"), "id@1 shop@2 ");
@@ -98,7 +120,7 @@ TEST_F(SustainQueryTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     EXPECT_EQ(Key("select i.ID, name from dbo.[item] i"), "ID@2 shop@1 ");
     EXPECT_EQ(Rebuilt("select name from [odd one]"),
               "Select  is_sustainable, [odd one].[the key], name from [odd one]");
-    EXPECT_EQ(Made("select name from item FROM f").Sql.find("FROM."), std::string::npos)
+    EXPECT_FALSE(Contains(Made("select name from item FROM f").Sql, "FROM."))
         << "no alias; the server refuses it";
     // An alias that sounds like the key is not the key.
     EXPECT_EQ(Key("select 7 as id, shop from item"), "id@1 shop@3 ");
@@ -110,7 +132,7 @@ TEST_F(SustainQueryTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     }
 }
 
-TEST_F(SustainQueryTest, TheKeyIsFoundWhereTheQueryReadsIt) {
+TEST_F(SustainTest, TheKeyIsFoundWhereTheQueryReadsIt) {
     EXPECT_EQ(Key("select * from item"), "id@1 shop@2 ");
     EXPECT_EQ(Key("select upper(name), item.* from item"), "id@2 shop@3 ");
     EXPECT_EQ(Key("select f.*, item.* from item join f on f.id = item.id"), "id@1 shop@2 ");
@@ -120,23 +142,105 @@ TEST_F(SustainQueryTest, TheKeyIsFoundWhereTheQueryReadsIt) {
         << "no primary key: what can be compared";
 }
 
-TEST_F(SustainQueryTest, WithoutOneTableBehindItNothingCanBeSaved) {
+TEST_F(SustainTest, WithoutOneTableBehindItNothingCanBeSaved) {
     warehouse.Run("CREATE VIEW v AS SELECT * FROM item");
-    for (const char* sql :
-         {"select * from (select * from item) x", "select * from item union select * from item",
-          "select * from v", "select 1", "select * from item for xml",
-          "select upper(name) from f"}) {
+    for (const char* sql : {"select * from (select * from item) x",
+                            "select * from item union select * from item", "select * from v",
+                            "select 1", "select * from item for xml", "select upper(day) from f"}) {
         EXPECT_EQ(Key(sql).substr(Key(sql).find("read")), "read-only") << sql;
     }
 }
 
-TEST_F(SustainQueryTest, ASortTakesTheOrdersPlace) {
+TEST_F(SustainTest, ASortTakesTheOrdersPlace) {
     EXPECT_EQ(OrderedBy("Select * from t;", "name"), "Select * from t ORDER BY name");
     EXPECT_EQ(OrderedBy("Select * from t order\nby a desc, b -- x", "a]b"),
               "Select * from t ORDER BY [a]]b]");
     EXPECT_EQ(
         OrderedBy("Select row_number() over (order by a) from t where x = ' order by '", "order"),
         "Select row_number() over (order by a) from t where x = ' order by ' ORDER BY [order]");
+}
+
+TEST_F(SustainTest, FlagsAndAddedKeysAreNotShown) {
+    EXPECT_EQ(Shown(Open("select * from item")), "id=1 shop=1 name=c is_deletable=0 ");
+    EXPECT_EQ(Shown(Open("select name, 1 as is_selected from item")), "name=c ");
+    EXPECT_EQ(Shown(Open("select 1 as is_sustainable, name from item")), "name=c checked")
+        << "the last field of the name gives the mark";
+    UpdatableQuery plain;
+    plain.Sql = "select name, 1 as is_sustainable from item";
+    EXPECT_EQ(Shown({*connection, plain}), "name= checked") << "the first field is no cell";
+}
+
+TEST_F(SustainTest, ChangedRowsAloneAreWrittenByTheirKeyWhateverTheOrder) {
+    UpdatableRows rows = Open("select name from item order by id desc, shop desc");
+    EXPECT_EQ(rows.Cell(1, 0), "b");
+    rows.SetChecked(0, true);
+    sent.clear();
+    rows.Save(*connection);
+    EXPECT_EQ(Flags("item"), "0 1 0 1") << "NULL counts as changed";
+    EXPECT_EQ(sent.size(), 4U);  // with BEGIN and COMMIT
+    sent.clear();
+    rows.Save(*connection);
+    EXPECT_TRUE(sent.empty());
+    rows.SetChecked(0, false);
+    rows.Save(*connection);
+    EXPECT_EQ(Flags("item"), "0 1 0 0") << "what was saved is the old value now";
+}
+
+TEST_F(SustainTest, ARowChangedBySomeoneElseSavesNone) {
+    UpdatableRows rows = Open("select * from item");
+    warehouse.Run("UPDATE item SET is_sustainable = 1 WHERE id = 2 AND shop = 2");
+    rows.SetChecked(0, true);
+    rows.SetChecked(3, true);
+    EXPECT_TRUE(Contains(SaveError(rows), "id = 2, shop = 2, is_sustainable = 0"));
+    EXPECT_EQ(Flags("item"), "0 1 NULL 1");
+    EXPECT_TRUE(rows.Checked(0)) << "the list stays as it was left";
+}
+
+TEST_F(SustainTest, RowsOfOneRecordMustAgreeAndAreWrittenOnce) {
+    UpdatableRows rows = Open(
+        "select name, day from item join f on f.id = item.id"
+        " where item.shop = 1 order by day");
+    ASSERT_EQ(rows.Count(), 2U);
+    rows.SetChecked(1, true);
+    EXPECT_NE(SaveError(rows), "no error");
+    EXPECT_EQ(Flags("item"), "0 1 NULL 0");
+    rows.SetChecked(0, true);
+    EXPECT_EQ(SaveError(rows), "no error");
+    EXPECT_EQ(Flags("item"), "1 1 NULL 0");
+}
+
+TEST_F(SustainTest, WithoutAKeyARecordThatIsNotTheOnlyOneIsRefused) {
+    UpdatableRows rows = Open("select name from loose order by name");
+    rows.SetChecked(0, true);
+    rows.SetChecked(3, true);
+    EXPECT_EQ(SaveError(rows), "no error") << "NULL and y stand alone";
+    EXPECT_EQ(Flags("loose"), "0 0 1 1");
+    rows.SetChecked(1, true);
+    EXPECT_NE(SaveError(rows), "no error");
+    rows.SetChecked(2, true);
+    EXPECT_NE(SaveError(rows), "no error");
+    EXPECT_EQ(Flags("loose"), "0 0 1 1");
+
+    UpdatableRows derived = Open("select * from (select * from loose) l");
+    EXPECT_EQ(derived.Count(), 4U);
+    derived.SetChecked(0, true);
+    EXPECT_TRUE(Contains(SaveError(derived), "cannot be saved"));
+}
+
+TEST_F(SustainTest, MarksNotSavedFollowTheirRecords) {
+    UpdatableRows before = Open("select name from item order by id, shop");
+    before.SetChecked(0, true);
+    before.SetChecked(1, false);
+    UpdatableRows after = Open("select name from item order by id desc, shop desc");
+    after.CarryOver(before);
+    EXPECT_TRUE(after.Checked(3));
+    EXPECT_FALSE(after.Checked(2) || after.Checked(1) || after.Checked(0));
+
+    UpdatableRows twins = Open("select name from loose order by name");
+    twins.SetChecked(1, true);
+    UpdatableRows again = Open("select name from loose order by name desc");
+    again.CarryOver(twins);
+    EXPECT_TRUE(again.Checked(1) != again.Checked(2)) << "one of two alike, as before";
 }
 
 }  // namespace morvane::testing

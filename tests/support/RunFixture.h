@@ -10,21 +10,16 @@
 #include "support/FixedClock.h"
 #include "support/RecordingProgress.h"
 #include "support/ScriptedPrompt.h"
+#include "support/Star.h"
 #include "support/TempFolder.h"
-#include "support/TestWarehouse.h"
 
 namespace morvane::testing {
 
-// A small star with something for every task: two unused products, a customer some of whose
-// versions are unused in the middle and at the end of their history, others wholly unused.
-void FillStar(const TestWarehouse& warehouse);
-
-// A dimension's rows without the mark, which says nothing about what was deleted.
-std::string Products(const TestWarehouse& warehouse);
-std::string Customers(const TestWarehouse& warehouse);
-
 // Check, mark, report, delete, with a log; unattended.
-RunSettings EveryTask(const TestWarehouse& warehouse, const std::string& logFolder);
+RunSettings EveryTask(const std::string& server, const std::string& logFolder);
+// Archiving too, into the database "hist" of that server. Integrated security is for one of the
+// two connections alone: for the archive's when it is a linked server.
+void AddArchiving(RunSettings& settings, const std::string& server, bool linkedServer);
 
 // Everything that a run needs, with a prompt that nobody answers.
 struct TestServices {
@@ -47,9 +42,6 @@ class RunFixture : public ::testing::Test {
     // The log of the last run, the test's folders replaced.
     std::string Log() const;
     std::string Status() const;
-    std::string LockRow() const {
-        return Warehouse.Text("SELECT lock, user_name FROM dwm_multiuse");
-    }
 
     TestWarehouse Warehouse;
     TempFolder Files;

@@ -1,4 +1,4 @@
-#include "Fork.h"
+#include "support/Fork.h"
 
 #include <poll.h>
 #include <pty.h>

@@ -1,0 +1,72 @@
+#include "support/RunFixture.h"
+
+#ifndef _WIN32
+#include <unistd.h>
+
+#include <cstdlib>
+#endif
+
+#include "core/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
+#include "support/Texts.h"
+
+namespace morvane::testing {
+
+#ifndef _WIN32
+
+// Whole runs commit often, and each commit waits for the disk. None of these tests is about a
+// machine that loses power, so that their files are kept in memory where that is possible.
+[[maybe_unused]] const int kInMemory =
+    access("/dev/shm", W_OK) == 0 ? setenv("TMPDIR", "/dev/shm", 0) : 0;
+
+#endif
+
+RunSettings EveryTask(const std::string& server, const std::string& logFolder) {
+    RunSettings settings;
+    settings.Machine = server;
+    settings.NTAuthentication = true;
+    settings.Database = "dw";
+    settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports =
+        settings.DeleteMarked = true;
+    settings.LogGiven = true;
+    settings.LogDirectory = logFolder;
+    return settings;
+}
+
+void AddArchiving(RunSettings& settings, const std::string& server, bool linkedServer) {
+    settings.ArchiveFactTables = true;
+    settings.ArchiveMachine = server;
+    settings.ArchiveDatabase = "hist";
+    settings.NTAuthentication = !linkedServer;
+    settings.ArchiveNTAuthentication = linkedServer;
+    settings.UserName = settings.ArchiveUserName = "clerk";
+    settings.ArchivePassword = "top5ecret";
+}
+
+TestServices::TestServices(ConnectionFactory connect)
+    : Services{Clock,  Prompt, Progress, connect ? std::move(connect) : CreateConnection,
+               Output, Errors, {},       {}} {}
+
+RunFixture::RunFixture() {
+    FillStar(Warehouse);
+    Settings = EveryTask(Warehouse.Server(), Files / "logs");
+    Settings.StatusMode = true;
+    Settings.StatusFileName = Files / "status.txt";
+}
+
+bool RunFixture::Run(const RunSettings& settings, const CommandLineReport& commandLine) {
+    State = RunState();
+    State.CommandLineMode = true;
+    return RunTasks(settings, State, World.Services, commandLine);
+}
+
+std::string RunFixture::Log() const {
+    const std::string log = ReadWholeFile(Files / "logs/Morvane_Log05-03-202414-07-09.txt");
+    return ReplaceAll(ReplaceAll(log, Files.Path(), "FILES"), Warehouse.Server(), "SERVER");
+}
+
+std::string RunFixture::Status() const {
+    return ReadWholeFile(Files / "status.txt");
+}
+
+}  // namespace morvane::testing
