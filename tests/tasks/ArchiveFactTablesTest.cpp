@@ -37,6 +37,14 @@ TEST_P(EitherWay, MovesTheRowsThatMeetTheConditionAndLogsIt) {
               "range 0..1; value 0 to 0; comment Archiving Table : sales; value 1 to 0; comment ");
 }
 
+TEST_P(EitherWay, AServerThatReachesNoOtherIsToldBeforeAnythingIsMade) {
+    state.WarehouseConnection->SetProperty("Engine Edition", "5");  // Azure SQL Database
+    EXPECT_FALSE(Archive());
+    EXPECT_TRUE(Contains(state.ErrorText, "Azure SQL Database")) << state.ErrorText;
+    EXPECT_EQ(Kept(), "1 2 3 4 5");
+    EXPECT_EQ(archive.Text("SELECT count(*) FROM sqlite_schema"), "0");
+}
+
 TEST_P(EitherWay, SendsItsStatementsAsWordedAndInOrder) {
     warehouse.AddFact("returns", "id int, why varchar(10)", "  why like 'x%'  ");
     ASSERT_TRUE(Archive()) << state.ErrorText;
