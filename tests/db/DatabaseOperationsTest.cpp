@@ -46,8 +46,11 @@ TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutTheP
     EXPECT_FALSE(connection->IsOpen());
 }
 
-TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
+TEST_F(DatabaseOperationsTest, ListsDatabasesAndCreatesTheProgramsOwnTablesWithTheirRow) {
     connection = warehouse.Connect();
+    std::vector<std::string> names{"old"};
+    FillDatabaseList(names, *connection);
+    EXPECT_EQ(names, std::vector<std::string>{"dw"});
     CreateArchiveTable(*connection);
     CreateMultiUseTable(*connection, "anna");
     EXPECT_EQ(warehouse.Text("SELECT ID, Server, SecureLogin, SQLUserName, SQLPassword, DB "
