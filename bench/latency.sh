@@ -65,20 +65,35 @@ stop_proxy() {
     trips=$(awk 'NR == 2 { print $2 }' "$work/proxy.txt")
 }
 
-# run_program <file for the figures> <delay> <database> <options...>: seconds and round trips, on a
-# fresh copy of the dimensions.
-run_program() {
-    local figures=$1 delay=$2 database=$3
-    shift 3
+# try_program <delay> <database> <options...>: one run on a fresh copy of the dimensions; its seconds are
+# left in measured.txt, its round trips in $trips.
+try_program() {
+    local delay=$1 database=$2
+    shift 2
     fresh_sql | client "$host:$port" "$database"
+    rm -rf "$work/logs"/* "$work/status.txt" "${MORVANE_STATEMENT_LOG:-}"
     start_proxy "$delay"
-    measure "$work/measured.txt" "$morvane" -mac "127.0.0.1,$listening" -usr "$MORVANE_TEST_USER" \
-        -pwd "$MORVANE_TEST_PASSWORD" -db "$database" -log "$work/logs" \
-        -statusfile "$work/status.txt" "$@"
+    (measure "$work/measured.txt" "$morvane" -mac "127.0.0.1,$listening" \
+        -usr "$MORVANE_TEST_USER" -pwd "$MORVANE_TEST_PASSWORD" -db "$database" -log "$work/logs" \
+        -statusfile "$work/status.txt" "$@") || true
     stop_proxy
-    grep -q '^ok' "$work/status.txt" || { cat "$work"/logs/* >&2; exit 1; }
-    rm -rf "$work/logs"/*
-    echo "$(tail -1 "$work/measured.txt" | cut -d' ' -f1) $trips" >>"$figures"
+    grep -qs '^ok' "$work/status.txt"
+}
+
+# run_program <file for the figures> <delay> <database> <options...>: seconds and round trips. Other
+# users of a server can disturb its catalogue; a failed run is repeated, twice at most.
+run_program() {
+    local figures=$1 attempt
+    shift
+    for attempt in 1 2 3; do
+        if try_program "$@"; then
+            echo "$(tail -1 "$work/measured.txt" | cut -d' ' -f1) $trips" >>"$figures"
+            return
+        fi
+        echo "A run failed:" >&2
+        head -1 "$work"/logs/*.txt >&2 || true
+    done
+    exit 1
 }
 
 run_client() {
@@ -104,7 +119,6 @@ fingerprint() {
 # same_afterwards <option>: a run writes the statement log, from which the client's script is made;
 # both must leave the same rows.
 same_afterwards() {
-    rm -f "$work/statements.txt"
     MORVANE_STATEMENT_LOG=$work/statements.txt run_program "$work/unused.txt" 0 "$small" "$1"
     fingerprint >"$work/program.txt"
     awk -f bench/latency-script.awk "$work/statements.txt" >"$work/script$1.sql"
