@@ -10,6 +10,7 @@ picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 fuzz_packages=("${headless_packages[@]}" clang libclang-rt-14-dev)
 fault_packages=("${headless_packages[@]}" libgtest-dev)
 bench_packages=("${headless_packages[@]}" sqlite3 time)
+latency_packages=("${bench_packages[@]}" freetds-bin)
 package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)
 # A cross-compiler, the sources of GoogleTest, and the toolkit's headers for a look at the windows.
