@@ -119,9 +119,9 @@ std::string NText(std::string_view text) {
 }  // namespace
 
 void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
-    text_ += fmt::format("set @i = {} exec sp_executesql ", statements_.size());
+    text_ += fmt::format("set @i = {} ", statements_.size());
     if (parameters.empty()) {
-        text_ += NText(sql);
+        text_ += "exec sp_executesql " + NText(sql);
     } else {
         std::string types;
         std::string values;
@@ -130,20 +130,23 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
             types += fmt::format("{}@P{} {}", i == 0 ? "" : ",", i + 1, literal.Type);
             values += "," + literal.Text;
         }
-        text_ += TextVariable(WithNames(sql)) + "," + TextVariable(types) + values;
+        const std::string handle = Handle(WithNames(sql), types);
+        text_ += "exec sp_execute " + handle + values;
     }
-    text_ += " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n";
+    text_ += Counts() ? " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n" : "\n";
     statements_.emplace_back(sql);
     if (statements_.size() == kMostStatements || text_.size() > kMostBytes) {
         Finish();
     }
 }
 
-// Texts that come again and again stand once in a request.
-std::string OdbcBatch::TextVariable(const std::string& text) {
-    const auto [found, isNew] = variables_.emplace(text, fmt::format("@t{}", variables_.size()));
+// The variable with the handle of a prepared text, which is prepared before its first execution.
+std::string OdbcBatch::Handle(const std::string& sql, const std::string& types) {
+    const auto [found, isNew] =
+        handles_.emplace(std::pair(types, sql), fmt::format("@h{}", handles_.size()));
     if (isNew) {
-        declarations_ += fmt::format(",{} nvarchar(max) = {}", found->second, NText(text));
+        text_ += fmt::format("exec sp_prepare {} output,{},{} ", found->second, NText(types),
+                             NText(sql));
     }
     return found->second;
 }
@@ -152,10 +155,16 @@ void OdbcBatch::Finish() {
     if (statements_.empty()) {
         return;
     }
+    std::string handles;
+    std::string unprepare;
+    for (const auto& [text, handle] : handles_) {
+        handles += "," + handle + " int";
+        unprepare += "exec sp_unprepare " + handle + "\n";
+    }
     const std::string request = fmt::format(
-        "declare @i int = 0,@n varchar(max) = ''{}\nbegin try\n{}select @n as {}\n"
+        "declare @i int = 0,@n varchar(max) = ''{}\nbegin try\n{}{}select @n as {}\n"
         "end try begin catch select @i as {};throw end catch",
-        declarations_, text_, kCounts, kFailed);
+        handles, text_, unprepare, kCounts, kFailed);
     std::size_t failed = statements_.size();
     try {
         Send(request, failed);
@@ -170,8 +179,7 @@ void OdbcBatch::Finish() {
     }
     executed_ += statements_.size();
     statements_.clear();
-    variables_.clear();
-    declarations_.clear();
+    handles_.clear();
     text_.clear();
 }
 
@@ -199,12 +207,15 @@ void OdbcBatch::Send(const std::string& request, std::size_t& failed) {
 }
 
 void OdbcBatch::TellCounts(const std::string& counts) {
+    if (!Counts()) {
+        return;
+    }
     const std::vector<std::string> texts = Split(Trim(counts), ' ');
     if (texts.size() != statements_.size()) {
         throw DatabaseError({fmt::format("The server executed {} of {} statements.", texts.size(),
                                          statements_.size())});
     }
-    for (std::size_t i = 0; counted_ && i < texts.size(); ++i) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
         std::int64_t rows = -1;
         std::from_chars(texts[i].data(), texts[i].data() + texts[i].size(), rows);
         counted_(executed_ + i, rows);

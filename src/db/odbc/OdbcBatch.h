@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "core/Connection.h"
@@ -11,9 +12,9 @@
 
 namespace morvane::odbc {
 
-// Sends some hundred statements in one request. Each with parameters goes through sp_executesql,
-// so that the server compiles a text once, however often it comes. The server stops at the first
-// error, and says which statement it was; the counts come back together.
+// Sends some hundred statements in one request. A text with parameters is prepared there once for
+// all its executions. The server stops at the first error, and says which statement it was; counts
+// that somebody wants come back together.
 class OdbcBatch : public StatementBatch {
   public:
     OdbcBatch(std::shared_ptr<OdbcSession> session, RowCountSink counted)
@@ -23,7 +24,9 @@ class OdbcBatch : public StatementBatch {
     void Finish() override;
 
   private:
-    std::string TextVariable(const std::string& text);
+    std::string Handle(const std::string& sql, const std::string& types);
+    // Every statement of the request is followed by what keeps its count, where that is wanted.
+    bool Counts() const { return static_cast<bool>(counted_); }
     void Send(const std::string& request, std::size_t& failed);
     void TellCounts(const std::string& counts);
 
@@ -31,8 +34,8 @@ class OdbcBatch : public StatementBatch {
     RowCountSink counted_;
     std::vector<std::string> statements_;  // that wait
     std::string text_;                     // what executes them
-    std::string declarations_;             // of the texts that they share, and their variables
-    std::map<std::string, std::string> variables_;
+    // What is prepared in the request: the types of the parameters and the text, and the variable.
+    std::map<std::pair<std::string, std::string>, std::string> handles_;
     std::size_t executed_ = 0;
 };
 

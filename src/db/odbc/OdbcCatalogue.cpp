@@ -330,11 +330,19 @@ auto OdbcCatalogue::FromViews(Ask&& ask) -> std::optional<decltype(ask())> {
     return std::nullopt;
 }
 
+// Most tables stand where a statement looks, which the server knows without reading its views.
 bool OdbcCatalogue::TableExists(std::string_view table) {
     const auto known = FromViews([&] {
-        const std::string sql =
+        const std::string name = "QUOTENAME(RTRIM(" + Literal(table) + "))";
+        const std::string objects =
+            "SELECT OBJECT_ID(" + name + ", N'U'), OBJECT_ID(" + name + ", N'V')";
+        const auto ids = Query(session_, objects, table);
+        if (!(*ids)[0].IsNull() || !(*ids)[1].IsNull()) {
+            return true;
+        }
+        const std::string anySchema =
             "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " + Literal(table);
-        return !Query(session_, sql, table)->Eof();
+        return !Query(session_, anySchema, table)->Eof();
     });
     return known ? *known : FunctionsKnowTable(session_, table);
 }

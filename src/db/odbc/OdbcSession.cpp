@@ -69,7 +69,7 @@ void OdbcSession::Connect(const LoginDetails& login, int timeoutSeconds,
 void OdbcSession::Close() {
     if (open_) {
         const CallWatch::Call call(*watch_);
-        if (inTransaction_) {
+        if (manualCommit_) {
             SQLEndTran(SQL_HANDLE_DBC, connection_.Get(), SQL_ROLLBACK);
         }
         SQLDisconnect(connection_.Get());
@@ -77,7 +77,7 @@ void OdbcSession::Close() {
     connection_ = OdbcHandle();
     environment_ = OdbcHandle();
     watch_.reset();
-    open_ = inTransaction_ = transactionFailed_ = false;
+    open_ = manualCommit_ = inTransaction_ = transactionFailed_ = false;
 }
 
 void OdbcSession::RequireUsable(std::string_view sql) const {
@@ -87,6 +87,14 @@ void OdbcSession::RequireUsable(std::string_view sql) const {
     if (transactionFailed_) {
         throw DatabaseError({"The transaction has ended with an error before this statement."},
                             std::string(sql));
+    }
+}
+
+void OdbcSession::Ready(std::string_view sql) {
+    RequireUsable(sql);
+    if (manualCommit_ && !inTransaction_) {
+        Call(connection_, sql, [&] { return SetAutocommit(SQL_AUTOCOMMIT_ON); });
+        manualCommit_ = false;
     }
 }
 
@@ -120,6 +128,7 @@ std::string OdbcSession::ServerName() const {
 
 void OdbcSession::UseCatalog(const std::string& name) {
     std::string text = name;
+    Ready("use " + name);
     Call(connection_, "use " + name, [&] {
         return SQLSetConnectAttr(connection_.Get(), SQL_ATTR_CURRENT_CATALOG, text.data(),
                                  static_cast<SQLINTEGER>(text.size()));
@@ -147,7 +156,10 @@ SQLRETURN OdbcSession::SetAutocommit(SQLULEN value) {
 
 void OdbcSession::BeginTrans() {
     RequireUsable("BEGIN TRANSACTION");
-    Call(connection_, "BEGIN TRANSACTION", [&] { return SetAutocommit(SQL_AUTOCOMMIT_OFF); });
+    if (!manualCommit_) {
+        Call(connection_, "BEGIN TRANSACTION", [&] { return SetAutocommit(SQL_AUTOCOMMIT_OFF); });
+        manualCommit_ = true;
+    }
     inTransaction_ = true;
 }
 
@@ -160,7 +172,6 @@ void OdbcSession::CommitTrans() {
     Call(connection_, "COMMIT",
          [&] { return SQLEndTran(SQL_HANDLE_DBC, connection_.Get(), SQL_COMMIT); });
     inTransaction_ = false;
-    Call(connection_, "COMMIT", [&] { return SetAutocommit(SQL_AUTOCOMMIT_ON); });
 }
 
 void OdbcSession::RollbackTrans() {
@@ -168,7 +179,6 @@ void OdbcSession::RollbackTrans() {
         return;
     }
     const bool failed = std::exchange(transactionFailed_, false);
-    inTransaction_ = false;
     if (failed && SpeaksTSql()) {
         // The victim of a deadlock, or a trigger that rolled back: there is no transaction left,
         // and drivers would be refused the end of one that is not there.
@@ -178,9 +188,11 @@ void OdbcSession::RollbackTrans() {
             // What is wrong shows in the rollback itself.
         }
     }
+    inTransaction_ = transactionFailed_ = false;
     Call(connection_, "ROLLBACK",
          [&] { return SQLEndTran(SQL_HANDLE_DBC, connection_.Get(), SQL_ROLLBACK); });
     Call(connection_, "ROLLBACK", [&] { return SetAutocommit(SQL_AUTOCOMMIT_ON); });
+    manualCommit_ = false;
 }
 
 }  // namespace morvane::odbc

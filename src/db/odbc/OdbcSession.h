@@ -42,6 +42,8 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     // The first row's first column as text; empty when there is none.
     std::string SingleValue(const std::string& sql);
 
+    // After a commit the connection stays in manual-commit mode until a statement needs the other:
+    // mostly the next transaction follows, and each change of the mode is a round trip.
     void BeginTrans();
     void CommitTrans();
     // What the server has rolled back by itself counts as done.
@@ -50,6 +52,8 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     // Throws when the session is closed, and inside a transaction that an error has ended: what
     // the server has rolled back already would be followed by statements that stand alone.
     void RequireUsable(std::string_view sql) const;
+    // The same, and outside a transaction each statement commits itself. To be called before one.
+    void Ready(std::string_view sql);
 
     // Calls the driver under the watch. Throws DatabaseError for a failure, which ends an open
     // transaction; "no data" is none. `handle` is the statement or connection with the diagnostics.
@@ -78,6 +82,7 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     OdbcHandle connection_;
     std::unique_ptr<CallWatch> watch_;
     bool open_ = false;
+    bool manualCommit_ = false;
     bool inTransaction_ = false;
     bool transactionFailed_ = false;
 };

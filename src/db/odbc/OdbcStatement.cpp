@@ -32,7 +32,7 @@ void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
 OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, std::string sql,
                              std::optional<int> timeoutSeconds)
     : session_(std::move(session)), sql_(std::move(sql)) {
-    session_->RequireUsable(sql_);
+    session_->Ready(sql_);
     handle_ = OdbcHandle(SQL_HANDLE_STMT, session_->Connection());
     SetQueryTimeout(handle_, timeoutSeconds);
 }

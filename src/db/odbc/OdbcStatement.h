@@ -28,7 +28,7 @@ class OdbcStatement {
 
     template <typename Function>
     SQLRETURN Call(Function&& function) const {
-        session_->RequireUsable(sql_);
+        session_->Ready(sql_);
         return session_->Call(handle_, sql_, function);
     }
 
