@@ -1,6 +1,5 @@
 # Makes a client's script of a statement log: the values take the places of the "?", questions to the
-# catalogue are left out. A transaction is one batch, of 500 statements at most; outside of one each
-# statement is a batch.
+# catalogue are left out. Each statement is a batch, and inside a transaction `most` statements are.
 /^-- catalogue/ { next }
 {
     text = $0
@@ -13,5 +12,5 @@
     if (text == "BEGIN") inside = 1
     if (text == "COMMIT") inside = 0
     print text (text == "BEGIN" || text == "COMMIT" ? " TRANSACTION" : "")
-    if (++held == 500 || !inside) { print "go"; held = 0 }
+    if (++held >= most || !inside) { print "go"; held = 0 }
 }

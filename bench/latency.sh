@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # What a network costs: runs on a live server through a proxy that delays, beside the same statements
 # from a client's script. Arguments: the number of rounds (5), the number of runs with 100,000 marked
-# versions (3; 0 leaves them out), the rows of each of the six fact tables (50,000). The server is named
+# versions (3; 0 leaves them out), the rows of each of the six fact tables (50,000), the one-way delays in
+# ms, and how many statements of a transaction the client's script sends together (1). The server is named
 # as for the live tests, with its port: MORVANE_TEST_SERVER=host,port, MORVANE_TEST_USER and
 # MORVANE_TEST_PASSWORD. Makes two databases there, morvane_bench_..., and drops them.
 set -euo pipefail
@@ -9,7 +10,8 @@ cd "$(dirname "$0")/.."
 rounds=${1:-5}
 large_runs=${2:-3}
 fact_rows=${3:-50000}
-delays="0 0.5 2.5 10"
+delays=${4:-0 0.5 2.5 10}
+client_batch=${5:-1}
 
 if [ -z "${MORVANE_TEST_SERVER-}" ] || [ -z "${MORVANE_TEST_USER-}" ] ||
     [ -z "${MORVANE_TEST_PASSWORD-}" ]; then
@@ -121,7 +123,7 @@ fingerprint() {
 same_afterwards() {
     MORVANE_STATEMENT_LOG=$work/statements.txt run_program "$work/unused.txt" 0 "$small" "$1"
     fingerprint >"$work/program.txt"
-    awk -f bench/latency-script.awk "$work/statements.txt" >"$work/script$1.sql"
+    awk -v most="$client_batch" -f bench/latency-script.awk "$work/statements.txt" >"$work/script$1.sql"
     run_client "$work/unused.txt" 0 "$work/script$1.sql"
     fingerprint >"$work/hand.txt"
     cmp -s "$work/program.txt" "$work/hand.txt" || { echo "$1: different rows afterwards" >&2; exit 1; }

@@ -349,7 +349,7 @@ TEST_F(Tds, TheServerSaysWhichTextsAreOneElement) {
 
 // Statements that travel together: their counts come back together, and an error names its own.
 TEST_F(Tds, ABatchTellsCountsAndWhichStatementFailed) {
-    Connect(On({{"DELETE a", {{Table("morvane_counts v", {"3 0 "})}}},
+    Connect(On({{"DELETE a", {{Table("morvane_counts v", {"3 0 1 "})}}},
                 {"DELETE b",
                  {{DoneInProc(7), Table("morvane_failed i", {"1"}),
                    Error(547, 16, "The DELETE statement conflicted.")}}}}));
@@ -359,10 +359,15 @@ TEST_F(Tds, ABatchTellsCountsAndWhichStatementFailed) {
     batch->Add("DELETE a WHERE k = 'it''s ?'");
     batch->Add("DELETE a WHERE k = ?",
                {{.Name = "k", .Size = 3, .Value = Value(std::string("ü"))}});
+    batch->Add("DELETE a WHERE k = ?", {{.Name = "k", .Size = 3, .Value = {}}});
     EXPECT_TRUE(server_->Requests().size() == 2) << "nothing is sent yet";
     batch->Finish();
-    EXPECT_EQ(counts, (std::vector<std::int64_t>{3, 0}));
+    EXPECT_EQ(counts, (std::vector<std::int64_t>{3, 0, 1}));
     EXPECT_TRUE(Contains(Sent("DELETE a").Text, "N'DELETE a WHERE k = ''it''''s ?'''"));
+    for (const char* call :
+         {"exec sp_execute @h0,N'ü'", "exec sp_executesql N'DELETE a WHERE k = @P1'"}) {
+        EXPECT_TRUE(Contains(Sent("DELETE a").Text, call)) << Sent("DELETE a").Text;
+    }
     batch->Add("DELETE b WHERE k = 1");
     batch->Add("DELETE b WHERE k = 2");
     try {

@@ -75,8 +75,12 @@ TEST_P(RelinkHistoryTest, AMiddleVersionHandsItsStartToTheNextWhateverTheTimeOfD
     AddElement("a",
                "2020-01-01 2021-01-01 - 2021-01-01 2022-01-01T08:15:00.123 x "
                "2022-01-01T23:59:59 2099-12-31 c");
+    AddElement("b",
+               "2020-01-01 2021-01-01T10:00:00 x 2021-01-01T03:00:00 2022-01-01 x "
+               "2022-01-01 2099-12-31 c");
     Relink();
-    EXPECT_EQ(Survivors(), "1 2020-01-01..2021-01-01 3 2021-01-01..2099-12-31*");
+    EXPECT_EQ(Survivors(),
+              "1 2020-01-01..2021-01-01 3 2021-01-01..2099-12-31* 6 2020-01-01..2099-12-31*");
     EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 3"), "2021-01-01 00:00:00");
 }
 

@@ -130,8 +130,13 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
             types += fmt::format("{}@P{} {}", i == 0 ? "" : ",", i + 1, literal.Type);
             values += "," + literal.Text;
         }
-        const std::string handle = Handle(WithNames(sql), types);
-        text_ += "exec sp_execute " + handle + values;
+        const std::string named = WithNames(sql);
+        // The reference of sp_execute excludes NULL.
+        const bool hasNull = std::ranges::any_of(
+            parameters, [](const Parameter& parameter) { return parameter.Value.IsNull(); });
+        const std::string call = hasNull ? "sp_executesql " + NText(named) + "," + NText(types)
+                                         : "sp_execute " + Handle(named, types);
+        text_ += "exec " + call + values;
     }
     text_ += Counts() ? " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n" : "\n";
     statements_.emplace_back(sql);
