@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <ranges>
 #include <unordered_map>
 
 #include "core/DateText.h"
@@ -143,8 +142,11 @@ std::vector<std::size_t> UpdatableRows::RowsToWrite() const {
 }
 
 void UpdatableRows::Save(Connection& connection) {
-    const auto rows = std::views::iota(std::size_t{0}, Count());
-    if (std::ranges::none_of(rows, [this](std::size_t row) { return Changed(row); })) {
+    std::size_t changed = 0;
+    while (changed < Count() && !Changed(changed)) {
+        ++changed;
+    }
+    if (changed == Count()) {
         return;
     }
     if (!query_.WhyReadOnly.empty()) {
@@ -155,7 +157,7 @@ void UpdatableRows::Save(Connection& connection) {
         changes.push_back(ChangeOf(row));
     }
     SaveRows(connection, query_.Table, changes);
-    for (const std::size_t row : rows) {
+    for (std::size_t row = 0; row < Count(); ++row) {
         written_[row] = Changed(row) ? static_cast<std::int8_t>(checked_[row]) : written_[row];
     }
 }
