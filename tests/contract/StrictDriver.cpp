@@ -385,7 +385,7 @@ SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINT
         statement.Processed = static_cast<SQLULEN*>(value);
     }
     return attribute == SQL_ATTR_PARAM_BIND_TYPE && value != nullptr
-               ? Report(statement, "HYC00", "Optional feature not implemented")
+               ? Report(statement, "HYC00", "The stand-in has no such feature")
                : SQL_SUCCESS;
 }
 
@@ -409,7 +409,7 @@ SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMAL
     }
     if (cType != SQL_C_CHAR && cType != SQL_C_WCHAR && cType != SQL_C_SBIGINT &&
         cType != SQL_C_DOUBLE) {
-        return Report(statement, "HYC00", "Optional feature not implemented");
+        return Report(statement, "HYC00", "The stand-in has no such feature");
     }
     ++strictDriver.Binds;
     strictDriver.ParameterTypes.resize(std::max<std::size_t>(number, statement.Parameters.size()));
@@ -496,7 +496,7 @@ SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT type, SQ
         return GivePiece(statement, *value, buffer, room, indicator);
     }
     return type == SQL_C_WCHAR ? GivePiece(statement, Utf16(*value), buffer, room, indicator)
-                               : Report(statement, "HYC00", "Optional feature not implemented");
+                               : Report(statement, "HYC00", "The stand-in has no such feature");
 }
 
 }  // extern "C"

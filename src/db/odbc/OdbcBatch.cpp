@@ -8,6 +8,7 @@
 
 #include "core/Text.h"
 #include "db/odbc/OdbcStatement.h"
+#include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
 
@@ -21,15 +22,10 @@ constexpr std::size_t kMostBytes = 100'000;
 constexpr std::string_view kCounts = "morvane_counts";
 constexpr std::string_view kFailed = "morvane_failed";
 
+// Wide only where it must be: an index of a narrow column serves a narrow text alone.
 std::string Quoted(std::string_view text) {
-    std::string quoted = IsAscii(text) ? "'" : "N'";
-    for (const char c : text) {
-        quoted += c;
-        if (c == '\'') {
-            quoted += c;
-        }
-    }
-    return quoted + "'";
+    const std::string wide = WideLiteral(text);
+    return IsAscii(text) ? wide.substr(1) : wide;
 }
 
 // The end of the literal, quoted name or comment that begins at `start`, or `start` itself.
@@ -111,17 +107,12 @@ Literal LiteralOf(const Parameter& parameter) {
     return {Utf16Length(text) > 4000 ? "nvarchar(max)" : "nvarchar(4000)", Quoted(text)};
 }
 
-std::string NText(std::string_view text) {
-    const std::string quoted = Quoted(text);
-    return quoted[0] == 'N' ? quoted : "N" + quoted;
-}
-
 }  // namespace
 
 void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
     text_ += fmt::format("set @i = {} ", statements_.size());
     if (parameters.empty()) {
-        text_ += "exec sp_executesql " + NText(sql);
+        text_ += "exec sp_executesql " + WideLiteral(sql);
     } else {
         std::string types;
         std::string values;
@@ -134,8 +125,9 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
         // The reference of sp_execute excludes NULL.
         const bool hasNull = std::ranges::any_of(
             parameters, [](const Parameter& parameter) { return parameter.Value.IsNull(); });
-        const std::string call = hasNull ? "sp_executesql " + NText(named) + "," + NText(types)
-                                         : "sp_execute " + Handle(named, types);
+        const std::string call =
+            hasNull ? "sp_executesql " + WideLiteral(named) + "," + WideLiteral(types)
+                    : "sp_execute " + Handle(named, types);
         text_ += "exec " + call + values;
     }
     text_ += Counts() ? " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n" : "\n";
@@ -150,8 +142,8 @@ std::string OdbcBatch::Handle(const std::string& sql, const std::string& types) 
     const auto [found, isNew] =
         handles_.emplace(std::pair(types, sql), fmt::format("@h{}", handles_.size()));
     if (isNew) {
-        text_ += fmt::format("exec sp_prepare {} output,{},{} ", found->second, NText(types),
-                             NText(sql));
+        text_ += fmt::format("exec sp_prepare {} output,{},{} ", found->second, WideLiteral(types),
+                             WideLiteral(sql));
     }
     return found->second;
 }

@@ -8,6 +8,7 @@
 #include "core/Recordset.h"
 #include "core/Text.h"
 #include "db/odbc/OdbcRecordset.h"
+#include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
 
@@ -15,18 +16,6 @@ namespace {
 
 // "Invalid object name": a server older than the views, or another kind of server.
 constexpr int kNoSuchObject = 208;
-
-// An N'...' literal.
-std::string Literal(std::string_view text) {
-    std::string literal = "N'";
-    for (const char c : text) {
-        literal += c;
-        if (c == '\'') {
-            literal += c;
-        }
-    }
-    return literal + "'";
-}
 
 // An error names the question and not its long text.
 std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
@@ -47,7 +36,7 @@ std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
 // alias type, and a type of the common language runtime its own. Columns that "select *" leaves out
 // are left out.
 std::string ColumnsQuery(std::string_view table) {
-    const std::string name = Literal(table);
+    const std::string name = WideLiteral(table);
     return "SELECT o.object_id AS table_id, c.name AS column_name,"
            " COALESCE(b.name, t.name) AS type_name, c.max_length, c.precision, c.scale,"
            " c.is_nullable, c.collation_name, d.definition AS default_text, k.name AS key_name,"
@@ -333,7 +322,7 @@ auto OdbcCatalogue::FromViews(Ask&& ask) -> std::optional<decltype(ask())> {
 // Most tables stand where a statement looks, which the server knows without reading its views.
 bool OdbcCatalogue::TableExists(std::string_view table) {
     const auto known = FromViews([&] {
-        const std::string name = "QUOTENAME(RTRIM(" + Literal(table) + "))";
+        const std::string name = "QUOTENAME(RTRIM(" + WideLiteral(table) + "))";
         const std::string objects =
             "SELECT OBJECT_ID(" + name + ", N'U'), OBJECT_ID(" + name + ", N'V')";
         const auto ids = Query(session_, objects, table);
@@ -341,7 +330,7 @@ bool OdbcCatalogue::TableExists(std::string_view table) {
             return true;
         }
         const std::string anySchema =
-            "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " + Literal(table);
+            "SELECT 1 FROM sys.objects WHERE type IN ('U', 'V') AND name = " + WideLiteral(table);
         return !Query(session_, anySchema, table)->Eof();
     });
     return known ? *known : FunctionsKnowTable(session_, table);

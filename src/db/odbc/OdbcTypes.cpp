@@ -85,6 +85,17 @@ FetchAs FetchKind(DataType type) {
     }
 }
 
+std::string WideLiteral(std::string_view text) {
+    std::string literal = "N'";
+    for (const char c : text) {
+        literal += c;
+        if (c == '\'') {
+            literal += c;
+        }
+    }
+    return literal + "'";
+}
+
 SQLSMALLINT ParameterType(DataType type) {
     switch (type) {
         case DataType::Boolean:

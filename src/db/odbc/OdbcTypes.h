@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "core/Connection.h"
@@ -17,5 +18,8 @@ FetchAs FetchKind(DataType type);
 // The type under which a parameter is sent. Dates and exact numbers go as text, which the server
 // converts or refuses; as a time stamp, the driver would store a bad text as a date of its own.
 SQLSMALLINT ParameterType(DataType type);
+
+// A text as an N'...' literal, quotes doubled.
+std::string WideLiteral(std::string_view text);
 
 }  // namespace morvane::odbc
