@@ -1,27 +1,18 @@
 #include "tasks/RelinkHistory.h"
 
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "tasks/ElementKey.h"
 #include "tasks/MarkedVersions.h"
+#include "tasks/WaitingVersions.h"
 
 namespace morvane {
 
 namespace {
 
 constexpr std::size_t kSecondsLength = std::string_view("yyyy-mm-ddThh:mm:ss").size();
-constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
-
-// As the server compares days: NULL is on no day.
-bool SameDay(const Value& a, const Value& b) {
-    if (!a.IsText() || !b.IsText()) {
-        return false;
-    }
-    const std::string_view left = std::get<std::string>(a.Data());
-    const std::string_view right = std::get<std::string>(b.Data());
-    return left.substr(0, kDayLength) == right.substr(0, kDayLength);
-}
 
 std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& table,
                                    const ElementKey& key) {
@@ -47,14 +38,13 @@ class RelinkStatements {
     void Execute(const Version& version);
     void Finish() { batch_->Finish(); }
 
-    // What the last Execute did to a version that still waits for its turn, if the server's
-    // condition held for it.
-    void CarryOver(Version& waiting) const;
+    // Does to the versions that still wait for their turn what the last Execute did to their rows.
+    void CarryOver(WaitingVersions& waiting) const;
 
   private:
     void CreateParameters();
     void SetValues(const Version& version);
-    bool Matches(const Version& waiting) const;
+    bool HasBoundKey(const Version& waiting) const;
     const Value& FirstDate() const { return parameters_.front().Value; }
 
     std::unique_ptr<StatementBatch> batch_;
@@ -123,26 +113,31 @@ void RelinkStatements::SetValues(const Version& version) {
 }
 
 // Only versions of one element are compared, whose texts the server has found equal.
-bool RelinkStatements::Matches(const Version& waiting) const {
+bool RelinkStatements::HasBoundKey(const Version& waiting) const {
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
         const Value& bound = parameters_[i + 1].Value;
         if (keyFields_[i].Compare(bound, waiting.Columns[i]) == Equality::Different) {
             return false;
         }
     }
-    return SameDay(parameters_.back().Value,
-                   lastWasCurrent_ ? waiting.EndDate() : waiting.StartDate());
+    return true;
 }
 
-void RelinkStatements::CarryOver(Version& waiting) const {
-    if (!Matches(waiting)) {
-        return;
-    }
+void RelinkStatements::CarryOver(WaitingVersions& waiting) const {
+    const auto carry = [this](Version& version) {
+        const bool meant = HasBoundKey(version);
+        if (meant && lastWasCurrent_) {
+            version.EndDate() = FirstDate();
+            version.IsCurrent().SetInteger(1);
+        } else if (meant) {
+            version.StartDate() = FirstDate();
+        }
+    };
+    const Value& day = parameters_.back().Value;
     if (lastWasCurrent_) {
-        waiting.EndDate() = FirstDate();
-        waiting.IsCurrent().SetInteger(1);
+        waiting.EndingOn(day, carry);
     } else {
-        waiting.StartDate() = FirstDate();
+        waiting.StartingOn(day, carry);
     }
 }
 
@@ -159,11 +154,11 @@ void RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
                                 ReadKeyTypes(warehouse, table, key));
     std::vector<Version> element;
     while (versions.NextElement(element)) {
+        WaitingVersions waiting(element);
         for (std::size_t i = 0; i < element.size(); ++i) {
             statements.Execute(element[i]);
-            for (std::size_t waiting = i + 1; waiting < element.size(); ++waiting) {
-                statements.CarryOver(element[waiting]);
-            }
+            waiting.Pass(i);
+            statements.CarryOver(waiting);
         }
     }
     statements.Finish();

@@ -14,6 +14,8 @@ namespace {
 
 using Tokens = std::vector<Token>;
 
+constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
+
 bool IsComparison(const Token& token) {
     constexpr std::array<std::string_view, 7> kOperators = {"=", "<>", "!=", "<", "<=", ">", ">="};
     return token.Kind == TokenKind::Symbol &&
@@ -336,6 +338,27 @@ class DateTexts {
     std::vector<DateKind> parameters_;
 };
 
+std::optional<std::string> StoredDate(std::string_view text, DateKind kind, DateOrder order) {
+    const bool bySession = kind == DateKind::SessionDateTime;
+    const auto moment = ParseDateTime(text, {order, bySession ? order : DateOrder::MonthFirst});
+    if (!moment) {
+        return std::nullopt;
+    }
+    std::string stored = FormatDateTime(*moment);
+    if (kind == DateKind::Date) {
+        stored.resize(kDayLength);
+    }
+    return stored;
+}
+
+[[noreturn]] void FailConversion(std::string_view text, DateKind kind) {
+    throw DatabaseError({kind == DateKind::SessionDateTime && HasDateForm(text)
+                             ? "The conversion of a varchar data type to a datetime data type"
+                               " resulted in an out-of-range value."
+                             : "Conversion failed when converting date and/or time from"
+                               " character string."});
+}
+
 }  // namespace
 
 std::vector<DateKind> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& catalogue,
@@ -344,22 +367,27 @@ std::vector<DateKind> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& c
 }
 
 std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order) {
-    const bool bySession = kind == DateKind::SessionDateTime;
-    const auto moment = ParseDateTime(text, {order, bySession ? order : DateOrder::MonthFirst});
-    if (!moment) {
-        throw DatabaseError({bySession && HasDateForm(text)
-                                 ? "The conversion of a varchar data type to a datetime data type"
-                                   " resulted in an out-of-range value."
-                                 : "Conversion failed when converting date and/or time from"
-                                   " character string."});
+    const auto stored = StoredDate(text, kind, order);
+    if (!stored) {
+        FailConversion(text, kind);
     }
-    const std::string stored = FormatDateTime(*moment);
-    return kind == DateKind::Date ? stored.substr(0, 10) : stored;
+    return *stored;
 }
 
 std::string ValueForColumn(std::string_view text, DateKind kind, DateOrder order) {
-    return order == DateOrder::DayFirst || IsReadAlike(text) ? DateForColumn(text, kind, order)
-                                                             : std::string(text);
+    if (order == DateOrder::DayFirst) {
+        return DateForColumn(text, kind, order);
+    }
+    if (!BeginsReadAlike(text)) {
+        return std::string(text);
+    }
+    if (auto stored = StoredDate(text, kind, order)) {
+        return std::move(*stored);
+    }
+    if (HasDateForm(text)) {
+        FailConversion(text, kind);
+    }
+    return std::string(text);
 }
 
 }  // namespace morvane::embedded

@@ -1,7 +1,5 @@
 #include "db/embedded/DateTime.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -167,13 +165,21 @@ bool ReadDateAndTime(std::string_view text, DateReading reading, Parts& parts) {
     return separated && ReadTime(reader, parts) && reader.AtEnd();
 }
 
-// The stored form "yyyy-mm-dd hh:mm:ss", which nearly every date has that a statement compares.
-bool ReadStoredForm(std::string_view text, Parts& parts) {
-    constexpr std::string_view kForm = "0000-00-00 00:00:00";
-    if (text.size() != kForm.size()) {
+// The stored form "yyyy-mm-dd hh:mm:ss", which nearly every date has that a statement compares, and
+// the same with a "T", which every session reads alike. A fast path.
+bool ReadStoredForm(std::string_view text, DateOrder dashed, Parts& parts) {
+    constexpr std::string_view kForm = "0000-00-00T00:00:00";
+    constexpr std::size_t kSeparator = kForm.find('T');
+    const bool separated =
+        text.size() == kForm.size() &&
+        (text[kSeparator] == 'T' || (text[kSeparator] == ' ' && dashed == DateOrder::MonthFirst));
+    if (!separated) {
         return false;
     }
     for (std::size_t i = 0; i < kForm.size(); ++i) {
+        if (i == kSeparator) {
+            continue;
+        }
         const bool digit = text[i] >= '0' && text[i] <= '9';
         if (kForm[i] == '0' ? !digit : text[i] != kForm[i]) {
             return false;
@@ -188,8 +194,8 @@ bool ReadStoredForm(std::string_view text, Parts& parts) {
 
 std::optional<DateTime> ParseDateTime(std::string_view text, DateReading reading) {
     Parts parts;
-    const bool stored = reading.Dashed == DateOrder::MonthFirst && ReadStoredForm(text, parts);
-    if (!stored && !ReadDateAndTime(Trim(text), reading, parts)) {
+    if (!ReadStoredForm(text, reading.Dashed, parts) &&
+        !ReadDateAndTime(Trim(text), reading, parts)) {
         return std::nullopt;
     }
     const year_month_day date = std::chrono::year(parts.Year) /
@@ -207,23 +213,31 @@ bool HasDateForm(std::string_view text) {
     return ReadDateAndTime(Trim(text), {}, parts);
 }
 
-bool IsReadAlike(std::string_view text) {
+bool BeginsReadAlike(std::string_view text) {
     const std::string_view trimmed = Trim(text);
     const std::size_t digits = Reader(trimmed).DigitsAhead();
-    const bool iso = digits == 4 && trimmed.find('T') != std::string_view::npos;
-    return (digits == 8 || iso) && HasDateForm(trimmed);
+    return digits == 8 || (digits == 4 && trimmed.find('T') != std::string_view::npos);
 }
 
 std::string FormatDateTime(DateTime moment) {
     const sys_days day = floor<days>(moment);
     const year_month_day date(day);
     const std::chrono::hh_mm_ss time(moment - day);
-    std::string text =
-        fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}", static_cast<int>(date.year()),
-                    static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                    time.hours().count(), time.minutes().count(), time.seconds().count());
+    std::string text = "0000-00-00 00:00:00";
+    const auto put = [&text](std::size_t last, std::int64_t number) {
+        for (std::size_t i = last; number > 0; --i, number /= 10) {
+            text[i] = static_cast<char>('0' + number % 10);
+        }
+    };
+    put(3, static_cast<int>(date.year()));
+    put(6, static_cast<unsigned>(date.month()));
+    put(9, static_cast<unsigned>(date.day()));
+    put(12, time.hours().count());
+    put(15, time.minutes().count());
+    put(18, time.seconds().count());
     if (time.subseconds().count() != 0) {
-        text += fmt::format(".{:03}", time.subseconds().count());
+        text += ".000";
+        put(22, time.subseconds().count());
     }
     return text;
 }

@@ -28,9 +28,9 @@ std::optional<DateTime> ParseDateTime(std::string_view text, DateReading reading
 // True for a text of one of these forms, even with a month 13 or an hour 25.
 bool HasDateForm(std::string_view text);
 
-// True for "20240305", with or without a time of day, and "2024-03-05T14:07:09": forms that mean
-// the same in every session.
-bool IsReadAlike(std::string_view text);
+// True for a text that begins like "20240305", with or without a time of day, or like
+// "2024-03-05T14:07:09": forms that mean the same in every session.
+bool BeginsReadAlike(std::string_view text);
 
 // "2024-03-05 14:07:09", and ".123" when there is a fraction: the form in which the embedded
 // warehouse keeps dates, so that their order as texts is their order in time.

@@ -15,6 +15,7 @@
 #include "db/embedded/Databases.h"
 #include "db/embedded/DateLiterals.h"
 #include "db/embedded/EmbeddedRecordset.h"
+#include "db/embedded/HistoryIndex.h"
 #include "db/embedded/IndexRebuild.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
@@ -76,6 +77,38 @@ class EmbeddedCommand : public Command {
     std::vector<Parameter> parameters_;
 };
 
+// Statements with parameters stay prepared for as long as the batch lives. An update that turns out
+// to read more rows than an index for it would cost gets one, until Finish().
+class EmbeddedBatch : public StatementBatch {
+  public:
+    EmbeddedBatch(EmbeddedConnection& connection, RowCountSink counted)
+        : connection_(connection), counted_(std::move(counted)) {}
+
+    void Add(std::string_view sql, const std::vector<Parameter>& parameters) override;
+    void Finish() override;
+
+  private:
+    struct Prepared {
+        std::string Text;
+        CachedStatement Statement;
+        std::unique_ptr<HistoryIndex> Index;
+        std::int64_t Steps = 0;
+        std::int64_t StepsBeforeIndex = kStepsBeforeAsking;
+        bool Indexed = false;
+    };
+    // Some 20 milliseconds: a batch that is over before gains nothing from an index.
+    static constexpr std::int64_t kStepsBeforeAsking = 1000000;
+
+    Prepared& PreparedFor(std::string_view sql);
+    void CountSteps(Prepared& prepared);
+
+    EmbeddedConnection& connection_;
+    RowCountSink counted_;
+    std::size_t added_ = 0;
+    std::vector<Prepared> prepared_;  // a text or two
+    std::vector<const Value*> values_;
+};
+
 class EmbeddedConnection : public Connection {
   public:
     std::string Property(std::string_view name) const override {
@@ -103,6 +136,10 @@ class EmbeddedConnection : public Connection {
         return std::make_unique<EmbeddedCommand>(*this);
     }
 
+    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
+        return std::make_unique<EmbeddedBatch>(*this, std::move(counted));
+    }
+
     void BeginTrans() override { Handle().Run("BEGIN IMMEDIATE"); }
     void CommitTrans() override { Handle().Run("COMMIT"); }
     void RollbackTrans() override;
@@ -122,17 +159,17 @@ class EmbeddedConnection : public Connection {
     std::int64_t ExecuteText(std::string_view sql, const std::vector<const Value*>& values,
                              DateReader readDate = ValueForColumn);
     std::int64_t ExecuteProcedure(std::string_view name, const std::vector<const Value*>& values);
+    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values,
+                     DateReader readDate);
+    Translation TranslateHere(std::string_view sql);
+    SqliteDatabase& Handle();
     std::unique_ptr<Recordset> OpenText(std::string_view sql,
                                         const std::vector<const Value*>& values,
                                         RecordsetKind kind);
 
   private:
-    SqliteDatabase& Handle();
-    Translation TranslateHere(std::string_view sql);
     bool BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds, std::size_t i,
                   const Value& value, DateReader readDate) const;
-    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values,
-                     DateReader readDate);
     std::int64_t Alter(std::string_view sql);
 
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
@@ -400,6 +437,72 @@ std::int64_t EmbeddedCommand::Execute() {
 
 std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
     return connection_.OpenText(text_, Values(), RecordsetKind::Buffered);
+}
+
+void EmbeddedBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
+    std::int64_t rows = 0;
+    if (parameters.empty()) {
+        rows = connection_.Execute(sql);
+    } else {
+        values_.clear();
+        for (const Parameter& parameter : parameters) {
+            values_.push_back(&parameter.Value);
+        }
+        Prepared& prepared = PreparedFor(sql);
+        rows = connection_.Run(prepared.Statement, values_, ValueForColumn);
+        CountSteps(prepared);
+    }
+    if (counted_) {
+        counted_(added_, rows);
+    }
+    ++added_;
+}
+
+void EmbeddedBatch::Finish() {
+    for (Prepared& prepared : prepared_) {
+        if (prepared.Index) {
+            prepared.Index->Drop();
+        }
+    }
+    prepared_.clear();
+}
+
+EmbeddedBatch::Prepared& EmbeddedBatch::PreparedFor(std::string_view sql) {
+    for (Prepared& prepared : prepared_) {
+        if (prepared.Text == sql) {
+            return prepared;
+        }
+    }
+    Translation translation = connection_.TranslateHere(sql);
+    sqlite3* const database = connection_.Handle().Handle();
+    prepared_.push_back(
+        {.Text = std::string(sql),
+         .Statement = {translation.Kind, SqliteStatement(database, translation.Sql, sql),
+                       std::move(translation.ParameterDates)},
+         .Index = HistoryIndex::For(connection_.Handle(), translation.Sql)});
+    return prepared_.back();
+}
+
+void EmbeddedBatch::CountSteps(Prepared& prepared) {
+    if (!prepared.Index || prepared.Indexed) {
+        return;
+    }
+    SqliteStatement& statement = prepared.Statement.Statement;
+    prepared.Steps += sqlite3_stmt_status(statement.Handle(), SQLITE_STMTSTATUS_VM_STEP, 1);
+    if (prepared.Steps < prepared.StepsBeforeIndex) {
+        return;
+    }
+    if (prepared.StepsBeforeIndex == kStepsBeforeAsking) {
+        prepared.StepsBeforeIndex = std::max(kStepsBeforeAsking + 1, prepared.Index->CostInSteps());
+        return;
+    }
+    if (!prepared.Index->Create()) {
+        prepared.Index.reset();
+        return;
+    }
+    prepared.Indexed = true;
+    statement =
+        SqliteStatement(connection_.Handle().Handle(), prepared.Index->Statement(), prepared.Text);
 }
 
 }  // namespace

@@ -1,0 +1,104 @@
+#include <gtest/gtest.h>
+
+#include "core/DatabaseError.h"
+#include "core/Transaction.h"
+#include "support/ErrorOf.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane {
+namespace {
+
+using testing::TestWarehouse;
+
+// One element of 3,000 versions, each a day long and numbered by its day, and rows of others.
+class HistoryIndexTest : public ::testing::Test {
+  protected:
+    static constexpr int kHandedOn = 200;
+
+    HistoryIndexTest() {
+        warehouse.Run(
+            "CREATE TABLE dim(day int, code varchar(9) COLLATE NOCASE, start_date datetime);"
+            "WITH RECURSIVE r(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM r WHERE i < 2999)"
+            "  INSERT INTO dim SELECT i, 'Key', datetime('2000-01-01', i || ' days') FROM r;"
+            "INSERT INTO dim VALUES(-1, 'other', '2000-01-02 00:00:00'), (-2, 'key', NULL)");
+    }
+
+    // Each even version hands its start on to the next one. Returns the number of indexes then.
+    std::string HandOn(StatementBatch& batch) const {
+        for (int day = 0; day < 2 * kHandedOn; day += 2) {
+            const auto at = [&](int i) {
+                return Value(
+                    warehouse.Text("SELECT date('2000-01-01', '" + std::to_string(i) + " days')") +
+                    "T12:00:00");
+            };
+            batch.Add(
+                "UPDATE dim SET start_date = ? WHERE code = ? AND  (datediff(day, ?, start_date) = "
+                "0) ",
+                {{.Name = "start", .Type = DataType::DBTimeStamp, .Value = at(day)},
+                 {.Name = "code", .Type = DataType::VarChar, .Value = Value("KEY")},
+                 {.Name = "end", .Type = DataType::DBTimeStamp, .Value = at(day + 1)}});
+        }
+        return (
+                   *connection->OpenRecordset("SELECT count(*) FROM sqlite_schema"
+                                              " WHERE type = 'index' AND tbl_name = 'dim'"))[0]
+            .Text();
+    }
+    void ExpectHandedOn(int versions) const {
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE code = 'key' AND start_date = "
+                                 "datetime('2000-01-01 12:00', (day - 1) || ' days')"),
+                  std::to_string(versions));
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE start_date LIKE '%12:00:00'"),
+                  std::to_string(versions));
+        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sqlite_schema WHERE type = 'index'"),
+                  indexes);
+        EXPECT_EQ(warehouse.Text("PRAGMA integrity_check"), "ok");
+    }
+
+    const TestWarehouse warehouse;
+    const std::string indexes =
+        warehouse.Text("SELECT count(*) FROM sqlite_schema WHERE type = 'index'");
+    std::unique_ptr<Connection> connection = warehouse.Connect();
+};
+
+TEST_F(HistoryIndexTest, ALongBatchHasAnIndexUntilItIsFinished) {
+    Transaction transaction(*connection);
+    const auto batch = connection->CreateBatch();
+    EXPECT_EQ(HandOn(*batch), "1");
+    batch->Finish();
+    transaction.Commit();
+    ExpectHandedOn(kHandedOn);
+}
+
+TEST_F(HistoryIndexTest, TheIndexGoesWithTheBatchOrItsTransaction) {
+    {
+        Transaction transaction(*connection);
+        EXPECT_EQ(HandOn(*connection->CreateBatch()), "1");
+        transaction.Commit();
+    }
+    ExpectHandedOn(kHandedOn);
+    warehouse.Run("UPDATE dim SET start_date = datetime('2000-01-01', day || ' days')");
+    {
+        Transaction transaction(*connection);
+        const auto batch = connection->CreateBatch();
+        EXPECT_EQ(HandOn(*batch), "1");
+        connection->RollbackTrans();
+    }
+    ExpectHandedOn(0);
+}
+
+TEST_F(HistoryIndexTest, WithoutATransactionOrWithATextThatIsNoDateThereIsNone) {
+    EXPECT_EQ(HandOn(*connection->CreateBatch()), "0");
+    ExpectHandedOn(kHandedOn);
+    warehouse.Run(
+        "UPDATE dim SET start_date = datetime('2000-01-01', day || ' days');"
+        "UPDATE dim SET start_date = 'never' WHERE code = 'other'");
+    Transaction transaction(*connection);
+    const auto batch = connection->CreateBatch();
+    EXPECT_EQ(HandOn(*batch), "0");
+    batch->Finish();
+    transaction.Commit();
+    ExpectHandedOn(kHandedOn);
+}
+
+}  // namespace
+}  // namespace morvane
