@@ -92,7 +92,9 @@ void Detection::ResetSelectedDimensions() {
         "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name AND "
         "is_selected = 1");
     for (; !tables->Eof(); tables->MoveNext()) {
-        connection_.Execute("UPDATE " + (*tables)[0].Text() + " SET is_deletable = 0");
+        const std::string table = (*tables)[0].Text();
+        connection_.RequireTableName(table);
+        connection_.Execute("UPDATE " + table + " SET is_deletable = 0");
     }
 }
 
@@ -106,6 +108,7 @@ void Detection::AddProcessed(const std::string& table) {
     if (Contains(processedTables_, table)) {
         return;
     }
+    connection_.RequireTableName(table);
     processedTables_.push_back(table);
     processedList_ += (processedList_.empty() ? "'" : ",'") + table + "'";
 }
@@ -132,6 +135,7 @@ void Detection::ProcessNextTable() {
 }
 
 void Detection::MarkTable(const std::string& table) {
+    connection_.RequireTableName(table);
     const std::string ofTable =
         "SELECT * FROM dwm_star_relations WHERE primary_table='" + table + "'";
     if (IsFactTable(table) || Exists(ofTable + " AND foreign_table = '" + table + "'")) {
@@ -149,6 +153,9 @@ void Detection::MarkTable(const std::string& table) {
 
 void Detection::KeepReferredRows(const std::string& table, const Recordset& relation) {
     const std::string foreignTable = relation.ValueOf("foreign_table").Text();
+    connection_.RequireTableName(foreignTable);
+    connection_.RequireColumnNames(relation.ValueOf("primary_columns").Text());
+    connection_.RequireColumnNames(relation.ValueOf("foreign_columns").Text());
     const std::vector<std::string> primary = Split(relation.ValueOf("primary_columns").Text(), ',');
     const std::vector<std::string> foreign = Split(relation.ValueOf("foreign_columns").Text(), ',');
     if (foreign.size() < primary.size()) {
