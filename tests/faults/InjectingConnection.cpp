@@ -99,9 +99,9 @@ class InjectingConnection : public Connection {
     }
     // Every statement of a batch is a point.
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
-        return std::make_unique<ImmediateBatch>([this](std::string_view sql) { return Execute(sql); },
-                                                [this] { return CreateCommand(); },
-                                                std::move(counted));
+        return std::make_unique<ImmediateBatch>(
+            [this](std::string_view sql) { return Execute(sql); },
+            [this] { return CreateCommand(); }, std::move(counted));
     }
 
     // Beginning waits for no answer that could be lost: drivers send it with what follows.
@@ -146,7 +146,8 @@ FaultPlan::Verdict FaultPlan::Judge(std::string_view statement, bool changes) {
         return Verdict::Perform;
     }
     if (point != at_) {
-        return happened_ && fault_ == Fault::ServerLost ? Verdict::Refuse : Verdict::Perform;
+        const bool lasts = fault_ == Fault::ServerLost || fault_ == Fault::OutOfMemory;
+        return happened_ && lasts ? Verdict::Refuse : Verdict::Perform;
     }
     happened_ = true;
     if (fault_ == Fault::Killed) {
