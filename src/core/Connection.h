@@ -73,8 +73,16 @@ enum class RecordsetKind {
     Streamed,  // read as asked for; the connection is busy until the recordset goes
 };
 
+// What a name from the meta tables is to name.
+enum class NameOf { Table, Column };
+
 // A connection to a database server, in ADO's terms. Everything that can fail throws
 // DatabaseError; a destructor never does, and rolls an open transaction back.
+//
+// Commands, batches and streamed recordsets may outlive the connection. Once it is closed or gone,
+// what is asked of them throws DatabaseError, also after it has been opened again. Another default
+// database ends streamed recordsets in the same way; commands and batches either work in the new
+// database or are ended too. Buffered recordsets are their owner's alone.
 class Connection {
   public:
     virtual ~Connection() = default;
@@ -82,7 +90,9 @@ class Connection {
     // Connection properties: "Data Source", "Integrated Security", "User ID", "Password",
     // "Initial Catalog", and, once open, "Server Name" and, of a SQL Server,
     // "Engine Edition" (the number that SERVERPROPERTY gives). One never set is empty. "Expected
-    // Rows" tells an engine that can use it how many rows the next DELETE will take.
+    // Rows" tells an engine that can use it how many rows the next DELETE will take. "Copy Server"
+    // and "Copy Database" name the one other database that an INSERT may write to; an engine whose
+    // server does not decide that itself reaches no other.
     virtual std::string Property(std::string_view name) const = 0;
     virtual void SetProperty(std::string_view name, std::string_view value) = 0;
 
@@ -103,12 +113,20 @@ class Connection {
     virtual std::unique_ptr<Recordset> OpenRecordset(
         std::string_view sql, RecordsetKind kind = RecordsetKind::Buffered) = 0;
     virtual std::unique_ptr<Command> CreateCommand() = 0;
-    // Executes each statement at once, unless the engine knows better.
-    virtual std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted = {});
+    virtual std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted = {}) = 0;
 
     virtual void BeginTrans() = 0;
     virtual void CommitTrans() = 0;
     virtual void RollbackTrans() = 0;
+
+    // The meta tables' names of tables and columns stand in statements as they are. To be asked
+    // before they do: throws where such a text would be more to the engine than one name, for
+    // example a condition or a comment behind it. SQL Server is left to judge by the login's
+    // rights.
+    virtual void RequireName(NameOf what, std::string_view name) const = 0;
+    void RequireTableName(std::string_view name) const { RequireName(NameOf::Table, name); }
+    // Each of a comma-separated list.
+    void RequireColumnNames(std::string_view list) const;
 
     // Questions to the catalogue of the default database; names are compared as the server does,
     // never as patterns. The first three mean tables and views of any schema.

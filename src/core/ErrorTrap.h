@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <string>
 
 #include "core/Text.h"
@@ -14,8 +15,12 @@ bool TrapErrors(std::string& errorText, Operation&& operation) {
     try {
         return operation();
     } catch (const std::exception& error) {
-        errorText += error.what();
-        errorText += kCrLf;
+        try {
+            errorText += error.what();
+            errorText += kCrLf;
+        } catch (const std::bad_alloc&) {
+            // The result says it alone: what ends the run in order is still to come.
+        }
         return false;
     }
 }

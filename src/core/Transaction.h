@@ -14,7 +14,7 @@ class Transaction {
         if (connection_ != nullptr) {
             try {
                 connection_->RollbackTrans();
-            } catch (const DatabaseError&) {
+            } catch (...) {
                 // The server rolls back by itself what it can no longer be asked to.
             }
         }

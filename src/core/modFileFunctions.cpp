@@ -36,16 +36,29 @@ bool FolderExists(std::string_view path) {
     return std::filesystem::is_directory(ToPath(path), error);
 }
 
+// Looks at the whole path first: one that is too long for the system is refused before anything is
+// made, and before its parents are looked at one by one.
 void EnsureFolder(const std::string& path) {
-    // A drive is there or not, but cannot be made.
-    if (!ToPath(path).has_relative_path() || FolderExists(path)) {
-        return;
-    }
-    EnsureFolder(ParentFolder(path));
+    std::vector<std::size_t> missing;  // lengths of the folders to make, the innermost first
     std::error_code error;
-    std::filesystem::create_directory(ToPath(path), error);
-    if (error && !FolderExists(path)) {
-        ThrowFileError("make the folder", path, error);
+    // A drive is there or not, but cannot be made.
+    for (std::string folder = path; ToPath(folder).has_relative_path();
+         folder = ParentFolder(folder)) {
+        const auto status = std::filesystem::status(ToPath(folder), error);
+        if (std::filesystem::is_directory(status)) {
+            break;
+        }
+        if (status.type() == std::filesystem::file_type::none) {
+            ThrowFileError("make the folder", folder, error);
+        }
+        missing.push_back(folder.size());
+    }
+    for (; !missing.empty(); missing.pop_back()) {
+        const std::string folder = path.substr(0, missing.back());
+        std::filesystem::create_directory(ToPath(folder), error);
+        if (error && !FolderExists(folder)) {
+            ThrowFileError("make the folder", folder, error);
+        }
     }
 }
 

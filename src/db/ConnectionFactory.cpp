@@ -9,7 +9,7 @@ namespace morvane {
 
 #ifndef MORVANE_EMBEDDED
 
-std::unique_ptr<Connection> CreateEmbeddedConnection() {
+std::unique_ptr<Connection> CreateEmbeddedConnection(std::function<bool()>) {
     throw DatabaseError(
         {"This build of Morvane has no embedded engine, since it was made without SQLite."});
 }
@@ -22,7 +22,7 @@ std::unique_ptr<Connection> CreateConnection(std::string_view server) {
 
 std::unique_ptr<Connection> CreateCancellableConnection(
     std::string_view server, const std::function<bool()>& cancelRequested) {
-    return LogStatements(IsEmbeddedServer(server) ? CreateEmbeddedConnection()
+    return LogStatements(IsEmbeddedServer(server) ? CreateEmbeddedConnection(cancelRequested)
                                                   : CreateOdbcConnection(cancelRequested));
 }
 

@@ -13,7 +13,8 @@ namespace morvane {
 std::unique_ptr<Connection> CreateConnection(std::string_view server);
 
 // The same for a run that can be cancelled: once `cancelRequested` says so, a SQL Server that does
-// not answer is waited for some seconds only. It is called from another thread.
+// not answer is waited for some seconds only, and an embedded database in use no longer. It may be
+// called from another thread.
 std::unique_ptr<Connection> CreateCancellableConnection(
     std::string_view server, const std::function<bool()>& cancelRequested);
 

@@ -147,6 +147,10 @@ class TracedConnection : public Connection {
         connection_->RollbackTrans();
     }
 
+    void RequireName(NameOf what, std::string_view name) const override {
+        connection_->RequireName(what, name);
+    }
+
     bool TableExists(std::string_view table) override {
         ShowQuestion("does the table exist: ", table);
         return connection_->TableExists(table);

@@ -204,6 +204,7 @@ void MetaDataCheck::RequireTable(const std::string& table) {
     if (!FindTable(table)) {
         throw MetaDataError("Table : " + table + " does not exist in the Datawarehouse database");
     }
+    connection_.RequireTableName(table);
 }
 
 void MetaDataCheck::RequireColumns(const std::string& table,
@@ -212,6 +213,7 @@ void MetaDataCheck::RequireColumns(const std::string& table,
         if (!ColumnExists(table, column)) {
             throw MetaDataError("Column :: " + column + " doesnt exist in table " + table);
         }
+        connection_.RequireName(NameOf::Column, column);
     }
 }
 

@@ -22,6 +22,7 @@ std::unique_ptr<Recordset> LoadDimensionTables(Connection& connection) {
 }
 
 std::int32_t CountUnusedRecords(Connection& connection, const std::string& tableName) {
+    connection.RequireTableName(tableName);
     return QueryCount(connection, "Select Count(*) As CntUnusedRecords from " + tableName +
                                       " where is_deletable=1");
 }
@@ -56,6 +57,7 @@ std::vector<std::string> GetKeyFields(Connection& connection, const std::string&
             keyFields.push_back(name);
         }
     }
+    connection.RequireColumnNames(Join(keyFields, ","));
     return keyFields;
 }
 

@@ -65,12 +65,38 @@ class ArchiveLink {
             if (login_ != nullptr) {
                 Drop();
             }
-        } catch (const DatabaseError&) {
+        } catch (...) {
             // The failure that led here is the one to report.
         }
     }
 
     std::unique_ptr<Command> login_;
+};
+
+// While one lives, the warehouse's connection may write to the archive.
+class CopyTarget {
+  public:
+    CopyTarget(Connection& warehouse, const std::string& server, const std::string& database)
+        : warehouse_(warehouse) {
+        Set(server, database);
+    }
+    ~CopyTarget() {
+        try {
+            Set({}, {});
+        } catch (...) {
+            // What was allowed stays so: one more INSERT into the archive.
+        }
+    }
+    CopyTarget(const CopyTarget&) = delete;
+    CopyTarget& operator=(const CopyTarget&) = delete;
+
+  private:
+    void Set(std::string_view server, std::string_view database) {
+        warehouse_.SetProperty("Copy Server", server);
+        warehouse_.SetProperty("Copy Database", database);
+    }
+
+    Connection& warehouse_;
 };
 
 std::int64_t Insert(Connection& warehouse, Connection& archive, const std::string& target,
@@ -100,6 +126,7 @@ void RequireNoLoneQuote(std::string_view value, const std::string& what) {
 std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
                            const std::string& condition, const std::string& timestamp) {
     const std::string server(Trim(archive.Property("Server Name")));
+    const CopyTarget target(warehouse, server, archive.DefaultDatabase());
     const std::string archiveTable = archive.DefaultDatabase() + ".dbo." + table;
     const std::string rows =
         " select *, {ts '" + timestamp + "'} from " + table + " where " + condition;

@@ -9,6 +9,7 @@ ElementKey ReadElementKey(Connection& connection, std::string_view sql) {
     const auto rows = connection.OpenRecordset(sql);
     if (!rows->Eof()) {
         key.Text = (*rows)[0].Text();
+        connection.RequireColumnNames(key.Text);
         key.Columns = SplitColumnList(key.Text);
     }
     return key;

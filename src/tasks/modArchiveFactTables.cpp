@@ -63,6 +63,7 @@ bool Archiving::Run(const Clock& clock) {
         const std::string condition(Trim(NullToText((*tables)[1], "")));
         progress_.Comment("Archiving Table : " + table);
         if (!condition.empty()) {
+            warehouse_.RequireTableName(table);
             ArchiveTable(std::string(Trim(table)), condition);
         }
         progress_.ProgressVal(progress_.ProgressVal() + 1);

@@ -90,6 +90,7 @@ bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFa
                 return false;
             }
             const std::string table = tables->ValueOf("table_name").Text();
+            warehouse.RequireTableName(table);
             progress.Comment("Deleting records from Dimension table : " + std::string(Trim(table)));
             DeleteFromTable(table, tables->ValueOf("slow_moving_dim").Flag(), atomic, warehouse,
                             *deletion);

@@ -21,6 +21,14 @@ bool Contains(const auto& names, std::string_view name) {
                        [name](const std::string& held) { return EqualsIgnoreCase(held, name); });
 }
 
+// A row of dwm_star_relations; the columns are lists.
+struct Relation {
+    std::string PrimaryTable;
+    std::string PrimaryColumns;
+    std::string ForeignTable;
+    std::string ForeignColumns;
+};
+
 // One walk over the relations, from the fact tables outwards: a table is marked once every table
 // that refers to it has been.
 class Detection {
@@ -40,7 +48,8 @@ class Detection {
     void AddProcessed(const std::string& table);
     void Queue(const std::string& table);
     void MarkTable(const std::string& table);
-    void KeepReferredRows(const std::string& table, const Recordset& relation);
+    std::vector<Relation> ReadRelations(const std::string& sql);
+    void KeepReferredRows(const std::string& table, const Relation& relation);
     void QueueDependents(const std::string& table);
     bool IsFactTable(std::string_view table) {
         return Exists("SELECT * FROM dwm_tables WHERE table_name = '" + std::string(table) +
@@ -92,7 +101,9 @@ void Detection::ResetSelectedDimensions() {
         "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name AND "
         "is_selected = 1");
     for (; !tables->Eof(); tables->MoveNext()) {
-        connection_.Execute("UPDATE " + (*tables)[0].Text() + " SET is_deletable = 0");
+        const std::string table = (*tables)[0].Text();
+        connection_.RequireTableName(table);
+        connection_.Execute("UPDATE " + table + " SET is_deletable = 0");
     }
 }
 
@@ -106,6 +117,7 @@ void Detection::AddProcessed(const std::string& table) {
     if (Contains(processedTables_, table)) {
         return;
     }
+    connection_.RequireTableName(table);
     processedTables_.push_back(table);
     processedList_ += (processedList_.empty() ? "'" : ",'") + table + "'";
 }
@@ -132,25 +144,41 @@ void Detection::ProcessNextTable() {
 }
 
 void Detection::MarkTable(const std::string& table) {
+    connection_.RequireTableName(table);
     const std::string ofTable =
         "SELECT * FROM dwm_star_relations WHERE primary_table='" + table + "'";
     if (IsFactTable(table) || Exists(ofTable + " AND foreign_table = '" + table + "'")) {
         return;
     }
-    const auto relations = connection_.OpenRecordset(ofTable);
+    const std::vector<Relation> relations = ReadRelations(ofTable);
     connection_.Execute("UPDATE " + table + " SET is_deletable = 1 WHERE is_sustainable = 0");
-    for (; !relations->Eof(); relations->MoveNext()) {
-        progress_.ShowRelation(relations->ValueOf("primary_table").Text(),
-                               relations->ValueOf("foreign_table").Text());
-        KeepReferredRows(table, *relations);
+    for (const Relation& relation : relations) {
+        progress_.ShowRelation(relation.PrimaryTable, relation.ForeignTable);
+        KeepReferredRows(table, relation);
         progress_.ProgressVal(progress_.ProgressVal() + 1);
     }
 }
 
-void Detection::KeepReferredRows(const std::string& table, const Recordset& relation) {
-    const std::string foreignTable = relation.ValueOf("foreign_table").Text();
-    const std::vector<std::string> primary = Split(relation.ValueOf("primary_columns").Text(), ',');
-    const std::vector<std::string> foreign = Split(relation.ValueOf("foreign_columns").Text(), ',');
+// All of them before a row is marked: a name that is refused must leave no marks behind.
+std::vector<Relation> Detection::ReadRelations(const std::string& sql) {
+    std::vector<Relation> relations;
+    const auto rows = connection_.OpenRecordset(sql);
+    for (; !rows->Eof(); rows->MoveNext()) {
+        const Relation relation{
+            rows->ValueOf("primary_table").Text(), rows->ValueOf("primary_columns").Text(),
+            rows->ValueOf("foreign_table").Text(), rows->ValueOf("foreign_columns").Text()};
+        connection_.RequireColumnNames(relation.PrimaryColumns);
+        connection_.RequireTableName(relation.ForeignTable);
+        connection_.RequireColumnNames(relation.ForeignColumns);
+        relations.push_back(relation);
+    }
+    return relations;
+}
+
+void Detection::KeepReferredRows(const std::string& table, const Relation& relation) {
+    const std::string& foreignTable = relation.ForeignTable;
+    const std::vector<std::string> primary = Split(relation.PrimaryColumns, ',');
+    const std::vector<std::string> foreign = Split(relation.ForeignColumns, ',');
     if (foreign.size() < primary.size()) {
         throw std::out_of_range("Subscript out of range: " + foreignTable + " refers to " + table +
                                 " with fewer foreign columns than primary columns");

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "contract/Backend.h"
 #include "core/Transaction.h"
 #include "db/SaveRows.h"
@@ -200,6 +202,48 @@ TEST_P(Contract, AStreamedListFreesTheConnectionAtItsEndOrWhenItGoes) {
     }
     Run("delete from t");
     EXPECT_EQ(Text("select count(*) from t"), "0");
+}
+
+TEST_P(Contract, WhatOutlivesItsConnectionSaysSoAndHoldsNothing) {
+    Run("create table t(a int)");
+    Run("insert into t values (1)");
+    Run("insert into t values (2)");
+    const std::function<void()> endings[] = {
+        [&] { connection_->Close(); },
+        [&] {
+            connection_->Close();
+            connection_->Open();
+            connection_->SetDefaultDatabase(database_->Name());
+        },
+        [&] { connection_.reset(); },
+    };
+    for (const auto& end : endings) {
+        connection_ = database_->Open();
+        const auto command = connection_->CreateCommand();
+        command->SetText("insert into t values (3)");
+        const auto used = connection_->CreateCommand();
+        used->SetText("update t set a = a where a = 1");
+        EXPECT_EQ(used->Execute(), 1);
+        const auto batch = connection_->CreateBatch();
+        connection_->BeginTrans();
+        Run("insert into t values (4)");
+        const auto rows = connection_->OpenRecordset("select a from t", RecordsetKind::Streamed);
+        end();
+        EXPECT_THROW(command->Execute(), DatabaseError);
+        EXPECT_THROW(used->Execute(), DatabaseError);
+        EXPECT_THROW(command->OpenRecordset(), DatabaseError);
+        EXPECT_THROW(
+            {
+                batch->Add("insert into t values (5)");
+                batch->Finish();
+            },
+            DatabaseError);
+        EXPECT_THROW(rows->MoveNext(), DatabaseError);
+        EXPECT_EQ((*rows)[0].Integer(), 1) << "the row that was read is its owner's";
+        connection_ = database_->Open();
+        EXPECT_EQ(connection_->Execute("update t set a = a where a > 0"), 2)
+            << "neither a lock nor a row is left behind";
+    }
 }
 
 TEST_P(Contract, ATransactionIsAllOrNothing) {

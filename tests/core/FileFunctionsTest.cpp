@@ -29,6 +29,21 @@ TEST(Folders, BelowARegularFileAreRefusedByItsName) {
     EXPECT_FALSE(FolderExists(folder / "file"));
 }
 
+#ifndef _WIN32
+
+TEST(Folders, OfAPathThatIsTooLongAreNotEvenBegun) {
+    const TempFolder folder;
+    std::string path = folder.Path();
+    while (path.size() < 20'000) {
+        path += "/a";
+    }
+    EXPECT_EQ(ErrorOf([&] { EnsureFolder(path); }),
+              "Cannot make the folder \"" + path + "\": File name too long");
+    EXPECT_EQ(ListFiles(folder.Path()), "");
+}
+
+#endif
+
 TEST(Folders, TheParentIsTheTextBeforeTheLastSeparator) {
     EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b");
     EXPECT_EQ(ParentFolder("/a/b/"), "/a/b");

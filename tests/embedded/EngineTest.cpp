@@ -1,9 +1,17 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+
 #include "core/DatabaseError.h"
+#include "core/Text.h"
+#include "core/Transaction.h"
 #include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
+#include "db/embedded/Caught.h"
+#include "db/embedded/Sqlite.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 
@@ -77,32 +85,160 @@ TEST(Engine, DeletesByLiteralsOfEveryKind) {
     EXPECT_EQ(warehouse.Text("SELECT a FROM t"), "5");
 }
 
-TEST(Engine, TellsWhenAnotherProcessHoldsTheFile) {
+TEST(Engine, WaitsForAnotherProcessAsLongAsItsTimeoutButForNoCancelledRun) {
     const TestWarehouse warehouse;
     warehouse.Run("CREATE TABLE t(a int)");
-    auto holder = warehouse.Connect();
-    holder->BeginTrans();
-    auto connection = CreateConnection(warehouse.Server());
+    testing::Loader loader(warehouse);
+    int tries = 0;
+    std::function<bool()> cancelAtTry;  // called at every try to get at the file
+    auto connection = CreateCancellableConnection(warehouse.Server(), [&] {
+        ++tries;
+        return cancelAtTry();
+    });
     connection->SetProperty("Data Source", warehouse.Server());
-    connection->SetConnectionTimeout(0);
     connection->Open();
-    connection->SetDefaultDatabase("dw");
-    EXPECT_TRUE(Contains(ErrorOf([&] { connection->Execute("insert into t values (1)"); }),
-                         "in use by another process"));
+    const std::function<void()> actions[] = {
+        [&] {
+            connection->Close();
+            connection->Open();
+            connection->SetDefaultDatabase("dw");
+        },
+        [&] { connection->OpenRecordset("select * from t"); },
+        [&] { connection->Execute("insert into t values (1)"); },
+        [&] { const Transaction transaction(*connection); },
+    };
+    for (const auto& action : actions) {
+        const auto attempt = [&](int seconds, std::function<bool()> onTry) {
+            loader.Release();
+            loader.Take();
+            tries = 0;
+            cancelAtTry = std::move(onTry);
+            connection->SetConnectionTimeout(seconds);
+            return ErrorOf(action);
+        };
+        constexpr const char* kInUse = "in use by another process";
+        EXPECT_TRUE(Contains(attempt(0, [] { return false; }), kInUse));
+        EXPECT_EQ(tries, 0) << "no time, no second try";
+        const auto goAway = [&](bool cancelled) {
+            loader.Release();
+            return cancelled;
+        };
+        EXPECT_EQ(attempt(20, [&] { return goAway(false); }), "no error");
+        EXPECT_TRUE(Contains(attempt(20, [&] { return tries == 3; }), kInUse));
+        EXPECT_EQ(tries, 3) << "the wait ends with the request to cancel";
+        EXPECT_EQ(attempt(20, [&] { return goAway(true); }), "no error")
+            << "what begins after the request is the run's orderly end";
+    }
 }
 
-TEST(Engine, ABufferedListLeavesTheFileFreeForAWriter) {
+TEST(Engine, AnotherDatabaseEndsWhatIsReadFromTheLastOne) {
     const TestWarehouse warehouse;
-    warehouse.Run("CREATE TABLE t(a int); INSERT INTO t VALUES(1),(2)");
-    auto reader = warehouse.Connect();
-    auto rows = reader->OpenRecordset("SELECT a FROM t");
-    auto writer = warehouse.Connect();
-    EXPECT_EQ(writer->Execute("DELETE FROM t WHERE a > 0"), 2);
-    EXPECT_EQ((*rows)[0].Text(), "1");
-    rows->MoveNext();
-    EXPECT_EQ((*rows)[0].Text(), "2");
-    rows->MoveNext();
-    EXPECT_TRUE(rows->Eof());
+    const testing::SqliteFile other(warehouse.Folder() + "/other.db");
+    for (const testing::SqliteFile* file :
+         {static_cast<const testing::SqliteFile*>(&warehouse), &other}) {
+        file->Run("CREATE TABLE t(a int); INSERT INTO t VALUES(1),(2)");
+    }
+    const auto connection = warehouse.Connect();
+    const auto command = connection->CreateCommand();
+    command->SetText("delete from t");
+    const auto rows = connection->OpenRecordset("select a from t", RecordsetKind::Streamed);
+    connection->SetDefaultDatabase("other");
+    EXPECT_THROW(rows->MoveNext(), DatabaseError);
+    EXPECT_EQ(command->Execute(), 2);
+    EXPECT_EQ(other.Text("SELECT count(*) FROM t") + warehouse.Text("SELECT count(*) FROM t"),
+              "02");
+    testing::Loader(warehouse).Take();
+}
+
+// 500 is as many as SQLite joins by UNION.
+TEST(Engine, ListsAnyNumberOfDatabasesAsAPersonOrdersThem) {
+    const TestWarehouse warehouse;
+    for (int i = 1; i <= 600; ++i) {
+        TextFile(warehouse.Folder() + "/many" + std::to_string(i) + ".db").Close();
+    }
+    for (const char* name : {"db10", "DB2", "db2", "db02", "Db1", "dz", "db1b", "99", "100"}) {
+        TextFile(warehouse.Folder() + "/" + name + ".db").Close();
+    }
+    std::filesystem::create_directory(warehouse.Folder() + "/folder.db");
+    const auto list = warehouse.Connect()->OpenRecordset(
+        "SELECT DISTINCT name FROM master.dbo.sysdatabases ORDER BY name");
+    std::vector<std::string> names;
+    for (; !list->Eof(); list->MoveNext()) {
+        names.push_back((*list)[0].Text());
+    }
+    ASSERT_EQ(names.size(), 610U);
+    EXPECT_EQ(Join({names.begin(), names.begin() + 12}, " "),
+              "99 100 Db1 db1b DB2 db02 db2 db10 dw dz many1 many2");
+    EXPECT_EQ(names.back(), "many600");
+}
+
+// Meta tables hold names, which stand in statements as they are.
+TEST(Engine, TakesNothingForANameButOneIdentifier) {
+    const TestWarehouse warehouse;
+    const auto connection = warehouse.Connect();
+    struct Case {
+        std::string Text;
+        bool Table;
+        bool Column;
+    };
+    const Case cases[] = {
+        {"sales", true, true},
+        {"  \xc3\xbcs_1$ ", true, true},
+        {"[odd ] name", false, false},
+        {"[odd ]] name]", true, true},
+        {"\"a \"\" b\"", true, true},
+        {"dbo.sales", true, false},
+        {" [dbo] . [sales] ", true, false},
+        {"sales /* nothing */", true, true},
+        {"", false, false},
+        {"[]", false, false},
+        {"1", false, false},
+        {"@x", false, false},
+        {"a b", false, false},
+        {"a, b", false, false},
+        {"main.sales", false, false},
+        {"dw.dbo.sales", false, false},
+        {"sales where 1=1 --", false, false},
+        {"sales --", false, false},
+        {"sales /*", false, false},
+        {"sales; drop table sales", false, false},
+        {"(select 1)", false, false},
+        {"f(x)", false, false},
+        {"[it's]", false, false},
+        {std::string("[a\0b]", 5), false, false},
+    };
+    for (const auto& [text, table, column] : cases) {
+        const std::string name = text;
+        EXPECT_EQ(ErrorOf([&] { connection->RequireTableName(name); }) == "no error", table)
+            << name;
+        EXPECT_EQ(ErrorOf([&] { connection->RequireColumnNames("id, " + name); }) == "no error",
+                  column || text == "a, b")
+            << name;
+    }
+}
+
+void ThrowAsAsked(sqlite3_context*, int, sqlite3_value** arguments) {
+    switch (sqlite3_value_int(arguments[0])) {
+        case 0:
+            throw std::bad_alloc();
+        case 1:
+            throw DatabaseError({"refused"}, "select 1");
+        case 2:
+            throw std::out_of_range("too far");
+        default:
+            throw 3;
+    }
+}
+
+TEST(Engine, AnExceptionOfAFunctionIsAnErrorOfItsStatement) {
+    const embedded::SqliteDatabase database = embedded::SqliteDatabase::InMemory();
+    sqlite3_create_function_v2(database.Handle(), "fail", 1, SQLITE_UTF8, nullptr,
+                               embedded::Caught<ThrowAsAsked>, nullptr, nullptr, nullptr);
+    const char* const errors[] = {"out of memory", "refused", "too far", "unknown reason"};
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(Contains(
+            ErrorOf([&] { database.Run("SELECT fail(" + std::to_string(i) + ")"); }), errors[i]));
+    }
 }
 
 // What users write into conditions, evaluated by the engine itself.

@@ -34,8 +34,18 @@ class LinkedServer : public ::testing::Test {
         }
         command->Execute();
     }
-    std::int64_t CopyTo(const std::string& target) {
-        return connection->Execute("insert into " + target + " select * from t where id < 9");
+    // Only where the connection has been told to; `target` is in the database "hist" there.
+    std::int64_t CopyTo(const std::string& target, const std::string& server) {
+        connection->SetProperty("Copy Server", server);
+        connection->SetProperty("Copy Database", "hist");
+        const std::int64_t rows =
+            connection->Execute("insert into " + target + " select * from t where id < 9");
+        connection->SetProperty("Copy Server", "");
+        return rows;
+    }
+    std::int64_t CopyTo(const std::string& target) { return CopyTo(target, Server()); }
+    static std::string Rowset(const std::string& server, const std::string& table) {
+        return "OPENROWSET('SQLOLEDB', '" + server + "'; 'u'; 'p', " + table + ")";
     }
 
     TestWarehouse warehouse;
@@ -78,7 +88,7 @@ TEST_F(LinkedServer, MayLieInAFolderOfAnyName) {
         const std::string server = "sqlite:" + path;
         Procedure("sp_addlinkedserver", {server, "SQL Server"});
         Procedure("sp_addlinkedsrvlogin", {server, "true"});
-        EXPECT_EQ(CopyTo(server + ".hist.dbo.t"), 2);
+        EXPECT_EQ(CopyTo(server + ".hist.dbo.t", server), 2);
         EXPECT_EQ(file.Text("SELECT id FROM t"), "1 2");
         Procedure("sp_dropserver", {server});
     }
@@ -87,18 +97,14 @@ TEST_F(LinkedServer, MayLieInAFolderOfAnyName) {
 
 // A file that stayed attached would stay locked, and be what a bare name finds.
 TEST_F(LinkedServer, NothingIsLeftAttachedAfterSuccessOrFailure) {
-    const std::string rowset = "OPENROWSET('SQLOLEDB', '" + Server() + "'; 'u'; 'p', hist.dbo.t)";
+    const std::string rowset = Rowset(Server(), "hist.dbo.t");
     archive.Run("CREATE TABLE alone(id int); CREATE TABLE strict(id int CHECK(id < 2))");
     for (int round = 0; round < 15; ++round) {  // more than SQLite attaches at a time
         EXPECT_EQ(CopyTo(rowset), 2);
-        EXPECT_THROW(connection->Execute("insert into " + rowset + " select nothing from t"),
-                     DatabaseError);
-        EXPECT_THROW(
-            CopyTo("OPENROWSET('SQLOLEDB', '" + Server() + "'; 'u'; 'p', hist.dbo.strict)"),
-            DatabaseError);
+        EXPECT_THROW(CopyTo(rowset + " select nothing from t --"), DatabaseError);
+        EXPECT_THROW(CopyTo(Rowset(Server(), "hist.dbo.strict")), DatabaseError);
     }
     EXPECT_THROW(connection->OpenRecordset("select id from alone"), DatabaseError);
-    EXPECT_EQ(connection->OpenRecordset("select name from pragma_database_list")->Eof(), false);
     EXPECT_EQ(archive.Text("SELECT count(*) FROM t"), "30");
     EXPECT_EQ(archive.Text("SELECT count(*) FROM strict"), "0") << "all rows or none";
     std::filesystem::rename(archive.Path(), folder / "moved.db");
@@ -110,11 +116,56 @@ TEST_F(LinkedServer, NothingIsLeftAttachedAfterSuccessOrFailure) {
 TEST_F(LinkedServer, AnotherDatabaseOfTheSameServerIsReachedToo) {
     const SqliteFile same(warehouse.Folder() + "/hist.db");
     same.Run("CREATE TABLE t(id int)");
-    const std::string rowset = "OPENROWSET('SQLOLEDB', '" + warehouse.Server() + "'; ''; '', ";
-    EXPECT_EQ(CopyTo(rowset + "hist.dbo.t)"), 2);
+    EXPECT_EQ(CopyTo(Rowset(warehouse.Server(), "hist.dbo.t"), warehouse.Server()), 2);
     EXPECT_EQ(same.Text("SELECT id FROM t"), "1 2");
-    EXPECT_EQ(CopyTo(rowset + "dw.dbo.t)"), 2) << "the database itself";
-    EXPECT_EQ(warehouse.Text("SELECT id FROM t"), "1 2 1 2");
+    connection->SetDefaultDatabase("hist");
+    EXPECT_EQ(CopyTo(Rowset(warehouse.Server(), "hist.dbo.t"), warehouse.Server()), 2)
+        << "the database itself";
+}
+
+// The rows that go to the archive are new ones, and come from the warehouse.
+TEST_F(LinkedServer, ReachesNoOtherFileThanItWasToldAndThatOnlyToAddRows) {
+    SqliteFile(folder / "other.db").Run("CREATE TABLE t(id int); INSERT INTO t VALUES(7)");
+    archive.Run("CREATE UNIQUE INDEX one ON t(id); CREATE TABLE only_there(id int)");
+    ASSERT_EQ(CopyTo(Rowset(Server(), "hist.dbo.t")), 2);
+    Procedure("sp_addlinkedserver", {Server(), "SQL Server"});
+    const std::string other = Rowset(Server(), "other.dbo.t");
+    const std::string hist = Rowset(Server(), "hist.dbo.t");
+    const std::string attached = "\"" + archive.Path() + "\".t";
+    const std::string copy = "insert into " + hist + " select id + 10 from t where ";
+    const std::string statements[] = {
+        "insert into " + other + " select id from t",
+        "insert into " + Server() + ".other.dbo.t select id from t",
+        "select * from " + hist,
+        "select * from " + Server() + ".hist.dbo.t",
+        "delete from " + hist,
+        "delete from t where id in (select id from " + hist + ")",
+        "update " + hist + " set id = 9",
+        "insert into t select id from " + hist,
+        copy + "id in (select id from " + other + ")",
+        copy + "id in (select id from " + hist + ")",
+        copy + "1=0 union all select id from " + Server() + ".hist.dbo.t",
+        copy + "exists (select id from " + attached + ")",
+        copy + "exists (select id from only_there)",
+        copy + "1=0 union all select 1 from t where 1=1 on conflict(id) do update set id = -id",
+        copy + "exists (select name from pragma_database_list)",
+        copy + "load_extension('x') is null",
+        copy + "fts3_tokenizer('simple') is null",
+        copy + "writefile('" + (folder / "out") + "', 'x') > 0",
+        copy + "1=1; attach database '" + (folder / "other.db") + "' as x",
+        "attach database '" + (folder / "other.db") + "' as x",
+        "pragma journal_mode = off",
+        "create virtual table x using fts5(a)",
+    };
+    connection->SetProperty("Copy Server", Server());
+    connection->SetProperty("Copy Database", "hist");
+    for (const std::string& sql : statements) {
+        EXPECT_THROW(connection->Execute(sql), DatabaseError) << sql;
+        EXPECT_THROW(connection->OpenRecordset(sql), DatabaseError) << sql;
+    }
+    EXPECT_EQ(archive.Text("SELECT id FROM t"), "1 2");
+    EXPECT_EQ(warehouse.Text("SELECT id FROM t"), "1 2");
+    EXPECT_EQ(testing::ListFiles(folder.Path()), "hist.db other.db");
 }
 
 TEST_F(LinkedServer, RefusesWhatItCannotReach) {
@@ -124,7 +175,7 @@ TEST_F(LinkedServer, RefusesWhatItCannotReach) {
           "OPENROWSET('SQLOLEDB', 'sqlite:/nowhere'; 'u'; 'p', hist.t)",
           "OPENROWSET('SQLOLEDB', 'sqlite:/nowhere', 'u', 'p', hist.dbo.t)", "OPENROWSET()"}) {
         SCOPED_TRACE(rowset);
-        const std::string error = ErrorOf([&] { CopyTo(rowset); });
+        const std::string error = ErrorOf([&] { CopyTo(rowset, "sqlite:/nowhere"); });
         EXPECT_NE(error, "no error");
         EXPECT_EQ(error.find("'p'"), std::string::npos) << error;
     }

@@ -5,6 +5,7 @@
 
 #include <utility>
 
+#include "core/ImmediateBatch.h"
 #include "core/MaskPasswords.h"
 #include "db/ConnectionFactory.h"
 
@@ -96,6 +97,12 @@ class InjectingConnection : public Connection {
     std::unique_ptr<Command> CreateCommand() override {
         return std::make_unique<InjectingCommand>(connection_->CreateCommand(), plan_);
     }
+    // Every statement of a batch is a point.
+    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
+        return std::make_unique<ImmediateBatch>(
+            [this](std::string_view sql) { return Execute(sql); },
+            [this] { return CreateCommand(); }, std::move(counted));
+    }
 
     // Beginning waits for no answer that could be lost: drivers send it with what follows.
     void BeginTrans() override {
@@ -106,6 +113,10 @@ class InjectingConnection : public Connection {
     }
     void RollbackTrans() override {
         plan_.Pass("ROLLBACK", true, [&] { connection_->RollbackTrans(); });
+    }
+
+    void RequireName(NameOf what, std::string_view name) const override {
+        connection_->RequireName(what, name);
     }
 
     bool TableExists(std::string_view table) override {
@@ -135,7 +146,8 @@ FaultPlan::Verdict FaultPlan::Judge(std::string_view statement, bool changes) {
         return Verdict::Perform;
     }
     if (point != at_) {
-        return happened_ && fault_ == Fault::ServerLost ? Verdict::Refuse : Verdict::Perform;
+        const bool lasts = fault_ == Fault::ServerLost || fault_ == Fault::OutOfMemory;
+        return happened_ && lasts ? Verdict::Refuse : Verdict::Perform;
     }
     happened_ = true;
     if (fault_ == Fault::Killed) {

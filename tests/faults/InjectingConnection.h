@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,14 +13,19 @@ namespace morvane::testing {
 
 enum class Fault {
     None,
-    Refused,     // the statement fails before it does anything
-    AnswerLost,  // it takes effect, and then fails; only for what changes something
-    ServerLost,  // the same, and from then on nothing succeeds on any connection
-    Killed       // the process dies just before it
+    Refused,      // the statement fails before it does anything
+    AnswerLost,   // it takes effect, and then fails; only for what changes something
+    ServerLost,   // the same, and from then on nothing succeeds on any connection
+    OutOfMemory,  // as ServerLost, but each request fails for want of memory in this process
+    Killed        // the process dies just before it
 };
 
 // What every error that is injected says.
 inline constexpr std::string_view kFaultText = "The injected fault";
+
+struct NoMemory : std::bad_alloc {
+    const char* what() const noexcept override { return kFaultText.data(); }
+};
 
 // Something that a run asks of a server: a statement, a question to the catalogue, a row of a
 // streamed result, a connection.
@@ -47,6 +53,9 @@ class FaultPlan {
             operation();
         }
         if (verdict != Verdict::Perform) {
+            if (fault_ == Fault::OutOfMemory) {
+                throw NoMemory();
+            }
             throw DatabaseError({std::string(kFaultText)}, std::string(statement));
         }
         return operation();

@@ -19,7 +19,8 @@ struct Way {
 constexpr std::array kWays{Way{"LinkedServerNormalDeletion", true, false, false, false},
                            Way{"RowsetAtomicDeletion", false, true, true, false},
                            Way{"AttendedRowsetNormalDeletion", false, false, false, true}};
-constexpr std::array kFaultNames{"None", "Refused", "AnswerLost", "ServerLost", "Killed"};
+constexpr std::array kFaultNames{"None",       "Refused",     "AnswerLost",
+                                 "ServerLost", "OutOfMemory", "Killed"};
 
 struct Case {
     Way TheWay;
@@ -39,7 +40,9 @@ std::vector<Case> Cases() {
     for (const Way& way : kWays) {
         cases.insert(cases.end(), {{way, Fault::Refused}, {way, Fault::AnswerLost}});
         if (!way.Attended) {
-            cases.insert(cases.end(), {{way, Fault::ServerLost}, {way, Fault::Killed}});
+            cases.insert(
+                cases.end(),
+                {{way, Fault::ServerLost}, {way, Fault::OutOfMemory}, {way, Fault::Killed}});
         }
     }
     return cases;
@@ -58,6 +61,7 @@ class DisturbedRun : public ::testing::TestWithParam<Case>, protected OnSite {
     RunSettings SettingsOn(const Site& site) const {
         return site.EveryTask(TheWay.LinkedServer, TheWay.AtomicDeletion);
     }
+    bool Lasts() const { return TheFault == Fault::ServerLost || TheFault == Fault::OutOfMemory; }
     bool IsDisturbedAt(std::size_t point) const;
     void DisturbAt(std::size_t point);
     void RunWithFault(const Site& site, std::size_t point, FaultPlan& plan, RunState& state) const;
@@ -103,7 +107,7 @@ void DisturbedRun::RunWithFault(const Site& site, std::size_t point, FaultPlan& 
     }
     const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, TheWay.Locked, &state);
     EXPECT_TRUE(plan.Happened());
-    if (TheFault != Fault::ServerLost && IsInTheLocksRelease(point)) {
+    if (!Lasts() && IsInTheLocksRelease(point)) {
         // It is tried once more on a new connection.
         EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
         EXPECT_EQ(outcome.Status, "ok");
@@ -132,7 +136,7 @@ void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome
     EXPECT_EQ(outcome.Status, "failure");
     EXPECT_TRUE(Contains(outcome.ErrorText, kFaultText));
     EXPECT_TRUE(Contains(outcome.Log, kFaultText));
-    if (TheFault != Fault::ServerLost) {
+    if (!Lasts()) {
         EXPECT_EQ(outcome.ErrorText.find(kFaultText), outcome.ErrorText.rfind(kFaultText))
             << "told twice: " << outcome.ErrorText;
         EXPECT_TRUE(point.Stage == "lock" || !IsLocked(site)) << "the lock is not released";

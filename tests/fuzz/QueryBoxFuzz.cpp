@@ -46,9 +46,11 @@ class CatalogueConnection : public Connection {
     std::int64_t Execute(std::string_view) override { Refuse(); }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view, RecordsetKind) override { Refuse(); }
     std::unique_ptr<Command> CreateCommand() override { Refuse(); }
+    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink) override { Refuse(); }
     void BeginTrans() override { Refuse(); }
     void CommitTrans() override { Refuse(); }
     void RollbackTrans() override { Refuse(); }
+    void RequireName(NameOf, std::string_view) const override { Refuse(); }
     bool TableExists(std::string_view) override { Refuse(); }
     std::optional<NamedTable> FindTable(std::string_view) override { Refuse(); }
     TableDefinition DescribeTable(std::string_view table) override {

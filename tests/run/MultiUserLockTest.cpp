@@ -107,6 +107,28 @@ TEST_F(Lock, ALockTakenSinceItWasReadIsNeitherTakenNorReleased) {
     EXPECT_EQ(Row(), "1|Faster");
 }
 
+// As a cancelled run leaves its connection, closed or open, while a load has the file.
+TEST_F(Lock, IsReleasedOnceWhoeverHasTheFileLetsGo) {
+    Loader loader(Warehouse);
+    State.WarehouseConnection = CreateCancellableConnection(Warehouse.Server(), [&] {
+        loader.Release();
+        return true;
+    });
+    Connection& connection = *State.WarehouseConnection;
+    connection.SetProperty("Data Source", Warehouse.Server());
+    connection.Open();
+    connection.SetDefaultDatabase("dw");
+    for (const bool closed : {false, true}) {
+        ASSERT_TRUE(AcquireLock(State, Prompt, Other)) << State.ErrorText;
+        if (closed) {
+            connection.Close();
+        }
+        loader.Take();
+        EXPECT_TRUE(ReleaseHeldLock(State, "dw")) << State.ErrorText;
+        EXPECT_EQ(Row(), "0|" + User);
+    }
+}
+
 // Answers each sign with an attempt: H the lock is held, L somebody else holds it, E an error.
 int TryLockAtEachSign(const TestWarehouse& warehouse, Child& child) {
     RunState state;

@@ -3,6 +3,8 @@
 #include "core/Platform.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
+#include "db/StatementTrace.h"
 #include "support/Golden.h"
 #include "support/RunFixture.h"
 
@@ -127,6 +129,35 @@ TEST_F(RunTest, ASecondRunWhileOneIsUnderWayTouchesNothing) {
         << log;
     EXPECT_EQ(second.Errors.str().find(question), 0U);
     EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+}
+
+// A load takes the file while the run marks, the user cancels at the second try to get at it, and
+// the load goes when the lock's release waits for it.
+TEST_F(RunTest, ACancelWhileAnotherProcessHasTheFileEndsTheRunInOrder) {
+    Loader load(Warehouse);
+    int tries = 0;
+    TestServices world([&](std::string_view server) {
+        return TraceStatements(CreateCancellableConnection(server,
+                                                           [&] {
+                                                               if (++tries > 2) {
+                                                                   load.Release();
+                                                               }
+                                                               return tries > 1;
+                                                           }),
+                               [&](std::string_view statement) {
+                                   if (tries == 0 && statement.find("is_deletable = 1 WHERE") !=
+                                                         std::string_view::npos) {
+                                       load.Take();
+                                   }
+                               });
+    });
+    world.Progress.OnPoll = [&](int poll) { world.Progress.CancelAtPoll = tries > 1 ? poll : 0; };
+    State.CommandLineMode = true;
+    EXPECT_FALSE(RunTasks(Settings, State, world.Services));
+    EXPECT_TRUE(Contains(Log(), "Marking Process Cancelled by User."));
+    EXPECT_EQ(Status(), "failure\r\n");
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+    EXPECT_EQ(tries, 3);
 }
 
 TEST_F(RunTest, ALogFolderThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {

@@ -63,4 +63,26 @@ std::string SqliteFile::Text(const std::string& sql) const {
     return text;
 }
 
+Loader::Loader(const SqliteFile& file) {
+    sqlite3* handle = nullptr;
+    sqlite3_open(file.Path().c_str(), &handle);
+    file_.reset(handle);
+}
+
+void Loader::Release() {
+    if (sqlite3_get_autocommit(file_.get()) == 0) {
+        Run("COMMIT");
+    }
+}
+
+void Loader::Close::operator()(sqlite3* handle) const {
+    sqlite3_close(handle);
+}
+
+void Loader::Run(const char* sql) {
+    if (sqlite3_exec(file_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(std::string(sql) + ": " + sqlite3_errmsg(file_.get()));
+    }
+}
+
 }  // namespace morvane::testing

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
+
+struct sqlite3;
 
 namespace morvane::testing {
 
@@ -23,6 +26,24 @@ class SqliteFile {
 
   private:
     std::string path_;
+};
+
+// Another process's load, which lets nobody else into the file while it holds it.
+class Loader {
+  public:
+    explicit Loader(const SqliteFile& file);
+
+    void Take() { Run("BEGIN EXCLUSIVE"); }
+    // Does nothing when it does not hold the file.
+    void Release();
+
+  private:
+    struct Close {
+        void operator()(sqlite3* handle) const;
+    };
+    void Run(const char* sql);
+
+    std::unique_ptr<sqlite3, Close> file_;
 };
 
 }  // namespace morvane::testing

@@ -14,7 +14,7 @@ AttachedDatabases::AttachedDatabases(SqliteDatabase& database,
         for (const std::string& file : files) {
             Attach(file);
         }
-    } catch (const DatabaseError&) {
+    } catch (...) {
         Detach();
         throw;
     }
@@ -36,7 +36,7 @@ void AttachedDatabases::Detach() {
     for (const std::string& file : attached_) {
         try {
             database_.Run("DETACH DATABASE " + QuotedName(file));
-        } catch (const DatabaseError&) {
+        } catch (...) {
             // It stays a schema of this connection and ends with it.
         }
     }

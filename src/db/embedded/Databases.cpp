@@ -1,15 +1,24 @@
 #include "db/embedded/Databases.h"
 
 #include <filesystem>
-#include <set>
 
 #include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
+#include "db/embedded/NameOrder.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
+
+namespace {
+
+std::string Utf8(const std::filesystem::path& path) {
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+}  // namespace
 
 std::string FolderOfServer(const std::string& server) {
     if (!IsEmbeddedServer(server)) {
@@ -26,19 +35,23 @@ std::string DatabaseFile(const std::string& folder, std::string_view database) {
     return folder + kPathSeparator + std::string(database) + ".db";
 }
 
+// One VALUES, since SQLite joins no more than 500 queries by UNION.
 std::string DatabaseList(const std::string& folder) {
-    std::set<std::string> names;
+    std::string rows;
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(ToPath(folder), error)) {
-        if (entry.path().extension() == ".db") {
-            names.insert(entry.path().stem().string());
+    std::filesystem::directory_iterator entry(ToPath(folder), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        std::error_code ignored;
+        if (entry->path().extension() == ".db" && entry->is_regular_file(ignored)) {
+            rows += (rows.empty() ? "(" : ", (") + QuotedText(Utf8(entry->path().stem())) + ")";
         }
     }
-    std::string rows;
-    for (const std::string& name : names) {
-        rows += (rows.empty() ? "SELECT " : " UNION ALL SELECT ") + QuotedText(name) + " AS name";
+    if (error) {
+        throw DatabaseError({"Cannot read the folder \"" + folder + "\": " + error.message()});
     }
-    return "(" + (rows.empty() ? "SELECT NULL AS name WHERE 0" : rows) + ") AS sysdatabases";
+    return rows.empty() ? "(SELECT NULL AS name WHERE 0) AS sysdatabases"
+                        : "(SELECT column1 COLLATE " + std::string(kNameOrder) +
+                              " AS name FROM (VALUES " + rows + ")) AS sysdatabases";
 }
 
 }  // namespace morvane::embedded

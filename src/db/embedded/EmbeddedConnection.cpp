@@ -2,21 +2,25 @@
 
 #include <algorithm>
 #include <charconv>
+#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
 #include <vector>
 
+#include "core/ImmediateBatch.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "db/embedded/AlterTable.h"
 #include "db/embedded/AttachedDatabases.h"
+#include "db/embedded/BusyWait.h"
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/Databases.h"
 #include "db/embedded/DateLiterals.h"
 #include "db/embedded/EmbeddedRecordset.h"
 #include "db/embedded/HistoryIndex.h"
 #include "db/embedded/IndexRebuild.h"
+#include "db/embedded/Names.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
 #include "db/embedded/Sqlite.h"
@@ -50,9 +54,21 @@ using DateReader = std::string (*)(std::string_view text, DateKind kind, DateOrd
 
 class EmbeddedConnection;
 
+// What outlives a connection knows it by this, which expires when it is closed.
+using OpenConnection = std::weak_ptr<EmbeddedConnection>;
+
+std::shared_ptr<EmbeddedConnection> Require(const OpenConnection& open,
+                                            std::string_view statement) {
+    auto connection = open.lock();
+    if (connection == nullptr) {
+        throw DatabaseError({"The connection is closed."}, std::string(statement));
+    }
+    return connection;
+}
+
 class EmbeddedCommand : public Command {
   public:
-    explicit EmbeddedCommand(EmbeddedConnection& connection) : connection_(connection) {}
+    explicit EmbeddedCommand(OpenConnection connection) : connection_(std::move(connection)) {}
 
     void SetText(std::string_view sql) override { text_ = sql; }
     void SetType(CommandType type) override { type_ = type; }
@@ -71,7 +87,7 @@ class EmbeddedCommand : public Command {
   private:
     std::vector<const Value*> Values() const;
 
-    EmbeddedConnection& connection_;
+    OpenConnection connection_;
     CommandType type_ = CommandType::Text;
     std::string text_;
     std::vector<Parameter> parameters_;
@@ -111,6 +127,9 @@ class EmbeddedBatch : public StatementBatch {
 
 class EmbeddedConnection : public Connection {
   public:
+    explicit EmbeddedConnection(std::function<bool()> cancelRequested)
+        : wait_(std::move(cancelRequested)) {}
+
     std::string Property(std::string_view name) const override {
         if (open_ && EqualsIgnoreCase(name, "Server Name")) {
             return Property("Data Source");
@@ -120,8 +139,8 @@ class EmbeddedConnection : public Connection {
     }
     void SetProperty(std::string_view name, std::string_view value) override;
 
-    int ConnectionTimeout() const override { return timeoutSeconds_; }
-    void SetConnectionTimeout(int seconds) override { timeoutSeconds_ = seconds; }
+    int ConnectionTimeout() const override { return wait_.Seconds(); }
+    void SetConnectionTimeout(int seconds) override { wait_.SetSeconds(seconds); }
 
     void Open() override;
     void Close() override;
@@ -133,8 +152,10 @@ class EmbeddedConnection : public Connection {
     std::int64_t Execute(std::string_view sql) override;
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override;
     std::unique_ptr<Command> CreateCommand() override {
-        return std::make_unique<EmbeddedCommand>(*this);
+        Handle();
+        return std::make_unique<EmbeddedCommand>(self_);
     }
+    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override;
 
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
         return std::make_unique<EmbeddedBatch>(*this, std::move(counted));
@@ -143,6 +164,8 @@ class EmbeddedConnection : public Connection {
     void BeginTrans() override { Handle().Run("BEGIN IMMEDIATE"); }
     void CommitTrans() override { Handle().Run("COMMIT"); }
     void RollbackTrans() override;
+
+    void RequireName(NameOf what, std::string_view name) const override;
 
     bool TableExists(std::string_view table) override {
         return embedded::TableExists(Handle(), table);
@@ -172,13 +195,15 @@ class EmbeddedConnection : public Connection {
                   const Value& value, DateReader readDate) const;
     std::int64_t Alter(std::string_view sql);
 
+    // Of nothing but this object's place, for those that may outlive it.
+    std::shared_ptr<EmbeddedConnection> self_;
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
     std::int64_t expectedRows_ = 0;  // that the next DELETE takes; 0 when nobody said
-    int timeoutSeconds_ = 15;
     bool open_ = false;
     bool compileOnly_ = false;
     TranslationContext context_;
-    // Outlives the database, whose functions point to it.
+    // Both outlive the database, which points to them.
+    BusyWait wait_;
     FunctionContext functions_;
     std::optional<SqliteDatabase> database_;
     StatementCache cache_;
@@ -200,10 +225,12 @@ void EmbeddedConnection::Open() {
     if (!FolderExists(folder)) {
         throw DatabaseError({"There is no folder \"" + folder + "\" with embedded databases."});
     }
+    Close();
     context_ = {};
     context_.Folder = folder;
     database_ = SqliteDatabase::InMemory();
     RegisterFunctions(*database_, functions_);
+    self_ = {this, [](EmbeddedConnection*) {}};
     open_ = true;
     compileOnly_ = false;
     if (const std::string catalog = Property("Initial Catalog"); !catalog.empty()) {
@@ -212,6 +239,7 @@ void EmbeddedConnection::Open() {
 }
 
 void EmbeddedConnection::Close() {
+    self_.reset();
     cache_.Clear();
     database_.reset();
     context_.Database.clear();
@@ -223,8 +251,7 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     if (!name.empty() && name == context_.Database) {
         return;
     }
-    SqliteDatabase database = SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name));
-    database.SetBusyTimeout(timeoutSeconds_);
+    SqliteDatabase database = SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name), wait_);
     RegisterFunctions(database, functions_);
     cache_.Clear();
     database_ = std::move(database);
@@ -240,6 +267,8 @@ SqliteDatabase& EmbeddedConnection::Handle() {
 
 Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
     context_.Catalogue = &Handle();
+    context_.CopyServer = Property("Copy Server");
+    context_.CopyDatabase = Property("Copy Database");
     Translation translation = Translate(sql, context_);
     if (translation.Kind == StatementKind::Update) {
         translation.Sql = RewriteUpdate(database_->Handle(), translation.Sql);
@@ -318,8 +347,7 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
     }
     // Before the statement and gone after it: a file in use is detached by nobody.
     const AttachedDatabases attached(*database_, translation.AttachedFiles);
-    CachedStatement statement{translation.Kind,
-                              SqliteStatement(database_->Handle(), translation.Sql, sql),
+    CachedStatement statement{translation.Kind, database_->Compile(translation.Sql, sql),
                               translation.ParameterDates};
     if (compileOnly_) {
         return -1;
@@ -393,7 +421,7 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
                                                         const std::vector<const Value*>& values,
                                                         RecordsetKind kind) {
     const Translation translation = TranslateHere(sql);
-    SqliteStatement statement(database_->Handle(), translation.Sql, sql);
+    SqliteStatement statement = database_->Compile(translation.Sql, sql);
     RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (!BindDate(statement, translation.ParameterDates, i, *values[i], ValueForColumn)) {
@@ -401,8 +429,25 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
         }
     }
     functions_.StartStatement();
-    auto rows = std::make_unique<EmbeddedRecordset>(database_->Handle(), std::move(statement));
+    auto rows = std::make_unique<EmbeddedRecordset>(database_->Watched(), std::move(statement));
     return kind == RecordsetKind::Buffered ? BufferRecordset(*rows) : std::move(rows);
+}
+
+std::unique_ptr<StatementBatch> EmbeddedConnection::CreateBatch(RowCountSink counted) {
+    Handle();
+    const OpenConnection open = self_;
+    return std::make_unique<ImmediateBatch>(
+        [open](std::string_view sql) { return Require(open, sql)->Execute(sql); },
+        [open] { return Require(open, {})->CreateCommand(); }, std::move(counted));
+}
+
+void EmbeddedConnection::RequireName(NameOf what, std::string_view name) const {
+    if (what == NameOf::Table ? IsTableName(name) : IsColumnName(name)) {
+        return;
+    }
+    throw DatabaseError({"\"" + std::string(name) + "\", which the meta tables hold, is not the name"
+                         " of a " + (what == NameOf::Table ? "table" : "column") +
+                         ": to the embedded warehouse a name is one identifier."});
 }
 
 void EmbeddedConnection::RollbackTrans() {
@@ -431,12 +476,13 @@ std::vector<const Value*> EmbeddedCommand::Values() const {
 }
 
 std::int64_t EmbeddedCommand::Execute() {
-    return type_ == CommandType::Text ? connection_.ExecuteText(text_, Values())
-                                      : connection_.ExecuteProcedure(text_, Values());
+    const auto connection = Require(connection_, text_);
+    return type_ == CommandType::Text ? connection->ExecuteText(text_, Values())
+                                      : connection->ExecuteProcedure(text_, Values());
 }
 
 std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
-    return connection_.OpenText(text_, Values(), RecordsetKind::Buffered);
+    return Require(connection_, text_)->OpenText(text_, Values(), RecordsetKind::Buffered);
 }
 
 void EmbeddedBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
@@ -509,8 +555,8 @@ void EmbeddedBatch::CountSteps(Prepared& prepared) {
 
 }  // namespace embedded
 
-std::unique_ptr<Connection> CreateEmbeddedConnection() {
-    return std::make_unique<embedded::EmbeddedConnection>();
+std::unique_ptr<Connection> CreateEmbeddedConnection(std::function<bool()> cancelRequested) {
+    return std::make_unique<embedded::EmbeddedConnection>(std::move(cancelRequested));
 }
 
 }  // namespace morvane

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string_view>
 
@@ -17,7 +18,8 @@ inline bool IsEmbeddedServer(std::string_view server) {
 
 // A closed connection to an embedded warehouse: the server "sqlite:<folder>" is that folder, the
 // database <name> is the SQLite file "<name>.db" in it. Logins are accepted and ignored. A folder
-// or file that is missing, is no database or cannot be written is an error, never made silently.
-std::unique_ptr<Connection> CreateEmbeddedConnection();
+// or file that is missing, is no database or cannot be written is an error, never made silently. A
+// statement that waits for another process's lock ends when the user asks to cancel meanwhile.
+std::unique_ptr<Connection> CreateEmbeddedConnection(std::function<bool()> cancelRequested = {});
 
 }  // namespace morvane

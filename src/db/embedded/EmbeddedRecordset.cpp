@@ -90,8 +90,8 @@ void LoadValue(sqlite3_stmt* statement, int column, Value& value) {
 
 }  // namespace
 
-EmbeddedRecordset::EmbeddedRecordset(sqlite3* database, SqliteStatement statement)
-    : statement_(std::move(statement)) {
+EmbeddedRecordset::EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStatement statement)
+    : database_(std::move(database)), statement_(std::move(statement)) {
     sqlite3_stmt* handle = statement_.Handle();
     const int columns = sqlite3_column_count(handle);
     if (columns == 0) {
@@ -99,12 +99,17 @@ EmbeddedRecordset::EmbeddedRecordset(sqlite3* database, SqliteStatement statemen
     }
     eof_ = !statement_.Step();
     for (int column = 0; column < columns; ++column) {
-        fields_.push_back(DescribeColumn(database, handle, column));
+        fields_.push_back(DescribeColumn(sqlite3_db_handle(handle), handle, column));
     }
     LoadRow();
 }
 
 void EmbeddedRecordset::MoveNext() {
+    if (database_.expired()) {
+        throw DatabaseError({"The rows can no longer be read: their connection is closed or has"
+                             " another default database."},
+                            statement_.ShownAs());
+    }
     eof_ = !statement_.Step();
     if (eof_) {
         statement_.Reset();  // gives the file's read lock back at once

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "core/Recordset.h"
@@ -10,8 +11,9 @@ namespace morvane::embedded {
 // The rows of a prepared query, one at a time as they are asked for.
 class EmbeddedRecordset : public Recordset {
   public:
-    // Runs the query to its first row.
-    EmbeddedRecordset(sqlite3* database, SqliteStatement statement);
+    // Runs the query to its first row. When the database has expired there are no more rows to
+    // move to, but an error.
+    EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStatement statement);
 
     bool Eof() const override { return eof_; }
     void MoveNext() override;
@@ -20,6 +22,7 @@ class EmbeddedRecordset : public Recordset {
   private:
     void LoadRow();
 
+    std::weak_ptr<sqlite3> database_;
     SqliteStatement statement_;
     std::vector<Field> fields_;
     bool eof_ = false;

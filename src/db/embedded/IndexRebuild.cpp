@@ -53,7 +53,7 @@ IndexRebuild::IndexRebuild(const SqliteDatabase& database, std::string_view dele
     }
     try {
         DropIndexes();
-    } catch (const DatabaseError&) {
+    } catch (...) {
         RollBack();
         throw;
     }

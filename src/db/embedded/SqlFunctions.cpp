@@ -9,10 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "core/DatabaseError.h"
 #include "core/Text.h"
+#include "db/embedded/Caught.h"
 #include "db/embedded/ColumnTypes.h"
 #include "db/embedded/DateLiterals.h"
+#include "db/embedded/NameOrder.h"
 
 namespace morvane::embedded {
 
@@ -83,13 +84,8 @@ void DayFirst(sqlite3_context* context, int, Arguments arguments) {
         sqlite3_result_value(context, arguments[1]);
         return;
     }
-    try {
-        ReturnText(context,
-                   DateForColumn(TextOf(arguments[1]), DateKindOfType(TextOf(arguments[0])),
-                                 DateOrder::DayFirst));
-    } catch (const DatabaseError& error) {
-        ReturnError(context, error.Descriptions().front());
-    }
+    ReturnText(context, DateForColumn(TextOf(arguments[1]), DateKindOfType(TextOf(arguments[0])),
+                                      DateOrder::DayFirst));
 }
 
 void FirstSeen(sqlite3_context* context, int, Arguments arguments) {
@@ -444,23 +440,23 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
     struct Entry {
         const char* Name;
         int Arguments;
-        void (*Function)(sqlite3_context*, int, sqlite3_value**);
+        SqlFunction Function;
         int Flags = SQLITE_DETERMINISTIC;
     };
     constexpr Entry kFunctions[] = {
-        {"tsql_getdate", 0, GetDate},
-        {"tsql_datediff", 3, DateDiffFunction},
-        {"tsql_dateadd", 3, DateAddFunction},
-        {"tsql_datepart", 2, DatePartFunction},
-        {"tsql_day_first", 2, DayFirst},
-        {"tsql_len", 1, Len},
-        {"tsql_left", 2, Left},
-        {"tsql_right", 2, Right},
-        {"tsql_substring", 3, Substring},
-        {"tsql_charindex", 2, CharIndex},
-        {"tsql_convert", 5, Convert},
-        {"like", 2, Like},
-        {"first_seen", 1, FirstSeen, 0},
+        {"tsql_getdate", 0, Caught<GetDate>},
+        {"tsql_datediff", 3, Caught<DateDiffFunction>},
+        {"tsql_dateadd", 3, Caught<DateAddFunction>},
+        {"tsql_datepart", 2, Caught<DatePartFunction>},
+        {"tsql_day_first", 2, Caught<DayFirst>},
+        {"tsql_len", 1, Caught<Len>},
+        {"tsql_left", 2, Caught<Left>},
+        {"tsql_right", 2, Caught<Right>},
+        {"tsql_substring", 3, Caught<Substring>},
+        {"tsql_charindex", 2, Caught<CharIndex>},
+        {"tsql_convert", 5, Caught<Convert>},
+        {"like", 2, Caught<Like>},
+        {"first_seen", 1, Caught<FirstSeen>, 0},
     };
     for (const Entry& entry : kFunctions) {
         const int result =
@@ -470,6 +466,14 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
         if (result != SQLITE_OK) {
             ThrowSqliteError(database.Handle(), {});
         }
+    }
+    const auto compare = [](void*, int sizeA, const void* a, int sizeB, const void* b) {
+        return CompareNames({static_cast<const char*>(a), static_cast<std::size_t>(sizeA)},
+                            {static_cast<const char*>(b), static_cast<std::size_t>(sizeB)});
+    };
+    if (sqlite3_create_collation_v2(database.Handle(), kNameOrder, SQLITE_UTF8, nullptr, compare,
+                                    nullptr) != SQLITE_OK) {
+        ThrowSqliteError(database.Handle(), {});
     }
 }
 

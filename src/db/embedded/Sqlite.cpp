@@ -24,6 +24,8 @@ std::string Describe(sqlite3* database) {
             return "The database cannot be written (" + text + ").";
         case SQLITE_FULL:
             return "There is no room on the disk (" + text + ").";
+        case SQLITE_AUTH:
+            return "The embedded warehouse does not allow this in a statement (" + text + ").";
         case SQLITE_CANTOPEN:
             return "A file of the database cannot be opened or made (" + text + ").";
         default:
@@ -135,21 +137,37 @@ SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
     // A name in double quotes is a name, as on the server, never a text.
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    database.guard_->Serve(handle);
     return database;
+}
+
+// SQLite keeps the file open, with its locks, for as long as somebody holds a statement: a list
+// that was read half-way must not do that to other processes.
+void SqliteDatabase::Close(sqlite3* handle) {
+    for (sqlite3_stmt* statement = sqlite3_next_stmt(handle, nullptr); statement != nullptr;
+         statement = sqlite3_next_stmt(handle, statement)) {
+        sqlite3_reset(statement);
+    }
+    if (handle != nullptr && sqlite3_get_autocommit(handle) == 0) {
+        sqlite3_exec(handle, "ROLLBACK", nullptr, nullptr, nullptr);
+    }
+    sqlite3_busy_handler(handle, nullptr, nullptr);
+    sqlite3_set_authorizer(handle, nullptr, nullptr);
+    sqlite3_close_v2(handle);
 }
 
 SqliteDatabase SqliteDatabase::InMemory() {
     return Open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
 }
 
-SqliteDatabase SqliteDatabase::OpenFile(const std::string& path) {
+SqliteDatabase SqliteDatabase::OpenFile(const std::string& path, BusyWait& wait) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(ToPath(path), error)) {
         throw DatabaseError({"There is no database file \"" + path + "\"."});
     }
     // SQLite takes an empty file for a new database, and so do we: an archive starts as one.
     SqliteDatabase database = Open(path, SQLITE_OPEN_READWRITE);
-    database.SetBusyTimeout(1);
+    wait.Serve(database.Handle());
     if (sqlite3_exec(database.Handle(), "SELECT count(*) FROM sqlite_schema", nullptr, nullptr,
                      nullptr) != SQLITE_OK) {
         throw DatabaseError(
@@ -158,6 +176,11 @@ SqliteDatabase SqliteDatabase::OpenFile(const std::string& path) {
     RequireWritable(database.Handle(), path);
     database.Run(kCacheSize);
     return database;
+}
+
+SqliteStatement SqliteDatabase::Compile(std::string_view sql, std::string_view shownAs) const {
+    const StatementGuard::OnDuty onDuty(*guard_);
+    return {handle_.get(), sql, shownAs};
 }
 
 void SqliteDatabase::Run(std::string_view sql) const {

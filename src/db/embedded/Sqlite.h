@@ -8,6 +8,8 @@
 #include <string_view>
 
 #include "core/Value.h"
+#include "db/embedded/BusyWait.h"
+#include "db/embedded/StatementGuard.h"
 
 namespace morvane::embedded {
 
@@ -49,26 +51,26 @@ class SqliteDatabase {
   public:
     static SqliteDatabase InMemory();
     // Opens an existing file for reading and writing and proves that it is a database. Throws
-    // DatabaseError; nothing is ever created.
-    static SqliteDatabase OpenFile(const std::string& path);
+    // DatabaseError; nothing is ever created. `wait` is for what other processes lock, from now on,
+    // and must outlive the database.
+    static SqliteDatabase OpenFile(const std::string& path, BusyWait& wait);
 
     sqlite3* Handle() const { return handle_.get(); }
+    // Expires with the database.
+    std::weak_ptr<sqlite3> Watched() const { return handle_; }
 
-    // Waits this long for another process's lock.
-    void SetBusyTimeout(int seconds) { sqlite3_busy_timeout(handle_.get(), seconds * 1000); }
-
+    // A statement that users or the meta tables have had a hand in, see StatementGuard.
+    SqliteStatement Compile(std::string_view sql, std::string_view shownAs) const;
     // Runs a statement of the engine's own.
     void Run(std::string_view sql) const;
 
   private:
-    struct Close {
-        void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
-    };
-
-    explicit SqliteDatabase(sqlite3* handle) : handle_(handle) {}
+    explicit SqliteDatabase(sqlite3* handle) : handle_(handle, Close) {}
     static SqliteDatabase Open(const std::string& path, int flags);
+    static void Close(sqlite3* handle);
 
-    std::unique_ptr<sqlite3, Close> handle_;
+    std::unique_ptr<StatementGuard> guard_ = std::make_unique<StatementGuard>();
+    std::shared_ptr<sqlite3> handle_;
 };
 
 // Throws the last error of the database as a DatabaseError.

@@ -43,7 +43,7 @@ std::size_t Translator::RewriteCall(std::size_t i) {
         return RewriteConvert(open, close, space);
     }
     if (EqualsIgnoreCase(name, "openrowset")) {
-        return RewriteRowset(open, close, space);
+        return RewriteRowset(i, close);
     }
     if (EqualsIgnoreCase(name, "cast")) {
         return RewriteCast(open, close, space);

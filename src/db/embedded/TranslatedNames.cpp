@@ -33,7 +33,7 @@ std::size_t Translator::RewriteNameChain(std::size_t i) {
     if (first + 1 == parts.size() && IsAt(parts.back(), "*")) {
         FailUnknown("\"*\" without a table before it here");
     }
-    if (first >= 2 && ReplaceDatabase(parts, first, space)) {
+    if (first >= 2 && ReplaceDatabase(parts, first)) {
         return next;
     }
     for (std::size_t part = first; part < parts.size(); ++part) {
@@ -43,18 +43,17 @@ std::size_t Translator::RewriteNameChain(std::size_t i) {
     return next;
 }
 
-bool Translator::ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first,
-                                 bool space) {
+bool Translator::ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first) {
     if (first > 2) {
-        const std::string folder = LinkedFolder(parts);
-        EmitForeignTable(folder, tokens_[parts[1]].NameText(), tokens_[parts.back()].NameText(),
-                         space);
+        const std::string server = LinkedServer(parts);
+        EmitForeignTable(parts[0], server, tokens_[parts[1]].NameText(),
+                         tokens_[parts.back()].NameText());
         return true;
     }
     const std::string database = tokens_[parts[0]].NameText();
     if (EqualsIgnoreCase(database, "master") &&
         EqualsIgnoreCase(tokens_[parts[first]].NameText(), "sysdatabases")) {
-        Emit(DatabaseList(context_.Folder), space);
+        Emit(DatabaseList(context_.Folder), tokens_[parts[0]].SpaceBefore);
         return true;
     }
     if (!EqualsIgnoreCase(database, context_.Database)) {
@@ -64,7 +63,7 @@ bool Translator::ReplaceDatabase(const std::vector<std::size_t>& parts, std::siz
     return false;
 }
 
-std::string Translator::LinkedFolder(const std::vector<std::size_t>& parts) const {
+std::string Translator::LinkedServer(const std::vector<std::size_t>& parts) const {
     const std::string server = tokens_[parts[0]].NameText();
     const auto& linked = context_.LinkedServers;
     const bool known = std::any_of(linked.begin(), linked.end(), [&](const std::string& name) {
@@ -76,11 +75,17 @@ std::string Translator::LinkedFolder(const std::vector<std::size_t>& parts) cons
     if (parts.size() != 4 || parts[1] == tokens_.size()) {
         FailUnknown("this form of a four-part name");
     }
-    return FolderOfServer(server);
+    return server;
 }
 
-void Translator::EmitForeignTable(const std::string& folder, const std::string& database,
-                                  const std::string& table, bool space) {
+void Translator::EmitForeignTable(std::size_t at, const std::string& server,
+                                  const std::string& database, const std::string& table) {
+    const std::string folder = FolderOfServer(server);
+    const bool isTarget = at == 2 && IsAt(0, "insert") && IsAt(1, "into");
+    if (!isTarget || server != context_.CopyServer || database != context_.CopyDatabase) {
+        Fail("The embedded warehouse reaches no other database but the one that fact tables are"
+             " archived in, and that only to copy rows there.");
+    }
     const std::string file = DatabaseFile(folder, database);
     std::error_code error;
     const bool own = std::filesystem::equivalent(
@@ -88,27 +93,26 @@ void Translator::EmitForeignTable(const std::string& folder, const std::string& 
     if (!own) {
         attachedFiles_.push_back(file);
     }
-    Emit(QuotedName(own ? "main" : file) + "." + QuotedName(table), space);
+    Emit(QuotedName(own ? "main" : file) + "." + QuotedName(table), tokens_[at].SpaceBefore);
 }
 
-std::size_t Translator::RewriteRowset(std::size_t open, std::size_t close, bool space) {
+std::size_t Translator::RewriteRowset(std::size_t i, std::size_t close) {
     constexpr std::array<std::string_view, 4> kSeparators = {",", ";", ";", ","};
-    std::size_t i = open + 1;
+    std::size_t next = i + 2;
     std::string server;
-    for (std::size_t part = 0; part < kSeparators.size(); ++part, i += 2) {
-        if (i + 1 >= close || tokens_[i].Kind != TokenKind::Text ||
-            !tokens_[i + 1].Is(kSeparators[part])) {
+    for (std::size_t part = 0; part < kSeparators.size(); ++part, next += 2) {
+        if (next + 1 >= close || tokens_[next].Kind != TokenKind::Text ||
+            !tokens_[next + 1].Is(kSeparators[part])) {
             FailUnknown("this form of OPENROWSET");
         }
-        server = part == 1 ? LiteralText(tokens_[i].Text) : server;
+        server = part == 1 ? LiteralText(tokens_[next].Text) : server;
     }
-    const bool threeParts = close == i + 5 && tokens_[i + 1].Is(".") && tokens_[i + 2].Is("dbo") &&
-                            tokens_[i + 3].Is(".");
+    const bool threeParts = close == next + 5 && tokens_[next + 1].Is(".") &&
+                            tokens_[next + 2].Is("dbo") && tokens_[next + 3].Is(".");
     if (!threeParts) {
         FailUnknown("this form of OPENROWSET");
     }
-    EmitForeignTable(FolderOfServer(server), tokens_[i].NameText(), tokens_[i + 4].NameText(),
-                     space);
+    EmitForeignTable(i, server, tokens_[next].NameText(), tokens_[next + 4].NameText());
     return close + 1;
 }
 

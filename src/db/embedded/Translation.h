@@ -45,6 +45,9 @@ struct TranslationContext {
     const SqliteDatabase* Catalogue = nullptr;
     // Of the session.
     DateOrder Order = DateOrder::MonthFirst;
+    // The one other database that an INSERT may write to; empty when there is none.
+    std::string CopyServer{};
+    std::string CopyDatabase{};
 };
 
 // Rewrites one T-SQL statement from its tokens; an UPDATE keeps its FROM (see SemiJoin.h). What

@@ -72,14 +72,16 @@ class Translator {
     std::size_t RewriteNameChain(std::size_t i);
     // The database before "dbo." must be the one in use; the server's own list of databases is
     // made on the spot. True when the whole name has been written.
-    bool ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first, bool space);
-    // The folder behind the first part of server.database.dbo.table.
-    std::string LinkedFolder(const std::vector<std::size_t>& parts) const;
-    // A table of another database file, which is then a schema by the name of the file.
-    void EmitForeignTable(const std::string& folder, const std::string& database,
-                          const std::string& table, bool space);
-    // OPENROWSET('SQLOLEDB', 'server'; 'user'; 'password', database.dbo.table)
-    std::size_t RewriteRowset(std::size_t open, std::size_t close, bool space);
+    bool ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first);
+    // The server that the first part of server.database.dbo.table names.
+    std::string LinkedServer(const std::vector<std::size_t>& parts) const;
+    // A table of another database file, which is then a schema by the name of the file. `at` is
+    // where its name begins: only the target of an INSERT may be one, and only in the database
+    // that the connection has been told.
+    void EmitForeignTable(std::size_t at, const std::string& server, const std::string& database,
+                          const std::string& table);
+    // OPENROWSET('SQLOLEDB', 'server'; 'user'; 'password', database.dbo.table) at `i`.
+    std::size_t RewriteRowset(std::size_t i, std::size_t close);
 
     // TranslatedCalls.cpp
     std::size_t RewriteCall(std::size_t i);

@@ -112,11 +112,15 @@ void CallWatch::Run() {
     std::unique_lock lock(mutex_);
     while (!ending_) {
         wake_.wait_for(lock, kInterval);
-        if (!requested_ && cancelRequested_ && cancelRequested_()) {
-            requested_ = Clock::now();
-        }
-        if (active_ && !ending_) {
-            LookAtCall();
+        try {
+            if (!requested_ && cancelRequested_ && cancelRequested_()) {
+                requested_ = Clock::now();
+            }
+            if (active_ && !ending_) {
+                LookAtCall();
+            }
+        } catch (...) {
+            // Neither memory nor a thread to be had: no reason to end the program.
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 
+#include "core/ImmediateBatch.h"
 #include "core/Text.h"
 #include "db/odbc/OdbcBatch.h"
 #include "db/odbc/OdbcCatalogue.h"
@@ -57,6 +58,9 @@ class OdbcConnection : public Connection {
     void BeginTrans() override { Session().BeginTrans(); }
     void CommitTrans() override { Session().CommitTrans(); }
     void RollbackTrans() override { Session().RollbackTrans(); }
+
+    // The server decides by the login's rights what a statement may do.
+    void RequireName(NameOf, std::string_view) const override {}
 
     bool TableExists(std::string_view table) override { return Catalogue().TableExists(table); }
     std::optional<NamedTable> FindTable(std::string_view table) override {
@@ -177,7 +181,10 @@ std::unique_ptr<Recordset> OdbcConnection::OpenRecordset(std::string_view sql, R
 
 std::unique_ptr<StatementBatch> OdbcConnection::CreateBatch(RowCountSink counted) {
     if (!Session().SpeaksTSql()) {
-        return Connection::CreateBatch(std::move(counted));
+        return std::make_unique<ImmediateBatch>(
+            [session = session_](std::string_view sql) { return session->Execute(sql); },
+            [session = session_] { return std::make_unique<OdbcCommand>(session); },
+            std::move(counted));
     }
     return std::make_unique<OdbcBatch>(session_, std::move(counted));
 }

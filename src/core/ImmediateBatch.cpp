@@ -1,0 +1,31 @@
+#include "core/ImmediateBatch.h"
+
+namespace morvane {
+
+void ImmediateBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
+    const std::int64_t rows =
+        parameters.empty() ? execute_(sql) : CommandFor(sql, parameters).Execute();
+    if (counted_) {
+        counted_(added_, rows);
+    }
+    ++added_;
+}
+
+Command& ImmediateBatch::CommandFor(std::string_view sql,
+                                    const std::vector<Parameter>& parameters) {
+    const auto known = commands_.find(sql);
+    if (known != commands_.end()) {
+        for (const Parameter& parameter : parameters) {
+            known->second->SetParameter(parameter.Name, parameter.Value);
+        }
+        return *known->second;
+    }
+    auto command = makeCommand_();
+    command->SetText(sql);
+    for (const Parameter& parameter : parameters) {
+        command->AppendParameter(parameter);
+    }
+    return *commands_.emplace(std::string(sql), std::move(command)).first->second;
+}
+
+}  // namespace morvane
