@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "core/ImmediateBatch.h"
 #include "core/Text.h"
 #include "core/modFileFunctions.h"
 #include "db/embedded/AlterTable.h"
@@ -97,8 +96,8 @@ class EmbeddedCommand : public Command {
 // to read more rows than an index for it would cost gets one, until Finish().
 class EmbeddedBatch : public StatementBatch {
   public:
-    EmbeddedBatch(EmbeddedConnection& connection, RowCountSink counted)
-        : connection_(connection), counted_(std::move(counted)) {}
+    EmbeddedBatch(OpenConnection connection, RowCountSink counted)
+        : connection_(std::move(connection)), counted_(std::move(counted)) {}
 
     void Add(std::string_view sql, const std::vector<Parameter>& parameters) override;
     void Finish() override;
@@ -115,13 +114,14 @@ class EmbeddedBatch : public StatementBatch {
     // Some 20 milliseconds: a batch that is over before gains nothing from an index.
     static constexpr std::int64_t kStepsBeforeAsking = 1000000;
 
-    Prepared& PreparedFor(std::string_view sql);
-    void CountSteps(Prepared& prepared);
+    Prepared& PreparedFor(EmbeddedConnection& connection, std::string_view sql);
+    void CountSteps(const SqliteDatabase& database, Prepared& prepared);
 
-    EmbeddedConnection& connection_;
+    OpenConnection connection_;
     RowCountSink counted_;
     std::size_t added_ = 0;
-    std::vector<Prepared> prepared_;  // a text or two
+    std::weak_ptr<sqlite3> database_;  // where the statements are prepared
+    std::vector<Prepared> prepared_;   // a text or two
     std::vector<const Value*> values_;
 };
 
@@ -155,10 +155,9 @@ class EmbeddedConnection : public Connection {
         Handle();
         return std::make_unique<EmbeddedCommand>(self_);
     }
-    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override;
-
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
-        return std::make_unique<EmbeddedBatch>(*this, std::move(counted));
+        Handle();
+        return std::make_unique<EmbeddedBatch>(self_, std::move(counted));
     }
 
     void BeginTrans() override { Handle().Run("BEGIN IMMEDIATE"); }
@@ -433,20 +432,14 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
     return kind == RecordsetKind::Buffered ? BufferRecordset(*rows) : std::move(rows);
 }
 
-std::unique_ptr<StatementBatch> EmbeddedConnection::CreateBatch(RowCountSink counted) {
-    Handle();
-    const OpenConnection open = self_;
-    return std::make_unique<ImmediateBatch>(
-        [open](std::string_view sql) { return Require(open, sql)->Execute(sql); },
-        [open] { return Require(open, {})->CreateCommand(); }, std::move(counted));
-}
-
 void EmbeddedConnection::RequireName(NameOf what, std::string_view name) const {
     if (what == NameOf::Table ? IsTableName(name) : IsColumnName(name)) {
         return;
     }
-    throw DatabaseError({"\"" + std::string(name) + "\", which the meta tables hold, is not the name"
-                         " of a " + (what == NameOf::Table ? "table" : "column") +
+    throw DatabaseError({"\"" + std::string(name) +
+                         "\", which the meta tables hold, is not the name"
+                         " of a " +
+                         (what == NameOf::Table ? "table" : "column") +
                          ": to the embedded warehouse a name is one identifier."});
 }
 
@@ -486,17 +479,18 @@ std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
 }
 
 void EmbeddedBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
+    const auto connection = Require(connection_, sql);
     std::int64_t rows = 0;
     if (parameters.empty()) {
-        rows = connection_.Execute(sql);
+        rows = connection->Execute(sql);
     } else {
         values_.clear();
         for (const Parameter& parameter : parameters) {
             values_.push_back(&parameter.Value);
         }
-        Prepared& prepared = PreparedFor(sql);
-        rows = connection_.Run(prepared.Statement, values_, ValueForColumn);
-        CountSteps(prepared);
+        Prepared& prepared = PreparedFor(*connection, sql);
+        rows = connection->Run(prepared.Statement, values_, ValueForColumn);
+        CountSteps(connection->Handle(), prepared);
     }
     if (counted_) {
         counted_(added_, rows);
@@ -513,23 +507,27 @@ void EmbeddedBatch::Finish() {
     prepared_.clear();
 }
 
-EmbeddedBatch::Prepared& EmbeddedBatch::PreparedFor(std::string_view sql) {
+EmbeddedBatch::Prepared& EmbeddedBatch::PreparedFor(EmbeddedConnection& connection,
+                                                    std::string_view sql) {
+    const SqliteDatabase& database = connection.Handle();
+    if (database_.lock().get() != database.Handle()) {
+        prepared_.clear();
+        database_ = database.Watched();
+    }
     for (Prepared& prepared : prepared_) {
         if (prepared.Text == sql) {
             return prepared;
         }
     }
-    Translation translation = connection_.TranslateHere(sql);
-    sqlite3* const database = connection_.Handle().Handle();
-    prepared_.push_back(
-        {.Text = std::string(sql),
-         .Statement = {translation.Kind, SqliteStatement(database, translation.Sql, sql),
-                       std::move(translation.ParameterDates)},
-         .Index = HistoryIndex::For(connection_.Handle(), translation.Sql)});
+    Translation translation = connection.TranslateHere(sql);
+    prepared_.push_back({.Text = std::string(sql),
+                         .Statement = {translation.Kind, database.Compile(translation.Sql, sql),
+                                       std::move(translation.ParameterDates)},
+                         .Index = HistoryIndex::For(database, translation.Sql)});
     return prepared_.back();
 }
 
-void EmbeddedBatch::CountSteps(Prepared& prepared) {
+void EmbeddedBatch::CountSteps(const SqliteDatabase& database, Prepared& prepared) {
     if (!prepared.Index || prepared.Indexed) {
         return;
     }
@@ -547,8 +545,7 @@ void EmbeddedBatch::CountSteps(Prepared& prepared) {
         return;
     }
     prepared.Indexed = true;
-    statement =
-        SqliteStatement(connection_.Handle().Handle(), prepared.Index->Statement(), prepared.Text);
+    statement = database.Compile(prepared.Index->Statement(), prepared.Text);
 }
 
 }  // namespace

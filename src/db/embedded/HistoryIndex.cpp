@@ -47,7 +47,8 @@ std::string DayNumber(const Tokens& tokens, std::size_t begin, std::size_t end) 
 
 }  // namespace
 
-std::unique_ptr<HistoryIndex> HistoryIndex::For(SqliteDatabase& database, std::string_view sql) {
+std::unique_ptr<HistoryIndex> HistoryIndex::For(const SqliteDatabase& database,
+                                                std::string_view sql) {
     const Tokens tokens = Tokenize(sql);
     if (!Is(tokens, 0, "update") || tokens.size() < 4 || !tokens[1].IsName() ||
         !Is(tokens, 2, "set")) {
@@ -87,33 +88,42 @@ HistoryIndex::~HistoryIndex() {
     }
 }
 
+std::shared_ptr<sqlite3> HistoryIndex::InTransaction() const {
+    auto database = database_.lock();
+    return database && sqlite3_get_autocommit(database.get()) == 0 ? database : nullptr;
+}
+
 std::int64_t HistoryIndex::CostInSteps() const {
     constexpr std::int64_t kStepsPerRow = 100;
-    SqliteStatement count(database_.Handle(), "SELECT count(*) FROM " + table_, "");
+    const auto database = database_.lock();
+    SqliteStatement count(database.get(), "SELECT count(*) FROM " + table_, "");
     count.Step();
     return sqlite3_column_int64(count.Handle(), 0) * kStepsPerRow;
 }
 
 bool HistoryIndex::Create() {
-    if (sqlite3_get_autocommit(database_.Handle()) != 0) {
+    const auto database = InTransaction();
+    if (!database) {
         return false;
     }
     try {
-        database_.Run("CREATE INDEX " + name_ + " ON " + table_ + " (" + columns_ + ")");
+        const std::string sql = "CREATE INDEX " + name_ + " ON " + table_ + " (" + columns_ + ")";
+        SqliteStatement(database.get(), sql, sql).Step();
+        created_ = true;
     } catch (const DatabaseError&) {
-        if (sqlite3_get_autocommit(database_.Handle()) != 0) {
+        if (!InTransaction()) {
             throw;
         }
-        return false;
     }
-    created_ = true;
-    return true;
+    return created_;
 }
 
 void HistoryIndex::Drop() {
-    if (created_ && sqlite3_get_autocommit(database_.Handle()) == 0) {
-        created_ = false;
-        database_.Run("DROP INDEX " + name_);
+    const auto database = created_ ? InTransaction() : nullptr;
+    created_ = false;
+    if (database) {
+        const std::string sql = "DROP INDEX " + name_;
+        SqliteStatement(database.get(), sql, sql).Step();
     }
 }
 

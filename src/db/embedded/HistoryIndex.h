@@ -17,7 +17,7 @@ namespace morvane::embedded {
 class HistoryIndex {
   public:
     // `sql` is the update as SQLite reads it. Null for a statement of any other form.
-    static std::unique_ptr<HistoryIndex> For(SqliteDatabase& database, std::string_view sql);
+    static std::unique_ptr<HistoryIndex> For(const SqliteDatabase& database, std::string_view sql);
     ~HistoryIndex();
     HistoryIndex(const HistoryIndex&) = delete;
     HistoryIndex& operator=(const HistoryIndex&) = delete;
@@ -35,9 +35,11 @@ class HistoryIndex {
     const std::string& Statement() const { return statement_; }
 
   private:
-    explicit HistoryIndex(SqliteDatabase& database) : database_(database) {}
+    explicit HistoryIndex(const SqliteDatabase& database) : database_(database.Watched()) {}
+    // Null outside a transaction, and once the database is closed.
+    std::shared_ptr<sqlite3> InTransaction() const;
 
-    SqliteDatabase& database_;
+    std::weak_ptr<sqlite3> database_;
     std::string table_;
     std::string name_;     // quoted
     std::string columns_;  // what it holds, with commas between
