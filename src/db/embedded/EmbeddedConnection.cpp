@@ -408,8 +408,10 @@ void EmbeddedConnection::RequireName(NameOf what, std::string_view name) const {
     if (what == NameOf::Table ? IsTableName(name) : IsColumnName(name)) {
         return;
     }
-    throw DatabaseError({"\"" + std::string(name) + "\", which the meta tables hold, is not the name"
-                         " of a " + (what == NameOf::Table ? "table" : "column") +
+    throw DatabaseError({"\"" + std::string(name) +
+                         "\", which the meta tables hold, is not the name"
+                         " of a " +
+                         (what == NameOf::Table ? "table" : "column") +
                          ": to the embedded warehouse a name is one identifier."});
 }
 

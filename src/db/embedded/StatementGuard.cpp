@@ -53,10 +53,9 @@ void StatementGuard::Serve(sqlite3* database) {
         database,
         [](void* self, int action, const char* first, const char* second, const char* schema,
            const char* inner) {
-            const bool allowed =
-                !static_cast<const StatementGuard*>(self)->onDuty_ ||
-                Allows(action, TextOrEmpty(first), TextOrEmpty(second), TextOrEmpty(schema),
-                       inner != nullptr);
+            const bool allowed = !static_cast<const StatementGuard*>(self)->onDuty_ ||
+                                 Allows(action, TextOrEmpty(first), TextOrEmpty(second),
+                                        TextOrEmpty(schema), inner != nullptr);
             return allowed ? SQLITE_OK : SQLITE_DENY;
         },
         this);

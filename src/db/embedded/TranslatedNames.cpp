@@ -83,8 +83,9 @@ void Translator::EmitForeignTable(std::size_t at, const std::string& server,
     const std::string folder = FolderOfServer(server);
     const bool isTarget = at == 2 && IsAt(0, "insert") && IsAt(1, "into");
     if (!isTarget || server != context_.CopyServer || database != context_.CopyDatabase) {
-        Fail("The embedded warehouse reaches no other database but the one that fact tables are"
-             " archived in, and that only to copy rows there.");
+        Fail(
+            "The embedded warehouse reaches no other database but the one that fact tables are"
+            " archived in, and that only to copy rows there.");
     }
     const std::string file = DatabaseFile(folder, database);
     std::error_code error;
