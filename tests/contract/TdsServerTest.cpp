@@ -389,6 +389,18 @@ TEST_F(Tds, ATableIsDescribedByTheSystemViewsAndOnlyTheOneThatIsMeant) {
     EXPECT_TRUE(Contains(Sent("sys.columns").Text, "N'it''s'"));
 }
 
+TEST(CallWatch, GoesOnWhenItCannotAskForACancel) {
+    std::atomic<int> asked = 0;
+    const odbc::CallWatch watch([&asked]() -> bool {
+        ++asked;
+        asked.notify_all();
+        throw std::bad_alloc();
+    });
+    asked.wait(0);
+    asked.wait(1);
+    EXPECT_GE(asked, 2);
+}
+
 // A server that has stopped answering, and one that answers too slowly to tell.
 TEST_F(Tds, NoWaitForTheServerOutlastsItsLimit) {
     struct {
