@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/DatabaseError.h"
+#include "support/ErrorOf.h"
 
 namespace morvane::odbc {
 namespace {
@@ -52,19 +53,13 @@ TEST(OdbcDriver, AValueCannotAddAKeyword) {
         BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"\xFC'};"),
         std::string::npos);
     EXPECT_THROW(BuildConnectionString(kFreeTds, Login(".", "ü€")), DatabaseError);
-    EXPECT_THROW(BuildConnectionString(kFreeTds, Login(".", "a};UID={sa")), DatabaseError);
+    const std::string error =
+        testing::ErrorOf([] { BuildConnectionString(kFreeTds, Login(".", "secret};UID={sa")); });
+    EXPECT_NE(error, "no error");
+    EXPECT_EQ(error.find("secret"), std::string::npos) << error;
     for (const char* server : {"h;UID=sa", "h}", "{h", "h'", "h,port", "h,0", "h,70000", "h\n"}) {
         EXPECT_THROW(BuildConnectionString(kFreeTds, Login(server)), DatabaseError) << server;
         EXPECT_THROW(BuildConnectionString(kMicrosoft, Login(server)), DatabaseError) << server;
-    }
-}
-
-TEST(OdbcDriver, NoErrorShowsThePassword) {
-    try {
-        BuildConnectionString(kFreeTds, Login(".", "secret};"));
-        FAIL() << "no error";
-    } catch (const DatabaseError& error) {
-        EXPECT_EQ(std::string(error.what()).find("secret"), std::string::npos);
     }
 }
 

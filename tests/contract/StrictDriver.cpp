@@ -37,22 +37,14 @@ struct BoundParameter {
     SQLSMALLINT SqlType;
     SQLULEN Size;
     const char* Data;
-    SQLLEN Room;
     const SQLLEN* Indicator;
 };
 
 struct DriverStatement : Handle {
-    // Before the execution and after the last result there is none.
-    StrictResult Result() const { return Results.empty() ? StrictResult() : Results[Current]; }
-    void Close() { Results.clear(); }
-
     std::string Sql;
     std::map<SQLUSMALLINT, BoundParameter> Parameters;
-    SQLULEN SetCount = 1;          // of values in arrays, which are bound by column
-    SQLULEN* Processed = nullptr;  // where the number of executed sets goes
 
-    std::vector<StrictResult> Results;
-    std::size_t Current = 0;
+    StrictResult Result;
     std::size_t RowsFetched = 0;
     std::size_t Given = 0;  // bytes or UTF-16 units of the current value
     bool AllGiven = false;
@@ -163,23 +155,23 @@ std::string NumberText(const char* data) {
     return std::to_string(number);
 }
 
-// The value of a parameter in one set of values. Memory that was bound is read here, at execution.
-std::optional<std::string> ValueOf(const BoundParameter& parameter, std::size_t set) {
-    const bool number = parameter.CType == SQL_C_SBIGINT || parameter.CType == SQL_C_DOUBLE;
-    const char* data =
-        parameter.Data + set * (number ? 8 : static_cast<std::size_t>(parameter.Room));
-    const SQLLEN length = parameter.Indicator == nullptr ? SQL_NTS : parameter.Indicator[set];
+// Memory that was bound is read here, at execution.
+std::optional<std::string> ValueOf(const BoundParameter& parameter) {
+    const char* data = parameter.Data;
+    const SQLLEN length = parameter.Indicator == nullptr ? SQL_NTS : *parameter.Indicator;
     if (length == SQL_NULL_DATA) {
         return std::nullopt;
     }
-    if (number) {
-        return parameter.CType == SQL_C_DOUBLE ? NumberText<SQLDOUBLE>(data)
-                                               : NumberText<SQLBIGINT>(data);
+    switch (parameter.CType) {
+        case SQL_C_DOUBLE:
+            return NumberText<SQLDOUBLE>(data);
+        case SQL_C_SBIGINT:
+            return NumberText<SQLBIGINT>(data);
+        case SQL_C_WCHAR:
+            return Recode(std::string(data, static_cast<std::size_t>(length)), "UTF-8", "UTF-16LE");
+        default:
+            return TextOf(data, length);
     }
-    if (parameter.CType == SQL_C_WCHAR) {
-        return Recode(std::string(data, static_cast<std::size_t>(length)), "UTF-8", "UTF-16LE");
-    }
-    return TextOf(data, length);
 }
 
 bool IsTooLong(const BoundParameter& parameter, const std::optional<std::string>& value) {
@@ -188,38 +180,20 @@ bool IsTooLong(const BoundParameter& parameter, const std::optional<std::string>
            (IsWide(parameter.SqlType) ? Utf16(*value).size() : value->size()) > parameter.Size;
 }
 
-// Goes to the result with that number.
-SQLRETURN Enter(DriverStatement& statement, std::size_t number) {
-    if (number >= statement.Results.size()) {
-        statement.Close();
-        return SQL_NO_DATA;
-    }
-    statement.Current = number;
-    statement.RowsFetched = 0;
-    const StrictResult result = statement.Result();
-    return result.Error.empty() ? SQL_SUCCESS : Report(statement, "42000", result.Error, 50000);
-}
-
 SQLRETURN Run(DriverStatement& statement) {
-    for (std::size_t set = 0; set < statement.SetCount && !statement.Parameters.empty(); ++set) {
+    if (!statement.Parameters.empty()) {
         auto& values = strictDriver.Executions.emplace_back();
         for (const auto& [position, parameter] : statement.Parameters) {
-            values.push_back(ValueOf(parameter, set));
+            values.push_back(ValueOf(parameter));
             if (IsTooLong(parameter, values.back())) {
                 return Report(statement, "22001", "String data, right truncation");
             }
         }
     }
-    if (statement.Processed != nullptr) {
-        *statement.Processed = statement.SetCount;
-    }
     const auto answer = strictDriver.Answers.find(statement.Sql);
-    statement.Results =
-        answer == strictDriver.Answers.end() ? std::vector<StrictResult>(1) : answer->second;
-    const SQLRETURN entered = Enter(statement, 0);
-    // What ODBC 3 wants of an UPDATE or DELETE that finds no row.
-    const bool touchesNothing = statement.Result().Count == 0;
-    return entered == SQL_SUCCESS && touchesNothing ? SQL_NO_DATA : entered;
+    statement.Result = answer == strictDriver.Answers.end() ? StrictResult() : answer->second;
+    statement.RowsFetched = 0;
+    return SQL_SUCCESS;
 }
 
 bool ContinuesCharacter(char byte) {
@@ -376,17 +350,8 @@ SQLRETURN SQL_API SQLEndTran(SQLSMALLINT, SQLHANDLE, SQLSMALLINT) {
     return SQL_SUCCESS;
 }
 
-SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT handle, SQLINTEGER attribute, SQLPOINTER value,
-                                 SQLINTEGER) {
-    auto& statement = Begin<DriverStatement>(handle);
-    if (attribute == SQL_ATTR_PARAMSET_SIZE) {
-        statement.SetCount = reinterpret_cast<SQLULEN>(value);
-    } else if (attribute == SQL_ATTR_PARAMS_PROCESSED_PTR) {
-        statement.Processed = static_cast<SQLULEN*>(value);
-    }
-    return attribute == SQL_ATTR_PARAM_BIND_TYPE && value != nullptr
-               ? Report(statement, "HYC00", "The stand-in has no such feature")
-               : SQL_SUCCESS;
+SQLRETURN SQL_API SQLSetStmtAttr(SQLHSTMT, SQLINTEGER, SQLPOINTER, SQLINTEGER) {
+    return SQL_SUCCESS;
 }
 
 SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT what) {
@@ -395,14 +360,14 @@ SQLRETURN SQL_API SQLFreeStmt(SQLHSTMT handle, SQLUSMALLINT what) {
         strictDriver.Unbinds += statement.Parameters.empty() ? 0 : 1;
         statement.Parameters.clear();
     } else if (what == SQL_CLOSE) {
-        statement.Close();
+        statement.Result = {};
     }
     return SQL_SUCCESS;
 }
 
 SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMALLINT,
                                    SQLSMALLINT cType, SQLSMALLINT sqlType, SQLULEN size,
-                                   SQLSMALLINT, SQLPOINTER data, SQLLEN room, SQLLEN* indicator) {
+                                   SQLSMALLINT, SQLPOINTER data, SQLLEN, SQLLEN* indicator) {
     auto& statement = Begin<DriverStatement>(handle);
     if (size > LargestSize(sqlType)) {
         return Report(statement, "HY104", "Invalid precision value");
@@ -414,8 +379,8 @@ SQLRETURN SQL_API SQLBindParameter(SQLHSTMT handle, SQLUSMALLINT number, SQLSMAL
     ++strictDriver.Binds;
     strictDriver.ParameterTypes.resize(std::max<std::size_t>(number, statement.Parameters.size()));
     strictDriver.ParameterTypes[number - 1U] = sqlType;
-    statement.Parameters[number] = {cType, sqlType,  size, static_cast<const char*>(data),
-                                    room,  indicator};
+    statement.Parameters[number] = {cType, sqlType, size, static_cast<const char*>(data),
+                                    indicator};
     return SQL_SUCCESS;
 }
 
@@ -436,26 +401,25 @@ SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length
 }
 
 SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
-    auto& statement = Begin<DriverStatement>(handle);
-    return Enter(statement, statement.Current + 1);
+    Begin<DriverStatement>(handle).Result = {};
+    return SQL_NO_DATA;
 }
 
 SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
-    const StrictResult result = Begin<DriverStatement>(handle).Result();
-    // A driver may know how many rows a query returns; they are none that it affected.
-    *count = result.ColumnType == 0 ? result.Count : static_cast<SQLLEN>(result.Rows.size());
+    Begin<DriverStatement>(handle);
+    *count = -1;
     return SQL_SUCCESS;
 }
 
 SQLRETURN SQL_API SQLNumResultCols(SQLHSTMT handle, SQLSMALLINT* count) {
-    *count = Begin<DriverStatement>(handle).Result().ColumnType == 0 ? 0 : 1;
+    *count = Begin<DriverStatement>(handle).Result.ColumnType == 0 ? 0 : 1;
     return SQL_SUCCESS;
 }
 
 SQLRETURN SQL_API SQLDescribeCol(SQLHSTMT handle, SQLUSMALLINT, SQLCHAR* name, SQLSMALLINT room,
                                  SQLSMALLINT* length, SQLSMALLINT* type, SQLULEN* size,
                                  SQLSMALLINT* digits, SQLSMALLINT* nullable) {
-    *type = Begin<DriverStatement>(handle).Result().ColumnType;
+    *type = Begin<DriverStatement>(handle).Result.ColumnType;
     *size = 0;  // as for varchar(max)
     *digits = 0;
     if (nullable != nullptr) {
@@ -475,7 +439,7 @@ SQLRETURN SQL_API SQLColAttribute(SQLHSTMT handle, SQLUSMALLINT, SQLUSMALLINT, S
 
 SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
     auto& statement = Begin<DriverStatement>(handle);
-    if (statement.RowsFetched == statement.Result().Rows.size()) {
+    if (statement.RowsFetched == statement.Result.Rows.size()) {
         return SQL_NO_DATA;
     }
     ++statement.RowsFetched;
@@ -487,7 +451,7 @@ SQLRETURN SQL_API SQLFetch(SQLHSTMT handle) {
 SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT, SQLSMALLINT type, SQLPOINTER buffer,
                              SQLLEN room, SQLLEN* indicator) {
     auto& statement = Begin<DriverStatement>(handle);
-    const auto value = statement.Result().Rows[statement.RowsFetched - 1];
+    const auto value = statement.Result.Rows[statement.RowsFetched - 1];
     if (!value) {
         *indicator = SQL_NULL_DATA;
         return SQL_SUCCESS;

@@ -11,12 +11,10 @@
 
 namespace morvane::testing {
 
-// One result of a statement: a row count, the rows of one column, or an error.
+// The rows of one column that a statement returns.
 struct StrictResult {
-    SQLLEN Count = -1;
     SQLSMALLINT ColumnType = 0;  // 0 when there is no column
     std::vector<std::optional<std::string>> Rows = {};
-    std::string Error = {};  // the server's message; empty for none
 };
 
 struct IgnoreCase {
@@ -30,8 +28,8 @@ using LoginKeywords = std::map<std::string, std::string, IgnoreCase>;
 
 // The ODBC driver of StrictDriver.cpp as a test sees it. The driver lives in the test's process.
 struct StrictDriver {
-    // The results of a statement by its text. Every other statement succeeds and counts no rows.
-    std::map<std::string, std::vector<StrictResult>> Answers;
+    // The result of a statement by its text. Every other statement succeeds without one.
+    std::map<std::string, StrictResult> Answers;
     // Whether the indicator of an incomplete piece is the number of remaining bytes, or
     // SQL_NO_TOTAL.
     bool TellsRemaining = false;

@@ -143,30 +143,6 @@ TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
     EXPECT_TRUE(state.LockHeld);
 }
 
-// As Azure SQL Database does.
-TEST_F(Tds, AServerWithoutUSEIsLoggedInToAgain) {
-    Connect([](const Request& request) -> std::optional<Answer> {
-        if (request.Text == "login" && request.Database == "gone") {
-            return Answer{{Error(4060, 11, "Cannot open database \"gone\".")}};
-        }
-        return On({{"USE",
-                    {{Error(40508, 16,
-                            "USE statement is not supported to switch between databases. Use a "
-                            "new connection to connect to a different database.")}}},
-                   {"UPDATE", {{Done(2)}}}})(request);
-    });
-    connection_->SetDefaultDatabase("dw");
-    EXPECT_EQ(connection_->DefaultDatabase(), "dw");
-    EXPECT_EQ(connection_->Execute("UPDATE t"), 2);
-    EXPECT_EQ(Sent("login").Database, "dw");
-    EXPECT_EQ(Sent("login").User, "somebody");
-    ExpectOptionsAfterEachLogin();
-
-    EXPECT_THROW(connection_->SetDefaultDatabase("gone"), DatabaseError);
-    EXPECT_EQ(connection_->DefaultDatabase(), "dw");
-    EXPECT_EQ(connection_->Execute("UPDATE t"), 2);
-}
-
 TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
     constexpr std::int64_t kFails = -99;
     const Token rows = Table("a i", {"1", "2"});
@@ -411,6 +387,18 @@ TEST_F(Tds, ATableIsDescribedByTheSystemViewsAndOnlyTheOneThatIsMeant) {
     EXPECT_TRUE(connection_->IsIndexed("sales"));
     EXPECT_TRUE(connection_->ColumnExists("it's", "SOLD"));
     EXPECT_TRUE(Contains(Sent("sys.columns").Text, "N'it''s'"));
+}
+
+TEST(CallWatch, GoesOnWhenItCannotAskForACancel) {
+    std::atomic<int> asked = 0;
+    const odbc::CallWatch watch([&asked]() -> bool {
+        ++asked;
+        asked.notify_all();
+        throw std::bad_alloc();
+    });
+    asked.wait(0);
+    asked.wait(1);
+    EXPECT_GE(asked, 2);
 }
 
 // A server that has stopped answering, and one that answers too slowly to tell.

@@ -46,11 +46,8 @@ TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutTheP
     EXPECT_FALSE(connection->IsOpen());
 }
 
-TEST_F(DatabaseOperationsTest, ListsDatabasesAndCreatesTheProgramsOwnTablesWithTheirRow) {
+TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
     connection = warehouse.Connect();
-    std::vector<std::string> names{"old"};
-    FillDatabaseList(names, *connection);
-    EXPECT_EQ(names, std::vector<std::string>{"dw"});
     CreateArchiveTable(*connection);
     CreateMultiUseTable(*connection, "anna");
     EXPECT_EQ(warehouse.Text("SELECT ID, Server, SecureLogin, SQLUserName, SQLPassword, DB "

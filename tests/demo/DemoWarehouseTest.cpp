@@ -118,21 +118,6 @@ TEST_F(DemoWarehouse, AgreesWithItsMetaTables) {
     EXPECT_EQ(CountOf("dwm_star_relations WHERE original_primary_key IS NULL"), 0);
 }
 
-TEST_F(DemoWarehouse, HasIndexesOnSomeForeignColumnsOnly) {
-    // The first column of a relation leads an index of the foreign table, or it does not.
-    const std::string leads =
-        " EXISTS (SELECT 1 FROM pragma_index_list(r.foreign_table) i, pragma_index_info(i.name) c"
-        " WHERE c.seqno=0 AND r.foreign_columns||',' LIKE c.name||',%') AND r.foreign_columns ";
-    for (const std::string composite : {"LIKE '%,%'", "NOT LIKE '%,%'"}) {
-        ExpectSome({"dwm_star_relations r WHERE" + leads + composite,
-                    "dwm_star_relations r WHERE NOT" + leads + composite});
-    }
-    EXPECT_EQ(
-        marked_->Text("SELECT group_concat(name) FROM pragma_index_info('ix_customer_element')"),
-        "customer_id,start_date");
-    EXPECT_EQ(CountOf("pragma_table_info('shipments') WHERE pk > 0"), 0) << "no primary key";
-}
-
 TEST_F(DemoWarehouse, HasUnusedElementsInEverySelectedDimension) {
     for (const std::string& table :
          marked_->Rows("SELECT table_name FROM dwm_tables WHERE table_type='dimension'"
@@ -221,31 +206,6 @@ TEST_F(DemoWarehouse, HasCustomersWithHistoriesOfEveryKind) {
     EXPECT_EQ(CountOf("sales JOIN customer USING (customer_key)"
                       " WHERE order_date < start_date OR order_date >= end_date"),
               0);
-}
-
-TEST_F(DemoWarehouse, SustainsElementsThatWouldGo) {
-    for (const std::string table : {"customer", "product"}) {
-        ExpectSome({table + " WHERE is_sustainable = 1 AND " + table + "_key NOT IN (SELECT " +
-                    table + "_key FROM sales)"});
-    }
-    // Marks of an earlier run, on elements sustained since, are there to be taken back.
-    EXPECT_GT(CountIn(*made_, "product WHERE is_sustainable = 1 AND is_deletable = 1"), 0);
-    EXPECT_EQ(CountIn(*made_, "product WHERE is_sustainable = 0 AND is_deletable = 1"), 0);
-}
-
-TEST_F(DemoWarehouse, HasOldFactsWhoseArchivingLeavesMoreUnused) {
-    EXPECT_EQ(marked_->Text("SELECT table_name, where_clause FROM dwm_tables"
-                            " WHERE where_clause IS NOT NULL ORDER BY table_name"),
-              "sales|order_date < '2019-01-01'"
-              " shipments|ship_date < dateadd(year, -6, '2026-01-01')");
-    for (const std::string old :
-         {"sales WHERE order_date < '2019-01-01'", "shipments WHERE ship_date < '2020-01-01'"}) {
-        EXPECT_GT(CountOf(old), 0) << old;
-        EXPECT_LT(CountOf(old) * 2, CountOf(old.substr(0, old.find(' ')))) << old;
-    }
-    EXPECT_GT(CountOf("customer WHERE is_sustainable = 0 AND customer_key NOT IN"
-                      " (SELECT customer_key FROM sales WHERE order_date >= '2019-01-01')"),
-              CountOf("customer WHERE is_deletable = 1"));
 }
 
 }  // namespace

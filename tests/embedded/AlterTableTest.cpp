@@ -185,14 +185,6 @@ TEST_F(AlterTable, AFullDiskLeavesTheTableAsItWas) {
     connection->Execute("ALTER TABLE t ADD a int NOT NULL DEFAULT 1 WITH VALUES");
 }
 
-TEST_F(AlterTable, OnlyCompilesBetweenNoexecOnAndOff) {
-    const std::string before = Schema();
-    connection->Execute("Set NOEXEC ON");
-    connection->Execute("ALTER TABLE t ADD a int");
-    connection->Execute("Set NOEXEC OFF");
-    EXPECT_EQ(Schema(), before);
-}
-
 TEST_F(AlterTable, StatementsPreparedBeforeItSeeTheNewTable) {
     EXPECT_EQ(connection->Execute("update t set n = 1.25 where id = 2"), 1);
     connection->Execute("ALTER TABLE t ADD a int NOT NULL DEFAULT 1 WITH VALUES");

@@ -12,6 +12,7 @@
 #include "db/ConnectionFactory.h"
 #include "db/embedded/Caught.h"
 #include "db/embedded/Sqlite.h"
+#include "db/modDatabaseOperations.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 
@@ -160,12 +161,8 @@ TEST(Engine, ListsAnyNumberOfDatabasesAsAPersonOrdersThem) {
         TextFile(warehouse.Folder() + "/" + name + ".db").Close();
     }
     std::filesystem::create_directory(warehouse.Folder() + "/folder.db");
-    const auto list = warehouse.Connect()->OpenRecordset(
-        "SELECT DISTINCT name FROM master.dbo.sysdatabases ORDER BY name");
-    std::vector<std::string> names;
-    for (; !list->Eof(); list->MoveNext()) {
-        names.push_back((*list)[0].Text());
-    }
+    std::vector<std::string> names{"old"};
+    FillDatabaseList(names, *warehouse.Connect());
     ASSERT_EQ(names.size(), 610U);
     EXPECT_EQ(Join({names.begin(), names.begin() + 12}, " "),
               "99 100 Db1 db1b DB2 db02 db2 db10 dw dz many1 many2");

@@ -11,6 +11,7 @@
 #include "Require.h"
 #include "core/Text.h"
 #include "db/embedded/AlterTable.h"
+#include "db/embedded/Names.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/StatementCache.h"
 #include "db/embedded/Tokens.h"
@@ -273,6 +274,18 @@ void CheckColumnList(std::string_view list) {
     }
 }
 
+// What may stand for a table's name changes nothing but the name in a statement.
+void CheckName(std::string_view text) {
+    if (!IsTableName(text)) {
+        return;
+    }
+    const auto tokens = TryTokenize("delete from " + std::string(text) + " where a = 'b'");
+    Require(tokens.has_value(), "a statement with a name can be read");
+    const std::size_t rest = tokens->size() - 4;
+    Require((rest == 3 || rest == 5) && (*tokens)[rest].Is("where"), "a name is nothing more");
+    Require((*tokens)[rest - 1].IsName(), "a name is a name");
+}
+
 // Any text, between quotes of every kind and in a comment, comes out as it is.
 void CheckQuoted(const std::string& text) {
     if (text.find('\0') != std::string::npos || text.find("*/") != std::string::npos ||
@@ -307,6 +320,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace morvane::fuzz;
     const std::string_view sql(reinterpret_cast<const char*>(data), size);
     CheckColumnList(sql);
+    CheckName(sql);
     if (const auto tokens = TryTokenize(sql)) {
         CheckTokens(sql, *tokens);
         const auto again = TryTokenize(morvane::embedded::JoinTokens(*tokens, 0, tokens->size()));

@@ -85,41 +85,6 @@ TEST_F(ArchiveFault, RowsThatArriveAfterTheCopyStopTheDelete) {
     EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 2 3 3 6,4 5");
 }
 
-TEST_F(ArchiveFault, ADeleteThatFailsLeavesTheRowsInBothPlaces) {
-    warehouse.Run(
-        "CREATE TRIGGER guard BEFORE DELETE ON sales WHEN old.id = 3 BEGIN"
-        " SELECT raise(ABORT, 'not this one'); END");
-    ExpectFailureWithAllRowsInPlace("not this one", "1 2 3");
-}
-
-// A table without its last column or its key would be taken for a whole one later.
-TEST_F(ArchiveFault, AnArchiveTableThatCannotBeFinishedIsNotThere) {
-    warehouse.AddFact("returns", "id int, DATE_OF_ARCHIVING datetime", "id = 1");
-    warehouse.Run("DELETE FROM dwm_tables WHERE table_name = 'sales'");
-    ExpectFailureWithAllRowsInPlace("duplicate column name");
-    EXPECT_FALSE(HasArchiveTable("returns"));
-    EXPECT_EQ(archive.Text("SELECT name FROM sqlite_schema"), "");
-}
-
-TEST_F(ArchiveFault, AFullArchiveTakesNoRowAndNoneIsDeleted) {
-    SetCondition("id = 0");
-    ASSERT_TRUE(Archive()) << state.ErrorText;
-    SetCondition("note = 'long'");
-    warehouse.Run(
-        "WITH n(i) AS (SELECT 100 UNION ALL SELECT i + 1 FROM n WHERE i < 5000)"
-        " INSERT INTO sales SELECT i, '2018-01-01 00:00:00', 1, 'long' FROM n");
-    const auto size = std::filesystem::file_size(archive.Path());
-    {
-        const FileSizeLimit limit(size + 20000);
-        EXPECT_FALSE(Archive());
-    }
-    EXPECT_TRUE(Contains(log.Text, "An error occurred"));
-    EXPECT_EQ(archive.Text("SELECT count(*) FROM sales; PRAGMA integrity_check"), "0 ok");
-    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sales"), "4906");
-    EXPECT_TRUE(Archive()) << "with room again: " << state.ErrorText;
-    EXPECT_EQ(archive.Text("SELECT count(*) FROM sales"), "4901");
-}
-
 TEST_F(ArchiveFault, APasswordWithASingleQuoteIsRefusedAndAnyOtherIsTaken) {
     ConnectArchive(false, "it's");
     SetCondition(kOld);

@@ -131,7 +131,7 @@ class EmbeddedConnection : public Connection {
         : wait_(std::move(cancelRequested)) {}
 
     std::string Property(std::string_view name) const override {
-        if (open_ && EqualsIgnoreCase(name, "Server Name")) {
+        if (IsOpen() && EqualsIgnoreCase(name, "Server Name")) {
             return Property("Data Source");
         }
         const auto found = properties_.find(name);
@@ -144,7 +144,7 @@ class EmbeddedConnection : public Connection {
 
     void Open() override;
     void Close() override;
-    bool IsOpen() const override { return open_; }
+    bool IsOpen() const override { return self_ != nullptr; }
 
     std::string DefaultDatabase() const override { return context_.Database; }
     void SetDefaultDatabase(std::string_view name) override;
@@ -194,11 +194,10 @@ class EmbeddedConnection : public Connection {
                   const Value& value, DateReader readDate) const;
     std::int64_t Alter(std::string_view sql);
 
-    // Of nothing but this object's place, for those that may outlive it.
+    // Owns nothing; there while the connection is open, for what may outlive it.
     std::shared_ptr<EmbeddedConnection> self_;
     std::map<std::string, std::string, IgnoreCaseLess> properties_;
     std::int64_t expectedRows_ = 0;  // that the next DELETE takes; 0 when nobody said
-    bool open_ = false;
     bool compileOnly_ = false;
     TranslationContext context_;
     // Both outlive the database, which points to them.
@@ -230,7 +229,6 @@ void EmbeddedConnection::Open() {
     database_ = SqliteDatabase::InMemory();
     RegisterFunctions(*database_, functions_);
     self_ = {this, [](EmbeddedConnection*) {}};
-    open_ = true;
     compileOnly_ = false;
     if (const std::string catalog = Property("Initial Catalog"); !catalog.empty()) {
         SetDefaultDatabase(catalog);
@@ -242,7 +240,6 @@ void EmbeddedConnection::Close() {
     cache_.Clear();
     database_.reset();
     context_.Database.clear();
-    open_ = false;
 }
 
 void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
@@ -258,7 +255,7 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
 }
 
 SqliteDatabase& EmbeddedConnection::Handle() {
-    if (!open_) {
+    if (!IsOpen()) {
         throw DatabaseError({"The connection is closed."});
     }
     return *database_;
