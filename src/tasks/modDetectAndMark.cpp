@@ -1,9 +1,9 @@
 #include "tasks/modDetectAndMark.h"
 
-#include <algorithm>
 #include <deque>
 #include <stdexcept>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "core/ErrorTrap.h"
@@ -15,11 +15,6 @@ namespace {
 
 // More than any server allows for the name of a table.
 constexpr int kTableNameSize = 255;
-
-bool Contains(const auto& names, std::string_view name) {
-    return std::any_of(names.begin(), names.end(),
-                       [name](const std::string& held) { return EqualsIgnoreCase(held, name); });
-}
 
 // A row of dwm_star_relations; the columns are lists.
 struct Relation {
@@ -60,8 +55,10 @@ class Detection {
     Connection& connection_;
     ProgressWindow& progress_;
     std::deque<std::string> workQueue_;
-    std::vector<std::string> processedTables_;
-    std::string processedList_;  // the same names, quoted and comma-separated
+    // Names in lower case.
+    std::unordered_set<std::string> queuedTables_;  // those, too, that have left the queue
+    std::unordered_set<std::string> processedTables_;
+    std::string processedList_;  // the same names as they are, quoted and comma-separated
 };
 
 std::vector<std::string> Detection::LoadTableList(const std::string& sql) {
@@ -108,18 +105,17 @@ void Detection::ResetSelectedDimensions() {
 }
 
 void Detection::Queue(const std::string& table) {
-    if (!Contains(workQueue_, table) && !Contains(processedTables_, table)) {
+    const std::string name = ToLower(table);
+    if (!processedTables_.contains(name) && queuedTables_.insert(name).second) {
         workQueue_.push_back(table);
     }
 }
 
 void Detection::AddProcessed(const std::string& table) {
-    if (Contains(processedTables_, table)) {
-        return;
-    }
     connection_.RequireTableName(table);
-    processedTables_.push_back(table);
-    processedList_ += (processedList_.empty() ? "'" : ",'") + table + "'";
+    if (processedTables_.insert(ToLower(table)).second) {
+        processedList_ += (processedList_.empty() ? "'" : ",'") + table + "'";
+    }
 }
 
 void Detection::PrepareProgress() {
@@ -202,8 +198,7 @@ void Detection::KeepReferredRows(const std::string& table, const Relation& relat
 }
 
 void Detection::QueueDependents(const std::string& table) {
-    std::erase_if(workQueue_,
-                  [&](const std::string& held) { return EqualsIgnoreCase(held, table); });
+    workQueue_.pop_front();
     AddProcessed(table);
     const auto candidates = connection_.OpenRecordset(
         "SELECT DISTINCT primary_table FROM dwm_star_relations, dwm_tables  WHERE foreign_table = "

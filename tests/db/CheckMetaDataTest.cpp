@@ -39,7 +39,8 @@ class CheckMetaDataTest : public ::testing::Test {
 
 TEST_F(CheckMetaDataTest, AWarehouseInOrderPassesAndTheBarRunsToItsEnd) {
     EXPECT_EQ(Problem("UPDATE dwm_tables SET table_type = 'Fact', is_selected = NULL "
-                      "WHERE table_name = 'sales'"),
+                      "WHERE table_name = 'sales'; ALTER TABLE shop RENAME TO shops;"
+                      "CREATE VIEW shop AS SELECT * FROM shops"),
               "");
     EXPECT_EQ(Join(progress.Log, "; "),
               "range 0..6; value 0 to 0; comment Checking the Relations Table; comment Checking the"

@@ -51,6 +51,8 @@ class Alteration {
     void AddPrimaryKey();
     void RequireNotNull(const std::string& column) const;
     void MakeAnew(const CreateStatement& definition, const std::string& extraColumn = {});
+    void CopyInto(const CreateStatement& definition, const std::string& extraColumn);
+    bool IsEmpty() const;
 
     const SqliteDatabase& database_;
     std::string_view sql_;
@@ -179,18 +181,18 @@ void Alteration::MakeAnew(const CreateStatement& definition, const std::string& 
         others.emplace_back(
             reinterpret_cast<const char*>(sqlite3_column_text(dependents.Handle(), 0)));
     }
-    const std::string columns = ColumnList(database_, table_);
     // Else the renaming looks at all views and triggers, and refuses where one of them names the
     // table, which at that moment is gone.
     sqlite3_db_config(database_.Handle(), SQLITE_DBCONFIG_LEGACY_ALTER_TABLE, 1, nullptr);
-    const std::string more = extraColumn.empty() ? "" : ", " + extraColumn;
     database_.Run("SAVEPOINT morvane_alter");
     try {
-        database_.Run(definition.TextFor(kNewTable));
-        database_.Run("INSERT INTO " + std::string(kNewTable) + "(" + columns + more + ") SELECT " +
-                      columns + (more.empty() ? "" : ", NULL") + " FROM " + QuotedName(table_));
-        database_.Run("DROP TABLE " + QuotedName(table_));
-        database_.Run("ALTER TABLE " + std::string(kNewTable) + " RENAME TO " + QuotedName(table_));
+        if (IsEmpty()) {
+            // The renaming would read the definitions of all tables.
+            database_.Run("DROP TABLE " + QuotedName(table_));
+            database_.Run(definition.TextFor(table_));
+        } else {
+            CopyInto(definition, extraColumn);
+        }
         for (const std::string& other : others) {
             database_.Run(other);
         }
@@ -200,6 +202,21 @@ void Alteration::MakeAnew(const CreateStatement& definition, const std::string& 
                      nullptr, nullptr, nullptr);
         throw DatabaseError(error.Descriptions(), std::string(sql_));
     }
+}
+
+void Alteration::CopyInto(const CreateStatement& definition, const std::string& extraColumn) {
+    const std::string columns = ColumnList(database_, table_);
+    const std::string more = extraColumn.empty() ? "" : ", " + extraColumn;
+    database_.Run(definition.TextFor(kNewTable));
+    database_.Run("INSERT INTO " + std::string(kNewTable) + "(" + columns + more + ") SELECT " +
+                  columns + (more.empty() ? "" : ", NULL") + " FROM " + QuotedName(table_));
+    database_.Run("DROP TABLE " + QuotedName(table_));
+    database_.Run("ALTER TABLE " + std::string(kNewTable) + " RENAME TO " + QuotedName(table_));
+}
+
+bool Alteration::IsEmpty() const {
+    const std::string sql = "SELECT 1 FROM " + QuotedName(table_);
+    return !SqliteStatement(database_.Handle(), sql, sql_).Step();
 }
 
 }  // namespace

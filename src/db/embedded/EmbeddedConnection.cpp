@@ -19,6 +19,8 @@
 #include "db/embedded/EmbeddedRecordset.h"
 #include "db/embedded/HistoryIndex.h"
 #include "db/embedded/IndexRebuild.h"
+#include "db/embedded/LiteralList.h"
+#include "db/embedded/MetaTableCopies.h"
 #include "db/embedded/Names.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/SqlFunctions.h"
@@ -190,6 +192,9 @@ class EmbeddedConnection : public Connection {
                                         RecordsetKind kind);
 
   private:
+    std::unique_ptr<Recordset> OpenAsWorded(std::string_view sql,
+                                            const std::vector<const Value*>& values,
+                                            RecordsetKind kind);
     bool BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds, std::size_t i,
                   const Value& value, DateReader readDate) const;
     std::int64_t Alter(std::string_view sql);
@@ -204,6 +209,8 @@ class EmbeddedConnection : public Connection {
     BusyWait wait_;
     FunctionContext functions_;
     std::optional<SqliteDatabase> database_;
+    MetaTableCopies metaTables_;
+    LiteralList literalList_;
     StatementCache cache_;
     DeleteByLiterals deleteByLiterals_;
     std::vector<const Value*> literals_;  // keeps its memory between the statements of a deletion
@@ -249,6 +256,8 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     }
     SqliteDatabase database = SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name), wait_);
     RegisterFunctions(database, functions_);
+    literalList_.Forget();
+    metaTables_.Forget();
     cache_.Clear();
     database_ = std::move(database);
     context_.Database = name;
@@ -325,6 +334,7 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         return Run(*cached, values, readDate);
     }
     const Translation translation = TranslateHere(sql);
+    const bool keeps = !metaTables_.MayChange(sql);
     if (translation.Kind == StatementKind::NoExecOn ||
         translation.Kind == StatementKind::NoExecOff) {
         compileOnly_ = translation.Kind == StatementKind::NoExecOn;
@@ -352,7 +362,7 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         cache_.Clear();  // other statements may mean something else afterwards
         return Run(statement, values, readDate);
     }
-    return translation.AttachedFiles.empty()
+    return keeps && translation.AttachedFiles.empty()
                ? Run(cache_.Add(sql, std::move(statement)), values, readDate)
                : Run(statement, values, readDate);
 }
@@ -412,10 +422,29 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenRecordset(std::string_view sq
     return OpenText(sql, {}, kind);
 }
 
-// Bound values are copied: a streamed recordset outlives its caller's.
+// The engine's own tables may change while a streamed recordset is open: it never reads them.
 std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
                                                         const std::vector<const Value*>& values,
                                                         RecordsetKind kind) {
+    Handle();
+    if (kind == RecordsetKind::Buffered) {
+        try {
+            const std::string faster =
+                metaTables_.Replace(*database_, literalList_.Replace(*database_, sql));
+            if (faster != sql) {
+                return OpenAsWorded(faster, values, kind);
+            }
+        } catch (const DatabaseError&) {
+            // As it is worded, then; if that fails too, it tells why.
+        }
+    }
+    return OpenAsWorded(sql, values, kind);
+}
+
+// Bound values are copied: a streamed recordset outlives its caller's.
+std::unique_ptr<Recordset> EmbeddedConnection::OpenAsWorded(std::string_view sql,
+                                                            const std::vector<const Value*>& values,
+                                                            RecordsetKind kind) {
     const Translation translation = TranslateHere(sql);
     SqliteStatement statement = database_->Compile(translation.Sql, sql);
     RequirePlaces(statement, values.size());

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Measures how the tasks grow with the number of tables and relations, the rows being few: warehouses
+# of four shapes (bench/tables.awk), on each the check, archiving, marking, the reports and deletion,
+# each a process of its own. Prints CPU seconds, seconds on the clock, and the ratio of the CPU seconds
+# to those of the size before. Arguments: the numbers of tables ("500 1000 2000"), each with two and a
+# half times as many relations; the number of rounds (3), of which the median counts; the shapes.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+sizes=${1:-500 1000 2000}
+rounds=${2:-3}
+shapes=${3:-snowflake chain wide hub}
+
+. scripts/packages.sh
+scripts/install-packages.sh "${bench_packages[@]}"
+. bench/measure.sh
+
+# task <name> <options...>: measures into a file for the shape, size and task.
+task() {
+    local figures=$work/figures-$shape-$size-$1
+    shift
+    measure_program "$figures" "$@"
+}
+
+for shape in $shapes; do
+    for size in $sizes; do
+        awk -v shape="$shape" -v tables="$size" -v relations=$((size * 5 / 2)) -f bench/tables.awk |
+            sqlite3 "$work/base-$shape-$size.db"
+    done
+    for ((round = 0; round < rounds; ++round)); do
+        for size in $sizes; do
+            cp "$work/base-$shape-$size.db" "$work/program/retail.db"
+            : >"$work/program/retail_archive.db"
+            sync "$work/program/retail.db"
+            task check -chkmd
+            task archiving -clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist
+            task marking -mark
+            task reports -grep
+            task deletion -del
+        done
+    done
+done
+
+echo "| shape | task | tables | CPU s | s | CPU ratio |"
+echo "|---|---|---:|---:|---:|---:|"
+for shape in $shapes; do
+    for name in check archiving marking reports deletion; do
+        former=
+        for size in $sizes; do
+            figures=$work/figures-$shape-$size-$name
+            cpu=$(awk '{ print $2 + $3 }' "$figures" | median)
+            wall=$(awk '{ print $1 }' "$figures" | median)
+            awk -v cpu="$cpu" -v wall="$wall" -v former="$former" \
+                -v row="$shape | $name | $size" 'BEGIN { printf "| %s | %.2f | %.2f | %s |\n", row, cpu,
+                wall, former == "" ? "" : sprintf("%.2f", cpu / former) }'
+            former=$cpu
+        done
+    done
+done

@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include "core/Text.h"
+#include "core/Transaction.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+namespace {
+
+// Meta tables of a size that makes the engine look names up in copies of its own, and lists long
+// enough to be kept. What SQLite itself answers is right.
+class LargeWarehouse : public ::testing::Test {
+  protected:
+    LargeWarehouse() {
+        warehouse.Run(
+            "CREATE TABLE calls(n); WITH n(i) AS (SELECT 0 UNION ALL SELECT i + 1 FROM n WHERE"
+            " i < 600) INSERT INTO dwm_star_relations SELECT i % 2, 'Shop' || (i / 2), 'a,b',"
+            " 'Day' || i, 'x,y', NULL, NULL FROM n;"
+            "INSERT INTO dwm_tables SELECT DISTINCT foreign_table, 'Fact', NULL, NULL FROM"
+            " dwm_star_relations");
+        connection = warehouse.Connect();
+    }
+
+    std::string Answer(const std::string& sql) {
+        const auto rows = connection->OpenRecordset(sql);
+        std::string text;
+        for (; !rows->Eof(); rows->MoveNext()) {
+            for (const Field& field : rows->Fields()) {
+                text += field.Name + ":" + std::to_string(static_cast<int>(field.Type)) + ":" +
+                        std::to_string(field.DefinedSize) + ":" +
+                        (field.Value.IsNull() ? "NULL" : field.Value.Text()) + " ";
+            }
+        }
+        return text;
+    }
+    std::string First(const std::string& sql) {
+        return connection->OpenRecordset(sql)->Fields()[0].Value.Text();
+    }
+    void AskOften() {
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_EQ(First("SELECT foreign_table FROM dwm_star_relations WHERE primary_table ="
+                            " 'day" +
+                            std::to_string(i) + "'"),
+                      "Shop" + std::to_string(i / 2));
+        }
+    }
+
+    TestWarehouse warehouse;
+    std::unique_ptr<Connection> connection;
+};
+
+TEST_F(LargeWarehouse, ManyQuestionsGetTheAnswersOfTheFirst) {
+    for (const std::string sql :
+         {"SELECT * FROM dwm_star_relations WHERE primary_table = 'DAY7'",
+          "SELECT dwm_tables.*, primary_columns p FROM dwm_tables, [dwm_star_relations] r WHERE"
+          " Table_Name = 'shop3' AND foreign_table = dbo.dwm_tables.table_name",
+          "SELECT 'dwm_tables', table_type FROM dbo.dwm_tables WHERE table_name = 'SHOP9'"}) {
+        const std::string first = Answer(sql);
+        EXPECT_NE(first, "");
+        for (int i = 0; i < 50; ++i) {
+            ASSERT_EQ(Answer(sql), first);
+        }
+    }
+}
+
+TEST_F(LargeWarehouse, AnAnswerHoldsWhatWasChangedBeforeIt) {
+    const std::string change = "UPDATE dwm_star_relations SET foreign_columns = 'c' || rowid";
+    const auto again = connection->CreateCommand();
+    again->SetText("UPDATE DWM_STAR_RELATIONS SET foreign_columns = foreign_columns + 'x'");
+    const std::vector<std::pair<const char*, std::function<void()>>> changes{
+        {"by another process", [&] { warehouse.Run(change); }},
+        {"here", [&] { connection->Execute(change); }},
+        {"by a command", [&] { again->Execute(); }},
+        {"by the same command", [&] { again->Execute(); }},
+        {"and taken back",
+         [&] {
+             Transaction transaction(*connection);
+             connection->Execute("DELETE FROM dwm_star_relations");
+         }},
+        {"by another process, and copied in a transaction",
+         [&] {
+             warehouse.Run(change);
+             Transaction transaction(*connection);
+             AskOften();
+         }},
+        {"by a trigger",
+         [&] {
+             warehouse.Run("CREATE TRIGGER called AFTER INSERT ON calls BEGIN " + change +
+                           "||'t'; END");
+             AskOften();
+             connection->Execute("INSERT INTO calls VALUES(1)");
+         }},
+        {"by the same trigger", [&] { connection->Execute("INSERT INTO calls VALUES(1)"); }},
+    };
+    const std::string ask =
+        "SELECT foreign_columns FROM dwm_star_relations WHERE primary_table = 'day7'";
+    for (const auto& [how, make] : changes) {
+        AskOften();
+        make();
+        EXPECT_EQ(First(ask), warehouse.Text(ask)) << how;
+    }
+}
+
+// The texts 'Day<first>' to 'Day<last>', or other words with those numbers, and what comes after.
+std::string List(int first, int last, const std::string& more = "", const char* word = "Day") {
+    std::string list;
+    for (int i = first; i <= last; ++i) {
+        list += (list.empty() ? "'" : ",'") + std::string(word) + std::to_string(i) + "'";
+    }
+    return "(" + list + more + ")";
+}
+
+// One after the other: the engine keeps the list of the query before.
+TEST_F(LargeWarehouse, AListMeansWhatItSays) {
+    warehouse.Run(
+        "CREATE TABLE born(d datetime, n int); INSERT INTO born VALUES('2019-10-11 00:00:00', 5)");
+    const std::string days = "SELECT count(*) FROM dwm_star_relations WHERE dwm_star_relations.";
+    warehouse.Run(
+        "UPDATE dwm_star_relations SET primary_table = 'o''day' WHERE primary_table = 'Day500'");
+    const std::string more = ",'O''Day','day302'";
+    for (const std::string& query :
+         {days + "primary_table NOT IN " + List(0, 300),
+          days + "primary_table NOT IN " + List(0, 301),
+          days + "primary_table NOT IN " + List(0, 301, more),
+          days + "primary_table IN " + List(0, 301, more + ",'Day303','x'") + " AND selected = 1",
+          days + "primary_table IN " + List(0, 301, more + ",'Day303','x''y','Day304'"),
+          days + "primary_table IN " + List(0, 200), days + "primary_table IN " + List(100, 400),
+          days + "primary_table NOT IN " + List(100, 400, ",NULL"),
+          days + "primary_columns NOT IN " + List(0, 400, ",'X,Y'"),
+          "SELECT count(*) FROM born WHERE born.n IN " + List(0, 300, "", ""),
+          "SELECT count(*) FROM dwm_tables WHERE 'a IN (''b' <> dwm_tables.table_name AND 'x' IN " +
+              List(0, 300, ",'x'")}) {
+        EXPECT_EQ(First(query), warehouse.Text(query)) << query;
+    }
+    EXPECT_EQ(First("SELECT count(*) FROM born WHERE born.d IN " +
+                    List(10, 59, ",'20191011'", "2019-10-11T00:00:")),
+              "1")
+        << "texts that are compared with dates are read as dates";
+}
+
+TEST_F(LargeWarehouse, AListOutlivesARollback) {
+    const std::string query =
+        "SELECT count(*) FROM dwm_star_relations WHERE dwm_star_relations.primary_table IN ";
+    EXPECT_EQ(First(query + List(0, 300)), "301");
+    {
+        Transaction transaction(*connection);
+        EXPECT_EQ(First(query + List(0, 301)), "302");
+    }
+    EXPECT_EQ(First(query + List(0, 302)), "303");
+}
+
+}  // namespace
+}  // namespace morvane::testing
