@@ -1,11 +1,18 @@
 #pragma once
 
 #include <exception>
+#include <new>
 #include <string>
 
 #include "core/Text.h"
 
 namespace morvane {
+
+// An exception as a user may read it.
+inline std::string Describe(const std::exception& error) {
+    return dynamic_cast<const std::bad_alloc*>(&error) != nullptr ? "There is not enough memory."
+                                                                  : error.what();
+}
 
 // The task boundary: runs an operation that returns a truth value. An exception is described once,
 // with CR LF, at the end of `errorText`, and makes the result false.
@@ -14,7 +21,7 @@ bool TrapErrors(std::string& errorText, Operation&& operation) {
     try {
         return operation();
     } catch (const std::exception& error) {
-        errorText += error.what();
+        errorText += Describe(error);
         errorText += kCrLf;
         return false;
     }
