@@ -1,4 +1,5 @@
 #include "core/Platform.h"
+#include "run/LoginPasswords.h"
 #include "run/ProcessArguments.h"
 #include "run/StartUp.h"
 #ifdef MORVANE_UI
@@ -7,11 +8,12 @@
 
 int main(int argc, char** argv) {
     morvane::PrepareProcess();
-    const std::string commandLine = morvane::TakeCommandLine(argc, argv);
+    const morvane::StartInput input{morvane::TakeCommandLine(argc, argv),
+                                    morvane::TakeLoginPasswords()};
     morvane::UseSystemLocale();
 #ifdef MORVANE_UI
-    return morvane::RunInWindows(commandLine, argv);
+    return morvane::RunInWindows(input, argv);
 #else
-    return morvane::RunOnConsole(commandLine, "This build of Morvane has no settings window.");
+    return morvane::RunOnConsole(input, "This build of Morvane has no settings window.");
 #endif
 }

@@ -2,14 +2,16 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <system_error>
+#include <csignal>
 #include <vector>
 
 #include "core/modFileFunctions.h"
@@ -30,6 +32,11 @@ std::string CurrentUserName() {
 void PrepareProcess() {
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
+#ifdef PR_SET_DUMPABLE
+    prctl(PR_SET_DUMPABLE, 0);  // a core that goes to a program has no limit
+#endif
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         // The lowest free number is taken, which is this one.
         if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) {
@@ -54,39 +61,36 @@ bool MayHaveRoom(int file, std::int64_t bytes) {
     return missing <= 0 || static_cast<std::uint64_t>(missing) / space.f_frsize <= space.f_bfree;
 }
 
-bool Reserve(int file, std::int64_t bytes) {
-    if (fallocate(file, FALLOC_FL_KEEP_SIZE, 0, bytes) == 0) {
-        return true;
-    }
-    return errno != ENOSPC && errno != EDQUOT;
-}
-
 }  // namespace
 
-#endif
-
-bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
-    const int file = open(ToPath(path).c_str(), O_WRONLY | O_CLOEXEC);
-    if (file < 0) {
-        return true;  // opening it for its real use will say why
+std::error_code ReserveFileSpace(std::FILE* file, const std::string&, std::int64_t bytes) {
+    if (!MayHaveRoom(fileno(file), bytes)) {
+        return std::make_error_code(std::errc::no_space_on_device);
     }
-    bool room = true;
-#ifdef FALLOC_FL_KEEP_SIZE
-    room = MayHaveRoom(file, bytes);
-    if (room && !Reserve(file, bytes)) {
-        room = false;
-        ReleaseUnusedSpace(path);  // some file systems keep what they took before they failed
+    if (fallocate(fileno(file), FALLOC_FL_KEEP_SIZE, 0, bytes) == 0) {
+        return {};
     }
-#endif
-    close(file);
-    return room;
+    const int reason = errno;
+    if (reason != ENOSPC && reason != EDQUOT && reason != EFBIG) {
+        return {};
+    }
+    ReleaseUnusedSpace(file);  // some file systems keep what they took before they failed
+    return {reason, std::generic_category()};
 }
 
-void ReleaseUnusedSpace(const std::string& path) {
-    std::error_code error;
-    const auto size = std::filesystem::file_size(ToPath(path), error);
-    if (!error) {
-        std::filesystem::resize_file(ToPath(path), size, error);
+#else
+
+std::error_code ReserveFileSpace(std::FILE*, const std::string&, std::int64_t) {
+    return {};
+}
+
+#endif
+
+void ReleaseUnusedSpace(std::FILE* file) {
+    struct stat status {};
+    if (fstat(fileno(file), &status) == 0) {
+        // What cannot be given back stays taken.
+        [[maybe_unused]] const int ignored = ftruncate(fileno(file), status.st_size);
     }
 }
 

@@ -1,5 +1,6 @@
 #include "core/Platform.h"
 
+#include <io.h>
 #include <windows.h>
 
 #include <array>
@@ -44,23 +45,18 @@ std::string CurrentUserName() {
 // started without are no files.
 void PrepareProcess() {}
 
-bool ReserveFileSpace(const std::string& path, std::int64_t bytes) {
-    const std::filesystem::path file = ToPath(path);
-    const HANDLE handle = CreateFileW(file.c_str(), GENERIC_WRITE,
-                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
-        return true;  // opening it for its real use will say why
-    }
-    std::error_code error;
-    const auto space = std::filesystem::space(std::filesystem::absolute(file).parent_path(), error);
-    const bool mayHaveRoom = error || space.available >= static_cast<std::uintmax_t>(bytes);
-    const bool room = mayHaveRoom && Reserve(handle, bytes);
-    CloseHandle(handle);
-    return room;
+std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes) {
+    std::error_code unknown;
+    const auto space =
+        std::filesystem::space(std::filesystem::absolute(ToPath(path)).parent_path(), unknown);
+    const bool mayHaveRoom = unknown || space.available >= static_cast<std::uintmax_t>(bytes);
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    return mayHaveRoom && Reserve(handle, bytes)
+               ? std::error_code()
+               : std::make_error_code(std::errc::no_space_on_device);
 }
 
-void ReleaseUnusedSpace(const std::string&) {}
+void ReleaseUnusedSpace(std::FILE*) {}
 
 std::FILE* OpenTemporaryFile() {
     std::array<wchar_t, MAX_PATH + 1> folder{};

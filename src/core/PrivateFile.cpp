@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <string>
 #include <system_error>
 
 #include "core/modFileFunctions.h"
@@ -12,6 +13,7 @@
 #include <array>
 #else
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -157,17 +159,80 @@ void Draft::Publish(const std::filesystem::path& target) {
     std::filesystem::rename(path_, target);
 }
 
+// Its place would be taken by a file.
+void RequireRegular(const std::filesystem::path& target) {
+    std::error_code ignored;
+    const auto type = std::filesystem::status(target, ignored).type();
+    if (type != std::filesystem::file_type::not_found &&
+        type != std::filesystem::file_type::regular) {
+        throw FileError("it is not a regular file");
+    }
+}
+
+#ifdef _WIN32
+
+std::string WhyNotPrivate(std::FILE*) {
+    return {};
+}
+
+#else
+
+// Empty when all is well.
+std::string WhyNotPrivate(std::FILE* file) {
+    constexpr mode_t kOfOthers = 077;
+    struct stat status {};
+    if (fstat(fileno(file), &status) != 0) {
+        return std::generic_category().message(errno);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return "it is not a regular file";
+    }
+    if (status.st_uid != geteuid() && status.st_uid != 0) {
+        return "it belongs to another user";
+    }
+    return (status.st_mode & kOfOthers) != 0
+               ? "others than its owner may read or change it; \"chmod 600\" ends that"
+               : "";
+}
+
+#endif
+
 }  // namespace
 
 void WritePrivateFile(const std::string& path, std::string_view content) {
+    const std::string lead = "Cannot write the file \"" + path + "\": ";
     try {
         const std::filesystem::path target = std::filesystem::weakly_canonical(ToPath(path));
+        RequireRegular(target);
         Draft draft(target);
         draft.Write(content);
         draft.Publish(target);
     } catch (const std::system_error& error) {
-        throw FileError("Cannot write the file \"" + path + "\": " + error.code().message());
+        throw FileError(lead + error.code().message());
+    } catch (const FileError& error) {
+        throw FileError(lead + error.what());
     }
+}
+
+std::string ReadPrivateLine(const std::string& path) {
+    std::string reason;
+    const FileHandle file = OpenToRead(ToPath(path), reason);
+    if (file != nullptr) {
+        reason = WhyNotPrivate(file.get());
+    }
+    if (!reason.empty()) {
+        throw FileError("Cannot read the file \"" + path + "\": " + reason);
+    }
+    std::string line;
+    for (int c = std::fgetc(file.get()); c != EOF && c != '\n'; c = std::fgetc(file.get())) {
+        line += static_cast<char>(c);
+    }
+    if (std::ferror(file.get()) != 0) {
+        throw FileError("Cannot read the file \"" + path +
+                        "\": " + std::generic_category().message(errno));
+    }
+    line.erase(line.find_last_not_of('\r') + 1);
+    return line;
 }
 
 }  // namespace morvane

@@ -9,12 +9,23 @@
 
 namespace morvane {
 
+// Passwords that the environment gives for logins without one.
+struct LoginPasswords {
+    struct Password {
+        std::string Text;
+        std::string Fault;  // why it could not be read; empty when it could, or none was given
+    };
+    Password Warehouse;
+    Password Archive;
+};
+
 // What one process shares between start-up, run and tasks. Made in main and passed by reference.
 struct RunState {
     bool CommandLineMode = false;  // no user is present
     bool ConfigMode = false;
     std::string ConfigFileName;
     RunSettings GlobalSettings;  // as the command line gave them
+    LoginPasswords Passwords;
 
     // Problems found in the run, each ended by CR LF.
     std::string ErrorText;

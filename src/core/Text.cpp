@@ -59,6 +59,15 @@ CodePoint DecodeFirst(std::string_view utf8) {
     return {value, length};
 }
 
+// Whether a terminal does something else with a character than show it.
+bool ActsOnTerminal(std::uint32_t c) {
+    const bool controls = c < 0x20 || (c >= 0x7F && c < 0xA0);
+    const bool directs = c == 0x061C || c == 0x200E || c == 0x200F ||
+                         (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
+    const bool endsLine = c == 0x2028 || c == 0x2029;
+    return controls || directs || endsLine;
+}
+
 }  // namespace
 
 std::string_view Trim(std::string_view text) {
@@ -134,6 +143,26 @@ std::vector<std::string> SplitColumnList(std::string_view list) {
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator) {
     return fmt::format("{}", fmt::join(pieces, separator));
+}
+
+std::string ToVisible(std::string_view utf8, std::string_view kept) {
+    std::string shown;
+    while (!utf8.empty()) {
+        const CodePoint character = DecodeFirst(utf8);
+        const bool invalid = character.value == kReplacementCharacter && character.bytes == 1;
+        if (invalid || character.value < 0x20 || character.value == 0x7F) {
+            const char c = utf8.front();
+            shown += kept.find(c) != std::string_view::npos
+                         ? std::string(1, c)
+                         : fmt::format("\\x{:02x}", static_cast<unsigned char>(c));
+        } else if (ActsOnTerminal(character.value)) {
+            shown += fmt::format("\\u{:04x}", character.value);
+        } else {
+            shown += utf8.substr(0, character.bytes);
+        }
+        utf8.remove_prefix(character.bytes);
+    }
+    return shown;
 }
 
 std::string ToAsciiHtml(std::string_view utf8) {

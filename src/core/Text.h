@@ -32,6 +32,10 @@ std::vector<std::string> SplitColumnList(std::string_view list);
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator);
 
+// The text without what would act on a terminal: control characters but those in `kept`, characters
+// that change the direction of writing, and invalid UTF-8 stand as "\x1b" or "\u202e".
+std::string ToVisible(std::string_view utf8, std::string_view kept);
+
 // ASCII text in which every character beyond ASCII stands as a numeric character reference
 // ("&#233;"), so that a browser needs no charset. Bytes that are no UTF-8 become U+FFFD.
 std::string ToAsciiHtml(std::string_view utf8);

@@ -1,7 +1,12 @@
 #include "core/modFileFunctions.h"
 
 #include <cerrno>
-#include <system_error>
+#include <vector>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <unistd.h>
+#endif
 
 #include "core/Text.h"
 
@@ -12,17 +17,12 @@ namespace {
 constexpr std::size_t kBufferSize = 1 << 16;
 
 [[noreturn]] void ThrowFileError(const std::string& action, const std::string& path,
-                                 const std::error_code& error) {
-    std::string text = "Cannot " + action + " \"" + path + "\"";
-    if (error) {
-        text += ": " + error.message();
-    }
-    throw FileError(text);
+                                 const std::string& reason) {
+    throw FileError("Cannot " + action + " \"" + path + "\": " + reason);
 }
 
-// What the stream's last operation has left.
-std::error_code StreamError() {
-    return {errno, std::generic_category()};
+std::string LastReason() {
+    return std::generic_category().message(errno);
 }
 
 }  // namespace
@@ -34,6 +34,20 @@ std::filesystem::path ToPath(std::string_view utf8) {
 bool FolderExists(std::string_view path) {
     std::error_code error;
     return std::filesystem::is_directory(ToPath(path), error);
+}
+
+std::error_code CheckFolder(const std::string& path) {
+    const std::filesystem::path folder = ToPath(path);
+    std::error_code error;
+    if (!std::filesystem::is_directory(folder, error) && !error) {
+        error = std::make_error_code(std::errc::not_a_directory);
+    }
+#ifndef _WIN32
+    if (!error && faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) != 0) {
+        error.assign(errno, std::generic_category());
+    }
+#endif
+    return error;
 }
 
 // Looks at the whole path first: one that is too long for the system is refused before anything is
@@ -49,7 +63,7 @@ void EnsureFolder(const std::string& path) {
             break;
         }
         if (status.type() == std::filesystem::file_type::none) {
-            ThrowFileError("make the folder", folder, error);
+            ThrowFileError("make the folder", folder, error.message());
         }
         missing.push_back(folder.size());
     }
@@ -57,7 +71,7 @@ void EnsureFolder(const std::string& path) {
         const std::string folder = path.substr(0, missing.back());
         std::filesystem::create_directory(ToPath(folder), error);
         if (error && !FolderExists(folder)) {
-            ThrowFileError("make the folder", folder, error);
+            ThrowFileError("make the folder", folder, error.message());
         }
     }
 }
@@ -68,57 +82,52 @@ std::string ParentFolder(std::string_view path) {
 }
 
 std::string ReadWholeFile(const std::string& path) {
-    errno = 0;
-    std::ifstream stream(ToPath(path), std::ios::binary);
-    if (!stream) {
-        ThrowFileError("open the file", path, StreamError());
+    std::string reason;
+    const FileHandle file = OpenToRead(ToPath(path), reason);
+    if (file == nullptr) {
+        ThrowFileError("open the file", path, reason);
     }
-    // Read through the stream, not its buffer: the buffer throws an error of its own.
     std::string content;
     std::vector<char> block(kBufferSize);
-    while (stream) {
-        stream.read(block.data(), static_cast<std::streamsize>(block.size()));
-        content.append(block.data(), static_cast<std::size_t>(stream.gcount()));
-    }
-    if (stream.bad()) {
-        ThrowFileError("read the file", path, StreamError());
+    std::size_t count = 0;
+    do {
+        errno = 0;
+        count = std::fread(block.data(), 1, block.size(), file.get());
+        content.append(block.data(), count);
+    } while (count == block.size());
+    if (std::ferror(file.get()) != 0) {
+        ThrowFileError("read the file", path, LastReason());
     }
     return content;
 }
 
-TextFile::TextFile(std::string path, Flush flush)
-    : path_(std::move(path)), flush_(flush), buffer_(kBufferSize) {
-    errno = 0;
-    stream_.rdbuf()->pubsetbuf(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
-    stream_.open(ToPath(path_), std::ios::binary | std::ios::trunc);
-    Check("make the file");
+TextFile::TextFile(std::string path, Flush flush, NamedBy namedBy)
+    : path_(std::move(path)), flush_(flush) {
+    std::string reason;
+    file_ = OpenToWrite(ToPath(path_), namedBy, reason);
+    if (file_ == nullptr) {
+        ThrowFileError("make the file", path_, reason);
+    }
+    std::setvbuf(file_.get(), nullptr, _IOFBF, kBufferSize);
 }
 
 void TextFile::WriteLine(std::string_view text) {
     Write(text);
     Write(kCrLf);
-    if (flush_ == Flush::EveryLine) {
-        errno = 0;
-        stream_.flush();
-        Check("write the file");
+    if (flush_ == Flush::EveryLine && std::fflush(file_.get()) != 0) {
+        ThrowFileError("write the file", path_, LastReason());
     }
 }
 
 void TextFile::Write(std::string_view text) {
-    errno = 0;
-    stream_.write(text.data(), static_cast<std::streamsize>(text.size()));
-    Check("write the file");
+    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) {
+        ThrowFileError("write the file", path_, LastReason());
+    }
 }
 
 void TextFile::Close() {
-    errno = 0;
-    stream_.close();
-    Check("write the file");
-}
-
-void TextFile::Check(const char* action) const {
-    if (!stream_) {
-        ThrowFileError(action, path_, StreamError());
+    if (std::fclose(file_.release()) != 0) {
+        ThrowFileError("write the file", path_, LastReason());
     }
 }
 

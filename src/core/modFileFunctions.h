@@ -1,11 +1,12 @@
 #pragma once
 
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <vector>
+#include <system_error>
+
+#include "core/OpenFile.h"
 
 namespace morvane {
 
@@ -28,6 +29,8 @@ class FileError : public std::runtime_error {
 std::filesystem::path ToPath(std::string_view utf8);
 
 bool FolderExists(std::string_view path);
+// Why the files of a folder cannot be used; no error when they can.
+std::error_code CheckFolder(const std::string& path);
 
 // Makes a missing folder together with all its missing parents. Throws FileError.
 void EnsureFolder(const std::string& path);
@@ -44,8 +47,9 @@ class TextFile {
   public:
     enum class Flush { AtClose, EveryLine };
 
-    // Creates the file or empties it. Throws FileError.
-    explicit TextFile(std::string path, Flush flush = Flush::AtClose);
+    // Creates the file or empties it; see OpenToWrite. Throws FileError.
+    explicit TextFile(std::string path, Flush flush = Flush::AtClose,
+                      NamedBy namedBy = NamedBy::Program);
 
     // The text and CR LF. Throws FileError, as the others do.
     void WriteLine(std::string_view text);
@@ -53,14 +57,13 @@ class TextFile {
     void Close();
 
     const std::string& Path() const { return path_; }
+    // Null once closed.
+    std::FILE* Stream() const { return file_.get(); }
 
   private:
-    void Check(const char* action) const;
-
     std::string path_;
     Flush flush_;
-    std::vector<char> buffer_;
-    std::ofstream stream_;
+    FileHandle file_;
 };
 
 }  // namespace morvane

@@ -10,9 +10,11 @@ namespace morvane {
 
 namespace {
 
-#ifdef _WIN32
-
+// Lock-free, so that a handler may write it and other threads read it.
 std::atomic<bool> signalReceived = false;
+static_assert(std::atomic<bool>::is_always_lock_free);
+
+#ifdef _WIN32
 
 // The system calls it in a thread of its own.
 BOOL WINAPI NoteSignal(DWORD event) {
@@ -28,27 +30,30 @@ BOOL WINAPI NoteSignal(DWORD event) {
 
 #else
 
-// Lock-free, so that the handler may write it and other threads read it.
-std::atomic<int> signalReceived = 0;
-static_assert(std::atomic<int>::is_always_lock_free);
+std::atomic<bool> endAsked = false;
 
+// A session that ends sends SIGHUP several times, and SIGTERM as well: a SIGHUP asks for no more
+// than the first one did.
 extern "C" void NoteSignal(int number) {
-    if (signalReceived != 0) {
+    signalReceived = true;
+    if (number != SIGHUP && endAsked.exchange(true)) {
         std::signal(number, SIG_DFL);
         std::raise(number);
-        return;
     }
-    signalReceived = 1;
 }
 
-void Install(int number, void (*handler)(int), struct sigaction& former) {
+void Install(int number, struct sigaction& former) {
+    sigaction(number, nullptr, &former);
+    if (number == SIGHUP && former.sa_handler == SIG_IGN) {
+        return;  // nohup(1)
+    }
     struct sigaction action {};
-    action.sa_handler = handler;
+    action.sa_handler = NoteSignal;
     sigemptyset(&action.sa_mask);
     // Reads and writes under way go on: a signal must cost neither a line of the log nor the
     // console. What waits for the user waits in ppoll(), which a signal always ends.
     action.sa_flags = SA_RESTART;
-    sigaction(number, &action, &former);
+    sigaction(number, &action, nullptr);
 }
 
 #endif
@@ -66,29 +71,26 @@ CancelSignals::~CancelSignals() {
     SetConsoleCtrlHandler(NoteSignal, FALSE);
 }
 
-bool CancelSignals::Received() {
-    return signalReceived;
-}
-
 #else
 
 CancelSignals::CancelSignals() {
-    signalReceived = 0;
-    Install(SIGINT, NoteSignal, formerInterrupt_);
-    Install(SIGTERM, NoteSignal, formerTerminate_);
-    Install(SIGPIPE, SIG_IGN, formerPipe_);
+    signalReceived = false;
+    endAsked = false;
+    for (std::size_t i = 0; i < kCancelSignals.size(); ++i) {
+        Install(kCancelSignals[i], former_[i]);
+    }
 }
 
 CancelSignals::~CancelSignals() {
-    sigaction(SIGINT, &formerInterrupt_, nullptr);
-    sigaction(SIGTERM, &formerTerminate_, nullptr);
-    sigaction(SIGPIPE, &formerPipe_, nullptr);
-}
-
-bool CancelSignals::Received() {
-    return signalReceived != 0;
+    for (std::size_t i = 0; i < kCancelSignals.size(); ++i) {
+        sigaction(kCancelSignals[i], &former_[i], nullptr);
+    }
 }
 
 #endif
+
+bool CancelSignals::Received() {
+    return signalReceived;
+}
 
 }  // namespace morvane

@@ -1,15 +1,21 @@
 #pragma once
 
 #ifndef _WIN32
+#include <array>
 #include <csignal>
 #endif
 
 namespace morvane {
 
+#ifndef _WIN32
+// Those that are noted.
+inline constexpr std::array kCancelSignals{SIGINT, SIGTERM, SIGHUP};
+#endif
+
 // While one exists, the first SIGINT or SIGTERM is only noted, and a second ends the process as it
-// would have at first. Output to a reader that has gone is an error and not a signal. On Windows
-// Ctrl+C and Ctrl+Break are these signals; the end of the console or of the user's session is noted
-// too, but leaves the process only the few seconds that the system allows.
+// would have at first. SIGHUP is only noted however often it comes, and stays ignored where it is.
+// On Windows Ctrl+C and Ctrl+Break are these signals; the end of the console or of the user's
+// session is noted too, but leaves the process only the few seconds that the system allows.
 class CancelSignals {
   public:
     CancelSignals();
@@ -23,9 +29,7 @@ class CancelSignals {
 #ifndef _WIN32
 
   private:
-    struct sigaction formerInterrupt_ {};
-    struct sigaction formerTerminate_ {};
-    struct sigaction formerPipe_ {};
+    std::array<struct sigaction, kCancelSignals.size()> former_{};
 #endif
 };
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <exception>
 
 #ifdef _WIN32
 #include <io.h>
@@ -12,6 +13,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 #endif
+
+#include "core/Text.h"
 
 namespace morvane {
 
@@ -38,7 +41,11 @@ ConsoleProgress::ConsoleProgress(std::ostream& stream, int columns,
     : stream_(stream), columns_(columns), inputWaits_(std::move(inputWaits)) {}
 
 ConsoleProgress::~ConsoleProgress() {
-    Erase();
+    try {
+        Erase();
+    } catch (const std::exception&) {
+        // The line stays where it is.
+    }
 }
 
 void ConsoleProgress::ShowOverview(const RunOverview& overview) {
@@ -140,7 +147,7 @@ std::string ConsoleProgress::Line() const {
     const std::string& detail =
         shownFrame_ == ProgressFrame::DetectProgFrame ? relation_ : comment_;
     if (!detail.empty()) {
-        line += ": " + detail;
+        line += ": " + ToVisible(detail, "");
     }
     // A line as wide as the terminal would wrap.
     return std::string(CutTo(line, static_cast<std::size_t>(columns_ - 1)));

@@ -26,7 +26,7 @@ void ConsolePrompt::ShowMessage(std::string_view title, std::string_view text, M
 
 std::optional<bool> ConsolePrompt::AskYesNo(std::string_view title, std::string_view question) {
     while (readLine_) {
-        stream_ << title << ": " << question << " [yes/no] " << std::flush;
+        stream_ << ForConsole(title) << ": " << ForConsole(question) << " [yes/no] " << std::flush;
         const std::optional<std::string> line = readLine_();
         if (!line.has_value()) {
             stream_ << '\n' << std::flush;
@@ -68,8 +68,9 @@ bool WaitForInput(int fileDescriptor) {
     sigset_t cancelling;
     sigset_t former;
     sigemptyset(&cancelling);
-    sigaddset(&cancelling, SIGINT);
-    sigaddset(&cancelling, SIGTERM);
+    for (const int number : kCancelSignals) {
+        sigaddset(&cancelling, number);
+    }
     pthread_sigmask(SIG_BLOCK, &cancelling, &former);
     pollfd waiting{fileDescriptor, POLLIN, 0};
     const bool ready = !CancelSignals::Received() && ppoll(&waiting, 1, nullptr, &former) > 0;

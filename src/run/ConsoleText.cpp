@@ -1,7 +1,6 @@
 #include "run/ConsoleText.h"
 
-#include <algorithm>
-#include <string>
+#include "core/Text.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -9,15 +8,24 @@
 
 namespace morvane {
 
+std::string ForConsole(std::string_view text) {
+    std::string lines;
+    lines.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text.substr(i, kCrLf.size()) != kCrLf) {
+            lines += text[i];
+        }
+    }
+    return ToVisible(lines, "\n\t");
+}
+
 void WriteConsoleText(std::ostream& stream, std::string_view text) {
-    constexpr std::string_view kLineBreaks = "\r\n";
-    const std::size_t first = text.find_first_not_of(kLineBreaks);
+    const std::size_t first = text.find_first_not_of(kCrLf);
     if (first == std::string_view::npos) {
         return;
     }
-    std::string lines(text.substr(first, text.find_last_not_of(kLineBreaks) - first + 1));
-    lines.erase(std::remove(lines.begin(), lines.end(), '\r'), lines.end());
-    stream << lines << '\n' << std::flush;
+    stream << ForConsole(text.substr(first, text.find_last_not_of(kCrLf) - first + 1)) << '\n'
+           << std::flush;
 }
 
 #ifdef _WIN32

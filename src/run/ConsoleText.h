@@ -1,11 +1,16 @@
 #pragma once
 
 #include <ostream>
+#include <string>
 #include <string_view>
 
 namespace morvane {
 
-// Writes a text of the log to the console: the terminal's line ends, none before and one after it.
+// A text as a terminal may get it: see ToVisible. Line ends become the terminal's.
+std::string ForConsole(std::string_view text);
+
+// Writes a text of the log to the console as ForConsole makes it, with no line end before and one
+// after it.
 void WriteConsoleText(std::ostream& stream, std::string_view text);
 
 // While one exists, a Windows console takes what the program writes for the UTF-8 that it is.

@@ -7,6 +7,7 @@
 #include "core/Text.h"
 #include "db/modCheckMetaData.h"
 #include "reports/modGenerateReports.h"
+#include "run/ExitGuard.h"
 #include "run/TaskCaptions.h"
 #include "tasks/modArchiveFactTables.h"
 #include "tasks/modDeleteRecords.h"
@@ -143,10 +144,14 @@ bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services,
         if (!(settings.*task.Flag)) {
             continue;
         }
+        const ExitGuard cancelled([&] {
+            DescribeFailure(task, true, state.ErrorText);
+            ClearFlagsFrom(i, settings);
+        });
         progress.MarkTaskRunning(listed);
         if (!TrapErrors(state.ErrorText, [&] { return task.Perform(context); })) {
-            const bool cancelled = progress.CancelReported() || progress.CheckCancelState();
-            DescribeFailure(task, cancelled, state.ErrorText);
+            DescribeFailure(task, progress.CancelReported() || progress.CheckCancelState(),
+                            state.ErrorText);
             ClearFlagsFrom(i, settings);
             return false;
         }

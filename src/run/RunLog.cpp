@@ -15,11 +15,11 @@ constexpr std::int64_t kReservedBytes = 64 * 1024;
 
 void RunLog::Open(const std::string& path) {
     file_.emplace(path, TextFile::Flush::EveryLine);
-    if (!ReserveFileSpace(path, kReservedBytes)) {
+    if (const std::error_code error = ReserveFileSpace(file_->Stream(), path, kReservedBytes)) {
         file_.reset();
         std::error_code ignored;
         std::filesystem::remove(ToPath(path), ignored);
-        throw FileError("Cannot write the file \"" + path + "\": No space left on device");
+        throw FileError("Cannot write the file \"" + path + "\": " + error.message());
     }
     path_ = path;
 }
@@ -39,6 +39,7 @@ void RunLog::Close() {
     if (!IsOpen()) {
         return;
     }
+    ReleaseUnusedSpace(file_->Stream());
     try {
         file_->Close();
     } catch (const FileError& error) {
@@ -47,7 +48,6 @@ void RunLog::Close() {
         }
     }
     file_.reset();
-    ReleaseUnusedSpace(path_);
 }
 
 void ReportMessage(UserPrompt& prompt, RunLog& log, std::string_view text, bool quiet,

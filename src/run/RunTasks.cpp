@@ -2,13 +2,17 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/DateText.h"
 #include "core/ErrorTrap.h"
 #include "core/Text.h"
 #include "db/modDatabaseOperations.h"
 #include "run/ConsoleText.h"
+#include "run/ExitGuard.h"
+#include "run/LoginPasswords.h"
 #include "run/MultiUserLock.h"
+#include "run/OutputFiles.h"
 #include "run/PerformTasks.h"
 #include "run/RunLog.h"
 #include "run/StatusFile.h"
@@ -54,11 +58,15 @@ class Run {
         : settings_(std::move(settings)),
           state_(state),
           services_(services),
-          commandLine_(commandLine) {}
+          commandLine_(commandLine),
+          outputFaults_(FindOutputFaults(settings_)) {}
 
     bool Perform();
 
   private:
+    bool Finish();
+    void EndNow();
+    std::string Faults() const;
     bool OpenLog();
     bool WorkOnWarehouse();
     bool ConnectWarehouse();
@@ -77,28 +85,34 @@ class Run {
     RunState& state_;
     RunServices& services_;
     const CommandLineReport& commandLine_;
+    const OutputFaults outputFaults_;
+    std::string headLine_;
+    bool tasksAreOver_ = false;
     RunLog log_;
 };
 
 bool Run::Perform() {
     state_.ErrorText.clear();
+    const ExitGuard guard([this] { EndNow(); });
     if (settings_.StatusMode) {
-        SetStatusFile(state_, settings_.StatusFileName);
+        SetStatusFile(state_, outputFaults_.StatusFile.empty() ? settings_.StatusFileName : "");
         StatusRunning(state_);
     }
     const LocalMoment start = services_.Clock.Now();
     state_.RunStartDate = start.Date;
     state_.RunStartTime = start.TimeOfDay;
-
-    std::string headLine;
-    if (OpenLog() && ValidateSettings(settings_, state_, commandLine_.Fault)) {
-        headLine = "Morvane Tool started On : " + SummaryMoment(start);
+    if (OpenLog() && ValidateSettings(settings_, state_, Faults())) {
+        headLine_ = "Morvane Tool started On : " + SummaryMoment(start);
         TrapErrors(state_.ErrorText, [this] { return WorkOnWarehouse(); });
         ReleaseHeldLock(state_, settings_.Database);
     }
+    return Finish();
+}
+
+bool Run::Finish() {
     bool result = ReportErrors();
     ReportMessage(services_.Prompt, log_,
-                  SummaryText(headLine, settings_, state_, services_.Clock.Now()), true,
+                  SummaryText(headLine_, settings_, state_, services_.Clock.Now()), true,
                   MessageStyle::Information);
     CloseConnections();
     result = CloseLog() && result;
@@ -107,6 +121,37 @@ bool Run::Perform() {
         result ? StatusOk(state_) : StatusFailure(state_);
     }
     return result;
+}
+
+// Somebody has called exit(), from inside an event pass. It is a cancel, with no window left to
+// tell it.
+void Run::EndNow() {
+    state_.CommandLineMode = true;
+    if (!tasksAreOver_) {
+        state_.ErrorText += "The process was ended from within, as when its display is lost.";
+        state_.ErrorText += kCrLf;
+    }
+    if (state_.LockHeld && state_.WarehouseConnection != nullptr) {
+        std::string ignored;  // there is hardly ever a transaction
+        TrapErrors(ignored, [this] {
+            state_.WarehouseConnection->RollbackTrans();
+            return true;
+        });
+    }
+    ReleaseHeldLock(state_, settings_.Database);
+    Finish();
+}
+
+// Why the command line as a whole asks for what must not be done.
+std::string Run::Faults() const {
+    std::vector<std::string> faults;
+    for (const std::string& fault :
+         {commandLine_.Fault, outputFaults_.StatusFile, outputFaults_.LogCopy}) {
+        if (!fault.empty()) {
+            faults.push_back(fault);
+        }
+    }
+    return Join(faults, kCrLf);
 }
 
 // False when the log that was asked for cannot be made: then nothing else is begun.
@@ -127,6 +172,7 @@ bool Run::OpenLog() {
 }
 
 bool Run::WorkOnWarehouse() {
+    CompleteLogins(settings_, state_.Passwords);
     if (!ConnectWarehouse() || !ConnectArchive()) {
         return false;
     }
@@ -203,6 +249,7 @@ void Run::ShowProgress() {
 bool Run::PerformListedTasks() {
     ShowProgress();
     const bool done = PerformTasks(settings_, state_, services_, log_);
+    tasksAreOver_ = true;
     FinishProgress(done);
     return done;
 }
@@ -251,7 +298,8 @@ bool Run::CloseLog() {
 }
 
 bool Run::CopyLog() {
-    if (!settings_.LogFileGiven || Trim(settings_.LogFileName).empty()) {
+    if (!settings_.LogFileGiven || Trim(settings_.LogFileName).empty() ||
+        !outputFaults_.LogCopy.empty()) {
         return true;
     }
     try {
@@ -260,7 +308,7 @@ bool Run::CopyLog() {
         const std::string content = log_.Path().empty()
                                         ? "Log Directory Path for the Morvane was not specified."
                                         : ReadWholeFile(log_.Path());
-        TextFile copy(settings_.LogFileName);
+        TextFile copy(settings_.LogFileName, TextFile::Flush::AtClose, NamedBy::User);
         if (log_.Path().empty()) {
             copy.WriteLine(content);
         } else {

@@ -4,6 +4,7 @@
 #include <exception>
 #include <iostream>
 
+#include "core/ErrorTrap.h"
 #include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
@@ -51,12 +52,13 @@ void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& s
 
 }  // namespace
 
-void StartUp(std::string_view commandLine, RunServices& services) {
+void StartUp(const StartInput& input, RunServices& services) {
     RunState state;
+    state.Passwords = input.Passwords;
     RunSettings settings;
     InitSettings(settings, state);
     const CommandLineReport report =
-        ParseCommandLine(commandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
+        ParseCommandLine(input.CommandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
     state.GlobalSettings = settings;
     ShowRemarks(report, services.Errors);
     if (!state.CommandLineMode || state.ConfigMode) {
@@ -84,7 +86,7 @@ ConnectionFactory CancellableConnections() {
     };
 }
 
-int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
+int RunOnConsole(const StartInput& input, std::string_view whyNoWindow) {
     const Utf8Console console;
     try {
         const CancelSignals signals;
@@ -93,9 +95,9 @@ int RunOnConsole(const std::string& commandLine, std::string_view whyNoWindow) {
         ConsoleProgress progress(std::cerr, ErrorTerminalColumns(), CancelSignals::Received);
         RunServices services{clock,     prompt, progress, CancellableConnections(), std::cout,
                              std::cerr, {},     {},       std::string(whyNoWindow)};
-        StartUp(commandLine, services);
+        StartUp(input, services);
     } catch (const std::exception& error) {
-        WriteConsoleText(std::cerr, error.what());
+        WriteConsoleText(std::cerr, Describe(error));
     }
     return 0;
 }

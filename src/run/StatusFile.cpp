@@ -14,7 +14,7 @@ bool WriteStatus(const RunState& state, std::string_view word) {
         return false;
     }
     try {
-        TextFile file(state.StatusFilePath);
+        TextFile file(state.StatusFilePath, TextFile::Flush::AtClose, NamedBy::User);
         file.WriteLine(word);
         file.Close();
         return true;

@@ -4,6 +4,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QSettings>
+#include <exception>
 #include <utility>
 
 namespace morvane {
@@ -24,7 +25,13 @@ class NoSavedSettings {
         : former_(QFileInfo(QSettings(QSettings::UserScope, "QtProject").fileName()).path()) {
         UseFolder("/dev/null");
     }
-    ~NoSavedSettings() { UseFolder(former_); }
+    ~NoSavedSettings() {
+        try {
+            UseFolder(former_);
+        } catch (const std::exception&) {
+            // Nothing of this program's is saved there anyway.
+        }
+    }
     NoSavedSettings(const NoSavedSettings&) = delete;
     NoSavedSettings& operator=(const NoSavedSettings&) = delete;
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "core/ErrorTrap.h"
 #include "ui/Controls.h"
 
 namespace morvane {
@@ -61,7 +62,7 @@ QStringList CheckList::CheckedTexts() const {
     QStringList texts;
     for (int row = 0; row < rowCount(); ++row) {
         if (rows_->Checked(static_cast<std::size_t>(row))) {
-            texts.append(data(index(row, 0), Qt::DisplayRole).toString());
+            texts.append(Read(index(row, 0), Qt::DisplayRole).toString());
         }
     }
     return texts;
@@ -76,10 +77,19 @@ int CheckList::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(headers_.size());
 }
 
+// It is asked for while the list is painted: what it cannot give, the cell itself tells.
 QVariant CheckList::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || !rows_) {
         return {};
     }
+    try {
+        return Read(index, role);
+    } catch (const std::exception& error) {
+        return role == Qt::DisplayRole ? QVariant(ToQString(Describe(error))) : QVariant();
+    }
+}
+
+QVariant CheckList::Read(const QModelIndex& index, int role) const {
     const auto row = static_cast<std::size_t>(index.row());
     const auto column = static_cast<std::size_t>(index.column());
     // The tip has the whole of a text that the column cuts off.

@@ -37,6 +37,8 @@ class CheckList : public QAbstractTableModel {
     Qt::ItemFlags flags(const QModelIndex& index) const override;
 
   private:
+    QVariant Read(const QModelIndex& index, int role) const;
+
     std::optional<UpdatableRows> rows_;
     QStringList headers_;
 };

@@ -2,6 +2,7 @@
 
 #include <QGuiApplication>
 #include <QPalette>
+#include <exception>
 
 namespace morvane {
 
@@ -47,12 +48,16 @@ void DisableObject(QWidget& objControl) {
     SetBackground(objControl, QPalette::Window);
 }
 
-HourglassPointer::HourglassPointer() {
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
+PointerShape::PointerShape(Qt::CursorShape shape) {
+    QGuiApplication::setOverrideCursor(shape);
 }
 
-HourglassPointer::~HourglassPointer() {
-    QGuiApplication::restoreOverrideCursor();
+PointerShape::~PointerShape() {
+    try {
+        QGuiApplication::restoreOverrideCursor();
+    } catch (const std::exception&) {
+        // The pointer keeps its shape.
+    }
 }
 
 void DropDownList::showPopup() {

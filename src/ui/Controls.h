@@ -29,13 +29,19 @@ QLabel* MakeText(const char* name, const QString& text, QWidget* parent);
 void EnableObject(QWidget& objControl);
 void DisableObject(QWidget& objControl);
 
-// The busy pointer for as long as this lives.
-class HourglassPointer {
+// A pointer of the shape for as long as this lives, whatever it is over.
+class PointerShape {
   public:
-    HourglassPointer();
-    ~HourglassPointer();
-    HourglassPointer(const HourglassPointer&) = delete;
-    HourglassPointer& operator=(const HourglassPointer&) = delete;
+    explicit PointerShape(Qt::CursorShape shape);
+    ~PointerShape();
+    PointerShape(const PointerShape&) = delete;
+    PointerShape& operator=(const PointerShape&) = delete;
+};
+
+// The busy pointer.
+class HourglassPointer : public PointerShape {
+  public:
+    HourglassPointer() : PointerShape(Qt::WaitCursor) {}
 };
 
 // A list to choose from that says so before it opens, when it can still be filled. An empty one

@@ -1,6 +1,5 @@
 #include "ui/RunInWindows.h"
 
-#include <QApplication>
 #include <QDialog>
 #include <QEventLoop>
 #include <QIcon>
@@ -9,13 +8,15 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "core/ErrorTrap.h"
 #include "run/CancelSignals.h"
 #include "run/ConsolePrompt.h"
 #include "run/ConsoleText.h"
-#include "run/StartUp.h"
+#include "run/ExitGuard.h"
 #include "ui/BrowsingDialogs.h"
 #include "ui/Display.h"
 #include "ui/MessageBoxPrompt.h"
+#include "ui/Slots.h"
 #include "ui/frmMain.h"
 #include "ui/frmProgress.h"
 
@@ -41,7 +42,7 @@ class WindowPrompt : public UserPrompt {
     bool Unattended = true;
 
   private:
-    MessageBoxPrompt boxes_;
+    MessageBoxPrompt boxes_{[] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }};
 };
 
 // Qt's remarks are for its developers; only what ends the program is for the user.
@@ -63,15 +64,15 @@ void CloseInnermost(frmMain& window, frmProgress& progress) {
 }
 
 // Shows the settings window until it is closed. Ctrl+C closes it too, and its lock is released.
-void ShowUntilClosed(frmMain& window, frmProgress& progress) {
+void ShowUntilClosed(frmMain& window, frmProgress& progress, UserPrompt& prompt) {
     QEventLoop loop;
     QObject::connect(&window, &frmMain::Closed, &loop, &QEventLoop::quit);
     QTimer signalWatch;
     QObject::connect(&signalWatch, &QTimer::timeout, &window, [&] {
         if (CancelSignals::Received()) {
             // Queued: a message that this brings up must not keep the timer from its next turn.
-            QMetaObject::invokeMethod(
-                &window, [&] { CloseInnermost(window, progress); }, Qt::QueuedConnection);
+            const auto close = [&] { RunSlot(prompt, [&] { CloseInnermost(window, progress); }); };
+            QMetaObject::invokeMethod(&window, close, Qt::QueuedConnection);
         }
     });
     signalWatch.start(std::chrono::milliseconds(200));
@@ -79,9 +80,8 @@ void ShowUntilClosed(frmMain& window, frmProgress& progress) {
     loop.exec();
 }
 
-void Run(const std::string& commandLine) {
+void Run(const StartInput& input, WindowPrompt& prompt) {
     const SystemClock clock;
-    WindowPrompt prompt;
     frmProgress progress(CancelSignals::Received);
     BrowsingDialogs browsing;
     RunServices services{clock,     prompt,    progress, CancellableConnections(),
@@ -90,31 +90,32 @@ void Run(const std::string& commandLine) {
         prompt.Unattended = false;
         frmMain window(state, services, browsing);
         QObject::connect(&progress, &frmProgress::Closed, &window, &frmMain::ShowAgain);
-        ShowUntilClosed(window, progress);
+        ShowUntilClosed(window, progress, prompt);
     };
-    StartUp(commandLine, services);
+    StartUp(input, services);
 }
 
 }  // namespace
 
-int RunInWindows(const std::string& commandLine, char** argv) {
+int RunInWindows(const StartInput& input, char** argv) {
     const std::string_view obstacle = ObstacleToWindows();
     if (!obstacle.empty()) {
-        return RunOnConsole(commandLine, obstacle);
+        return RunOnConsole(input, obstacle);
     }
     CloseOwnConsole();
     qInstallMessageHandler(ShowFatalMessages);
     int ownNameOnly = 1;  // the options are the program's own, none of them the window system's
-    const QApplication application(ownNameOnly, argv);
+    WindowPrompt prompt;
+    const Application application(ownNameOnly, argv, prompt);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setDesktopFileName("morvane");
     QApplication::setWindowIcon(QIcon::fromTheme("morvane"));  // none where it is not installed
     UseSystemLocale();  // as it was before the window system set it
     const CancelSignals cancelSignals;
     try {
-        Run(commandLine);
+        Run(input, prompt);
     } catch (const std::exception& error) {
-        WriteConsoleText(std::cerr, error.what());
+        WriteConsoleText(std::cerr, Describe(error));
     }
     return 0;
 }

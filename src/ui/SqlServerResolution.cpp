@@ -127,10 +127,14 @@ bool SqlServerResolution::Send(char request, const QList<QHostAddress>& addresse
 
 void SqlServerResolution::ReadAnswers() {
     for (int i = 0; i < kAnswersATurn && socket_->hasPendingDatagrams(); ++i) {
-        const QByteArray answer = socket_->receiveDatagram().data();
-        for (const std::string& server :
-             ParseServerAnswer({answer.data(), static_cast<std::size_t>(answer.size())})) {
-            emit Answered(ToQString(server));
+        try {
+            const QByteArray answer = socket_->receiveDatagram().data();
+            for (const std::string& server :
+                 ParseServerAnswer({answer.data(), static_cast<std::size_t>(answer.size())})) {
+                emit Answered(ToQString(server));
+            }
+        } catch (const std::bad_alloc&) {
+            // As an answer that was lost on its way.
         }
     }
 }

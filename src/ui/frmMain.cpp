@@ -14,8 +14,11 @@
 #include "run/CommandLine.h"
 #include "run/ConfigFile.h"
 #include "run/ConsoleProgress.h"
+#include "run/LoginPasswords.h"
+#include "run/OutputFiles.h"
 #include "run/RunTasks.h"
 #include "run/ValidateSettings.h"
+#include "ui/Slots.h"
 #include "ui/frmSetFactTableFilters.h"
 #include "ui/frmSustainRec.h"
 
@@ -33,7 +36,8 @@ frmMain::frmMain(RunState& state, RunServices& services, Browsing& browsing, QWi
       state_(state),
       services_(services),
       browsing_(browsing),
-      session_(state, services.Connect, services.Prompt) {
+      session_(state, services.Connect, services.Prompt),
+      leaveOnExit_([this] { session_.Leave(); }) {
     MakeControls();
     ResetConnectionState();
     if (state_.ConfigMode) {
@@ -50,16 +54,16 @@ frmMain::~frmMain() {
 }
 
 void frmMain::ConnectHandlers() {
-    const auto reset = [this] { ResetConnectionState(); };
+    const auto reset = Guarded(&frmMain::ResetConnectionState);
     connect(fields_, &ConnectionFields::ServerChanged, this, reset);
     connect(fields_, &ConnectionFields::LoginKindChanged, this, reset);
     connect(fields_, &ConnectionFields::CredentialsChanged, this, reset);
     connect(fields_, &ConnectionFields::BrowseAsked, this, Guarded(&frmMain::cmdServer_Click));
     connect(fields_, &ConnectionFields::RefreshAsked, this, Guarded(&frmMain::cmdDBRefresh_Click));
     for (QCheckBox* box : chkOptions_) {
-        connect(box, &QCheckBox::toggled, this, &frmMain::chkOptions_Click);
+        connect(box, &QCheckBox::toggled, this, Guarded(&frmMain::chkOptions_Click));
     }
-    connect(txtLogFile_, &QLineEdit::textChanged, this, &frmMain::UpdateProcessButton);
+    connect(txtLogFile_, &QLineEdit::textChanged, this, Guarded(&frmMain::UpdateProcessButton));
     connect(cmdLogFile_, &QPushButton::clicked, this, Guarded(&frmMain::cmdLogFile_Click));
     connect(cmdFacts_, &QPushButton::clicked, this, Guarded(&frmMain::cmdFacts_Click));
     connect(cmdDimensions_, &QPushButton::clicked, this, Guarded(&frmMain::cmdDimensions_Click));
@@ -69,13 +73,15 @@ void frmMain::ConnectHandlers() {
 
 std::function<void()> frmMain::Guarded(void (frmMain::*handler)()) {
     return [this, handler] {
-        const bool done = TrapErrors(state_.ErrorText, [&] {
-            (this->*handler)();
-            return true;
+        RunSlot(services_.Prompt, [&] {
+            const bool done = TrapErrors(state_.ErrorText, [&] {
+                (this->*handler)();
+                return true;
+            });
+            if (!done) {
+                session_.ShowErrors();
+            }
         });
-        if (!done) {
-            session_.ShowErrors();
-        }
     };
 }
 
@@ -109,8 +115,12 @@ void frmMain::LoadSettings() {
     txtLogFile_->setText(ToQString(given.LogDirectory));
 }
 
+ServerLogin frmMain::Login() const {
+    return WithPassword(fields_->Login(), state_.Passwords.Warehouse);
+}
+
 void frmMain::TryConnection() {
-    const ServerLogin login = fields_->Login();
+    const ServerLogin login = Login();
     const std::string database = fields_->Database();
     if (Trim(login.Server).empty() || Trim(database).empty()) {
         return;
@@ -169,7 +179,7 @@ void frmMain::UpdateProcessButton() {
 void frmMain::changeEvent(QEvent* event) {
     QDialog::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
-        UpdateProcessButton();
+        RunSlot(services_.Prompt, [this] { UpdateProcessButton(); });
     }
 }
 
@@ -189,7 +199,7 @@ void frmMain::cmdDBRefresh_Click() {
     bool listed = false;
     {
         const HourglassPointer pointer;
-        listed = ListDatabases(services_.Connect, fields_->Login(), list, state_.ErrorText);
+        listed = ListDatabases(services_.Connect, Login(), list, state_.ErrorText);
     }
     if (!listed) {
         session_.ShowErrors();
@@ -205,13 +215,17 @@ void frmMain::cmdDBRefresh_Click() {
 
 void frmMain::cmdLogFile_Click() {
     const QString entered = txtLogFile_->text();
-    if (!Trim(ToText(entered)).empty() && !FolderExists(Trim(ToText(entered)))) {
-        ShowMessage("Entered Folder doesnt exist.");
+    const std::string folder(Trim(ToText(entered)));
+    if (!folder.empty() && !FolderExists(folder)) {
+        const std::error_code error = CheckFolder(folder);
+        ShowMessage(error == std::errc::permission_denied
+                        ? "The entered folder cannot be used: " + error.message()
+                        : "Entered Folder doesnt exist.");
         return;
     }
-    const QString folder = browsing_.BrowseForFolder(this, "Select Log Directory", entered);
-    if (!folder.isEmpty()) {
-        txtLogFile_->setText(folder);
+    const QString chosen = browsing_.BrowseForFolder(this, "Select Log Directory", entered);
+    if (!chosen.isEmpty()) {
+        txtLogFile_->setText(chosen);
     }
 }
 
@@ -219,7 +233,7 @@ void frmMain::cmdLogFile_Click() {
 
 bool frmMain::PrepareWarehouse(WarehouseSession::LastUser lastUser) {
     const HourglassPointer pointer;
-    return session_.Prepare(fields_->Login(), fields_->Database(), lastUser);
+    return session_.Prepare(Login(), fields_->Database(), lastUser);
 }
 
 void frmMain::cmdFacts_Click() {
@@ -344,7 +358,7 @@ void frmMain::PerformRun(const RunSettings& settings) {
 void frmMain::SaveSettings(const RunSettings& settings) {
     state_.ErrorText.clear();
     const bool written = TrapErrors(state_.ErrorText, [&] {
-        if (!ValidateSettings(settings, state_)) {
+        if (!ValidateSettings(settings, state_, ConfigFileFault(settings, state_.ConfigFileName))) {
             return false;
         }
         state_.ErrorText = ConfigLineFault(settings);
@@ -358,9 +372,11 @@ void frmMain::SaveSettings(const RunSettings& settings) {
 }
 
 void frmMain::ShowAgain() {
-    show();
-    activateWindow();
-    UpdateProcessButton();
+    RunSlot(services_.Prompt, [this] {
+        show();
+        activateWindow();
+        UpdateProcessButton();
+    });
 }
 
 // ---- Leaving
@@ -375,12 +391,16 @@ void frmMain::reject() {
 
 // A window with something to say first keeps this one open.
 void frmMain::closeEvent(QCloseEvent* event) {
+    event->ignore();
+    RunSlot(services_.Prompt, [&] { Close(*event); });
+}
+
+void frmMain::Close(QCloseEvent& event) {
     if (!UnloadOtherWindows()) {
-        event->ignore();
         return;
     }
     session_.Leave();
-    event->accept();
+    event.accept();
     emit Closed();
 }
 
@@ -394,7 +414,7 @@ bool frmMain::UnloadOtherWindows() {
     return unloaded;
 }
 
-void frmMain::ShowMessage(const char* text) {
+void frmMain::ShowMessage(std::string_view text) {
     services_.Prompt.ShowMessage("Morvane", text, MessageStyle::Information);
 }
 

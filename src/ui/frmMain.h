@@ -8,6 +8,7 @@
 #include <functional>
 
 #include "core/RunState.h"
+#include "run/ExitGuard.h"
 #include "run/RunServices.h"
 #include "run/TaskCaptions.h"
 #include "run/WarehouseSession.h"
@@ -43,7 +44,7 @@ class frmMain : public QDialog {
     QWidget* MakeLogFile();
     QWidget* MakeButtons();
     void ConnectHandlers();
-    // A slot that shows the exceptions of `handler`.
+    // A slot that shows what `handler` throws behind the ErrorText that it leaves.
     std::function<void()> Guarded(void (frmMain::*handler)());
 
     void Form_Load();
@@ -62,8 +63,11 @@ class frmMain : public QDialog {
     void EnableWarehouseButtons();
     void UpdateProcessButton();
     void UpdateAtomicDeletion();
+    void Close(QCloseEvent& event);
     bool UnloadOtherWindows();
 
+    // The login that the controls show, with the environment's password where they have none.
+    ServerLogin Login() const;
     bool PrepareWarehouse(WarehouseSession::LastUser lastUser);
     bool ArchiveTableReady();
     bool TakeArchiveSettings(RunSettings& settings);
@@ -72,12 +76,13 @@ class frmMain : public QDialog {
     void SaveSettings(const RunSettings& settings);
 
     bool IsChecked(std::size_t option) const { return chkOptions_[option]->isChecked(); }
-    void ShowMessage(const char* text);
+    void ShowMessage(std::string_view text);
 
     RunState& state_;
     RunServices& services_;
     Browsing& browsing_;
     WarehouseSession session_;
+    const ExitGuard leaveOnExit_;
     bool loaded_ = false;
     bool connected_ = false;
 

@@ -9,9 +9,11 @@
 #include <utility>
 
 #include "core/ErrorTrap.h"
+#include "run/LoginPasswords.h"
 #include "ui/ConditionsGrid.h"
 #include "ui/ConnectionFields.h"
 #include "ui/Controls.h"
+#include "ui/Slots.h"
 
 namespace morvane {
 
@@ -60,16 +62,14 @@ frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& ser
     resize(
         QSize(125 * letter, 44 * fontMetrics().lineSpacing()).boundedTo(screen()->availableSize()));
 
-    connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this,
-            &frmSetFactTableFilters::ChangeCondition);
-    connect(archive_, &ConnectionFields::ServerChanged, this,
-            &frmSetFactTableFilters::ResetConnection);
-    connect(archive_, &ConnectionFields::LoginKindChanged, this,
-            &frmSetFactTableFilters::ResetConnection);
-    connect(archive_, &ConnectionFields::BrowseAsked, this, &frmSetFactTableFilters::Browse);
-    connect(archive_, &ConnectionFields::RefreshAsked, this,
-            &frmSetFactTableFilters::RefreshDatabases);
-    connect(archive_, &ConnectionFields::DatabaseChosen, this, &frmSetFactTableFilters::UpdateOK);
+    const auto safe = [this](auto slot) { return SafeSlot(this, services_.Prompt, slot); };
+    using Self = frmSetFactTableFilters;
+    connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this, safe(&Self::ChangeCondition));
+    connect(archive_, &ConnectionFields::ServerChanged, this, safe(&Self::ResetConnection));
+    connect(archive_, &ConnectionFields::LoginKindChanged, this, safe(&Self::ResetConnection));
+    connect(archive_, &ConnectionFields::BrowseAsked, this, safe(&Self::Browse));
+    connect(archive_, &ConnectionFields::RefreshAsked, this, safe(&Self::RefreshDatabases));
+    connect(archive_, &ConnectionFields::DatabaseChosen, this, safe(&Self::UpdateOK));
     Load();
 }
 
@@ -151,7 +151,8 @@ void frmSetFactTableFilters::RefreshDatabases() {
     const bool listed = Attempt([&] {
         DatabaseList list;
         std::string errorText;
-        if (!ListDatabases(services_.Connect, archive_->Login(), list, errorText)) {
+        const ServerLogin login = WithPassword(archive_->Login(), state_.Passwords.Archive);
+        if (!ListDatabases(services_.Connect, login, list, errorText)) {
             throw DatabaseError({errorText});
         }
         names = ArchiveDatabases(list, *state_.WarehouseConnection);
@@ -173,7 +174,9 @@ void frmSetFactTableFilters::ChangeCondition(int row, const QString& condition) 
     }
     if (!accepted) {
         refusal_ = errorText;
-        QMetaObject::invokeMethod(this, &frmSetFactTableFilters::ShowRefusal, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, SafeSlot(this, services_.Prompt, &frmSetFactTableFilters::ShowRefusal),
+            Qt::QueuedConnection);
     }
     dgdFactTables_->SetCondition(row, ToQString(conditions_->Condition(position)));
 }
@@ -192,6 +195,10 @@ void frmSetFactTableFilters::ShowRefusal() {
 }
 
 void frmSetFactTableFilters::accept() {
+    RunSlot(services_.Prompt, [this] { SaveAndClose(); });
+}
+
+void frmSetFactTableFilters::SaveAndClose() {
     if (!FinishEdit()) {
         return;
     }
@@ -209,9 +216,11 @@ void frmSetFactTableFilters::accept() {
 }
 
 void frmSetFactTableFilters::reject() {
-    if (FinishEdit()) {
-        QDialog::reject();
-    }
+    RunSlot(services_.Prompt, [this] {
+        if (FinishEdit()) {
+            QDialog::reject();
+        }
+    });
 }
 
 bool frmSetFactTableFilters::Attempt(const std::function<void()>& operation) {

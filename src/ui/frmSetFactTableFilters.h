@@ -39,6 +39,7 @@ class frmSetFactTableFilters : public QDialog {
     void LoadConditions();
     void LoadArchive();
 
+    void SaveAndClose();
     void UpdateOK();
     void ResetConnection();
     void Browse();

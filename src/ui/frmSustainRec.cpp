@@ -9,9 +9,11 @@
 #include <QSplitter>
 #include <QTextDocument>
 
+#include "core/ErrorTrap.h"
 #include "core/Text.h"
 #include "db/SustainQuery.h"
 #include "db/modDatabaseOperations.h"
+#include "ui/Slots.h"
 
 namespace morvane {
 
@@ -53,7 +55,7 @@ QPushButton* frmSustainRec::MakeButton(const char* name, const char* caption,
                                        void (frmSustainRec::*pressed)()) {
     auto* button = Named(name, new QPushButton(caption, this));
     button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, pressed);
+    connect(button, &QPushButton::clicked, this, SafeSlot(this, services_.Prompt, pressed));
     return button;
 }
 
@@ -95,7 +97,8 @@ QGroupBox* frmSustainRec::MakeRecords() {
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(-1, Qt::AscendingOrder);
-    connect(header, &QHeaderView::sectionClicked, this, &frmSustainRec::SortBy);
+    connect(header, &QHeaderView::sectionClicked, this,
+            SafeSlot(this, services_.Prompt, &frmSustainRec::SortBy));
     layout->addWidget(MakeLabel("lblRecords", "Select the records to  be sustained",
                                 lvwDimensionRecords_, frame));
     layout->addWidget(lvwDimensionRecords_, 1);
@@ -110,8 +113,10 @@ QGroupBox* frmSustainRec::MakeRecords() {
 
 void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     cboSelectedTables_ = Named("cboSelectedTables", new DropDownList(frame));
-    connect(cboSelectedTables_, &DropDownList::DropDown, this, &frmSustainRec::FillSelectedTables);
-    connect(cboSelectedTables_, &QComboBox::activated, this, &frmSustainRec::ShowTable);
+    connect(cboSelectedTables_, &DropDownList::DropDown, this,
+            SafeSlot(this, services_.Prompt, &frmSustainRec::FillSelectedTables));
+    connect(cboSelectedTables_, &QComboBox::activated, this,
+            SafeSlot(this, services_.Prompt, &frmSustainRec::ShowTable));
     auto* table = new QHBoxLayout;
     table->addWidget(MakeLabel("lblSelectedTables", "Select a table you want to define a query for",
                                cboSelectedTables_, frame));
@@ -173,7 +178,7 @@ bool frmSustainRec::Try(const std::function<void()>& work, std::string_view lead
     } catch (const DatabaseError& error) {
         text += Join(error.Descriptions(), kCrLf);
     } catch (const std::exception& error) {
-        text += error.what();
+        text += Describe(error);
     }
     Tell(text, MessageStyle::Critical);
     return false;

@@ -2,6 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+#include <filesystem>
+
 #include "support/ErrorOf.h"
 #include "support/TempFolder.h"
 
@@ -86,32 +94,8 @@ TEST(TextFiles, CanBeReadLineByLineWhileTheyGrow) {
     EXPECT_EQ(ReadWholeFile(folder / "log.txt"), "first\r\n");
 }
 
-#ifndef _WIN32  // which has no file that is always full
-
-TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
-    const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
-    TextFile short_("/dev/full");
-    short_.WriteLine("x");
-    EXPECT_EQ(ErrorOf([&] { short_.Close(); }), expected);
-
-    TextFile flushed("/dev/full", TextFile::Flush::EveryLine);
-    EXPECT_EQ(ErrorOf([&] { flushed.WriteLine("x"); }), expected);
-
-    TextFile long_("/dev/full");
-    EXPECT_EQ(ErrorOf([&] {
-                  for (int i = 0; i < 100'000; ++i) {
-                      long_.WriteLine("a report's row");
-                  }
-              }),
-              expected);
-}
-
-#endif
-
-TEST(TextFiles, ThatCannotBeOpenedAreNamedWithTheReason) {
+TEST(TextFiles, ThatCannotBeReadAreNamedWithTheReason) {
     const TempFolder folder;
-    EXPECT_EQ(ErrorOf([&] { TextFile file(folder / "no/such"); }),
-              "Cannot make the file \"" + (folder / "no/such") + "\": No such file or directory");
     EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder / "missing"); }),
               "Cannot open the file \"" + (folder / "missing") + "\": No such file or directory");
 #ifdef _WIN32
@@ -121,6 +105,76 @@ TEST(TextFiles, ThatCannotBeOpenedAreNamedWithTheReason) {
 #endif
     EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder.Path()); }), refusal);
 }
+
+#ifndef _WIN32  // which has no file that is always full, and no pipes among its files
+
+TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
+    const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
+    for (const int lines : {1, 100'000}) {
+        for (const auto flush : {TextFile::Flush::AtClose, TextFile::Flush::EveryLine}) {
+            TextFile file("/dev/full", flush, NamedBy::User);
+            EXPECT_EQ(ErrorOf([&] {
+                          for (int i = 0; i < lines; ++i) {
+                              file.WriteLine("a report's row");
+                          }
+                          file.Close();
+                      }),
+                      expected);
+        }
+    }
+}
+
+// A pipe that was opened as usual would wait for its other end for ever.
+TEST(TextFiles, AreWhatTheirNameMaySayAndNeverWaitedFor) {
+    const TempFolder folder;
+    const std::string victim = folder / "victim";
+    const auto write = [](const std::string& path, NamedBy namedBy) {
+        return ErrorOf([&] {
+            TextFile file(path, TextFile::Flush::AtClose, namedBy);
+            file.Write("text");
+            file.Close();
+        });
+    };
+    ASSERT_EQ(write(victim, NamedBy::Program) + write(folder / "second", NamedBy::User),
+              "no errorno error");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo((folder / "read pipe").c_str(), 0600), 0);
+    const int reader = open((folder / "read pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_EQ(mknod((folder / "socket").c_str(), S_IFSOCK | 0600, 0), 0);
+    std::filesystem::create_directory(folder / "folder");
+    std::filesystem::create_symlink(victim, folder / "link");
+    std::filesystem::create_hard_link(folder / "second", folder / "hard link");
+    constexpr const char* kFine = "no error";
+    constexpr const char* kNotRegular = "it is not a regular file";
+    const struct {
+        std::string Path;
+        const char* ByProgram;
+        const char* ByUser;
+    } cases[]{
+        {folder / "pipe", kNotRegular, kNotRegular},
+        {folder / "read pipe", kNotRegular, kNotRegular},
+        {folder / "socket", kNotRegular, kNotRegular},
+        {"/dev/null", kNotRegular, kFine},
+        {folder / "folder", "Is a directory", "Is a directory"},
+        {folder / "missing/file", "No such file or directory", "No such file or directory"},
+        {folder / "link", "it is a symbolic link", kFine},
+        {folder / "hard link", "it has another name too", kFine},
+        {victim, kFine, kFine},
+    };
+    for (const auto& c : cases) {
+        for (const auto& [namedBy, expected] :
+             {std::pair{NamedBy::Program, c.ByProgram}, std::pair{NamedBy::User, c.ByUser}}) {
+            EXPECT_EQ(
+                write(c.Path, namedBy),
+                expected == kFine ? kFine : "Cannot make the file \"" + c.Path + "\": " + expected);
+            EXPECT_EQ(ReadWholeFile(victim), "text");
+        }
+    }
+    EXPECT_EQ(ReadWholeFile(folder / "pipe"), "");
+    close(reader);
+}
+
+#endif
 
 }  // namespace
 }  // namespace morvane::testing

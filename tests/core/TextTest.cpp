@@ -31,6 +31,17 @@ TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
     EXPECT_EQ(ToLower("A\u00c9Z["), "a\u00c9z[");
 }
 
+TEST(Text, ShowsWhatWouldActOnATerminal) {
+    for (const auto& [text, shown] : std::vector<std::pair<std::string, std::string>>{
+             {"a\u00e9\u20ac\U0001F600 ~", "a\u00e9\u20ac\U0001F600 ~"},
+             {"\x1b[2J\x07\x7f\n\r", "\\x1b[2J\\x07\\x7f\n\\x0d"},
+             {"\u009b31m\u0085\u00a0", "\\u009b31m\\u0085\u00a0"},
+             {"\u202egpj.\u2066\u061c", "\\u202egpj.\\u2066\\u061c"},
+             {"\x9b\xc3(\ufffd", "\\x9b\\xc3(\ufffd"}}) {
+        EXPECT_EQ(ToVisible(text, "\n"), shown);
+    }
+}
+
 TEST(DateText, WritesOneMomentInEveryForm) {
     const LocalMoment moment = FixedClock().Moment;
     EXPECT_EQ(LongDate(moment.Date), "Tuesday, Mar 5 2024");

@@ -45,7 +45,7 @@ TEST(Engine, OpensOnlyWhatIsThereAndMakesNothing) {
 
     auto elsewhere = CreateConnection("sqlite:/nowhere/at/all");
     elsewhere->SetProperty("Data Source", "sqlite:/nowhere/at/all");
-    EXPECT_TRUE(Contains(ErrorOf([&] { elsewhere->Open(); }), "There is no folder"));
+    EXPECT_TRUE(Contains(ErrorOf([&] { elsewhere->Open(); }), "No such file or directory"));
     EXPECT_FALSE(elsewhere->IsOpen());
 }
 

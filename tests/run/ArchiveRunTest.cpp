@@ -1,6 +1,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 
 #include "core/Platform.h"
@@ -75,6 +76,27 @@ TEST_F(ArchiveRun, ACancelledTaskIsNamedAndNothingFollowsIt) {
     }
     World.Progress.CancelAtPoll = 0;
     EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+}
+
+// As the toolkit does when its display is lost.
+TEST_F(ArchiveRun, AnExitInTheMiddleOfARunCancelsItInOrder) {
+    ASSERT_TRUE(Run(Settings)) << State.ErrorText;
+    const int polls = World.Progress.Polls;
+    ASSERT_GT(polls, 10);
+    for (int exitAt = 1; exitAt <= polls; ++exitAt) {
+        Child child([&](Child&) {
+            World.Progress.Polls = 0;
+            World.Progress.OnPoll = [exitAt](int poll) { poll == exitAt ? std::exit(1) : void(); };
+            return Run(Settings) ? 7 : 8;
+        });
+        EXPECT_EQ(child.Wait(), 0);
+        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        EXPECT_TRUE(Contains(Log(), "\r\nMorvane Tool stopped On"));
+        // The last poll comes after the tasks.
+        EXPECT_EQ(Status(), exitAt < polls ? "failure\r\n" : "ok\r\n");
+        EXPECT_EQ(Contains(Log(), "Cancelled by User.\r\nThe process was ended"), exitAt < polls);
+        EXPECT_EQ(Contains(Log(), "- Delete Marked"), exitAt == polls);
+    }
 }
 
 // Over New Year, and by more than an hour at each look.

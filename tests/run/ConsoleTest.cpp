@@ -11,6 +11,7 @@
 #include "run/CancelSignals.h"
 #include "run/ConsoleProgress.h"
 #include "run/ConsolePrompt.h"
+#include "run/ConsoleText.h"
 #include "run/StartUp.h"
 #include "support/RunFixture.h"
 #include "support/Texts.h"
@@ -82,6 +83,20 @@ TEST(ConsoleProgress, CutsNoCharacterInTwoAndIsSilentInAPipe) {
     EXPECT_EQ(pipe.str(), "");
 }
 
+TEST(Console, ShowsInNamesWhatItMustNotSend) {
+    std::ostringstream terminal;
+    ConsoleProgress progress(terminal, 60, [] { return false; });
+    progress.Load(kOverview);
+    progress.MarkTaskRunning(0);
+    progress.Comment("a\x1b[2J\nb");
+    EXPECT_EQ(LastLine(terminal.str()), "     Check Meta Data: a\\x1b[2J\\x0ab");
+    std::ostringstream out;
+    WriteConsoleText(out, "\r\nNo table \x1b[31m\r\n\tnor \u202e\r!\r\n");
+    ConsolePrompt(out, [] { return "y"; }).AskYesNo("Lock", "of \u009bm?\r\nGo on?");
+    EXPECT_EQ(out.str(),
+              "No table \\x1b[31m\n\tnor \\u202e\\x0d!\nLock: of \\u009bm?\nGo on? [yes/no] ");
+}
+
 std::array<int, 2> OpenPipe() {
     std::array<int, 2> ends{};
 #ifdef _WIN32
@@ -123,7 +138,7 @@ struct Started : TestServices {
             };
         }
         Services.WhyNoWindow = "No window here.";
-        StartUp(commandLine, Services);
+        StartUp({std::string(commandLine), {}}, Services);
     }
 };
 

@@ -25,6 +25,11 @@ class Program : public ::testing::Test {
     }
 
     std::string Status() const { return ReadWholeFile(Files / "status"); }
+    // Of the only run.
+    std::string Log() const {
+        return ReadWholeFile(
+            std::filesystem::directory_iterator(Files / "my logs")->path().string());
+    }
     void ExpectDone() const { EXPECT_EQ(Status() + Products(Warehouse), "ok\r\n1|pen 3|cap"); }
 
     // So many dimensions with such long names that the progress of marking them cannot all wait in
@@ -81,8 +86,7 @@ TEST_F(Program, WritesNoMessageIntoAFileThatTookThePlaceOfAClosedStream) {
     Warehouse.Run("UPDATE dwm_tables SET table_name = 'gone' WHERE table_name = 'product'");
     EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, Arguments(), Streams::Closed), 0);
     EXPECT_EQ(Status(), "failure\r\n");
-    const std::filesystem::directory_iterator log(Files / "my logs");
-    const std::string text = ReadWholeFile(log->path().string());
+    const std::string text = Log();
     EXPECT_TRUE(Contains(text, "gone"));
     EXPECT_EQ(text.find("gone"), text.rfind("gone")) << text;
 }
@@ -105,16 +109,54 @@ TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
     }
 }
 
-TEST_F(Program, CtrlCCancelsAtTheNextPoll) {
+TEST_F(Program, IsCancelledAtTheNextPollByWhateverEndsItsSession) {
     FillMoreThanATerminalHolds();
-    TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark", "-del"}));
+    const std::vector<std::function<void(TerminalProgram&)>> ways{
+        [](TerminalProgram& program) { program.Type("\x03"); },
+        [](TerminalProgram& program) {
+            for (const int number : {SIGHUP, SIGHUP, SIGTERM, SIGHUP}) {
+                program.Signal(number);
+            }
+        },
+        [](TerminalProgram& program) { program.HangUp(); }};
+    for (const auto& end : ways) {
+        std::filesystem::remove_all(Files / "my logs");
+        TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark", "-del"}));
+        program.ReadUntil(" <- ");
+        end(program);
+        program.ReadToEnd();
+        EXPECT_EQ(program.Wait(), 0);
+        EXPECT_EQ(Status(), "failure\r\n");
+        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        EXPECT_TRUE(Contains(Log(), "Marking Process Cancelled by User.\r\n"));
+        EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
+    }
+    Surroundings nohup;
+    nohup.IgnoresHangup = true;
+    TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark"}), nohup);
     program.ReadUntil(" <- ");
-    program.Type("\x03");
-    const std::string output = program.ReadToEnd();
+    program.HangUp();
     EXPECT_EQ(program.Wait(), 0);
-    EXPECT_EQ(Status(), "failure\r\n");
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
-    EXPECT_TRUE(Contains(output, "\rMarking Process Cancelled by User."));
+    EXPECT_EQ(Status(), "ok\r\n");
+}
+
+TEST_F(Program, TakesALimitForTheSizeOfFilesForAFullDisk) {
+    FillStar(Warehouse);
+    Warehouse.Run("CREATE TABLE filler AS SELECT randomblob(200000)");
+    const unsigned long size = std::filesystem::file_size(Warehouse.File());
+    for (const auto& [limit, told] : {std::pair{20'000UL, "File too large"},
+                                      {size - 1, "is larger than this process may write"},
+                                      {size, "disk I/O error"}}) {
+        Surroundings surroundings;
+        surroundings.LargestFile = limit;
+        TerminalProgram program(MORVANE_PROGRAM, Arguments(), surroundings);
+        EXPECT_TRUE(Contains(program.ReadToEnd(), told));
+        EXPECT_EQ(program.Wait(), 0);
+        EXPECT_EQ(Status(), "failure\r\n");
+        EXPECT_EQ(Products(Warehouse), kAllProducts);
+    }
+    EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
+    EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_master WHERE name = 'dwm_multiuse'"), "");
 }
 
 TEST_F(Program, ASecondSignalEndsItAtOnce) {

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "core/Platform.h"
@@ -5,8 +7,10 @@
 #include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
+#include "support/FileSizeLimit.h"
 #include "support/Golden.h"
 #include "support/RunFixture.h"
+#include "support/SqliteFile.h"
 
 namespace morvane::testing {
 namespace {
@@ -89,9 +93,10 @@ TEST_F(RunTest, AServerOrDatabaseThatIsNotThereEndsTheRunBeforeTheTasks) {
 
 TEST_F(RunTest, AFailingTaskPreventsEverythingAfterIt) {
     EnsureFolder(Settings.LogDirectory);
-    std::filesystem::create_symlink("/dev/full",
+    std::filesystem::create_symlink(Warehouse.File(),
                                     Files / "logs/SummaryReport05-03-202414-07-09.html");
     EXPECT_FALSE(Run(Settings));
+    EXPECT_TRUE(Contains(Log(), "Report05-03-202414-07-09.html\": it is a symbolic link"));
     EXPECT_TRUE(Contains(Log(), "Error Occured in Task ::\tGenerate Reports"));
     EXPECT_EQ(Products(Warehouse), kAllProducts);
     EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
@@ -160,25 +165,31 @@ TEST_F(RunTest, ACancelWhileAnotherProcessHasTheFileEndsTheRunInOrder) {
     EXPECT_EQ(tries, 3);
 }
 
-TEST_F(RunTest, ALogFolderThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {
+TEST_F(RunTest, ALogThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {
+    const std::string log = Files / "logs/Morvane_Log05-03-202414-07-09.txt";
+    EnsureFolder(Settings.LogDirectory);
+    std::filesystem::create_symlink(Warehouse.File(), log);
+    EXPECT_FALSE(Run(Settings));
+    EXPECT_TRUE(Contains(World.Errors.str(), log + "\": it is a symbolic link"));
     Settings.LogDirectory = Warehouse.File() + "/logs";  // below a file, which stops root too
     EXPECT_FALSE(Run(Settings));
-    EXPECT_EQ(Status(), "failure\r\n");
     EXPECT_TRUE(Contains(World.Errors.str(), "Cannot make the folder"));
-    EXPECT_NE(State.ErrorText, "");
+    EXPECT_EQ(Status(), "failure\r\n");
     EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM sqlite_master WHERE name = 'dwm_multiuse'"),
               "0");
 }
 
 TEST_F(RunTest, ADiskThatFillsUpNeverStopsTheWorkButIsTold) {
-    EnsureFolder(Settings.LogDirectory);
-    std::filesystem::create_symlink("/dev/full",
-                                    Settings.LogDirectory + "/Morvane_Log05-03-202414-07-09.txt");
-    EXPECT_FALSE(Run(Settings));
+    CommandLineReport longer;
+    longer.Note.assign(100'000, 'x');  // than the room that the log has taken
+    {
+        const FileSizeLimit limit(80'000);
+        EXPECT_FALSE(Run(Settings, longer));
+    }
     EXPECT_EQ(Products(Warehouse), kUsedProducts);
     EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
     EXPECT_EQ(Status(), "failure\r\n");
-    EXPECT_TRUE(Contains(World.Errors.str(), "No space left on device"));
+    EXPECT_TRUE(Contains(World.Errors.str(), "File too large"));
 }
 
 TEST_F(RunTest, CopiesTheLogOrSaysThatThereIsNone) {
@@ -200,9 +211,50 @@ TEST_F(RunTest, CopiesTheLogOrSaysThatThereIsNone) {
 }
 
 TEST_F(RunTest, AStatusFileThatCannotBeWrittenChangesNothing) {
-    Settings.StatusFileName = Files / "missing/status.txt";
-    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+    ASSERT_EQ(mkfifo((Files / "pipe").c_str(), 0600), 0);
+    for (const char* name : {"missing/status.txt", "pipe", "logs"}) {
+        Settings.StatusFileName = Files / name;
+        EXPECT_TRUE(Run(Settings)) << State.ErrorText;
+        EXPECT_EQ(World.Errors.str(), "");
+    }
     EXPECT_FALSE(FolderExists(Files / "missing"));
+}
+
+// The names of a status file and of a copy of the log, and what is said against them.
+TEST_F(RunTest, NoFileOfADatabaseIsOverwrittenUnderWhateverName) {
+    const SqliteFile archive(Files / "hist.db");
+    archive.Run("CREATE TABLE kept(x)");
+    Settings.ArchiveMachine = "sqlite:" + Files.Path();
+    const std::string before = ReadWholeFile(Warehouse.File()) + ReadWholeFile(archive.Path());
+    std::filesystem::create_symlink(Warehouse.File(), Files / "link");
+    std::filesystem::create_symlink(Warehouse.Folder(), Files / "folder");
+    std::filesystem::create_hard_link(Warehouse.File(), Files / "hard link");
+    const std::string database = "\", which belongs to a database of SERVER";
+    const std::string inArchive = "\", which belongs to a database of sqlite:FILES";
+    const std::string status = Files / "status.txt";
+    const std::string copy = Files / "copy.txt";
+    for (const auto& [statusFile, logCopy, told] : std::vector<std::array<std::string, 3>>{
+             {Warehouse.File(), copy, "The status file cannot be \"" + Warehouse.File() + database},
+             {Files / "link", copy, "link" + database},
+             {Files / "hard link", copy, "link" + database},
+             {Files / "folder/dw.db-journal", copy, database},
+             {std::filesystem::relative(Warehouse.Folder() + "/new.db").string(), copy, database},
+             {status, Files / "folder/other.db", "The copy of the log cannot be"},
+             {status, Files / "folder/dw.db-wal", database},
+             {status, archive.Path(), inArchive},
+             {status, Files / "./status.txt",
+              "The status file and the copy of the log cannot both"}}) {
+        Settings.StatusFileName = statusFile;
+        Settings.LogFileName = logCopy;
+        Settings.LogFileGiven = true;
+        EXPECT_FALSE(Run(Settings));
+        EXPECT_TRUE(Contains(Log(), told));
+        EXPECT_EQ(std::filesystem::exists(status), statusFile == status);
+        EXPECT_TRUE(statusFile != status || Status() == "failure\r\n");
+        EXPECT_TRUE(before == ReadWholeFile(Warehouse.File()) + ReadWholeFile(archive.Path()));
+        EXPECT_EQ(ListFiles(Warehouse.Folder()), "dw.db");
+        std::filesystem::remove(status);
+    }
 }
 
 TEST_F(RunTest, AUserWhoIsPresentSeesTheErrorsAndKeepsTheConnection) {

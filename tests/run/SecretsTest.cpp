@@ -1,8 +1,16 @@
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
 #include <filesystem>
 
 #include "core/Platform.h"
+#include "core/PrivateFile.h"
 #include "core/modFileFunctions.h"
+#include "run/LoginPasswords.h"
 #include "run/ProcessArguments.h"
+#include "support/ErrorOf.h"
 #include "support/Fork.h"
 #include "support/RunFixture.h"
 #include "support/SqliteFile.h"
@@ -47,18 +55,23 @@ class Secrets : public ::testing::Test {
         Archive.Run("PRAGMA user_version = 1");
     }
 
-    Words Arguments(const std::string& archivePassword) const {
+    // Without passwords.
+    Words Logins() const {
         const std::string archive = "sqlite:" + ArchiveFolder.Path();
-        return {"-clsf", "-mark", "-grep", "-log",   Files / "logs", "-mac",    Warehouse.Server(),
-                "-db",   "dw",    "-usr",  "clerk",  "-pwd",         kPassword, "-bkmac",
-                archive, "-bkdb", "hist",  "-bkusr", "archivist",    "-bkpwd",  archivePassword};
+        return {"-clsf", "-mark",  "-grep",    "-log",  Files / "logs", "-mac",  Warehouse.Server(),
+                "-db",   "dw",     "-usr",     "clerk", "-bkmac",       archive, "-bkdb",
+                "hist",  "-bkusr", "archivist"};
+    }
+    Words Arguments(const std::string& archivePassword) const {
+        Words arguments = Logins();
+        arguments.insert(arguments.end(), {"-pwd", kPassword, "-bkpwd", archivePassword});
+        return arguments;
     }
 
     // Everything that a run has written, on the terminal and into files.
-    std::string Traces(const Words& arguments, const std::string& program = MORVANE_PROGRAM) const {
-        Surroundings surroundings;
+    std::string Traces(const Words& arguments, Surroundings surroundings = {}) const {
         surroundings.Variables["MORVANE_STATEMENT_LOG"] = Files / "statements";
-        TerminalProgram process(program, arguments, surroundings);
+        TerminalProgram process(MORVANE_PROGRAM, arguments, surroundings);
         std::string traces = process.ReadToEnd();
         EXPECT_EQ(process.Wait(), 0);
         for (const auto& entry : std::filesystem::recursive_directory_iterator(Files.Path())) {
@@ -76,43 +89,122 @@ class Secrets : public ::testing::Test {
     SqliteFile Archive;
 };
 
+bool ShowsSecrets(const std::string& traces) {
+    return traces.find("Herring") != std::string::npos ||
+           traces.find("Salmon") != std::string::npos;
+}
+
 TEST_F(Secrets, AreInNothingThatARunWrites) {
-    const auto showsSecrets = [](const std::string& traces) {
-        return traces.find("Herring") != std::string::npos ||
-               traces.find("Salmon") != std::string::npos;
-    };
     const std::string archived = Traces(Arguments("pink-Salmon"));
     EXPECT_TRUE(
         Contains(archived, "OPENROWSET('SQLOLEDB', 'sqlite:" + ArchiveFolder.Path() + "'; ***"));
     EXPECT_TRUE(Contains(archived, "records archived")) << "no log was found";
-    EXPECT_FALSE(showsSecrets(archived)) << archived;
+    EXPECT_FALSE(ShowsSecrets(archived)) << archived;
 
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'town = 3' WHERE table_name = 'sales'");
     const std::string failed = Traces(Arguments("pink-Salmon"));
     EXPECT_TRUE(Contains(failed, "town"));
-    EXPECT_FALSE(showsSecrets(failed)) << failed;
-    EXPECT_FALSE(showsSecrets(Traces(Arguments("'pink-Salmon"))));
+    EXPECT_FALSE(ShowsSecrets(failed)) << failed;
+    EXPECT_FALSE(ShowsSecrets(Traces(Arguments("'pink-Salmon"))));
 
     Words arguments = Arguments("pink-Salmon");
     arguments.insert(arguments.end(),
                      {"-nonsense", "-statusfile", Files / "a", "b", "c", "\"d e\""});
-    EXPECT_FALSE(showsSecrets(Traces(arguments)));
+    EXPECT_FALSE(ShowsSecrets(Traces(arguments)));
+}
+
+TEST_F(Secrets, OfTheEnvironmentAreUsedAndShownNowhere) {
+    Surroundings given;
+    given.Variables["MORVANE_PASSWORD"] = kPassword;
+    given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
+    const std::string archived = Traces(Logins(), given);
+    EXPECT_TRUE(Contains(archived, "1 records archived"));
+    EXPECT_FALSE(ShowsSecrets(archived)) << archived;
+
+    given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "'pink-Salmon";
+    const std::string refused = Traces(Logins(), given);
+    EXPECT_TRUE(Contains(refused, "password of the archive, since it holds a single quote"));
+    EXPECT_FALSE(ShowsSecrets(refused)) << refused;
+
+    Warehouse.Run("DROP TABLE dwm_multiuse");
+    given.Variables["MORVANE_PASSWORD"] = "";
+    given.Variables["MORVANE_PASSWORD_FILE"] = Files / "missing";
+    EXPECT_TRUE(Contains(Traces(Logins(), given), "MORVANE_PASSWORD_FILE: Cannot read the file"));
+    EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_master WHERE name = 'dwm_multiuse'"), "");
 }
 
 TEST_F(Secrets, LeaveTheProcessBeforeAnybodyCanLook) {
     Warehouse.MakeLock(true, CurrentUserName());
+    Surroundings given;
+    given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
+    given.Variables["MORVANE_ARCHIVE_PASSWORD_FILE"] = "/of/a/Salmon";
     for (const char* program : {MORVANE_PROGRAM, MORVANE_HEADLESS_PROGRAM}) {
-        TerminalProgram process(program, Arguments("pink-Salmon"));
+        TerminalProgram process(program, Arguments("pink-Salmon"), given);
         process.ReadUntil("Do you wish to continue? [yes/no] ");
         const std::string arguments = process.About("cmdline");
         EXPECT_TRUE(Contains(arguments, "archivist"));
-        EXPECT_FALSE(Contains(arguments, "Herring"));
-        EXPECT_FALSE(Contains(arguments, "Salmon"));
+        EXPECT_FALSE(ShowsSecrets(arguments + process.About("environ")));
         EXPECT_TRUE(Contains(process.About("limits"), "Max core file size        0  "));
         process.Type("no\n");
         process.ReadToEnd();
         EXPECT_EQ(process.Wait(), 0);
     }
+    Child child([](Child&) {
+        PrepareProcess();
+        return prctl(PR_GET_DUMPABLE);
+    });
+    EXPECT_EQ(child.Wait(), 0);
+}
+
+TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
+    const TempFolder files;
+    const std::string secret = files / "secret";
+    constexpr const char* kForOthers = "others than its owner may read or change it";
+    const struct {
+        const char* Variable;
+        std::string File;
+        const char* Content;
+        mode_t Mode;
+        const char* Text;
+        const char* Fault;
+    } cases[]{
+        {"plain", "", "", 0600, "plain", ""},
+        {"", secret, "first\r\nsecond\r\n", 0600, "first", ""},
+        {"", secret, "first", 0400, "first", ""},
+        {"", secret, "first", 0640, "", kForOthers},
+        {"", secret, "first", 0602, "", kForOthers},
+        {"", secret, "\nsecond", 0600, "", "is empty"},
+        {"", files / "missing", "", 0600, "", "No such file or directory"},
+        {"", "/dev/null", "", 0600, "", "it is not a regular file"},
+        {"plain", secret, "first", 0600, "plain", "Both MORVANE_ARCHIVE_PASSWORD and"},
+    };
+    for (const auto& c : cases) {
+        TextFile file(secret);
+        file.Write(c.Content);
+        file.Close();
+        ASSERT_EQ(chmod(secret.c_str(), c.Mode), 0);
+        setenv("MORVANE_ARCHIVE_PASSWORD", c.Variable, 1);
+        setenv("MORVANE_ARCHIVE_PASSWORD_FILE", c.File.c_str(), 1);
+        const LoginPasswords taken = TakeLoginPasswords();
+        EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD"), nullptr);
+        EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD_FILE"), nullptr);
+        EXPECT_EQ(taken.Archive.Text, c.Text);
+        EXPECT_TRUE(Contains(taken.Archive.Fault, c.Fault));
+        EXPECT_EQ(taken.Archive.Fault.empty(), *c.Fault == '\0');
+    }
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown(secret.c_str(), 65534, 65534), 0);
+        EXPECT_TRUE(Contains(ErrorOf([&] { ReadPrivateLine(secret); }), "belongs to another user"));
+    }
+}
+
+TEST(LoginPasswords, AreForLoginsWithAUserAndNoPassword) {
+    const LoginPasswords::Password given{"env", ""};
+    EXPECT_EQ(WithPassword({"s", false, "u", ""}, given).Password, "env");
+    EXPECT_EQ(WithPassword({"s", false, "u", "own"}, given).Password, "own");
+    EXPECT_EQ(WithPassword({"s", false, " ", ""}, given).Password, "");
+    EXPECT_EQ(WithPassword({"s", true, "u", ""}, {"", "fault"}).Password, "");
+    EXPECT_EQ(ErrorOf([] { WithPassword({"s", false, "u", ""}, {"", "fault"}); }), "fault");
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +35,11 @@ int WaitFor(pid_t& process) {
     setenv("MORVANE_CONSOLE", "1", 1);
     for (const auto& [name, value] : surroundings.Variables) {
         value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+    signal(SIGHUP, surroundings.IgnoresHangup ? SIG_IGN : SIG_DFL);
+    if (surroundings.LargestFile) {
+        const rlimit limit{*surroundings.LargestFile, *surroundings.LargestFile};
+        setrlimit(RLIMIT_FSIZE, &limit);
     }
     execv(program.c_str(), argv.data());
     _exit(98);
@@ -121,7 +127,7 @@ TerminalProgram::TerminalProgram(const std::string& program,
 }
 
 TerminalProgram::~TerminalProgram() {
-    close(terminal_);
+    HangUp();
     EndIfRunning(process_);
 }
 
@@ -147,6 +153,13 @@ void TerminalProgram::Signal(int number) const {
     kill(process_, number);
 }
 
+void TerminalProgram::HangUp() {
+    if (terminal_ >= 0) {
+        close(terminal_);
+        terminal_ = -1;
+    }
+}
+
 std::string TerminalProgram::About(const std::string& file) const {
     std::ifstream stream("/proc/" + std::to_string(process_) + "/" + file);
     return {std::istreambuf_iterator<char>(stream), {}};
@@ -157,6 +170,9 @@ int TerminalProgram::Wait() {
 }
 
 bool TerminalProgram::ReadSome() {
+    if (terminal_ < 0) {
+        return false;
+    }
     pollfd waiting{terminal_, POLLIN, 0};
     if (poll(&waiting, 1, kLongestSilence) == 0) {
         throw std::runtime_error("the program has fallen silent after: " + output_);

@@ -35,6 +35,8 @@ class Child {
 struct Surroundings {
     std::map<std::string, std::optional<std::string>> Variables;
     unsigned short Columns = 400;
+    std::optional<unsigned long> LargestFile = std::nullopt;  // bytes
+    bool IgnoresHangup = false;                               // as under nohup(1)
 };
 
 // Runs a program with its output in a pipe that nobody reads any more, and its errors there too or
@@ -57,6 +59,8 @@ class TerminalProgram {
     const std::string& ReadToEnd();
     void Type(const std::string& keys) const;
     void Signal(int number) const;
+    // What a dropped line does: the terminal is gone, and the system says so.
+    void HangUp();
     // A file of the system's about the process: "cmdline", "limits".
     std::string About(const std::string& file) const;
     int Wait();

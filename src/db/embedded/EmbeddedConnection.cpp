@@ -227,8 +227,9 @@ void EmbeddedConnection::SetProperty(std::string_view name, std::string_view val
 void EmbeddedConnection::Open() {
     const std::string server = Property("Data Source");
     const std::string folder = server.substr(std::min(kEmbeddedPrefix.size(), server.size()));
-    if (!FolderExists(folder)) {
-        throw DatabaseError({"There is no folder \"" + folder + "\" with embedded databases."});
+    if (const std::error_code error = CheckFolder(folder)) {
+        throw DatabaseError({"The folder \"" + folder +
+                             "\" with embedded databases cannot be used: " + error.message()});
     }
     Close();
     context_ = {};

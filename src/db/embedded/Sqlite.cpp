@@ -54,6 +54,10 @@ void RequireWritable(sqlite3* database, const std::string& path) {
     if (sqlite3_db_readonly(database, "main") == 1) {
         throw DatabaseError({"The file \"" + path + "\" is read-only."});
     }
+    if (ExceedsSizeLimit(ToPath(path))) {
+        throw DatabaseError(
+            {"The file \"" + path + "\" is larger than this process may write (ulimit -f)."});
+    }
 }
 
 }  // namespace

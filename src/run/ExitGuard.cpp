@@ -1,0 +1,55 @@
+#include "run/ExitGuard.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <utility>
+#include <vector>
+
+namespace morvane {
+
+namespace {
+
+std::vector<std::function<void()>*> pending;
+bool exitUnderWay = false;
+
+// Thread-local objects are destroyed before everything static, in this program and in the libraries
+// that the work needs. A function given to atexit() would be called after some of that is gone.
+struct DoPendingWork {
+    ~DoPendingWork() {
+        if (pending.empty()) {
+            return;
+        }
+        exitUnderWay = true;
+        while (!pending.empty()) {
+            const std::function<void()>& work = *pending.back();
+            pending.pop_back();
+            try {
+                work();
+            } catch (const std::exception&) {
+                // The next one may still succeed.
+            }
+        }
+        std::cout.flush();
+        std::cerr.flush();
+        std::_Exit(0);
+    }
+};
+
+}  // namespace
+
+ExitGuard::ExitGuard(std::function<void()> work) : work_(std::move(work)) {
+    [[maybe_unused]] thread_local const DoPendingWork doPendingWork;
+    pending.push_back(&work_);
+}
+
+ExitGuard::~ExitGuard() {
+    pending.erase(std::remove(pending.begin(), pending.end(), &work_), pending.end());
+}
+
+bool ExitGuard::ExitUnderWay() {
+    return exitUnderWay;
+}
+
+}  // namespace morvane

@@ -1,0 +1,93 @@
+#include "run/LoginPasswords.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "core/PrivateFile.h"
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+
+namespace morvane {
+
+namespace {
+
+void RemoveVariable(const char* name) {
+#ifdef _WIN32
+    _putenv_s(name, "");
+#else
+    unsetenv(name);
+#endif
+}
+
+// The value of a variable, which the process does not keep.
+std::string TakeVariable(const char* name) {
+    char* value = std::getenv(name);
+    if (value == nullptr) {
+        return {};
+    }
+    std::string taken = value;
+    std::fill_n(value, std::strlen(value), '\0');
+    RemoveVariable(name);
+    return taken;
+}
+
+LoginPasswords::Password TakePassword(const char* variable, const char* fileVariable) {
+    LoginPasswords::Password password;
+    password.Text = TakeVariable(variable);
+    const std::string path = TakeVariable(fileVariable);
+    if (path.empty()) {
+        return password;
+    }
+    const std::string file = fileVariable;
+    if (!password.Text.empty()) {
+        password.Fault = "Both " + std::string(variable) + " and " + file + " are set.";
+        return password;
+    }
+    try {
+        password.Text = ReadPrivateLine(path);
+        if (password.Text.empty()) {
+            password.Fault = "The first line of the file \"" + path + "\" is empty.";
+        }
+    } catch (const FileError& error) {
+        password.Fault = error.what();
+    }
+    if (!password.Fault.empty()) {
+        password.Fault = file + ": " + password.Fault;
+    }
+    return password;
+}
+
+}  // namespace
+
+LoginPasswords TakeLoginPasswords() {
+    return {TakePassword("MORVANE_PASSWORD", "MORVANE_PASSWORD_FILE"),
+            TakePassword("MORVANE_ARCHIVE_PASSWORD", "MORVANE_ARCHIVE_PASSWORD_FILE")};
+}
+
+ServerLogin WithPassword(ServerLogin login, const LoginPasswords::Password& fromEnvironment) {
+    if (login.NTAuthentication || Trim(login.UserName).empty() || !login.Password.empty()) {
+        return login;
+    }
+    if (!fromEnvironment.Fault.empty()) {
+        throw FileError(fromEnvironment.Fault);
+    }
+    login.Password = fromEnvironment.Text;
+    return login;
+}
+
+void CompleteLogins(RunSettings& settings, const LoginPasswords& passwords) {
+    settings.Password = WithPassword({settings.Machine, settings.NTAuthentication,
+                                      settings.UserName, settings.Password},
+                                     passwords.Warehouse)
+                            .Password;
+    if (settings.ArchiveFactTables) {
+        settings.ArchivePassword =
+            WithPassword({settings.ArchiveMachine, settings.ArchiveNTAuthentication,
+                          settings.ArchiveUserName, settings.ArchivePassword},
+                         passwords.Archive)
+                .Password;
+    }
+}
+
+}  // namespace morvane

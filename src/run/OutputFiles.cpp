@@ -1,0 +1,96 @@
+#include "run/OutputFiles.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "core/Text.h"
+#include "core/modFileFunctions.h"
+#include "db/embedded/EmbeddedConnection.h"
+
+namespace morvane {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// A database and what SQLite keeps beside it.
+bool IsDatabaseFile(const fs::path& file) {
+    constexpr std::array<std::string_view, 4> kEndings{".db", ".db-journal", ".db-wal", ".db-shm"};
+    const std::string name = ToLower(file.filename().string());
+    return std::any_of(kEndings.begin(), kEndings.end(),
+                       [&](std::string_view ending) { return name.ends_with(ending); });
+}
+
+// Without links, whether the file exists or not.
+fs::path WholePath(const fs::path& file) {
+    std::error_code failed;
+    return fs::weakly_canonical(fs::absolute(file, failed), failed);
+}
+
+bool IsSameFile(const fs::path& a, const fs::path& b) {
+    std::error_code missing;
+    return fs::equivalent(a, b, missing) || WholePath(a) == WholePath(b);
+}
+
+// A link from elsewhere names a database as well as its own name does.
+bool IsDatabaseIn(const fs::path& folder, const fs::path& file) {
+    std::error_code missing;
+    const fs::path whole = WholePath(file);
+    if (IsDatabaseFile(whole) && fs::equivalent(whole.parent_path(), folder, missing)) {
+        return true;
+    }
+    fs::directory_iterator entry(folder, missing);
+    for (; !missing && entry != fs::directory_iterator(); entry.increment(missing)) {
+        std::error_code ignored;
+        if (IsDatabaseFile(entry->path()) && fs::equivalent(entry->path(), file, ignored)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string DatabaseFault(const RunSettings& settings, const std::string& what,
+                          const std::string& path) {
+    for (const std::string& server : {settings.Machine, settings.ArchiveMachine}) {
+        if (IsEmbeddedServer(server) &&
+            IsDatabaseIn(ToPath(server.substr(kEmbeddedPrefix.size())), ToPath(path))) {
+            return what + " cannot be \"" + path + "\", which belongs to a database of " + server;
+        }
+    }
+    return {};
+}
+
+bool IsGiven(bool option, const std::string& path) {
+    return option && !Trim(path).empty();
+}
+
+}  // namespace
+
+OutputFaults FindOutputFaults(const RunSettings& settings) {
+    const bool status = IsGiven(settings.StatusMode, settings.StatusFileName);
+    const bool copy = IsGiven(settings.LogFileGiven, settings.LogFileName);
+    OutputFaults faults;
+    if (status) {
+        faults.StatusFile = DatabaseFault(settings, "The status file", settings.StatusFileName);
+    }
+    if (copy) {
+        faults.LogCopy = DatabaseFault(settings, "The copy of the log", settings.LogFileName);
+    }
+    std::error_code missing;
+    if (status && copy && faults.LogCopy.empty() &&
+        IsSameFile(ToPath(settings.StatusFileName), ToPath(settings.LogFileName)) &&
+        !fs::is_character_file(ToPath(settings.LogFileName), missing)) {
+        faults.LogCopy = "The status file and the copy of the log cannot both be \"" +
+                         settings.LogFileName + "\"";
+    }
+    return faults;
+}
+
+std::string ConfigFileFault(const RunSettings& settings, const std::string& path) {
+    return DatabaseFault(settings, "The configuration file", path);
+}
+
+}  // namespace morvane
