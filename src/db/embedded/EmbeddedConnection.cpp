@@ -460,14 +460,12 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenAsWorded(std::string_view sql
 }
 
 void EmbeddedConnection::RequireName(NameOf what, std::string_view name) const {
-    if (what == NameOf::Table ? IsTableName(name) : IsColumnName(name)) {
-        return;
+    const bool table = what == NameOf::Table;
+    if (table ? !IsTableName(name) : !IsColumnName(name)) {
+        throw DatabaseError({"\"" + std::string(name) +
+                             "\" in the meta tables is not the name of a " +
+                             (table ? "table" : "column") + ": it must be one identifier."});
     }
-    throw DatabaseError({"\"" + std::string(name) +
-                         "\", which the meta tables hold, is not the name"
-                         " of a " +
-                         (what == NameOf::Table ? "table" : "column") +
-                         ": to the embedded warehouse a name is one identifier."});
 }
 
 void EmbeddedConnection::RollbackTrans() {
