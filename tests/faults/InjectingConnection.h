@@ -20,12 +20,10 @@ enum class Fault {
     Killed        // the process dies just before it
 };
 
-// What every error that is injected says.
-inline constexpr std::string_view kFaultText = "The injected fault";
-
-struct NoMemory : std::bad_alloc {
-    const char* what() const noexcept override { return kFaultText.data(); }
-};
+// What an injected error says to the user.
+constexpr std::string_view FaultText(Fault fault) {
+    return fault == Fault::OutOfMemory ? "There is not enough memory." : "The injected fault";
+}
 
 // Something that a run asks of a server: a statement, a question to the catalogue, a row of a
 // streamed result, a connection.
@@ -54,9 +52,9 @@ class FaultPlan {
         }
         if (verdict != Verdict::Perform) {
             if (fault_ == Fault::OutOfMemory) {
-                throw NoMemory();
+                throw std::bad_alloc();
             }
-            throw DatabaseError({std::string(kFaultText)}, std::string(statement));
+            throw DatabaseError({std::string(FaultText(fault_))}, std::string(statement));
         }
         return operation();
     }

@@ -134,10 +134,11 @@ void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome
     }
     EXPECT_FALSE(outcome.Result);
     EXPECT_EQ(outcome.Status, "failure");
-    EXPECT_TRUE(Contains(outcome.ErrorText, kFaultText));
-    EXPECT_TRUE(Contains(outcome.Log, kFaultText));
+    const std::string_view told = FaultText(TheFault);
+    EXPECT_TRUE(Contains(outcome.ErrorText, told));
+    EXPECT_TRUE(Contains(outcome.Log, told));
     if (!Lasts()) {
-        EXPECT_EQ(outcome.ErrorText.find(kFaultText), outcome.ErrorText.rfind(kFaultText))
+        EXPECT_EQ(outcome.ErrorText.find(told), outcome.ErrorText.rfind(told))
             << "told twice: " << outcome.ErrorText;
         EXPECT_TRUE(point.Stage == "lock" || !IsLocked(site)) << "the lock is not released";
     }
