@@ -51,9 +51,10 @@ class MainWindow : public UiFixture {
         list.setCurrentIndex(list.findText(name));
     }
 
-    void OpenConfig() {
+    void OpenConfig(const std::string& login = "-usr sa -pwd \"p w\"") {
         const std::string line = "-config " + (Files / "run.cfg") + " -mac " + Warehouse.Server() +
-                                 " -db dw -usr sa -pwd \"p w\" -clsf -del -datom -bkmac old"
+                                 " -db dw " + login +
+                                 " -clsf -del -datom -bkmac old"
                                  " -bkdb hist -bkusr arch -log \"" +
                                  (Files / "my logs") + "\"";
         ParseCommandLine(line, kMaxArgs, kPlatformSlashPaths, State.GlobalSettings, State);
@@ -239,6 +240,28 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
                   " -db dw -usr sa -pwd \" x \" -chkmd -bkmac old -bkdb hist -bkusr arch -clsf "
                   "-del -datom -log \"" +
                   (Files / "my logs") + "\"\r\n");
+}
+
+TEST_F(MainWindow, UsesAPasswordOfTheEnvironmentAndDoesNotWriteIt) {
+    State.Passwords.Warehouse = {"", "no such file"};
+    OpenConfig("-usr sa");
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "no such file"));
+    State.Passwords.Warehouse = {"s3cret", ""};
+    Click(*Window, "cmdDBRefresh");
+    ChooseDatabase("dw");
+    WhenModalOpens([&](QWidget& dialog) {
+        EXPECT_EQ(State.WarehouseConnection->Property("Password"), "s3cret");
+        Click(dialog, "cmdCancel");
+    });
+    Click(*Window, "cmdFacts");
+    EXPECT_EQ(Find<QLineEdit>(*Window, "txtSQLPassword").text(), "");
+    const std::string line = Files / "run.cfg";
+    State.ConfigFileName = Warehouse.File();
+    Click(*Window, "cmdProcess");
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "The configuration file cannot be"));
+    State.ConfigFileName = line;
+    Click(*Window, "cmdProcess");
+    EXPECT_TRUE(Contains(ReadWholeFile(line), " -usr sa -chkmd "));
 }
 
 TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {
