@@ -1,6 +1,7 @@
 #include "ui/frmMain.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QComboBox>
@@ -92,6 +93,13 @@ TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
     EXPECT_TRUE(IsEnabled("cmdFacts"));
     Click(window, "cmdLogFile");
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Entered Folder doesnt exist.");
+    EnsureFolder(Files / "closed/logs");
+    std::filesystem::permissions(Files / "closed", std::filesystem::perms::none);
+    Type(window, "txtLogFile", ToQString(Files / "closed/logs"));
+    ASSERT_TRUE(geteuid() != 0 || seteuid(65534) == 0);  // nothing is closed to the superuser
+    Click(window, "cmdLogFile");
+    ASSERT_EQ(seteuid(getuid()), 0);
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|The entered folder cannot be used: Permission denied");
     Type(window, "txtLogFile", "");
     Browse.Answers = {ToQString(Files.Path()), "", "dw02"};
     Click(window, "cmdLogFile");
