@@ -93,4 +93,8 @@ bool CancelSignals::Received() {
     return signalReceived;
 }
 
+void CancelSignals::Note() {
+    signalReceived = true;
+}
+
 }  // namespace morvane

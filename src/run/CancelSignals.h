@@ -25,6 +25,8 @@ class CancelSignals {
 
     // Whether a signal has come. Stays so.
     static bool Received();
+    // As if one had come; from any thread.
+    static void Note();
 
 #ifndef _WIN32
 

@@ -14,38 +14,44 @@ namespace {
 std::vector<std::function<void()>*> pending;
 bool exitUnderWay = false;
 
+void DoPendingWork() {
+    if (pending.empty()) {
+        return;
+    }
+    exitUnderWay = true;
+    while (!pending.empty()) {
+        const std::function<void()>& work = *pending.back();
+        pending.pop_back();
+        try {
+            work();
+        } catch (const std::exception&) {
+            // The next one may still succeed.
+        }
+    }
+    std::cout.flush();
+    std::cerr.flush();
+    std::_Exit(0);
+}
+
 // Thread-local objects are destroyed before everything static, in this program and in the libraries
 // that the work needs. A function given to atexit() would be called after some of that is gone.
-struct DoPendingWork {
-    ~DoPendingWork() {
-        if (pending.empty()) {
-            return;
-        }
-        exitUnderWay = true;
-        while (!pending.empty()) {
-            const std::function<void()>& work = *pending.back();
-            pending.pop_back();
-            try {
-                work();
-            } catch (const std::exception&) {
-                // The next one may still succeed.
-            }
-        }
-        std::cout.flush();
-        std::cerr.flush();
-        std::_Exit(0);
-    }
+struct WorkAtExit {
+    ~WorkAtExit() { DoPendingWork(); }
 };
 
 }  // namespace
 
 ExitGuard::ExitGuard(std::function<void()> work) : work_(std::move(work)) {
-    [[maybe_unused]] thread_local const DoPendingWork doPendingWork;
+    [[maybe_unused]] thread_local const WorkAtExit workAtExit;
     pending.push_back(&work_);
 }
 
 ExitGuard::~ExitGuard() {
     pending.erase(std::remove(pending.begin(), pending.end(), &work_), pending.end());
+}
+
+void ExitGuard::ExitInOrder() {
+    DoPendingWork();
 }
 
 bool ExitGuard::ExitUnderWay() {

@@ -15,7 +15,11 @@ class ExitGuard {
     ExitGuard(const ExitGuard&) = delete;
     ExitGuard& operator=(const ExitGuard&) = delete;
 
-    // Whether exit() was called: nothing may be asked of the library any more.
+    // For a library that says what it is about to do and ends the process without exit(): does the
+    // same. Returns only where there is no guard.
+    static void ExitInOrder();
+
+    // Whether the process is ending: nothing may be asked of the library any more.
     static bool ExitUnderWay();
 
   private:

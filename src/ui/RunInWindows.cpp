@@ -3,10 +3,13 @@
 #include <QDialog>
 #include <QEventLoop>
 #include <QIcon>
+#include <QThread>
 #include <QTimer>
-#include <cstdio>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
+#include <thread>
 
 #include "core/ErrorTrap.h"
 #include "run/CancelSignals.h"
@@ -45,8 +48,28 @@ class WindowPrompt : public UserPrompt {
     MessageBoxPrompt boxes_{[] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }};
 };
 
+// Set by a thread of the toolkit's, which is then never heard of again.
+std::atomic<bool> displayLost = false;
+
+// The toolkit's Wayland client says so when its display is gone, and then ends the process by
+// _exit(), from whatever thread has noticed. So the remark is where the end is put in order.
+void NoteLostDisplay() {
+    if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
+        ExitGuard::ExitInOrder();
+        return;
+    }
+    displayLost = true;
+    CancelSignals::Note();
+    for (;;) {
+        std::this_thread::sleep_for(std::chrono::hours(1));
+    }
+}
+
 // Qt's remarks are for its developers; only what ends the program is for the user.
 void ShowFatalMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
+    if (message.startsWith("The Wayland connection ")) {
+        NoteLostDisplay();
+    }
     if (type == QtFatalMsg || type == QtCriticalMsg) {
         WriteConsoleText(std::cerr, message.toStdString());
     }
@@ -116,6 +139,10 @@ int RunInWindows(const StartInput& input, char** argv) {
         Run(input, prompt);
     } catch (const std::exception& error) {
         WriteConsoleText(std::cerr, Describe(error));
+    }
+    if (displayLost) {
+        std::cout.flush();
+        std::_Exit(0);  // the toolkit would wait for its thread
     }
     return 0;
 }

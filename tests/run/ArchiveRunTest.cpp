@@ -127,25 +127,36 @@ TEST_F(ArchiveRun, AnArchiveThatIsNotThereEndsTheRunBeforeTheTasks) {
     EXPECT_EQ(ListFiles(ArchiveFolder.Path()), "hist.db") << "nothing is made";
 }
 
-// File permissions do not bind the superuser, so the run is an ordinary user's then.
-TEST_F(ArchiveRun, AReadOnlyArchiveEndsTheRunBeforeTheTasks) {
+// File permissions do not bind the superuser, so the runs are an ordinary user's then.
+TEST_F(ArchiveRun, FilesThatAreClosedToTheUserEndTheRunBeforeTheTasks) {
     namespace fs = std::filesystem;
-    for (const std::string& folder : {Files.Path(), Warehouse.Folder(), ArchiveFolder.Path()}) {
-        fs::permissions(folder, fs::perms::all);
-    }
-    fs::permissions(Warehouse.File(), fs::perms(0666));
-    fs::permissions(Archive.Path(), fs::perms(0444));
-    Child child([&](Child&) {
-        if (geteuid() == 0 && seteuid(65534) != 0) {
-            return 7;
+    EnsureFolder(Files / "logs");
+    const std::vector<std::string> folders{Files.Path(), Files / "logs", Warehouse.Folder(),
+                                           ArchiveFolder.Path()};
+    for (const auto& [closed, told] : std::vector<std::pair<std::string, std::string>>{
+             {Archive.Path(), "is read-only"},
+             {ArchiveFolder.Path(), "with embedded databases cannot be used: Permission denied"},
+             {Warehouse.Folder(), "with embedded databases cannot be used: Permission denied"},
+             {Files / "logs", "Cannot make the file \"" + (Files / "logs/Morvane")}}) {
+        for (const std::string& folder : folders) {
+            fs::permissions(folder, fs::perms::all);
         }
-        const bool done = Run(Settings);
-        const bool told = State.ErrorText.find("read-only") != std::string::npos;
-        return !done && told ? 0 : 1;
-    });
-    EXPECT_EQ(child.Wait(), 0);
-    EXPECT_EQ(Sales(), "1|1|10 3|3|2");
-    EXPECT_EQ(Products(Warehouse), kAllProducts);
+        for (const std::string& file : {Warehouse.File(), Archive.Path()}) {
+            fs::permissions(file, fs::perms(0666));
+        }
+        fs::permissions(closed, fs::perms(0444));
+        Child child([&, expected = told](Child&) {
+            if (geteuid() == 0 && seteuid(65534) != 0) {
+                return 7;
+            }
+            const bool done = Run(Settings);
+            return !done && State.ErrorText.find(expected) != std::string::npos ? 0 : 1;
+        });
+        EXPECT_EQ(child.Wait(), 0) << told;
+        fs::permissions(closed, fs::perms::all);
+        EXPECT_EQ(Sales(), "1|1|10 3|3|2");
+        EXPECT_EQ(Products(Warehouse), kAllProducts);
+    }
 }
 
 }  // namespace

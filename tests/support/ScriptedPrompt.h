@@ -1,6 +1,7 @@
 #pragma once
 
 #include <deque>
+#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,8 +16,13 @@ class ScriptedPrompt : public UserPrompt {
     std::deque<bool> Answers;
     std::vector<std::string> Shown;  // "title|text"
     std::vector<std::string> Asked;  // "title|question"
+    int Failures = 0;                // of the next messages, for want of memory
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle) override {
+        if (Failures > 0) {
+            --Failures;
+            throw std::bad_alloc();
+        }
         Shown.push_back(std::string(title) + "|" + std::string(text));
     }
 

@@ -1,9 +1,10 @@
 #include "UiTest.h"
 
 #include <QAbstractButton>
-#include <QApplication>
 #include <QLineEdit>
 #include <QTimer>
+
+#include "ui/Slots.h"
 
 namespace morvane::testing {
 
@@ -26,6 +27,11 @@ void Poll(std::function<void(QWidget&)> act) {
 }
 
 }  // namespace
+
+ScriptedPrompt& ApplicationPrompt() {
+    static ScriptedPrompt prompt;
+    return prompt;
+}
 
 void Click(const QWidget& window, const char* name) {
     QWidget& control = Usable(window, name);
@@ -65,6 +71,6 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
-    const QApplication application(argc, argv);
+    const morvane::Application application(argc, argv, morvane::testing::ApplicationPrompt());
     return RUN_ALL_TESTS();
 }

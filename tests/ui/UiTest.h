@@ -7,6 +7,7 @@
 #include <QWidget>
 #include <deque>
 #include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,9 @@ Control& Find(const QWidget& window, const char* name) {
     return *control;
 }
 
+// Where the application itself shows messages.
+ScriptedPrompt& ApplicationPrompt();
+
 void ShowActive(QWidget& window);
 
 // What a user does, who can only use what is visible and enabled.
@@ -42,6 +46,7 @@ class ScriptedBrowsing : public Browsing {
   public:
     std::deque<QString> Answers;
     std::vector<std::string> Asked;  // "title" or "title|start folder"
+    bool Fails = false;              // for want of memory
 
     QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override {
         return Ask(title.toStdString() + "|" + startFolder.toStdString());
@@ -52,6 +57,9 @@ class ScriptedBrowsing : public Browsing {
 
   private:
     QString Ask(const std::string& question) {
+        if (Fails) {
+            throw std::bad_alloc();
+        }
         Asked.push_back(question);
         if (Answers.empty()) {
             return {};

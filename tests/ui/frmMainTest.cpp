@@ -1,6 +1,7 @@
 #include "ui/frmMain.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QComboBox>
@@ -51,9 +52,10 @@ class MainWindow : public UiFixture {
         list.setCurrentIndex(list.findText(name));
     }
 
-    void OpenConfig() {
+    void OpenConfig(const std::string& login = "-usr sa -pwd \"p w\"") {
         const std::string line = "-config " + (Files / "run.cfg") + " -mac " + Warehouse.Server() +
-                                 " -db dw -usr sa -pwd \"p w\" -clsf -del -datom -bkmac old"
+                                 " -db dw " + login +
+                                 " -clsf -del -datom -bkmac old"
                                  " -bkdb hist -bkusr arch -log \"" +
                                  (Files / "my logs") + "\"";
         ParseCommandLine(line, kMaxArgs, kPlatformSlashPaths, State.GlobalSettings, State);
@@ -91,6 +93,13 @@ TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
     EXPECT_TRUE(IsEnabled("cmdFacts"));
     Click(window, "cmdLogFile");
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Entered Folder doesnt exist.");
+    EnsureFolder(Files / "closed/logs");
+    std::filesystem::permissions(Files / "closed", std::filesystem::perms::none);
+    Type(window, "txtLogFile", ToQString(Files / "closed/logs"));
+    ASSERT_TRUE(geteuid() != 0 || seteuid(65534) == 0);  // nothing is closed to the superuser
+    Click(window, "cmdLogFile");
+    ASSERT_EQ(seteuid(getuid()), 0);
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|The entered folder cannot be used: Permission denied");
     Type(window, "txtLogFile", "");
     Browse.Answers = {ToQString(Files.Path()), "", "dw02"};
     Click(window, "cmdLogFile");
@@ -239,6 +248,28 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
                   " -db dw -usr sa -pwd \" x \" -chkmd -bkmac old -bkdb hist -bkusr arch -clsf "
                   "-del -datom -log \"" +
                   (Files / "my logs") + "\"\r\n");
+}
+
+TEST_F(MainWindow, UsesAPasswordOfTheEnvironmentAndDoesNotWriteIt) {
+    State.Passwords.Warehouse = {"", "no such file"};
+    OpenConfig("-usr sa");
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "no such file"));
+    State.Passwords.Warehouse = {"s3cret", ""};
+    Click(*Window, "cmdDBRefresh");
+    ChooseDatabase("dw");
+    WhenModalOpens([&](QWidget& dialog) {
+        EXPECT_EQ(State.WarehouseConnection->Property("Password"), "s3cret");
+        Click(dialog, "cmdCancel");
+    });
+    Click(*Window, "cmdFacts");
+    EXPECT_EQ(Find<QLineEdit>(*Window, "txtSQLPassword").text(), "");
+    const std::string line = Files / "run.cfg";
+    State.ConfigFileName = Warehouse.File();
+    Click(*Window, "cmdProcess");
+    EXPECT_TRUE(Contains(Prompt.Shown.back(), "The configuration file cannot be"));
+    State.ConfigFileName = line;
+    Click(*Window, "cmdProcess");
+    EXPECT_TRUE(Contains(ReadWholeFile(line), " -usr sa -chkmd "));
 }
 
 TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {

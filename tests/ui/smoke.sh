@@ -27,12 +27,15 @@ start() {
     "$program" "$@" 2>"$work/errors" &
     started=$!
 }
+# the_end [text]: with nothing on standard error but, if given, a text.
 the_end() {
     local code=0
     wait "$started" || code=$?
     started=
-    [ "$code" -eq 0 ] && [ ! -s "$work/errors" ] || { echo "ended with $code"; cat "$work/errors"; exit 1; }
+    [ "$code" -eq 0 ] && [ "$(grep -vF "${1:-nothing}" "$work/errors")" = "" ] ||
+        { echo "ended with $code"; cat "$work/errors"; exit 1; }
 }
+lock() { sqlite3 "$work/shop/retail.db" 'SELECT * FROM dwm_multiuse'; }
 is_gone() { ! window_named "$1" >/dev/null; }
 
 echo "-- the settings window performs a run"
@@ -52,19 +55,31 @@ press alt+c
 the_end
 [ "$(find "$work/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 
+# edit: the settings window in the middle of an edit, with the lock held.
+edit() {
+    start
+    wait_for_window Morvane
+    enter alt+s "sqlite:$work/shop"
+    press alt+r alt+a
+    xdotool type retail
+    press alt+f
+    wait_for_window "Fact Table Conditions for Archiving"
+    press F2
+    xdotool type "product_id <"
+}
+
 echo "-- a signal ends it in the middle of an edit, which is given up, and frees the lock"
-start
-wait_for_window Morvane
-enter alt+s "sqlite:$work/shop"
-press alt+r alt+a
-xdotool type retail
-press alt+f
-wait_for_window "Fact Table Conditions for Archiving"
-press F2
-xdotool type "product_id <"
+edit
 kill -TERM "$started"
 the_end
-[ "$(sqlite3 "$work/shop/retail.db" 'SELECT * FROM dwm_multiuse')" = "0|$(id -un)" ]
+[ "$(lock)" = "0|$(id -un)" ]
+
+echo "-- so does the loss of its display"
+edit
+stop_display
+wait "$started" # which also says what the window system's library has to say
+[ "$(lock)" = "0|$(id -un)" ]
+start_display
 
 echo "-- configuration mode writes a file"
 start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"
@@ -80,6 +95,37 @@ until ! is_gone "Progress Of the Morvane Tool"; do
 done
 the_end
 grep -q '^ok' "$work/status"
+
+# ask: an unattended run that finds the lock set asks in a box.
+ask() {
+    sqlite3 "$work/shop/retail.db" 'UPDATE dwm_multiuse SET lock = 1'
+    rm -rf "$work/logs"
+    start $(cat "$work/nightly.cfg") -statusfile "$work/status"
+    wait_for_window "Lock Profile"
+}
+
+echo "-- a signal is the answer No to a question in a window"
+ask
+kill -TERM "$started"
+the_end "Nobody could be asked; the answer taken is No."
+grep -q '^ok' "$work/status"
+grep -q 'Morvane Tool stopped On' -r "$work/logs"
+
+echo "-- a run whose display is lost is cancelled: the lock that it holds by then is released"
+ask
+coproc other { exec sqlite3 "$work/shop/retail.db"; }
+echo "BEGIN IMMEDIATE; SELECT 'held';" >&"${other[1]}"
+read -r <&"${other[0]}"
+press alt+y
+wait_until is_gone "Lock Profile"
+stop_display
+echo "COMMIT;" >&"${other[1]}" # lets the run go on
+wait "$started"
+started=
+grep -q 'The process was ended from within, as when its display is lost.' "$work/errors"
+grep -q '^failure' "$work/status"
+grep -q 'Morvane Tool stopped On' -r "$work/logs"
+[ "$(lock)" = "0|$(id -un)" ]
 
 echo "-- without a display there is a sentence about it, and unattended runs go on"
 for display in "" ":4711"; do
