@@ -11,16 +11,10 @@ namespace morvane {
 namespace {
 
 constexpr std::size_t kSecondsLength = std::string_view("yyyy-mm-ddThh:mm:ss").size();
-constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
 
 // As the server compares days: NULL is on no day.
 bool SameDay(const Value& a, const Value& b) {
-    if (!a.IsText() || !b.IsText()) {
-        return false;
-    }
-    const std::string_view left = std::get<std::string>(a.Data());
-    const std::string_view right = std::get<std::string>(b.Data());
-    return left.substr(0, kDayLength) == right.substr(0, kDayLength);
+    return !a.IsNull() && !b.IsNull() && DayOf(a) == DayOf(b);
 }
 
 std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& table,
