@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 
@@ -74,13 +75,17 @@ std::string IsoDateTime(const LocalMoment& moment) {
 
 std::string NeutralDate(std::string_view date) {
     constexpr std::size_t kDay = std::string_view("yyyy-mm-dd").size();
-    const bool isDate = date.size() >= kDay && date[4] == '-' && date[7] == '-' &&
-                        (date.size() == kDay || date[kDay] == ' ');
     std::string text(date);
-    if (!isDate) {
-        return text;
+    if (const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+        digits == 8) {
+        text.insert(6, "-").insert(4, "-");
     }
-    if (date.size() == kDay) {
+    const bool isDate = text.size() >= kDay && text[4] == '-' && text[7] == '-' &&
+                        (text.size() == kDay || text[kDay] == ' ' || text[kDay] == 'T');
+    if (!isDate) {
+        return std::string(date);
+    }
+    if (text.size() == kDay) {
         return text + "T00:00:00";
     }
     text[kDay] = 'T';

@@ -20,9 +20,9 @@ std::string FileStamp(std::chrono::year_month_day date, std::chrono::seconds tim
 // "2024-03-05 14:07:09". A server reads it by its session's date order; see NeutralDate.
 std::string IsoDateTime(const LocalMoment& moment);
 
-// A date as the server gives it, "2024-03-05" or "2024-03-05 14:07:09.123", in the form of ISO 8601
-// that SQL Server reads alike in every language and date order: "2024-03-05T14:07:09.123". Any
-// other text stays as it is.
+// A date as the server gives it, "2024-03-05" or "2024-03-05 14:07:09.123", or as "20240305", in
+// the form of ISO 8601 that SQL Server reads alike in every language and date order:
+// "2024-03-05T14:07:09.123". Any other text stays as it is.
 std::string NeutralDate(std::string_view date);
 
 }  // namespace morvane

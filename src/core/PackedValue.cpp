@@ -7,7 +7,7 @@ namespace morvane {
 
 namespace {
 
-enum class Tag : char { Null, Integer, Double, Text };
+enum class Tag : char { Null, Integer, Double, Text, Bytes };
 using Length = std::uint32_t;
 constexpr std::size_t kTextHead = 1 + sizeof(Length);
 
@@ -25,6 +25,12 @@ T ReadRaw(const char* from) {
     return value;
 }
 
+void AppendSized(std::string& out, Tag tag, const std::string& bytes) {
+    out += static_cast<char>(tag);
+    AppendRaw(out, static_cast<Length>(bytes.size()));
+    out += bytes;
+}
+
 }  // namespace
 
 void AppendPacked(std::string& out, const Value& value) {
@@ -36,9 +42,9 @@ void AppendPacked(std::string& out, const Value& value) {
         out += static_cast<char>(Tag::Double);
         AppendRaw(out, *real);
     } else if (const auto* text = std::get_if<std::string>(&data)) {
-        out += static_cast<char>(Tag::Text);
-        AppendRaw(out, static_cast<Length>(text->size()));
-        out += *text;
+        AppendSized(out, Tag::Text, *text);
+    } else if (const auto* bytes = std::get_if<ByteString>(&data)) {
+        AppendSized(out, Tag::Bytes, bytes->Bytes);
     } else {
         out += static_cast<char>(Tag::Null);
     }
@@ -51,6 +57,7 @@ std::size_t PackedSize(const char* value) {
         case Tag::Double:
             return 1 + sizeof(double);
         case Tag::Text:
+        case Tag::Bytes:
             return kTextHead + ReadRaw<Length>(value + 1);
         default:
             return 1;
@@ -67,6 +74,9 @@ void Unpack(std::string_view bytes, Value& value) {
             break;
         case Tag::Text:
             value.SetText(bytes.substr(kTextHead));
+            break;
+        case Tag::Bytes:
+            value.SetBytes(bytes.substr(kTextHead));
             break;
         default:
             value.SetNull();

@@ -7,8 +7,9 @@
 
 namespace morvane {
 
-// A value as bytes: what it is and, of a text, how long, and then what it holds. The same value
-// gives the same bytes, and those of no value begin those of another. A text is shorter than 4 GB.
+// A value as bytes: what it is and, of a text or bytes, how long, and then what it holds. The same
+// value gives the same bytes, and those of no value begin those of another. A text is shorter than
+// 4 GB.
 void AppendPacked(std::string& out, const Value& value);
 
 // How many bytes the value takes that begins there.

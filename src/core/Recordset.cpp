@@ -13,6 +13,10 @@ std::string_view WithoutTrailingBlanks(std::string_view text) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
+bool IsNumber(const Value& value) {
+    return !value.IsNull() && !value.IsText() && !value.IsBytes();
+}
+
 // A whole number equals a floating-point one of the same size, however each would be written.
 bool SameNumber(const Value& a, const Value& b) {
     const auto asDouble = [](const Value& value) {
@@ -85,9 +89,11 @@ Equality Field::Compare(const morvane::Value& a, const morvane::Value& b) const 
     if (a.IsNull() || b.IsNull()) {
         return Equality::Different;
     }
+    if (IsNumber(a) && IsNumber(b)) {
+        return Known(SameNumber(a, b));
+    }
     if (!a.IsText() || !b.IsText()) {
-        const bool numbers = !a.IsText() && !b.IsText();
-        return Known(numbers ? SameNumber(a, b) : a.Text() == b.Text());
+        return Known(a == b);  // bytes, or values of two sorts, which are never equal
     }
     const std::string& left = std::get<std::string>(a.Data());
     const std::string& right = std::get<std::string>(b.Data());

@@ -30,7 +30,8 @@ struct Field {
     TextComparison Comparison = TextComparison::Exact;
     morvane::Value Value;
 
-    // Whether the server would find the two values equal in this column. NULL equals nothing.
+    // Whether the server would find the two values equal in this column. NULL equals nothing, and a
+    // number no text that reads the same.
     Equality Compare(const morvane::Value& a, const morvane::Value& b) const;
 };
 

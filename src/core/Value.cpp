@@ -57,6 +57,11 @@ void Value::AppendTextTo(std::string& out) const {
         out.append(digits.data(), digits.size());
     } else if (const auto* real = std::get_if<double>(&data_)) {
         fmt::format_to(std::back_inserter(out), "{}", *real);
+    } else if (const auto* bytes = std::get_if<ByteString>(&data_)) {
+        out += "0x";
+        for (const char byte : bytes->Bytes) {
+            fmt::format_to(std::back_inserter(out), "{:02X}", static_cast<unsigned char>(byte));
+        }
     }
 }
 
@@ -70,7 +75,7 @@ std::int64_t Value::Integer() const {
     if (const auto* text = std::get_if<std::string>(&data_)) {
         return ParseInteger(*text);
     }
-    throw std::invalid_argument("NULL is not a whole number");
+    throw std::invalid_argument((IsNull() ? "NULL" : Text()) + " is not a whole number");
 }
 
 bool Value::Flag() const {

@@ -7,8 +7,15 @@
 
 namespace morvane {
 
-// One column value: NULL, an integer, a floating-point number or text. Dates, exact decimals and
-// everything else that has no C++ counterpart travel as text in the server's own form.
+// The bytes of a binary value.
+struct ByteString {
+    std::string Bytes;
+
+    bool operator==(const ByteString& other) const = default;
+};
+
+// One column value: NULL, an integer, a floating-point number, text or bytes. Dates, exact decimals
+// and everything else that has no C++ counterpart travel as text in the server's own form.
 class Value {
   public:
     Value() = default;
@@ -18,8 +25,9 @@ class Value {
 
     bool IsNull() const { return std::holds_alternative<std::monostate>(data_); }
     bool IsText() const { return std::holds_alternative<std::string>(data_); }
+    bool IsBytes() const { return std::holds_alternative<ByteString>(data_); }
 
-    // The default text form: NULL is empty, numbers are written without loss.
+    // The default text form: NULL is empty, numbers are written without loss, bytes as "0x01AB".
     std::string Text() const;
 
     // As Text(), added to the end of `out`; spares a long read one string a value.
@@ -29,7 +37,8 @@ class Value {
     // std::invalid_argument when it is none.
     std::int64_t Integer() const;
 
-    // True for every number but 0, and for the text "true" in any letter case. NULL is false.
+    // True for every number but 0, and for the text "true" in any letter case. NULL and bytes are
+    // false.
     bool Flag() const;
 
     void SetNull() { data_ = std::monostate(); }
@@ -38,14 +47,15 @@ class Value {
     // Keeps the memory of a text held before.
     void SetText(std::string_view text);
 
-    const std::variant<std::monostate, std::int64_t, double, std::string>& Data() const {
-        return data_;
-    }
+    void SetBytes(std::string_view bytes) { data_ = ByteString{std::string(bytes)}; }
+
+    using Variant = std::variant<std::monostate, std::int64_t, double, std::string, ByteString>;
+    const Variant& Data() const { return data_; }
 
     bool operator==(const Value& other) const = default;
 
   private:
-    std::variant<std::monostate, std::int64_t, double, std::string> data_;
+    Variant data_;
 };
 
 }  // namespace morvane

@@ -1,5 +1,7 @@
 #include "tasks/AtomicDeletion.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <deque>
@@ -30,9 +32,16 @@ bool IsQuoted(DataType type) {
     }
 }
 
+// A column without a type of its own holds numbers beside texts, and finds each only as what it is.
+bool NeedsQuotes(const Field& field, const Value& value) {
+    return IsQuoted(field.Type) && (value.IsText() || field.Type == DataType::DBTimeStamp);
+}
+
 bool IsWideText(DataType type) {
     return type == DataType::WChar || type == DataType::VarWChar || type == DataType::LongVarWChar;
 }
+
+constexpr std::string_view kHexPrefix = "0x";
 
 bool IsNumber(std::string_view text) {
     double number = 0;
@@ -103,8 +112,12 @@ const std::string& ElementDelete::Statement(const std::vector<Value>& key) {
 void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     text_.clear();
     value.AppendTextTo(text_);
-    const bool quoted = IsQuoted(field.Type);
     sql_ += field.Name;
+    if (value.IsBytes()) {
+        sql_ += " = X'" + text_.substr(kHexPrefix.size()) + "'";
+        return;
+    }
+    const bool quoted = NeedsQuotes(field, value);
     if (field.Type == DataType::DBTimeStamp) {
         text_ = NeutralDate(text_);
     }
@@ -171,6 +184,13 @@ void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion
         // More rows than were counted: a version that came since, or another element's rows.
         if (deleted > statement.Versions) {
             throw DatabaseError({"The statement deletes more rows than the element had."},
+                                statement.Sql);
+        }
+        // A version that went since, or a value that its own text does not find.
+        if (deleted >= 0 && deleted < statement.Versions) {
+            throw DatabaseError({fmt::format("The statement finds {} of the {} rows that the "
+                                             "element had.",
+                                             deleted, statement.Versions)},
                                 statement.Sql);
         }
     });

@@ -12,8 +12,8 @@
 namespace morvane {
 
 // A version of an element: its key columns in the key's order and the three columns of its
-// history. Dates are texts in the form of NeutralDate, or NULL; those of the history end with the
-// second.
+// history. What a date column holds is a text in the form of NeutralDate, or NULL, and ends with
+// the second in the history. Dates in a column of another type stay as they stand there.
 struct Version {
     std::vector<Value> Columns;
 
@@ -28,7 +28,8 @@ struct Version {
 
 // The marked versions of a slowly-moving dimension, element by element and in each by start date.
 // They are read to the end when this is made, so that the table may be changed while they are
-// walked; memory holds one element of them and what RowSpool allows itself.
+// walked; memory holds one element of them and what RowSpool allows itself. Throws DatabaseError
+// for a missing column, unless no version is marked, and for a date that DayOf cannot read.
 class MarkedVersions {
   public:
     MarkedVersions(Connection& connection, const std::string& table, const ElementKey& key);
@@ -40,6 +41,8 @@ class MarkedVersions {
     const std::vector<Field>& KeyFields() const { return keyFields_; }
 
   private:
+    bool ReadVersions(Recordset& rows, const std::string& table,
+                      std::vector<std::size_t> positions);
     Equality CompareElements(const Version& a, const Version& b) const;
     void AskForElements(Connection& connection, const std::string& table, const ElementKey& key);
 
@@ -50,12 +53,8 @@ class MarkedVersions {
     bool more_ = false;
 };
 
-// Makes "yyyy-mm-ddThh:mm:ss" of a date as the server gives it, with or without a time of day and a
-// fraction of a second. Anything else stays as it is.
-void NormalizeDate(Value& date);
-
-// The same for a date in a key, which must still be found where it stands: it only loses a fraction
-// that is zero, so that equal dates are equal texts.
-void NormalizeKeyDate(Value& date);
+// The day of a version's date as "yyyy-mm-dd". Empty for NULL and for what begins neither with that
+// nor with "yyyymmdd".
+std::string DayOf(const Value& date);
 
 }  // namespace morvane

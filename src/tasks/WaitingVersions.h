@@ -1,9 +1,7 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -37,23 +35,17 @@ class WaitingVersions {
   private:
     using ByDay = std::unordered_map<std::string, std::vector<std::size_t>>;
 
-    // The day of a date, as the server compares it; NULL is on no day.
-    static std::optional<std::string> DayOf(const Value& date) {
-        constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
-        return date.IsText() ? std::optional(date.Text().substr(0, kDayLength)) : std::nullopt;
-    }
-
     static void Add(ByDay& versions, const Value& date, std::size_t i) {
-        if (const auto day = DayOf(date)) {
-            versions[*day].push_back(i);
+        // NULL is on no day.
+        if (const std::string day = DayOf(date); !day.empty()) {
+            versions[day].push_back(i);
         }
     }
 
     template <typename Change>
     void Visit(ByDay& versions, Value& (Version::*date)(), const Value& wanted,
                const Change& change) {
-        const auto day = DayOf(wanted);
-        const auto found = day ? versions.find(*day) : versions.end();
+        const auto found = versions.find(DayOf(wanted));
         if (found == versions.end()) {
             return;
         }

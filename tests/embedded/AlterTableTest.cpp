@@ -95,8 +95,8 @@ TEST_F(AlterTable, FindsKeysInEveryPlaceWhereTheyStand) {
         "CREATE TABLE a(i INTEGER PRIMARY KEY AUTOINCREMENT, x int);"
         "CREATE TABLE b(i int CONSTRAINT \"b key\" PRIMARY KEY DESC NOT NULL, x int) WITHOUT ROWID;"
         "CREATE TABLE c(x int, [primary] int DEFAULT (1 + (2)), PRIMARY KEY(x, [primary]));"
-        "CREATE TABLE d(x int -- PRIMARY KEY, CONSTRAINT pk_d\n, y text DEFAULT 'PRIMARY KEY');"
-        "INSERT INTO a VALUES(5,1); INSERT INTO c VALUES(1,2)");
+        "CREATE TABLE d(x int -- PRIMARY KEY, CONSTRAINT pk_d\n, y text AS ('PRIMARY KEY'));"
+        "INSERT INTO a VALUES(5,1); INSERT INTO c VALUES(1,2); INSERT INTO d VALUES(7)");
     connection->Execute("ALTER TABLE a DROP CONSTRAINT PK_a");
     connection->Execute("ALTER TABLE c DROP CONSTRAINT pk_C");
     EXPECT_EQ(warehouse.Text("SELECT * FROM a, c"), "5|1|1|2");
@@ -107,7 +107,8 @@ TEST_F(AlterTable, FindsKeysInEveryPlaceWhereTheyStand) {
         << "a table without rowids needs its key";
     EXPECT_THROW(connection->Execute("ALTER TABLE d DROP CONSTRAINT pk_d"), DatabaseError);
     connection->Execute("ALTER TABLE d ADD z int");
-    EXPECT_EQ(warehouse.Text("SELECT name FROM pragma_table_info('d')"), "x y z");
+    EXPECT_EQ(warehouse.Text("SELECT name FROM pragma_table_xinfo('d')"), "x y z");
+    EXPECT_EQ(warehouse.Text("SELECT * FROM d"), "7|PRIMARY KEY|NULL");
 }
 
 TEST_F(AlterTable, AFailureLeavesTheTableAsItWas) {

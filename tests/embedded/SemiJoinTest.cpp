@@ -81,29 +81,32 @@ TEST_F(SemiJoin, AFromThatCouldMeanSomethingElseIsRefused) {
     }
 }
 
-// The plan decides speed alone: NULLs, doubled matches, mixed types and letter case must give the
-// same marks with and without an index.
+// The plan decides speed alone: NULLs, doubled matches, mixed types, letter case and the forms of
+// dates must give the same marks with and without an index.
 TEST(SemiJoinResult, IsTheSameWithAndWithoutAnIndex) {
     const auto marks = [](const std::string& index) {
         const testing::TestWarehouse warehouse;
         warehouse.Run(
-            "CREATE TABLE dim(k int, c varchar(9) COLLATE NOCASE, is_deletable bit);"
-            "CREATE TABLE fact(fk varchar(9), fc varchar(9) COLLATE NOCASE, kept bit);"
-            "INSERT INTO dim VALUES(1,'a',1),(2,'B',1),(3,'c',1),(NULL,'d',1),(5,NULL,1),(6,'f',0),"
-            "(7,'g',1);"
-            "INSERT INTO fact VALUES('1','A',0),('1','a',0),('2','b',1),('3','x',0),(NULL,'d',0),"
-            "('5',NULL,0),('7','G',1),('7','g',0);" +
+            "CREATE TABLE dim(k int, c varchar(9) COLLATE NOCASE, d date, is_deletable bit);"
+            "CREATE TABLE fact(fk varchar(9), fc varchar(9) COLLATE NOCASE, fd datetime, kept bit);"
+            "INSERT INTO dim VALUES(1,'a','2020-01-01',1),(2,'B','2020-01-01',1),"
+            "(3,'c','20200101',1),(NULL,'d','2020-01-01',1),(5,NULL,'2020-01-01',1),"
+            "(6,'f','2020-01-01',0),(7,'g','20200102',1),(8,'h','2020-01-01',1);"
+            "INSERT INTO fact VALUES('1','A','20200101',0),('1','a','2020-01-01',0),"
+            "('2','b','2020-01-01',1),('3','x','2020-01-01',0),(NULL,'d','2020-01-01',0),"
+            "('5',NULL,'2020-01-01',0),('7','G','20200102',1),('7','g','2020-01-02T00:00:00',0),"
+            "('8','h','2020-01-01 00:00:01',0);" +
             index);
         auto connection = warehouse.Connect();
         connection->Execute(
             "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.fk AND dim.c = "
-            "fact.fc AND fact.kept=0");
+            "fact.fc AND dim.d = fact.fd AND fact.kept=0");
         return warehouse.Text("SELECT coalesce(k, 'NULL') || '=' || is_deletable FROM dim");
     };
-    const std::string expected = "1=0 2=1 3=1 NULL=1 5=1 6=0 7=0";
+    const std::string expected = "1=0 2=1 3=1 NULL=1 5=1 6=0 7=0 8=1";
     EXPECT_EQ(marks(""), expected);
-    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fk, fc)"), expected);
-    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fc)"), expected);
+    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fk, fc, fd)"), expected);
+    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fd)"), expected);
 }
 
 // Keys that a bit stands for, and those beyond: below 0, above the bound, and no integers at all.

@@ -1,5 +1,7 @@
 #include "tasks/modDeleteRecords.h"
 
+#include <functional>
+
 #include "support/Golden.h"
 #include "tasks/TaskTest.h"
 
@@ -190,17 +192,88 @@ TEST_F(AtomicKeyTest, ANullNumberKeyBreaksTheStatement) {
     EXPECT_EQ(Ids("client"), "1 2 3 4 5");
 }
 
-TEST_F(AtomicKeyTest, AVersionThatCameSinceTheCountStopsTheDeletion) {
-    const auto factory = [this](std::string_view server) {
-        return TraceStatements(CreateConnection(server), [this](std::string_view sql) {
+TEST_F(AtomicKeyTest, AVersionThatCameOrWentSinceTheCountStopsTheDeletion) {
+    std::function<void()> meanwhile = [this] {
+        AddVersion(9, "'all'", "2099-12-31", "2100-01-01", false);
+    };
+    const auto factory = [&](std::string_view server) {
+        return TraceStatements(CreateConnection(server), [&](std::string_view sql) {
             if (sql == "BEGIN") {
-                AddVersion(9, "'all'", "2099-12-31", "2100-01-01", false);
+                meanwhile();
             }
         });
     };
     EXPECT_FALSE(DeleteRecords(state, progress, factory, true));
     EXPECT_NE(state.ErrorText.find("more rows than the element had"), std::string::npos);
     EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
+    warehouse.Run("DELETE FROM client WHERE id = 9");
+    meanwhile = [this] { warehouse.Run("DELETE FROM client WHERE id = 1"); };
+    EXPECT_FALSE(DeleteRecords(state, progress, factory, true));
+    EXPECT_NE(state.ErrorText.find("finds 1 of the 2 rows"), std::string::npos);
+    EXPECT_EQ(Ids("client"), "2 3 4 5");
+}
+
+// What stands in a column finds its own element, whatever else reads the same.
+TEST_F(DeleteRecordsTest, AKeyIsComparedAsWhatItIs) {
+    const struct {
+        const char* Type;
+        const char* Key;
+        const char* Other;
+    } cases[] = {
+        {"varbinary(9)", "x'4142'", "'0x4142'"},
+        {"varbinary(9)", "'0x4142'", "x'4142'"},
+        {"varchar(9)", "x'41'", "'A'"},
+        {"varchar(9)", "'007'", "'7'"},
+        {"", "7", "'7'"},
+        {"", "'7'", "7"},
+        {"", "x'37'", "'7'"},
+        {"float", "1.0 / 3", "0.333"},
+        {"datetime", "'2020-01-01'", "'2020-01-01 00:00:01'"},
+        {"datetime", "'20200101'", "'20200102'"},
+        {"datetime", "'2020-01-01 00:00:00.000'", "'2020-01-01 00:00:00.001'"},
+        {"smalldatetime", "'2020-01-01T10:20:00'", "'2020-01-01 10:21:00'"},
+        {"datetime2(6)", "'2020-01-01 10:20:30.000000'", "'2020-01-01 10:20:31'"},
+        {"date", "'20200101'", "'2020-01-02'"},
+    };
+    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = 'region, code'");
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.Type) + " " + c.Key);
+        const std::string key = c.Key;
+        warehouse.Run("DROP TABLE client; CREATE TABLE client(id int, region int, code " +
+                      std::string(c.Type) +
+                      ", start_date date, end_date date, is_current bit, is_deletable bit);"
+                      "INSERT INTO client VALUES(1,7," +
+                      key +
+                      ",'2020-01-01','2021-01-01',0,1),"
+                      "(2,7," +
+                      key +
+                      ",'2021-01-01','2099-12-31',1,0),"
+                      "(3,7," +
+                      c.Other + ",'2021-01-01','2099-12-31',1,0)");
+        ASSERT_TRUE(Delete(false)) << state.ErrorText;
+        EXPECT_EQ(warehouse.Text("SELECT id, start_date FROM client"), "2|2020-01-01 3|2021-01-01");
+        warehouse.Run("UPDATE client SET is_deletable = 1 WHERE id = 2");
+        const bool done = Delete(true);
+        const bool refused = std::string(c.Key) == "'0x4142'";  // a text among bytes
+        EXPECT_EQ(done, !refused) << state.ErrorText;
+        EXPECT_EQ(Ids("client"), refused ? "2 3" : "3");
+        state.ErrorText.clear();
+    }
+}
+
+TEST_F(DeleteRecordsTest, TheColumnsOfAHistoryAreReadWhereItHasMarkedVersions) {
+    warehouse.Run("ALTER TABLE client DROP COLUMN end_date; UPDATE client SET is_deletable = 0");
+    EXPECT_TRUE(Delete(false)) << state.ErrorText;
+    warehouse.Run("UPDATE client SET is_deletable = 1 WHERE id = 1");
+    EXPECT_FALSE(Delete(false));
+    EXPECT_NE(state.ErrorText.find("\"end_date\""), std::string::npos);
+    warehouse.Run(
+        "ALTER TABLE client ADD COLUMN end_date date;"
+        "UPDATE client SET start_date = '1/2/2020' WHERE id = 1");
+    state.ErrorText.clear();
+    EXPECT_FALSE(Delete(false));
+    EXPECT_NE(state.ErrorText.find("start_date of client holds '1/2/2020'"), std::string::npos);
+    EXPECT_EQ(Ids("client"), "1 2 3 4 5");
 }
 
 }  // namespace morvane::testing

@@ -16,7 +16,8 @@ using Tokens = std::vector<Token>;
 
 constexpr const char* kNewTable = "morvane_new_table";
 
-// Column names in quotes, comma-separated.
+// The names of the columns that rows can be copied into, in quotes, comma-separated: computed ones
+// are left out.
 std::string ColumnList(const SqliteDatabase& database, std::string_view table) {
     SqliteStatement columns(database.Handle(), "SELECT name FROM pragma_table_info(?)", "");
     columns.Bind(1, Value(std::string(table)));
@@ -155,8 +156,8 @@ void Alteration::AddPrimaryKey() {
 
 void Alteration::RequireNotNull(const std::string& column) const {
     SqliteStatement find(database_.Handle(),
-                         "SELECT \"notnull\" FROM pragma_table_info(?) WHERE name = ?"
-                         " COLLATE NOCASE",
+                         "SELECT \"notnull\" FROM pragma_table_xinfo(?) WHERE name = ?"
+                         " COLLATE NOCASE AND hidden <> 1",
                          sql_);
     find.Bind(1, Value(table_));
     find.Bind(2, Value(column));

@@ -1,5 +1,7 @@
 #include "db/embedded/Catalogue.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <map>
@@ -76,6 +78,23 @@ std::string CollationOf(const SqliteDatabase& database, std::string_view table,
     return EqualsIgnoreCase(text, "binary") ? "" : text;
 }
 
+// A table's columns, computed ones among them. Hidden columns of virtual tables are left out.
+constexpr std::string_view kColumns = "pragma_table_xinfo(?1) WHERE hidden <> 1";
+
+// What the catalogue says of each column, in the table's order.
+std::vector<std::string> ColumnTexts(const SqliteDatabase& database, std::string_view what,
+                                     std::string_view condition, std::string_view table) {
+    SqliteStatement columns(
+        database.Handle(),
+        fmt::format("SELECT {} FROM {}{} ORDER BY cid", what, kColumns, condition), "");
+    columns.Bind(1, Value(std::string(table)));
+    std::vector<std::string> texts;
+    while (columns.Step()) {
+        texts.push_back(ColumnText(columns, 0));
+    }
+    return texts;
+}
+
 bool HasRow(const SqliteDatabase& database, std::string_view sql, std::string_view table) {
     SqliteStatement statement(database.Handle(), sql, sql);
     statement.Bind(1, Value(std::string(table)));
@@ -103,11 +122,7 @@ bool TableExists(const SqliteDatabase& database, std::string_view table) {
 
 std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_view table) {
     NamedTable found;
-    SqliteStatement columns(database.Handle(), "SELECT name FROM pragma_table_info(?)", "");
-    columns.Bind(1, Value(std::string(table)));
-    while (columns.Step()) {
-        found.Columns.push_back(ColumnText(columns, 0));
-    }
+    found.Columns = ColumnTexts(database, "name", "", table);
     if (!IsTable(database, table) && !TableExists(database, table)) {
         return std::nullopt;
     }
@@ -123,10 +138,9 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
     TableDefinition definition;
     definition.Name = table;
     const CreateStatement create(SchemaText(database, table));
-    // Columns that are computed hold values like others; hidden ones are not the table's.
     SqliteStatement columns(database.Handle(),
-                            "SELECT name, type, \"notnull\", dflt_value, pk FROM"
-                            " pragma_table_xinfo(?) WHERE hidden <> 1 ORDER BY cid",
+                            "SELECT name, type, \"notnull\", dflt_value, pk FROM " +
+                                std::string(kColumns) + " ORDER BY cid",
                             "");
     columns.Bind(1, Value(std::string(table)));
     std::map<int, std::string> keyColumns;
@@ -164,8 +178,9 @@ DateKind DateKindOfType(std::string_view declared) {
 
 std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
                                    std::string_view column) {
-    SqliteStatement find(database.Handle(),
-                         "SELECT type FROM pragma_table_info(?) WHERE name = ? COLLATE NOCASE", "");
+    SqliteStatement find(
+        database.Handle(),
+        "SELECT type FROM " + std::string(kColumns) + " AND name = ?2 COLLATE NOCASE", "");
     find.Bind(1, Value(std::string(table)));
     find.Bind(2, Value(std::string(column)));
     if (!find.Step()) {
@@ -174,13 +189,37 @@ std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_v
     return DateKindOfType(ColumnText(find, 0));
 }
 
-std::vector<DateKind> DateKindsOf(const SqliteDatabase& database, std::string_view table) {
-    SqliteStatement columns(database.Handle(), "SELECT type FROM pragma_table_info(?) ORDER BY cid",
-                            "");
-    columns.Bind(1, Value(std::string(table)));
+bool MayHoldNumbers(const SqliteDatabase& database, std::string_view table,
+                    std::string_view column) {
+    SqliteStatement index(database.Handle(),
+                          "SELECT 1 FROM pragma_index_list(?1) AS l, pragma_index_info(l.name) AS i"
+                          " WHERE l.partial = 0 AND i.seqno = 0 AND i.name = ?2 COLLATE NOCASE",
+                          "");
+    index.Bind(1, Value(std::string(table)));
+    index.Bind(2, Value(std::string(column)));
+    return !index.Step() || SqliteStatement(database.Handle(),
+                                            fmt::format("SELECT 1 FROM {} WHERE {} < '' LIMIT 1",
+                                                        QuotedName(table), QuotedName(column)),
+                                            "")
+                                .Step();
+}
+
+std::string UntypedExpression(const SqliteDatabase& database, std::string_view table,
+                              std::string_view column) {
+    SqliteStatement find(
+        database.Handle(),
+        "SELECT 1 FROM pragma_table_xinfo(?1) WHERE hidden IN (2, 3) AND type = '' AND name = ?2"
+        " COLLATE NOCASE",
+        "");
+    find.Bind(1, Value(std::string(table)));
+    find.Bind(2, Value(std::string(column)));
+    return find.Step() ? CreateStatement(SchemaText(database, table)).ComputedBy(column) : "";
+}
+
+std::vector<DateKind> DateKindsOfInserted(const SqliteDatabase& database, std::string_view table) {
     std::vector<DateKind> kinds;
-    while (columns.Step()) {
-        kinds.push_back(DateKindOfType(ColumnText(columns, 0)));
+    for (const std::string& type : ColumnTexts(database, "type", " AND hidden = 0", table)) {
+        kinds.push_back(DateKindOfType(type));
     }
     return kinds;
 }

@@ -23,13 +23,30 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
 // before the day there in every session. Where two kinds meet, the later one of this list wins.
 enum class DateKind { None, Date, SessionDateTime, DateTime2 };
 
+// What the value of a parameter is compared with, or written into.
+struct DateParameter {
+    DateKind Kind = DateKind::None;
+    bool Written = false;
+};
+
 DateKind DateKindOfType(std::string_view declared);
 
-// What kind of date a column is. No value when there is no such table or column.
+// What kind of date a column is declared as. No value when there is no such table or column.
 std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
                                    std::string_view column);
 
-// The kinds of all columns of a table, in the table's order. Empty when there is no such table.
-std::vector<DateKind> DateKindsOf(const SqliteDatabase& database, std::string_view table);
+// True when a column may hold numbers, which SQLite sorts before every text: only an index of the
+// column tells at once that it does not.
+bool MayHoldNumbers(const SqliteDatabase& database, std::string_view table,
+                    std::string_view column);
+
+// The expression of a computed column without a declared type, whose type is that of its
+// expression. Empty for any other column.
+std::string UntypedExpression(const SqliteDatabase& database, std::string_view table,
+                              std::string_view column);
+
+// The kinds of the columns that an INSERT without a column list gives values to: all but computed
+// ones, in the table's order. Empty when there is no such table.
+std::vector<DateKind> DateKindsOfInserted(const SqliteDatabase& database, std::string_view table);
 
 }  // namespace morvane::embedded

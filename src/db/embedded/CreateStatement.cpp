@@ -112,6 +112,21 @@ bool CreateStatement::DropConstraint(std::string_view name, std::string_view tab
     return false;
 }
 
+std::string CreateStatement::ComputedBy(std::string_view column) const {
+    for (const std::string& item : items_) {
+        const Tokens tokens = Tokenize(item);
+        if (!EqualsIgnoreCase(tokens.at(0).NameText(), column)) {
+            continue;
+        }
+        for (std::size_t i = 1; i + 1 < tokens.size(); ++i) {
+            if (tokens[i].Is("as") && tokens[i + 1].Is("(")) {
+                return JoinTokens(tokens, i + 2, ClosingParenthesis(tokens, i + 1));
+            }
+        }
+    }
+    return {};
+}
+
 std::string CreateStatement::TextFor(std::string_view table) const {
     return "CREATE TABLE " + QuotedName(table) + " (" + Join(items_, ", ") + ") " + options_;
 }

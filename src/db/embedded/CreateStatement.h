@@ -25,6 +25,10 @@ class CreateStatement {
     // The primary key of that name, or another constraint of the table. False when there is none.
     bool DropConstraint(std::string_view name, std::string_view table);
 
+    // The expression that a column is computed by, without its parentheses; empty for one that is
+    // not.
+    std::string ComputedBy(std::string_view column) const;
+
     // The statement for a table of another name.
     std::string TextFor(std::string_view table) const;
 

@@ -5,6 +5,7 @@
 #include <initializer_list>
 
 #include "core/DatabaseError.h"
+#include "db/embedded/DateForms.h"
 #include "db/embedded/DateOperands.h"
 #include "db/embedded/Sqlite.h"
 
@@ -20,6 +21,10 @@ bool IsComparison(const Token& token) {
     constexpr std::array<std::string_view, 7> kOperators = {"=", "<>", "!=", "<", "<=", ">", ">="};
     return token.Kind == TokenKind::Symbol &&
            std::find(kOperators.begin(), kOperators.end(), token.Text) != kOperators.end();
+}
+
+bool IsOrder(const Token& comparison) {
+    return (comparison.Text[0] == '<' || comparison.Text[0] == '>') && comparison.Text != "<>";
 }
 
 bool IsParameter(const Token& token) {
@@ -64,7 +69,7 @@ class DateTexts {
           parameters_(
               static_cast<std::size_t>(std::count_if(tokens.begin(), tokens.end(), IsParameter))) {}
 
-    std::vector<DateKind> Run() {
+    std::vector<DateParameter> Run() {
         ReadInserted();
         for (std::size_t i = 1; i < tokens_.size(); ++i) {
             if (tokens_[i].Is("+") || tokens_[i].Is("-")) {
@@ -73,31 +78,28 @@ class DateTexts {
         }
         // From the end, since an operand that is wrapped moves what follows it.
         for (std::size_t i = tokens_.size(); i-- > 0;) {
-            if (IsAssignment(i)) {
+            if (operands_.IsAssignment(i)) {
                 Assign(operands_.Before(i), operands_.From(i + 1));
             } else if (IsComparison(tokens_[i])) {
-                Unify({operands_.Before(i), operands_.From(i + 1)});
+                Unify({operands_.Before(i), operands_.From(i + 1)}, !IsOrder(tokens_[i]));
             } else if (tokens_[i].Is("between")) {
-                UnifyRange(i);
+                const auto [subject, low, high] = operands_.Range(i);
+                Unify({subject, low, high});
             } else if (tokens_[i].Is("in") && Is(i + 1, "(")) {
-                UnifyList(BeforeWord(i), i + 1);
+                UnifyList(operands_.BeforeWord(i), i + 1);
             } else if ((tokens_[i].Is("isnull") || tokens_[i].Is("coalesce")) && Is(i + 1, "(")) {
                 UnifyList(operands_.From(i + 2), i + 1);
             } else if (tokens_[i].Kind == TokenKind::Word && Is(i + 1, "(")) {
                 ReadArguments(i);
             }
         }
+        CompareStoredDates(tokens_, catalogue_);
         return std::move(parameters_);
     }
 
   private:
     bool Is(std::size_t i, std::string_view word) const {
         return i < tokens_.size() && tokens_[i].Is(word);
-    }
-
-    // The operand before a word such as IN or BETWEEN, with or without NOT.
-    Operand BeforeWord(std::size_t word) const {
-        return operands_.Before(word > 0 && tokens_[word - 1].Is("not") ? word - 1 : word);
     }
 
     // d - 5 becomes dateadd(day, -5, d).
@@ -126,19 +128,6 @@ class DateTexts {
              " is dateadd."});
     }
 
-    // "d between x and y": both may be any expressions without an AND of their own.
-    void UnifyRange(std::size_t between) {
-        std::size_t conjunction = between + 1;
-        while (conjunction < tokens_.size() && !tokens_[conjunction].Is("and")) {
-            conjunction = tokens_[conjunction].Is("(")
-                              ? ClosingParenthesis(tokens_, conjunction) + 1
-                              : conjunction + 1;
-        }
-        Operand low = operands_.From(between + 1);
-        low = low.End == conjunction ? low : Operand{};
-        Unify({BeforeWord(between), low, operands_.From(conjunction + 1)});
-    }
-
     // The texts of a list are compared with `partner`.
     void UnifyList(const Operand& partner, std::size_t open) {
         if (partner.Kind == DateKind::None) {
@@ -156,11 +145,17 @@ class DateTexts {
         }
     }
 
-    // The sides of one comparison, in their order. Where a time of day is among them, all get one.
-    void Unify(std::initializer_list<Operand> sides) {
+    // The sides of one comparison, in their order. Where a time of day is among them, all get one,
+    // but for two columns that are compared for equality: CompareStoredDates knows all forms.
+    void Unify(std::initializer_list<Operand> sides, bool equality = false) {
         DateKind kind = DateKind::None;
         for (const Operand& side : sides) {
             kind = std::max(kind, side.Kind);
+        }
+        if (equality && std::all_of(sides.begin(), sides.end(), [](const Operand& side) {
+                return side.Form == OperandForm::DateColumn;
+            })) {
+            return;
         }
         for (auto side = std::rbegin(sides); side != std::rend(sides); ++side) {
             if (side->Kind == DateKind::Date && kind != DateKind::Date) {
@@ -171,18 +166,11 @@ class DateTexts {
         }
     }
 
-    // "column = value" in the SET clause of an UPDATE.
-    bool IsAssignment(std::size_t i) const {
-        if (!Is(i, "=") || !Is(0, "update")) {
-            return false;
-        }
-        const std::size_t column = operands_.Before(i).Begin;
-        return column > 0 && (Is(column - 1, "set") || Is(column - 1, ","));
-    }
-
     void Assign(const Operand& column, const Operand& value) {
         const bool holdsDay = column.Kind == DateKind::Date;
-        if (value.Kind == DateKind::None) {
+        if (value.Form == OperandForm::Value && IsParameter(tokens_[value.Begin])) {
+            ReadValue(value.Begin, column.Kind, true);
+        } else if (value.Kind == DateKind::None) {
             ReadAs(value, column.Kind);
         } else if (column.Kind != DateKind::None && holdsDay != (value.Kind == DateKind::Date)) {
             PutInPlaceOfX(Tokenize(holdsDay ? "convert(date, x)" : "convert(datetime, x)"), value);
@@ -264,7 +252,7 @@ class DateTexts {
             }
             i = close + 1;
         } else {
-            kinds = DateKindsOf(catalogue_, table);
+            kinds = DateKindsOfInserted(catalogue_, table);
         }
         if (!Is(i, "values")) {
             return;
@@ -283,10 +271,10 @@ class DateTexts {
                 continue;
             }
             if (IsParameter(tokens_[begin])) {
-                ReadValue(begin, kinds[i]);
+                ReadValue(begin, kinds[i], true);
             } else if (tokens_[begin].Kind == TokenKind::Text) {
                 const std::string text = LiteralText(tokens_[begin].Text);
-                tokens_[begin].Text = QuotedText(ValueForColumn(text, kinds[i], order_));
+                tokens_[begin].Text = QuotedText(ValueForColumn(text, {kinds[i], true}, order_));
             }
         }
     }
@@ -306,11 +294,11 @@ class DateTexts {
         }
     }
 
-    void ReadValue(std::size_t i, DateKind kind) {
+    void ReadValue(std::size_t i, DateKind kind, bool written = false) {
         if (IsParameter(tokens_[i])) {
             const auto before =
                 std::count_if(tokens_.begin(), tokens_.begin() + Offset(i), IsParameter);
-            parameters_[static_cast<std::size_t>(before)] = kind;
+            parameters_[static_cast<std::size_t>(before)] = {kind, written};
         } else {
             const std::string text = LiteralText(tokens_[i].Text);
             tokens_[i].Text = QuotedText(DateForColumn(text, kind, order_));
@@ -335,7 +323,7 @@ class DateTexts {
     const SqliteDatabase& catalogue_;
     DateOrder order_;
     DateOperands operands_;
-    std::vector<DateKind> parameters_;
+    std::vector<DateParameter> parameters_;
 };
 
 std::optional<std::string> StoredDate(std::string_view text, DateKind kind, DateOrder order) {
@@ -361,8 +349,8 @@ std::optional<std::string> StoredDate(std::string_view text, DateKind kind, Date
 
 }  // namespace
 
-std::vector<DateKind> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& catalogue,
-                                         DateOrder order) {
+std::vector<DateParameter> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& catalogue,
+                                              DateOrder order) {
     return DateTexts(tokens, catalogue, order).Run();
 }
 
@@ -374,18 +362,19 @@ std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order)
     return *stored;
 }
 
-std::string ValueForColumn(std::string_view text, DateKind kind, DateOrder order) {
+std::string ValueForColumn(std::string_view text, DateParameter meets, DateOrder order) {
     if (order == DateOrder::DayFirst) {
-        return DateForColumn(text, kind, order);
+        return DateForColumn(text, meets.Kind, order);
     }
-    if (!BeginsReadAlike(text)) {
+    const bool readAlike = BeginsReadAlike(text);
+    if (!readAlike && !meets.Written) {
         return std::string(text);
     }
-    if (auto stored = StoredDate(text, kind, order)) {
+    if (auto stored = StoredDate(text, meets.Kind, order)) {
         return std::move(*stored);
     }
-    if (HasDateForm(text)) {
-        FailConversion(text, kind);
+    if (readAlike && HasDateForm(text)) {
+        FailConversion(text, meets.Kind);
     }
     return std::string(text);
 }

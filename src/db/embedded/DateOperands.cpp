@@ -25,7 +25,12 @@ constexpr std::array<std::string_view, 16> kNoAlias = {
     "join",  "set", "group", "order", "union", "having", "as",    "select"};
 constexpr std::array<std::string_view, 3> kBeforeTables = {"from", "join", "update"};
 // Functions whose value is of the type of their first argument.
-constexpr std::array<std::string_view, 4> kLikeTheirArgument = {"isnull", "coalesce", "min", "max"};
+constexpr std::array<std::string_view, 5> kLikeTheirArgument = {"isnull", "ifnull", "coalesce",
+                                                                "min", "max"};
+
+// date and datetime are SQLite's own; the table's definition has the server's by their other names.
+constexpr std::array<std::string_view, 4> kGiveDateTimes = {"getdate", "dateadd", "datetime",
+                                                            "tsql_dateadd"};
 
 // The parenthesis that opens before `i` and is still open there; no value outside of any.
 std::optional<std::size_t> EnclosingParenthesis(const std::vector<Token>& tokens, std::size_t i) {
@@ -93,12 +98,37 @@ Operand DateOperands::From(std::size_t begin) const {
     return Column(begin, end);
 }
 
+Operand DateOperands::BeforeWord(std::size_t word) const {
+    return Before(word > 0 && tokens_[word - 1].Is("not") ? word - 1 : word);
+}
+
+// Both bounds may be any expressions without an AND of their own.
+DateOperands::BetweenOperands DateOperands::Range(std::size_t between) const {
+    std::size_t conjunction = between + 1;
+    while (conjunction < tokens_.size() && !tokens_[conjunction].Is("and")) {
+        conjunction = tokens_[conjunction].Is("(") ? ClosingParenthesis(tokens_, conjunction) + 1
+                                                   : conjunction + 1;
+    }
+    const Operand low = From(between + 1);
+    return {BeforeWord(between), low.End == conjunction ? low : Operand{}, From(conjunction + 1)};
+}
+
+bool DateOperands::IsAssignment(std::size_t i) const {
+    if (!Is(i, "=") || !Is(0, "update")) {
+        return false;
+    }
+    const std::size_t column = Before(i).Begin;
+    return column > 0 && (Is(column - 1, "set") || Is(column - 1, ","));
+}
+
 // A function with its arguments, or one operand in parentheses.
 Operand DateOperands::Call(std::size_t open, std::size_t close) const {
     if (open > 0 && tokens_[open - 1].Kind == TokenKind::Word) {
         const DateKind kind = CallKind(open, close);
         if (kind != DateKind::None) {
-            return {open - 1, close + 1, kind};
+            const bool stored = IsOneOf(tokens_[open - 1], kLikeTheirArgument);
+            return {open - 1, close + 1, kind,
+                    stored ? OperandForm::DateColumn : OperandForm::Expression};
         }
     }
     const Operand inner = From(open + 1);
@@ -107,8 +137,14 @@ Operand DateOperands::Call(std::size_t open, std::size_t close) const {
 
 DateKind DateOperands::CallKind(std::size_t open, std::size_t close) const {
     const Token& name = tokens_[open - 1];
-    if (name.Is("getdate") || name.Is("dateadd")) {
+    if (IsOneOf(name, kGiveDateTimes)) {
         return DateKind::SessionDateTime;
+    }
+    if (name.Is("date")) {
+        return DateKind::Date;
+    }
+    if (name.Is("tsql_convert")) {
+        return DateKindOfType(LiteralText(tokens_[open + 1].Text));
     }
     if (name.Is("convert") && open + 1 < close) {
         return DateKindOfType(tokens_[open + 1].NameText());
@@ -135,9 +171,10 @@ Operand DateOperands::Column(std::size_t begin, std::size_t end) const {
         const auto open = EnclosingParenthesis(tokens_, inside);
         const std::size_t first = open ? *open + 1 : 0;
         const std::size_t last = open ? ClosingParenthesis(tokens_, *open) : tokens_.size();
-        if (const auto kind = KindInQuery(first, last, table, column)) {
-            const bool date = *kind != DateKind::None;
-            return {begin, end, *kind, date ? OperandForm::Expression : OperandForm::OtherColumn};
+        if (const auto found = FindInQuery(first, last, table, column)) {
+            const bool date = found->Kind != DateKind::None;
+            return {begin, end, found->Kind,
+                    date ? OperandForm::DateColumn : OperandForm::OtherColumn, found->Table};
         }
         if (!open) {
             return {begin, end};
@@ -146,16 +183,27 @@ Operand DateOperands::Column(std::size_t begin, std::size_t end) const {
     }
 }
 
+// As the server gives a computed column the type of its expression.
+DateKind DateOperands::ComputedKind(const std::string& table, const std::string& column) const {
+    const std::string expression = UntypedExpression(catalogue_, table, column);
+    if (expression.empty()) {
+        return DateKind::None;
+    }
+    const std::vector<Token> query =
+        Tokenize("SELECT " + expression + " FROM " + QuotedName(table));
+    const Operand operand = DateOperands(query, catalogue_).From(1);
+    return operand.End + 2 == query.size() ? operand.Kind : DateKind::None;
+}
+
 // The tables of the query at [begin, end), without those of the queries in it.
-std::optional<DateKind> DateOperands::KindInQuery(std::size_t begin, std::size_t end,
-                                                  const std::string& table,
-                                                  const std::string& column) const {
+std::optional<DateOperands::FoundColumn> DateOperands::FindInQuery(
+    std::size_t begin, std::size_t end, const std::string& table, const std::string& column) const {
     for (std::size_t i = begin; i < end; ++i) {
         if (tokens_[i].Is("(")) {
             i = ClosingParenthesis(tokens_, i);
         } else if (IsOneOf(tokens_[i], kBeforeTables)) {
-            if (const auto kind = KindInFrom(i + 1, end, table, column)) {
-                return kind;
+            if (const auto found = FindInFrom(i + 1, end, table, column)) {
+                return found;
             }
         }
     }
@@ -163,9 +211,9 @@ std::optional<DateKind> DateOperands::KindInQuery(std::size_t begin, std::size_t
 }
 
 // The tables of a list "t, dbo.u x" that begins at `i`.
-std::optional<DateKind> DateOperands::KindInFrom(std::size_t i, std::size_t end,
-                                                 const std::string& table,
-                                                 const std::string& column) const {
+std::optional<DateOperands::FoundColumn> DateOperands::FindInFrom(std::size_t i, std::size_t end,
+                                                                  const std::string& table,
+                                                                  const std::string& column) const {
     while (i < end && tokens_[i].IsName()) {
         while (i + 2 < end && tokens_[i + 1].Is(".") && tokens_[i + 2].IsName()) {
             i += 2;
@@ -180,7 +228,8 @@ std::optional<DateKind> DateOperands::KindInFrom(std::size_t i, std::size_t end,
         }
         if (table.empty() || EqualsIgnoreCase(table, alias)) {
             if (const auto kind = DateKindOf(catalogue_, name, column)) {
-                return kind;
+                const bool date = *kind != DateKind::None;
+                return FoundColumn{name, date ? *kind : ComputedKind(name, column)};
             }
         }
         if (!Is(i, ",")) {

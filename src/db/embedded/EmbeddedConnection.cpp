@@ -51,7 +51,7 @@ void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
 }
 
 // How a text is read that meets a date: as a literal of the statement or as a program's value.
-using DateReader = std::string (*)(std::string_view text, DateKind kind, DateOrder order);
+using DateReader = std::string (*)(std::string_view text, DateParameter meets, DateOrder order);
 
 class EmbeddedConnection;
 
@@ -195,8 +195,8 @@ class EmbeddedConnection : public Connection {
     std::unique_ptr<Recordset> OpenAsWorded(std::string_view sql,
                                             const std::vector<const Value*>& values,
                                             RecordsetKind kind);
-    bool BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds, std::size_t i,
-                  const Value& value, DateReader readDate) const;
+    bool BindDate(SqliteStatement& statement, const std::vector<DateParameter>& meets,
+                  std::size_t i, const Value& value, DateReader readDate) const;
     std::int64_t Alter(std::string_view sql);
 
     // Owns nothing; there while the connection is open, for what may outlive it.
@@ -283,14 +283,15 @@ Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
 }
 
 // Binds a text that meets a date in the form in which columns hold it; false for any other value.
-bool EmbeddedConnection::BindDate(SqliteStatement& statement, const std::vector<DateKind>& kinds,
-                                  std::size_t i, const Value& value, DateReader readDate) const {
-    if (i >= kinds.size() || kinds[i] == DateKind::None || !value.IsText()) {
+bool EmbeddedConnection::BindDate(SqliteStatement& statement,
+                                  const std::vector<DateParameter>& meets, std::size_t i,
+                                  const Value& value, DateReader readDate) const {
+    if (i >= meets.size() || meets[i].Kind == DateKind::None || !value.IsText()) {
         return false;
     }
     try {
         const std::string& text = std::get<std::string>(value.Data());
-        statement.Bind(static_cast<int>(i) + 1, Value(readDate(text, kinds[i], context_.Order)));
+        statement.Bind(static_cast<int>(i) + 1, Value(readDate(text, meets[i], context_.Order)));
     } catch (const DatabaseError& error) {
         throw DatabaseError(error.Descriptions(), statement.ShownAs());
     }
@@ -385,7 +386,10 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
     for (const Value& literal : deleteByLiterals_.Literals()) {
         literals_.push_back(&literal);
     }
-    return ExecuteText(deleteByLiterals_.Shape(), literals_, DateForColumn);
+    return ExecuteText(deleteByLiterals_.Shape(), literals_,
+                       [](std::string_view text, DateParameter meets, DateOrder order) {
+                           return DateForColumn(text, meets.Kind, order);
+                       });
 }
 
 std::int64_t EmbeddedConnection::ExecuteProcedure(std::string_view name,

@@ -1,7 +1,5 @@
 #include "db/embedded/EmbeddedRecordset.h"
 
-#include <fmt/format.h>
-
 #include "core/DatabaseError.h"
 #include "core/Text.h"
 #include "db/embedded/ColumnTypes.h"
@@ -27,7 +25,7 @@ bool IgnoresCase(sqlite3* database, sqlite3_stmt* statement, int column) {
     return EqualsIgnoreCase(TextOrEmpty(collation), "nocase");
 }
 
-// The type of an expression shows in its values alone; Count(*) is an integer on the server.
+// The type of an expression shows only in its values; Count(*) is an integer on the server.
 DataType TypeOfValue(int sqliteType) {
     switch (sqliteType) {
         case SQLITE_INTEGER:
@@ -48,20 +46,12 @@ Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
         field.DefinedSize = type.DefinedSize;
         field.Precision = type.Precision;
         field.NumericScale = type.NumericScale;
-    } else {
+    } else if (sqlite3_column_origin_name(statement, column) == nullptr) {
         field.Type = TypeOfValue(sqlite3_column_type(statement, column));
-    }
+    }  // else a column without a type, each of whose values may have another one: VarChar
     field.Comparison = IgnoresCase(database, statement, column) ? TextComparison::IgnoringCase
                                                                 : TextComparison::Exact;
     return field;
-}
-
-std::string HexText(const void* bytes, int count) {
-    std::string text = "0x";
-    for (int i = 0; i < count; ++i) {
-        text += fmt::format("{:02X}", static_cast<const unsigned char*>(bytes)[i]);
-    }
-    return text;
 }
 
 void LoadValue(sqlite3_stmt* statement, int column, Value& value) {
@@ -80,8 +70,8 @@ void LoadValue(sqlite3_stmt* statement, int column, Value& value) {
             break;
         }
         case SQLITE_BLOB:
-            value.SetText(HexText(sqlite3_column_blob(statement, column),
-                                  sqlite3_column_bytes(statement, column)));
+            value.SetBytes({static_cast<const char*>(sqlite3_column_blob(statement, column)),
+                            static_cast<std::size_t>(sqlite3_column_bytes(statement, column))});
             break;
         default:
             value.SetNull();

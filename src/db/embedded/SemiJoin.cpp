@@ -120,6 +120,27 @@ struct KeyCondition {
     std::string LastForeignName;  // the bare name of the last of ForeignColumns
 };
 
+// "f.x in (t.a, tsql_date_form(t.a, ...", as dates in any form are compared. Without an index both
+// are brought to one form.
+bool AddDateTerm(const Tokens& tokens, Range term, std::string_view target,
+                 std::string_view foreign, KeyCondition& condition) {
+    const std::size_t begin = term.Begin;
+    const bool matches = term.End > begin + 9 && tokens[begin + 3].Is("in") &&
+                         tokens[begin + 4].Is("(") && tokens[begin + 9].Is("tsql_date_form") &&
+                         IsColumnOf(tokens, begin, foreign) &&
+                         IsColumnOf(tokens, begin + 5, target) &&
+                         ClosingParenthesis(tokens, begin + 4) + 1 == term.End;
+    if (matches) {
+        const auto full = [&](std::size_t column) {
+            return "tsql_date_form(" + JoinTokens(tokens, column, column + 3) + ", 0)";
+        };
+        condition.TargetColumns.push_back(full(begin + 5));
+        condition.ForeignColumns.push_back(full(begin));
+        condition.LastForeignName = tokens[begin + 2].NameText();
+    }
+    return matches;
+}
+
 // False when the term has another form.
 bool AddTerm(const Tokens& tokens, Range term, std::string_view target, std::string_view foreign,
              KeyCondition& condition) {
@@ -136,7 +157,7 @@ bool AddTerm(const Tokens& tokens, Range term, std::string_view target, std::str
         condition.ForeignTerms.push_back(text);
         return true;
     }
-    return false;
+    return AddDateTerm(tokens, term, target, foreign, condition);
 }
 
 std::optional<KeyCondition> ParseKeyCondition(const Tokens& tokens, Range where,

@@ -12,6 +12,7 @@
 #include "core/Text.h"
 #include "db/embedded/Caught.h"
 #include "db/embedded/ColumnTypes.h"
+#include "db/embedded/DateForms.h"
 #include "db/embedded/DateLiterals.h"
 #include "db/embedded/NameOrder.h"
 
@@ -86,6 +87,38 @@ void DayFirst(sqlite3_context* context, int, Arguments arguments) {
     }
     ReturnText(context, DateForColumn(TextOf(arguments[1]), DateKindOfType(TextOf(arguments[0])),
                                       DateOrder::DayFirst));
+}
+
+// tsql_date_form(date, form): see InDateForm. What is no date, NULL among it, stays as it is.
+void DateFormFunction(sqlite3_context* context, int, Arguments arguments) {
+    const std::string_view date = TextOf(arguments[0]);
+    if (sqlite3_value_type(arguments[0]) == SQLITE_NULL || !ParseDateTime(date)) {
+        sqlite3_result_value(context, arguments[0]);
+        return;
+    }
+    const auto form = static_cast<DateForm>(sqlite3_value_int(arguments[1]));
+    const std::string text = InDateForm(date, form);
+    if (IsCompact(text)) {
+        sqlite3_result_int64(context, std::stoll(text));
+    } else {
+        ReturnText(context, text);
+    }
+}
+
+// tsql_compare_dates(value, date, table, column): see CompareDates. The value is the column's.
+void CompareDatesFunction(sqlite3_context* context, int, Arguments arguments) {
+    if (AnyNull(2, arguments)) {
+        return;
+    }
+    const std::string_view value = TextOf(arguments[0]);
+    if (const auto order = CompareDates(value, TextOf(arguments[1]))) {
+        sqlite3_result_int(context, *order);
+    } else if (ParseDateTime(value) || TextOf(arguments[3]).empty()) {
+        ReturnError(context, kBadDate);
+    } else {
+        ReturnError(context, fmt::format("The column {} of {} holds '{}', which is no date.",
+                                         TextOf(arguments[3]), TextOf(arguments[2]), value));
+    }
 }
 
 void FirstSeen(sqlite3_context* context, int, Arguments arguments) {
@@ -449,6 +482,8 @@ void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context)
         {"tsql_dateadd", 3, Caught<DateAddFunction>},
         {"tsql_datepart", 2, Caught<DatePartFunction>},
         {"tsql_day_first", 2, Caught<DayFirst>},
+        {"tsql_date_form", 2, Caught<DateFormFunction>},
+        {"tsql_compare_dates", 4, Caught<CompareDatesFunction>},
         {"tsql_len", 1, Caught<Len>},
         {"tsql_left", 2, Caught<Left>},
         {"tsql_right", 2, Caught<Right>},

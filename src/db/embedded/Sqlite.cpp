@@ -107,6 +107,9 @@ void SqliteStatement::BindValue(int position, const Value& value,
     } else if (const auto* text = std::get_if<std::string>(&data)) {
         result = sqlite3_bind_text64(handle, position, text->data(), text->size(), lifetime,
                                      SQLITE_UTF8);
+    } else if (const auto* bytes = std::get_if<ByteString>(&data)) {
+        result = sqlite3_bind_blob64(handle, position, bytes->Bytes.data(), bytes->Bytes.size(),
+                                     lifetime);
     } else {
         result = sqlite3_bind_null(handle, position);
     }

@@ -14,7 +14,7 @@ namespace morvane::embedded {
 struct CachedStatement {
     StatementKind Kind;
     SqliteStatement Statement;
-    std::vector<DateKind> ParameterDates;
+    std::vector<DateParameter> ParameterDates;
 };
 
 // Prepared statements by the text they came from, so that a command that runs once a row is

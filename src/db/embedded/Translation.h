@@ -31,7 +31,7 @@ struct Translation {
     // Other database files that the statement names, as schemas of the same name.
     std::vector<std::string> AttachedFiles;
     // The kinds of date that the parameters meet, by their position.
-    std::vector<DateKind> ParameterDates;
+    std::vector<DateParameter> ParameterDates;
     // The session's order of dates from now on; no value when it stays.
     std::optional<DateOrder> NewOrder;
 };

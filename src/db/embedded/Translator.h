@@ -97,7 +97,7 @@ class Translator {
     std::vector<Token> tokens_;
     std::string out_;
     std::vector<std::string> attachedFiles_;
-    std::vector<DateKind> parameterDates_;
+    std::vector<DateParameter> parameterDates_;
     bool definition_ = false;
 };
 
