@@ -127,7 +127,7 @@ TEST_F(Program, IsCancelledAtTheNextPollByWhateverEndsItsSession) {
         program.ReadToEnd();
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(Status(), "failure\r\n");
-        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        ASSERT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
         EXPECT_TRUE(Contains(Log(), "Marking Process Cancelled by User.\r\n"));
         EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
     }
