@@ -154,6 +154,7 @@ TEST_F(Program, TakesALimitForTheSizeOfFilesForAFullDisk) {
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(Status(), "failure\r\n");
         EXPECT_EQ(Products(Warehouse), kAllProducts);
+        EXPECT_EQ(ListFiles(Files / "my logs").empty(), limit < size - 1) << "no room for a log";
     }
     EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
     EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_master WHERE name = 'dwm_multiuse'"), "");
