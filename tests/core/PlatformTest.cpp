@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-
 #include "core/modFileFunctions.h"
 #include "support/TempFolder.h"
 
@@ -65,26 +62,6 @@ TEST_F(FileSpace, IsTakenAndGivenBackWithoutTouchingTheContent) {
 TEST_F(FileSpace, ThatTheDiskDoesNotHaveIsRefused) {
     EXPECT_EQ(ReserveFileSpace(file_.Stream(), path_, std::int64_t{1} << 60),
               std::errc::no_space_on_device);
-}
-
-TEST(TemporaryFile, GivesBackWhatIsWrittenAndLeavesNothing) {
-    const auto temporaryFiles = [] {
-        using std::filesystem::directory_iterator;
-        const directory_iterator entries(std::filesystem::temp_directory_path());
-        return std::count_if(begin(entries), end(entries), [](const auto& entry) {
-            return entry.path().filename().string().starts_with("mrv");
-        });
-    };
-    const auto before = temporaryFiles();
-    std::FILE* file = OpenTemporaryFile();
-    const std::string bytes("a\r\n\x1A\0b", 6);
-    EXPECT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
-    std::rewind(file);
-    std::string read(bytes.size() + 1, 'x');
-    EXPECT_EQ(std::fread(read.data(), 1, read.size(), file), bytes.size());
-    EXPECT_EQ(read, bytes + 'x');
-    std::fclose(file);
-    EXPECT_EQ(temporaryFiles(), before);
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ TEST_F(Program, IsCancelledAtTheNextPollByWhateverEndsItsSession) {
         program.ReadToEnd();
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(Status(), "failure\r\n");
-        EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
+        ASSERT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
         EXPECT_TRUE(Contains(Log(), "Marking Process Cancelled by User.\r\n"));
         EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
     }
@@ -154,6 +154,7 @@ TEST_F(Program, TakesALimitForTheSizeOfFilesForAFullDisk) {
         EXPECT_EQ(program.Wait(), 0);
         EXPECT_EQ(Status(), "failure\r\n");
         EXPECT_EQ(Products(Warehouse), kAllProducts);
+        EXPECT_EQ(ListFiles(Files / "my logs").empty(), limit < size - 1) << "no room for a log";
     }
     EXPECT_TRUE(Contains(Log(), "Morvane Tool stopped On"));
     EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_master WHERE name = 'dwm_multiuse'"), "");

@@ -110,32 +110,6 @@ TEST_F(RunTest, AFailingTaskPreventsEverythingAfterIt) {
     EXPECT_EQ(Products(Warehouse), kAllProducts);
 }
 
-TEST_F(RunTest, ASecondRunWhileOneIsUnderWayTouchesNothing) {
-    TestServices second;
-    bool secondResult = false;
-    World.Progress.OnPoll = [&](int poll) {
-        if (poll == 1) {
-            EXPECT_EQ(Status(), "running\r\n");
-            RunState state;
-            state.CommandLineMode = true;
-            second.Clock.Moment.TimeOfDay += std::chrono::seconds(1);
-            secondResult =
-                RunTasks(EveryTask(Warehouse.Server(), Files / "second"), state, second.Services);
-        }
-    };
-    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
-    EXPECT_TRUE(secondResult);
-    EXPECT_TRUE(second.Progress.Log.empty());
-    const std::string question =
-        "Lock Profile: The Machine is currently locked By User : " + CurrentUserName() +
-        " . Do you wish to continue?";
-    const std::string log = ReadWholeFile(Files / "second/Morvane_Log05-03-202414-07-10.txt");
-    EXPECT_EQ(log.find(question + " Nobody could be asked; the answer taken is No.\r\n"), 0U)
-        << log;
-    EXPECT_EQ(second.Errors.str().find(question), 0U);
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
-}
-
 // A load takes the file while the run marks, the user cancels at the second try to get at it, and
 // the load goes when the lock's release waits for it.
 TEST_F(RunTest, ACancelWhileAnotherProcessHasTheFileEndsTheRunInOrder) {

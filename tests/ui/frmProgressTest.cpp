@@ -205,21 +205,5 @@ TEST_F(ProgressWindowTest, EveryWayOutOfAFinishedRunIsOK) {
     }
 }
 
-TEST_F(ProgressWindowTest, APollAlsoPaints) {
-    struct PaintWatch : QObject {
-        int Paints = 0;
-        bool eventFilter(QObject*, QEvent* event) override {
-            Paints += event->type() == QEvent::Paint ? 1 : 0;
-            return false;
-        }
-    } watch;
-    Window.installEventFilter(&watch);
-    Window.update();
-    EXPECT_FALSE(Window.CheckCancelState());
-    EXPECT_EQ(watch.Paints, 1);
-    EXPECT_FALSE(Window.CheckCancelState());
-    EXPECT_EQ(watch.Paints, 1);
-}
-
 }  // namespace
 }  // namespace morvane::testing

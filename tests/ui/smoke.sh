@@ -109,7 +109,7 @@ ask
 kill -TERM "$started"
 the_end "Nobody could be asked; the answer taken is No."
 grep -q '^ok' "$work/status"
-grep -q 'Morvane Tool stopped On' -r "$work/logs"
+grep -q 'Nobody could be asked' -r "$work/logs"
 
 echo "-- a run whose display is lost is cancelled: the lock that it holds by then is released"
 ask
