@@ -1,7 +1,5 @@
 #include "tasks/RelinkHistory.h"
 
-#include <algorithm>
-#include <random>
 #include <sstream>
 
 #include "core/Transaction.h"
@@ -65,52 +63,6 @@ class RelinkHistoryTest : public TaskTest, public ::testing::WithParamInterface<
 INSTANTIATE_TEST_SUITE_P(Sessions, RelinkHistoryTest, ::testing::Values("mdy", "dmy"),
                          [](const auto& instance) { return std::string(instance.param); });
 
-TEST_P(RelinkHistoryTest, TheFirstVersionHandsItsStartOn) {
-    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 c");
-    Relink();
-    EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 3 2022-01-01..2099-12-31*");
-}
-
-TEST_P(RelinkHistoryTest, AMiddleVersionHandsItsStartToTheNextWhateverTheTimeOfDay) {
-    AddElement("a",
-               "2020-01-01 2021-01-01 - 2021-01-01 2022-01-01T08:15:00.123 x "
-               "2022-01-01T23:59:59 2099-12-31 c");
-    AddElement("b",
-               "2020-01-01 2021-01-01T10:00:00 x 2021-01-01T03:00:00 2022-01-01 x "
-               "2022-01-01 2099-12-31 c");
-    Relink();
-    EXPECT_EQ(Survivors(),
-              "1 2020-01-01..2021-01-01 3 2021-01-01..2099-12-31* 6 2020-01-01..2099-12-31*");
-    EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 3"), "2021-01-01 00:00:00");
-}
-
-TEST_P(RelinkHistoryTest, TheCurrentVersionMakesTheOneBeforeItCurrent) {
-    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 cx");
-    Relink();
-    EXPECT_EQ(Survivors(), "1 2020-01-01..2021-01-01 2 2021-01-01..2099-12-31*");
-}
-
-TEST_P(RelinkHistoryTest, ACompositeKeyIsComparedInAllItsColumns) {
-    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = ' region , code'");
-    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2099-12-31 c", 1);
-    AddElement("a", "2019-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx", 2);
-    Relink();
-    EXPECT_EQ(Survivors(), "2 2020-01-01..2099-12-31* 3 2019-01-01..2021-01-01");
-}
-
-TEST_P(RelinkHistoryTest, AKeyColumnMayBeADate) {
-    warehouse.Run(
-        "ALTER TABLE client ADD COLUMN born datetime;"
-        "UPDATE dwm_star_relations SET original_primary_key = 'born,code'");
-    AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 x 2022-01-01 2099-12-31 c");
-    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx");
-    warehouse.Run(
-        "UPDATE client SET born = CASE WHEN id < 4 THEN '1990-05-06 00:00:00' "
-        "ELSE '1990-05-06 10:20:30' END");
-    Relink();
-    EXPECT_EQ(Survivors(), "3 2020-01-01..2099-12-31* 4 2020-01-01..2021-01-01");
-}
-
 // The parameters keep the order of the first version's statement. After a first version that is
 // not current, a current one therefore looks for the version that ends on the day of its own end,
 // and gives it its start as the end.
@@ -119,130 +71,6 @@ TEST_P(RelinkHistoryTest, TheFirstVersionFixesTheOrderOfTheDates) {
     AddElement("b", "2020-01-01 2099-12-31 - 2022-01-01 2099-12-31 cx");
     Relink();
     EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 4 2020-01-01..2022-01-01*");
-}
-
-TEST_P(RelinkHistoryTest, AfterACurrentFirstVersionTheOthersLookForTheirStart) {
-    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx");
-    AddElement("b", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 c");
-    AddElement("c", "2020-01-01 2021-01-01 x 2020-01-01 2022-01-01 c");
-    Relink();
-    EXPECT_EQ(Survivors(),
-              "1 2020-01-01..2099-12-31* 4 2021-01-01..2022-01-01* "
-              "6 2021-01-01..2022-01-01*");
-}
-
-TEST_P(RelinkHistoryTest, NullDatesAreHandedOnAndFoundByNothing) {
-    AddElement("a", "- 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 - x - 2099-12-31 c");
-    Relink();
-    EXPECT_EQ(Survivors(), "2 -..2022-01-01 4 -..2099-12-31*");
-}
-
-TEST_P(RelinkHistoryTest, ANullKeyIsNoElement) {
-    warehouse.Run(
-        "INSERT INTO client(code, start_date, end_date, is_current, is_deletable) VALUES"
-        "(NULL,'2020-01-01','2021-01-01',0,1),(NULL,'2021-01-01','2022-01-01',0,1),"
-        "(NULL,'2022-01-01','2099-12-31',1,0)");
-    Relink();
-    EXPECT_EQ(Survivors(), "3 2022-01-01..2099-12-31*");
-    EXPECT_NE(statements.at(statements.size() - 2).find("] [NULL] [2022-01-01"), std::string::npos);
-}
-
-// A table as a dynamic cursor shows it: each row is read when its turn comes, with all changes.
-struct CursorModel {
-    struct Row {
-        int Id;
-        std::string Code;
-        std::string Start;
-        std::string End;
-        bool Current;
-        bool Marked;
-    };
-    std::vector<Row> Rows;
-
-    static bool SameDay(const std::string& a, const std::string& b) {
-        return a != "-" && b != "-" && a.substr(0, 10) == b.substr(0, 10);
-    }
-
-    void Relink() {
-        std::vector<std::size_t> order;
-        for (std::size_t i = 0; i < Rows.size(); ++i) {
-            if (Rows[i].Marked) {
-                order.push_back(i);
-            }
-        }
-        const auto key = [this](std::size_t i) {
-            return Rows[i].Code + (Rows[i].Start == "-" ? " " : Rows[i].Start);
-        };
-        std::sort(order.begin(), order.end(),
-                  [&](std::size_t a, std::size_t b) { return key(a) < key(b); });
-        bool startFirst = true;
-        for (std::size_t turn = 0; turn < order.size(); ++turn) {
-            const Row row = Rows[order[turn]];
-            if (turn == 0) {
-                startFirst = !row.Current;
-            }
-            const std::string& first = startFirst ? row.Start : row.End;
-            const std::string& last = startFirst ? row.End : row.Start;
-            for (Row& other : Rows) {
-                std::string& compared = row.Current ? other.End : other.Start;
-                if (other.Code == row.Code && SameDay(compared, last)) {
-                    compared = first;
-                    other.Current = other.Current || row.Current;
-                }
-            }
-        }
-    }
-};
-
-TEST_P(RelinkHistoryTest, AgreesWithADynamicCursorOnRandomHistories) {
-    std::mt19937 random(20240305);
-    const auto below = [&](unsigned limit) { return static_cast<unsigned>(random() % limit); };
-    const auto chance = [&](unsigned percent) { return below(100) < percent; };
-    for (int round = 0; round < 60; ++round) {
-        CursorModel model;
-        warehouse.Run("DELETE FROM client");
-        std::string inserts;
-        for (int element = 0; element < 6; ++element) {
-            unsigned day = 10;
-            const unsigned versions = 1 + below(6);
-            for (unsigned v = 0; v < versions; ++v) {
-                const unsigned next = day + 1 + below(2);
-                CursorModel::Row row{static_cast<int>(model.Rows.size()) + 1,
-                                     std::string(1, static_cast<char>('a' + element)),
-                                     "2024-01-" + std::to_string(day),
-                                     "2024-01-" + std::to_string(chance(80) ? next : 30),
-                                     v + 1 == versions ? chance(90) : chance(10),
-                                     chance(55)};
-                if (v == 0 && chance(10)) {
-                    row.Start = "-";
-                }
-                if (chance(8)) {
-                    row.End = "-";
-                }
-                day = next;
-                inserts +=
-                    "INSERT INTO client(id, code, start_date, end_date, is_current, "
-                    "is_deletable) VALUES (" +
-                    std::to_string(row.Id) + ",'" + row.Code + "',nullif('" + row.Start +
-                    "','-'),nullif('" + row.End + "','-')," + (row.Current ? "1," : "0,") +
-                    (row.Marked ? "1);" : "0);");
-                model.Rows.push_back(row);
-            }
-        }
-        warehouse.Run("BEGIN;" + inserts + "COMMIT");
-        Relink();
-        model.Relink();
-        for (const CursorModel::Row& row : model.Rows) {
-            const std::string expected =
-                row.Start + "|" + row.End + "|" + (row.Current ? "1" : "0");
-            ASSERT_EQ(warehouse.Text("SELECT coalesce(substr(start_date, 1, 10), '-'), "
-                                     "coalesce(substr(end_date, 1, 10), '-'), is_current "
-                                     "FROM client WHERE id = " +
-                                     std::to_string(row.Id)),
-                      expected)
-                << "round " << round << ", id " << row.Id;
-        }
-    }
 }
 
 }  // namespace morvane::testing
