@@ -39,47 +39,6 @@ class DeleteRecordsTest : public TaskTest {
     }
 };
 
-TEST_F(DeleteRecordsTest, NormalDeletionRelinksAndTakesAllMarkedRows) {
-    ASSERT_TRUE(Delete(false)) << state.ErrorText;
-    EXPECT_EQ(Ids("shop"), "1 4");
-    EXPECT_EQ(Ids("client"), "4 5");
-    EXPECT_EQ(warehouse.Text("SELECT start_date FROM client WHERE id = 4"), "2020-01-01 00:00:00");
-    EXPECT_EQ(
-        progress.Log,
-        (std::vector<std::string>{
-            "range 0..2", "value 0 to 0", "comment Deleting records from Dimension table : shop",
-            "comment Deleting records from Dimension table : client", "value 2 to 0", "comment "}));
-}
-
-// The session's language decides how the server reads "2020-02-01 00:00:00".
-TEST_F(DeleteRecordsTest, ASessionThatReadsTheDayFirstDeletesTheSame) {
-    warehouse.Run(
-        "UPDATE dwm_star_relations SET original_primary_key = 'born, code, joined' WHERE"
-        " primary_table = 'client';"
-        "ALTER TABLE client ADD COLUMN born datetime; ALTER TABLE client ADD COLUMN joined date;"
-        "UPDATE client SET joined = '2019-03-04', born = CASE code WHEN 'all' THEN"
-        " '1990-02-01 10:20:30' ELSE '1990-01-31 00:00:00' END,"
-        "start_date = replace(start_date, '01-01', '02-01 00:00:00'),"
-        "end_date = replace(replace(end_date, '01-01', '02-01 00:00:00'), '31', '31 00:00:00')");
-    AddVersion(6, "'all'", "2020-01-02 00:00:00", "2099-12-31 00:00:00", false);
-    warehouse.Run(
-        "UPDATE client SET born = '1990-01-02 10:20:30', joined = '2019-03-04' WHERE id = 6");
-    state.WarehouseConnection->Execute("SET LANGUAGE German");
-    const ConnectionFactory dayFirst = [](std::string_view server) {
-        auto connection = CreateConnection(server);
-        Connection& session = *connection;
-        return TraceStatements(std::move(connection), [&session](std::string_view) {
-            session.Execute("SET DATEFORMAT dmy");
-        });
-    };
-    ASSERT_TRUE(DeleteRecords(state, progress, dayFirst, true)) << state.ErrorText;
-    EXPECT_EQ(Ids("client"), "3 4 5 6") << "only the element that is wholly marked goes";
-    ASSERT_TRUE(DeleteRecords(state, progress, dayFirst, false)) << state.ErrorText;
-    EXPECT_EQ(
-        warehouse.Text("SELECT id, start_date, end_date FROM client WHERE id < 6"),
-        "4|2020-02-01 00:00:00|2099-12-31 00:00:00 5|2020-02-01 00:00:00|2099-12-31 00:00:00");
-}
-
 TEST_F(DeleteRecordsTest, SendsItsStatementsAsWordedAndInOrder) {
     ASSERT_TRUE(Delete(false)) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(StatementLines(), "deletion.statements"));
@@ -158,11 +117,6 @@ class AtomicKeyTest : public DeleteRecordsTest {
     }
 };
 
-TEST_F(AtomicKeyTest, AQuoteBreaksTheStatementAndRollsTheTableBack) {
-    ExpectRefused("'zo''e'");
-    EXPECT_NE(state.ErrorText.find("DELETE FROM client WHERE code = 'zo'e'"), std::string::npos);
-}
-
 TEST_F(AtomicKeyTest, AQuotedValueNeverBecomesAnotherCondition) {
     ExpectRefused("'none'' OR ''1''=''1'");
     ExpectRefused("'none'' --'");
@@ -176,20 +130,6 @@ TEST_F(AtomicKeyTest, AnUnquotedTextIsRefusedUnlessItIsANumber) {
     EXPECT_FALSE(Delete(true));
     EXPECT_NE(state.ErrorText, "");
     EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
-}
-
-TEST_F(AtomicKeyTest, ANullTextKeyAddressesNoElementNotEvenTheEmptyOne) {
-    AddVersion(8, "NULL", "2020-01-01", "2099-12-31", true);
-    AddVersion(9, "''", "2020-01-01", "2099-12-31", false);
-    ASSERT_TRUE(Delete(true)) << state.ErrorText;
-    EXPECT_EQ(Ids("client"), "3 4 5 8 9");
-}
-
-TEST_F(AtomicKeyTest, ANullNumberKeyBreaksTheStatement) {
-    warehouse.Run("UPDATE client SET region = NULL WHERE code = 'all'");
-    EXPECT_FALSE(Delete(true));
-    EXPECT_NE(state.ErrorText.find("region = "), std::string::npos);
-    EXPECT_EQ(Ids("client"), "1 2 3 4 5");
 }
 
 TEST_F(AtomicKeyTest, AVersionThatCameOrWentSinceTheCountStopsTheDeletion) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -14,9 +15,9 @@
 namespace morvane::testing {
 
 // A fresh warehouse, the run state with a connection to it, and a list of all statements sent.
-class TaskTest : public ::testing::Test {
-  protected:
-    TaskTest() { state.WarehouseConnection = Traced(warehouse.Connect(), "main     "); }
+class TaskSite {
+  public:
+    TaskSite() { state.WarehouseConnection = Traced(warehouse.Connect(), "main     "); }
 
     // The factory of a task that makes a connection of its own.
     ConnectionFactory Factory() {
@@ -53,6 +54,24 @@ class TaskTest : public ::testing::Test {
     RunState state;
     RecordingProgress progress;
     std::vector<std::string> statements;
+};
+
+class TaskTest : public ::testing::Test, protected TaskSite {};
+
+// Random choices that a seed repeats anywhere.
+class Dice {
+  public:
+    explicit Dice(unsigned seed) : engine_(seed) {}
+
+    unsigned Below(unsigned limit) { return static_cast<unsigned>(engine_() % limit); }
+    bool Chance(unsigned percent) { return Below(100) < percent; }
+    template <typename Choices>
+    auto OneOf(const Choices& choices) {
+        return choices[Below(static_cast<unsigned>(choices.size()))];
+    }
+
+  private:
+    std::mt19937 engine_;
 };
 
 }  // namespace morvane::testing
