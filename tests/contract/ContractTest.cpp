@@ -222,7 +222,8 @@ TEST_P(Contract, WhatOutlivesItsConnectionSaysSoAndHoldsNothing) {
         const auto batch = connection_->CreateBatch();
         connection_->BeginTrans();
         Run("insert into t values (4)");
-        const auto rows = connection_->OpenRecordset("select a from t order by a", RecordsetKind::Streamed);
+        const auto rows =
+            connection_->OpenRecordset("select a from t order by a", RecordsetKind::Streamed);
         end();
         EXPECT_THROW(command->Execute(), DatabaseError);
         EXPECT_THROW(used->Execute(), DatabaseError);
