@@ -18,4 +18,5 @@ windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev google
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
 # A build without presets, with either compiler.
 plain_packages=(make clang)
+coverage_packages=(gcovr)
 plot_packages=(gnuplot-nox)
