@@ -19,4 +19,5 @@ wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
 # A build without presets, with either compiler.
 plain_packages=(make clang)
 coverage_packages=(gcovr)
+tidy_packages=(clang-tidy git)
 plot_packages=(gnuplot-nox)
