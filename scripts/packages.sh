@@ -16,4 +16,8 @@ install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-d
 # A cross-compiler, the sources of GoogleTest, and the toolkit's headers for a look at the windows.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev googletest qt6-base-dev)
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
+# A build without presets, with either compiler.
+plain_packages=(make clang)
+coverage_packages=(gcovr)
+tidy_packages=(clang-tidy git)
 plot_packages=(gnuplot-nox)
