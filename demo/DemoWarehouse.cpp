@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "demo/PendingFile.h"
 #include "demo/Schema.h"
 

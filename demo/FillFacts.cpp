@@ -2,7 +2,7 @@
 #include <optional>
 #include <string>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "demo/Fill.h"
 #include "demo/Names.h"
 

@@ -7,7 +7,7 @@
 #include <random>
 #include <system_error>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "demo/SqliteFile.h"
 
 namespace morvane::demo {

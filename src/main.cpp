@@ -1,4 +1,4 @@
-#include "core/Platform.h"
+#include "base/Platform.h"
 #include "run/LoginPasswords.h"
 #include "run/ProcessArguments.h"
 #include "run/StartUp.h"

@@ -1,7 +1,7 @@
 #include "core/DatabaseError.h"
 
+#include "base/Text.h"
 #include "core/MaskPasswords.h"
-#include "core/Text.h"
 
 namespace morvane {
 

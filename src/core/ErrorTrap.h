@@ -4,7 +4,7 @@
 #include <new>
 #include <string>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane {
 

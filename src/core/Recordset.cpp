@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 
 namespace morvane {
 

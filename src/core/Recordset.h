@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Value.h"
 #include "core/DataType.h"
-#include "core/Value.h"
 
 namespace morvane {
 

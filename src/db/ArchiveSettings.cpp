@@ -4,8 +4,8 @@
 #include <filesystem>
 #include <utility>
 
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/modDatabaseOperations.h"
 

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "db/StatementTrace.h"
 
 namespace morvane {

@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/MaskPasswords.h"
-#include "core/Text.h"
 
 namespace morvane {
 

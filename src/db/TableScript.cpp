@@ -4,8 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 
 namespace morvane {
 

@@ -5,8 +5,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 
 namespace morvane {
 

@@ -1,6 +1,6 @@
 #include "reports/DetailedReport.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "reports/ReportFile.h"
 #include "reports/ReportFrame.h"
 #include "reports/ReportQueries.h"

@@ -1,6 +1,6 @@
 #include "reports/ReportFile.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 
 namespace morvane {
 

@@ -1,7 +1,7 @@
 #include "reports/ReportFrame.h"
 
-#include "core/DateText.h"
-#include "core/Text.h"
+#include "base/DateText.h"
+#include "base/Text.h"
 #include "reports/ReportFile.h"
 
 namespace morvane {

@@ -2,8 +2,8 @@
 
 #include <array>
 
-#include "core/DateText.h"
-#include "core/modFileFunctions.h"
+#include "base/DateText.h"
+#include "base/modFileFunctions.h"
 
 namespace morvane {
 

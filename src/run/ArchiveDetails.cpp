@@ -1,6 +1,6 @@
 #include "run/ArchiveDetails.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane {

@@ -5,12 +5,12 @@
 #include <algorithm>
 #include <array>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 #ifdef _WIN32
 #include <windows.h>
 
-#include "core/WideText.h"
+#include "base/WideText.h"
 #endif
 
 namespace morvane {

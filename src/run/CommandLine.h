@@ -5,9 +5,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/modFileFunctions.h"
 #include "core/RunSettings.h"
 #include "core/RunState.h"
-#include "core/modFileFunctions.h"
 
 namespace morvane {
 

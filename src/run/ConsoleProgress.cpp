@@ -14,7 +14,7 @@
 #include <unistd.h>
 #endif
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane {
 

@@ -1,6 +1,6 @@
 #include "run/ConsoleText.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 #ifdef _WIN32
 #include <windows.h>

@@ -4,9 +4,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "core/PrivateFile.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/PrivateFile.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 
 namespace morvane {
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/Platform.h"
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Platform.h"
-#include "core/Text.h"
 #include "db/modDatabaseOperations.h"
 #include "run/PerformTasks.h"
 

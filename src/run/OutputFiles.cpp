@@ -6,8 +6,8 @@
 #include <string_view>
 #include <system_error>
 
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
 
 namespace morvane {

@@ -3,8 +3,8 @@
 #include <array>
 #include <string_view>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 #include "db/modCheckMetaData.h"
 #include "reports/modGenerateReports.h"
 #include "run/ExitGuard.h"

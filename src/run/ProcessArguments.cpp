@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "run/CommandLine.h"
 
 namespace morvane {

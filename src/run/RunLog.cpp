@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "core/Platform.h"
+#include "base/Platform.h"
 
 namespace morvane {
 

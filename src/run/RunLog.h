@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "base/modFileFunctions.h"
 #include "core/LogStream.h"
 #include "core/UserPrompt.h"
-#include "core/modFileFunctions.h"
 
 namespace morvane {
 

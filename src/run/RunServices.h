@@ -4,7 +4,7 @@
 #include <ostream>
 #include <string>
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 #include "core/Connection.h"
 #include "core/ProgressWindow.h"
 #include "core/RunSettings.h"

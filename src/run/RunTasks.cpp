@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "core/DateText.h"
+#include "base/DateText.h"
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 #include "db/modDatabaseOperations.h"
 #include "run/ConsoleText.h"
 #include "run/ExitGuard.h"

@@ -4,8 +4,8 @@
 #include <exception>
 #include <iostream>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
 #include "run/CommandLine.h"

@@ -1,6 +1,6 @@
 #include "run/StatusFile.h"
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 
 namespace morvane {
 

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "core/DateText.h"
-#include "core/Text.h"
+#include "base/DateText.h"
+#include "base/Text.h"
 #include "reports/ReportNames.h"
 
 namespace morvane {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 #include "core/RunSettings.h"
 #include "core/RunState.h"
 

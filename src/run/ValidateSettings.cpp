@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "run/CommandLine.h"
 
 namespace morvane {

@@ -8,9 +8,9 @@
 #include <string_view>
 #include <vector>
 
-#include "core/DateText.h"
-#include "core/RowSpool.h"
-#include "core/Text.h"
+#include "base/DateText.h"
+#include "base/RowSpool.h"
+#include "base/Text.h"
 #include "core/Transaction.h"
 #include "tasks/ElementKey.h"
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane {
 

@@ -1,6 +1,6 @@
 #include "tasks/ElementKey.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane {
 

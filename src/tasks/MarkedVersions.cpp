@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "core/DateText.h"
+#include "base/DateText.h"
 
 namespace morvane {
 

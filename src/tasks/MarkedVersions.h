@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "base/RowSpool.h"
 #include "core/Connection.h"
-#include "core/RowSpool.h"
 #include "tasks/ElementKey.h"
 
 namespace morvane {

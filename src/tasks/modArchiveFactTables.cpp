@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "core/DateText.h"
+#include "base/DateText.h"
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
 #include "tasks/ArchiveTable.h"

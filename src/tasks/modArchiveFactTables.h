@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Clock.h"
+#include "base/Clock.h"
 #include "core/LogStream.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"

@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 #include "core/Transaction.h"
 #include "tasks/AtomicDeletion.h"
 #include "tasks/RelinkHistory.h"

@@ -6,8 +6,8 @@
 #include <unordered_set>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
 
 namespace morvane {
 

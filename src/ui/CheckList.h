@@ -5,7 +5,7 @@
 #include <QTreeView>
 #include <optional>
 
-#include "db/UpdatableRows.h"
+#include "dialogs/UpdatableRows.h"
 
 namespace morvane {
 

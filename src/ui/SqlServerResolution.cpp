@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "ui/Controls.h"
 
 namespace morvane {

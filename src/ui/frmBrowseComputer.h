@@ -8,7 +8,7 @@
 #include <QString>
 #include <functional>
 
-#include "ui/DataSources.h"
+#include "dialogs/DataSources.h"
 #include "ui/SqlServerResolution.h"
 
 namespace morvane {

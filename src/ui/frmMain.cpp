@@ -5,14 +5,14 @@
 #include <QTimer>
 #include <optional>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
 #include "db/modCheckMetaData.h"
 #include "db/modDatabaseOperations.h"
+#include "dialogs/ConfigFile.h"
 #include "run/ArchiveDetails.h"
 #include "run/CommandLine.h"
-#include "run/ConfigFile.h"
 #include "run/ConsoleProgress.h"
 #include "run/LoginPasswords.h"
 #include "run/OutputFiles.h"

@@ -8,10 +8,10 @@
 #include <functional>
 
 #include "core/RunState.h"
+#include "dialogs/WarehouseSession.h"
 #include "run/ExitGuard.h"
 #include "run/RunServices.h"
 #include "run/TaskCaptions.h"
-#include "run/WarehouseSession.h"
 #include "ui/ConnectionFields.h"
 #include "ui/modBrowsing.h"
 

@@ -7,7 +7,7 @@
 
 #include "core/RunState.h"
 #include "db/ArchiveSettings.h"
-#include "db/FactConditions.h"
+#include "dialogs/FactConditions.h"
 #include "run/RunServices.h"
 #include "ui/modBrowsing.h"
 

@@ -9,10 +9,10 @@
 #include <QSplitter>
 #include <QTextDocument>
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "core/Text.h"
-#include "db/SustainQuery.h"
 #include "db/modDatabaseOperations.h"
+#include "dialogs/SustainQuery.h"
 #include "ui/Slots.h"
 
 namespace morvane {

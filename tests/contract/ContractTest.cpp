@@ -4,8 +4,8 @@
 
 #include "contract/Backend.h"
 #include "core/Transaction.h"
-#include "db/SaveRows.h"
 #include "db/modDatabaseOperations.h"
+#include "dialogs/SaveRows.h"
 
 namespace morvane::testing {
 namespace {

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "base/Text.h"
 #include "contract/Backend.h"
 #include "contract/UnattendedRun.h"
-#include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "db/TableScript.h"
 #include "demo/DemoWarehouse.h"

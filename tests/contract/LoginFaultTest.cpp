@@ -2,12 +2,12 @@
 
 #include <chrono>
 
+#include "base/Text.h"
 #include "contract/Backend.h"
 #include "contract/LoopbackService.h"
 #include "contract/ScopedVariable.h"
 #include "contract/TdsServer.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "db/odbc/OdbcDriver.h"

@@ -2,12 +2,12 @@
 
 #include <chrono>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "contract/Backend.h"
 #include "contract/LoopbackProxy.h"
 #include "contract/ScopedVariable.h"
 #include "contract/UnattendedRun.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
 #include "db/odbc/OdbcStatement.h"
 #include "support/TempFolder.h"
 

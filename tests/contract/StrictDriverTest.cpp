@@ -5,10 +5,10 @@
 #include <set>
 #include <stdexcept>
 
+#include "base/Text.h"
 #include "contract/ScopedVariable.h"
 #include "contract/StrictDriver.h"
 #include "core/Connection.h"
-#include "core/Text.h"
 #include "db/ConnectionFactory.h"
 #include "run/StartUp.h"
 #include "support/ErrorOf.h"

@@ -10,7 +10,7 @@
 #include <map>
 #include <stdexcept>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::testing::tds {
 

@@ -5,9 +5,9 @@
 #include <atomic>
 #include <chrono>
 
+#include "base/Text.h"
 #include "contract/Backend.h"
 #include "contract/ScopedVariable.h"
-#include "core/Text.h"
 #include "core/Transaction.h"
 #include "db/ConnectionFactory.h"
 #include "db/TableScript.h"

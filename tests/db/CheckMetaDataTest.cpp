@@ -1,4 +1,4 @@
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/StatementTrace.h"
 #include "db/modCheckMetaData.h"
 #include "support/Golden.h"

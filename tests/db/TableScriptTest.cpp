@@ -1,8 +1,8 @@
 #include "db/TableScript.h"
 
+#include "base/Text.h"
 #include "core/Connection.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "demo/DemoWarehouse.h"
 #include "support/SqliteFile.h"
 #include "support/TempFolder.h"

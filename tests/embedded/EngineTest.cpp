@@ -5,10 +5,10 @@
 #include <functional>
 #include <stdexcept>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "core/Transaction.h"
-#include "core/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "db/embedded/Caught.h"
 #include "db/embedded/Sqlite.h"

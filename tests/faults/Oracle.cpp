@@ -4,7 +4,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "support/SqliteFile.h"
 
 namespace morvane::testing {

@@ -1,5 +1,5 @@
 #include "RunOnSite.h"
-#include "core/Text.h"
+#include "base/Text.h"
 #include "support/SqliteFile.h"
 
 namespace morvane::testing {

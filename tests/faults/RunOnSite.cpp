@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "core/DateText.h"
-#include "core/modFileFunctions.h"
+#include "base/DateText.h"
+#include "base/modFileFunctions.h"
 #include "support/Fork.h"
 #include "support/Golden.h"
 #include "support/SqliteFile.h"

@@ -1,7 +1,7 @@
 #include <iostream>
 
 #include "RunOnSite.h"
-#include "core/Platform.h"
+#include "base/Platform.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 

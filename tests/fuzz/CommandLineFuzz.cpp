@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "Require.h"
-#include "core/Text.h"
+#include "base/Text.h"
+#include "dialogs/ConfigFile.h"
 #include "run/CommandLine.h"
-#include "run/ConfigFile.h"
 #include "run/ValidateSettings.h"
 
 namespace morvane::fuzz {

@@ -7,12 +7,12 @@
 
 #include "FuzzDatabase.h"
 #include "Require.h"
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/SqlWords.h"
-#include "db/SustainQuery.h"
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
+#include "dialogs/SustainQuery.h"
 
 namespace morvane::fuzz {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "FuzzDatabase.h"
 #include "Require.h"
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/AlterTable.h"
 #include "db/embedded/Names.h"
 #include "db/embedded/SemiJoin.h"

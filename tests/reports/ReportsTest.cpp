@@ -2,8 +2,8 @@
 #include <functional>
 #include <optional>
 
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
 #include "reports/ReportFrame.h"

@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "core/Platform.h"
-#include "core/modFileFunctions.h"
+#include "base/Platform.h"
+#include "base/modFileFunctions.h"
 #include "support/Fork.h"
 #include "support/Golden.h"
 #include "support/RunFixture.h"

@@ -2,7 +2,7 @@
 
 #include <sys/wait.h>
 
-#include "core/Platform.h"
+#include "base/Platform.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
 #include "support/Fork.h"

@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "core/Platform.h"
-#include "core/modFileFunctions.h"
+#include "base/Platform.h"
+#include "base/modFileFunctions.h"
 #include "support/Fork.h"
 #include "support/RunFixture.h"
 #include "support/Texts.h"

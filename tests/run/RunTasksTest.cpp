@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
-#include "core/Platform.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/Platform.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
 #include "support/FileSizeLimit.h"

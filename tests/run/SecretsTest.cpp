@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "core/Platform.h"
-#include "core/PrivateFile.h"
-#include "core/modFileFunctions.h"
+#include "base/Platform.h"
+#include "base/PrivateFile.h"
+#include "base/modFileFunctions.h"
 #include "run/LoginPasswords.h"
 #include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"

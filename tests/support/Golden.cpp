@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 
 namespace morvane::testing {
 

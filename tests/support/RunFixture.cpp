@@ -6,7 +6,7 @@
 #include <cstdlib>
 #endif
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
 #include "support/Texts.h"
 

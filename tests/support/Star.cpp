@@ -1,6 +1,6 @@
 #include "support/Star.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::testing {
 

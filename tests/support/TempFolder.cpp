@@ -6,7 +6,7 @@
 #include <system_error>
 #include <vector>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::testing {
 

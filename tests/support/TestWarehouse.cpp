@@ -1,6 +1,6 @@
 #include "support/TestWarehouse.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/ConnectionFactory.h"
 
 namespace morvane::testing {

@@ -5,7 +5,7 @@
 #include <set>
 #include <tuple>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "support/Texts.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modDeleteRecords.h"

@@ -4,7 +4,7 @@
 #include <optional>
 #include <set>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "core/Transaction.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modDetectAndMark.h"

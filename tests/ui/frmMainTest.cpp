@@ -9,8 +9,8 @@
 #include <filesystem>
 
 #include "UiTest.h"
-#include "core/Platform.h"
-#include "core/modFileFunctions.h"
+#include "base/Platform.h"
+#include "base/modFileFunctions.h"
 #include "db/modDatabaseOperations.h"
 #include "run/CommandLine.h"
 #include "support/SqliteFile.h"

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/CreateStatement.h"
 #include "db/embedded/Tokens.h"
 

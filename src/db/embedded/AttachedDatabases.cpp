@@ -2,8 +2,8 @@
 
 #include <filesystem>
 
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
-#include "core/modFileFunctions.h"
 
 namespace morvane::embedded {
 

@@ -6,8 +6,8 @@
 #include <charconv>
 #include <map>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/ColumnTypes.h"
 #include "db/embedded/CreateStatement.h"
 #include "db/embedded/DateDefault.h"

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::embedded {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <array>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/embedded/NameOrder.h"
 #include "db/embedded/Sqlite.h"

@@ -1,6 +1,6 @@
 #include "db/embedded/DateDefault.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/Tokens.h"
 
 namespace morvane::embedded {

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <array>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/DateOperands.h"
 #include "db/embedded/DateTime.h"
 

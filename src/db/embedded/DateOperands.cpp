@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::embedded {
 

@@ -4,7 +4,7 @@
 #include <array>
 #include <charconv>
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::embedded {
 

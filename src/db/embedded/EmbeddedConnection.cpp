@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "db/embedded/AlterTable.h"
 #include "db/embedded/AttachedDatabases.h"
 #include "db/embedded/BusyWait.h"

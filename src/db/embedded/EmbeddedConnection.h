@@ -4,8 +4,8 @@
 #include <memory>
 #include <string_view>
 
+#include "base/Text.h"
 #include "core/Connection.h"
-#include "core/Text.h"
 
 namespace morvane {
 

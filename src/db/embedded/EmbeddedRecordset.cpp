@@ -1,7 +1,7 @@
 #include "db/embedded/EmbeddedRecordset.h"
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/ColumnTypes.h"
 
 namespace morvane::embedded {

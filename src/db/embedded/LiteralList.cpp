@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/Tokens.h"
 

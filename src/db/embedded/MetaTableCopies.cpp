@@ -4,7 +4,7 @@
 #include <array>
 #include <vector>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/Tokens.h"
 
 namespace morvane::embedded {

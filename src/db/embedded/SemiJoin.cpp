@@ -4,8 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/Tokens.h"
 

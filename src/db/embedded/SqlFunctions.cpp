@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/embedded/Caught.h"
 #include "db/embedded/ColumnTypes.h"
 #include "db/embedded/DateForms.h"

@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
 
 namespace morvane::embedded {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/Value.h"
+#include "base/Value.h"
 #include "db/embedded/BusyWait.h"
 #include "db/embedded/StatementGuard.h"
 

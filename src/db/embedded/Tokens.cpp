@@ -2,8 +2,8 @@
 
 #include <array>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "core/modFileFunctions.h"
+#include "base/modFileFunctions.h"
 #include "db/embedded/Databases.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/embedded/Sqlite.h"

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
 #include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
 

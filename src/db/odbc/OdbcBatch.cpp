@@ -6,7 +6,7 @@
 #include <array>
 #include <charconv>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/odbc/OdbcStatement.h"
 #include "db/odbc/OdbcTypes.h"
 

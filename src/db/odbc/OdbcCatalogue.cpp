@@ -4,9 +4,9 @@
 #include <map>
 #include <set>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "core/Recordset.h"
-#include "core/Text.h"
 #include "db/odbc/OdbcRecordset.h"
 #include "db/odbc/OdbcTypes.h"
 

@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/odbc/OdbcRecordset.h"
 
 namespace morvane::odbc {

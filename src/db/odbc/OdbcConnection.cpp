@@ -4,8 +4,8 @@
 #include <map>
 #include <optional>
 
+#include "base/Text.h"
 #include "core/ImmediateBatch.h"
-#include "core/Text.h"
 #include "db/odbc/OdbcBatch.h"
 #include "db/odbc/OdbcCatalogue.h"
 #include "db/odbc/OdbcCommand.h"

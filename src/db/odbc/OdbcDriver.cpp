@@ -5,9 +5,9 @@
 #include <charconv>
 #include <limits>
 
+#include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
-#include "core/Text.h"
-#include "core/modFileFunctions.h"
 #include "db/odbc/OdbcHandle.h"
 
 namespace morvane::odbc {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/Text.h"
+#include "base/Text.h"
 #include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {

@@ -1,6 +1,6 @@
 #include "db/odbc/OdbcTypes.h"
 
-#include "core/Text.h"
+#include "base/Text.h"
 
 namespace morvane::odbc {
 

@@ -1,0 +1,75 @@
+#include "base/Platform.h"
+
+#include <io.h>
+#include <windows.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "base/modFileFunctions.h"
+
+namespace morvane {
+
+namespace {
+
+std::string LastError() {
+    return std::system_category().message(static_cast<int>(GetLastError()));
+}
+
+// Windows gives back itself what lies beyond the end of a file, once nobody has it open.
+bool Reserve(HANDLE file, std::int64_t bytes) {
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file, &size) || size.QuadPart >= bytes) {
+        return true;  // a reservation below its size would cut the file
+    }
+    FILE_ALLOCATION_INFO allocation{};
+    allocation.AllocationSize.QuadPart = bytes;
+    return SetFileInformationByHandle(file, FileAllocationInfo, &allocation, sizeof(allocation)) ||
+           GetLastError() != ERROR_DISK_FULL;
+}
+
+}  // namespace
+
+std::string CurrentUserName() {
+    std::array<char, 200> buffer{};
+    DWORD size = 199;
+    if (GetUserNameA(buffer.data(), &size) == 0 || size == 0) {
+        return {};
+    }
+    return {buffer.data(), size - 1};  // the size counts the terminating null
+}
+
+// What Windows keeps of a process that crashes is for its administrator to say. Streams that it was
+// started without are no files.
+void PrepareProcess() {}
+
+std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes) {
+    std::error_code unknown;
+    const auto space =
+        std::filesystem::space(std::filesystem::absolute(ToPath(path)).parent_path(), unknown);
+    const bool mayHaveRoom = unknown || space.available >= static_cast<std::uintmax_t>(bytes);
+    const auto handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    return mayHaveRoom && Reserve(handle, bytes)
+               ? std::error_code()
+               : std::make_error_code(std::errc::no_space_on_device);
+}
+
+void ReleaseUnusedSpace(std::FILE*) {}
+
+std::FILE* OpenTemporaryFile() {
+    std::array<wchar_t, MAX_PATH + 1> folder{};
+    std::array<wchar_t, MAX_PATH> name{};
+    if (GetTempPathW(static_cast<DWORD>(folder.size()), folder.data()) == 0 ||
+        GetTempFileNameW(folder.data(), L"mrv", 0, name.data()) == 0) {
+        throw FileError("Cannot make a temporary file: " + LastError());
+    }
+    std::FILE* file = _wfopen(name.data(), L"w+bTD");  // T: kept in memory, D: gone when closed
+    if (file == nullptr) {
+        throw FileError("Cannot make a temporary file: " + std::generic_category().message(errno));
+    }
+    return file;
+}
+
+}  // namespace morvane

@@ -1,0 +1,134 @@
+#include "base/modFileFunctions.h"
+
+#include <cerrno>
+#include <vector>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <unistd.h>
+#endif
+
+#include "base/Text.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr std::size_t kBufferSize = 1 << 16;
+
+[[noreturn]] void ThrowFileError(const std::string& action, const std::string& path,
+                                 const std::string& reason) {
+    throw FileError("Cannot " + action + " \"" + path + "\": " + reason);
+}
+
+std::string LastReason() {
+    return std::generic_category().message(errno);
+}
+
+}  // namespace
+
+std::filesystem::path ToPath(std::string_view utf8) {
+    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+}
+
+bool FolderExists(std::string_view path) {
+    std::error_code error;
+    return std::filesystem::is_directory(ToPath(path), error);
+}
+
+std::error_code CheckFolder(const std::string& path) {
+    const std::filesystem::path folder = ToPath(path);
+    std::error_code error;
+    if (!std::filesystem::is_directory(folder, error) && !error) {
+        error = std::make_error_code(std::errc::not_a_directory);
+    }
+#ifndef _WIN32
+    if (!error && faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) != 0) {
+        error.assign(errno, std::generic_category());
+    }
+#endif
+    return error;
+}
+
+// Looks at the whole path first: one that is too long for the system is refused before anything is
+// made, and before its parents are looked at one by one.
+void EnsureFolder(const std::string& path) {
+    std::vector<std::size_t> missing;  // lengths of the folders to make, the innermost first
+    std::error_code error;
+    // A drive is there or not, but cannot be made.
+    for (std::string folder = path; ToPath(folder).has_relative_path();
+         folder = ParentFolder(folder)) {
+        const auto status = std::filesystem::status(ToPath(folder), error);
+        if (std::filesystem::is_directory(status)) {
+            break;
+        }
+        if (status.type() == std::filesystem::file_type::none) {
+            ThrowFileError("make the folder", folder, error.message());
+        }
+        missing.push_back(folder.size());
+    }
+    for (; !missing.empty(); missing.pop_back()) {
+        const std::string folder = path.substr(0, missing.back());
+        std::filesystem::create_directory(ToPath(folder), error);
+        if (error && !FolderExists(folder)) {
+            ThrowFileError("make the folder", folder, error.message());
+        }
+    }
+}
+
+std::string ParentFolder(std::string_view path) {
+    const std::size_t separator = path.find_last_of(kPathSeparators);
+    return separator == std::string_view::npos ? "" : std::string(path.substr(0, separator));
+}
+
+std::string ReadWholeFile(const std::string& path) {
+    std::string reason;
+    const FileHandle file = OpenToRead(ToPath(path), reason);
+    if (file == nullptr) {
+        ThrowFileError("open the file", path, reason);
+    }
+    std::string content;
+    std::vector<char> block(kBufferSize);
+    std::size_t count = 0;
+    do {
+        errno = 0;
+        count = std::fread(block.data(), 1, block.size(), file.get());
+        content.append(block.data(), count);
+    } while (count == block.size());
+    if (std::ferror(file.get()) != 0) {
+        ThrowFileError("read the file", path, LastReason());
+    }
+    return content;
+}
+
+TextFile::TextFile(std::string path, Flush flush, NamedBy namedBy)
+    : path_(std::move(path)), flush_(flush) {
+    std::string reason;
+    file_ = OpenToWrite(ToPath(path_), namedBy, reason);
+    if (file_ == nullptr) {
+        ThrowFileError("make the file", path_, reason);
+    }
+    std::setvbuf(file_.get(), nullptr, _IOFBF, kBufferSize);
+}
+
+void TextFile::WriteLine(std::string_view text) {
+    Write(text);
+    Write(kCrLf);
+    if (flush_ == Flush::EveryLine && std::fflush(file_.get()) != 0) {
+        ThrowFileError("write the file", path_, LastReason());
+    }
+}
+
+void TextFile::Write(std::string_view text) {
+    if (std::fwrite(text.data(), 1, text.size(), file_.get()) != text.size()) {
+        ThrowFileError("write the file", path_, LastReason());
+    }
+}
+
+void TextFile::Close() {
+    if (std::fclose(file_.release()) != 0) {
+        ThrowFileError("write the file", path_, LastReason());
+    }
+}
+
+}  // namespace morvane

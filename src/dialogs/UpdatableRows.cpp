@@ -1,0 +1,178 @@
+#include "dialogs/UpdatableRows.h"
+
+#include <algorithm>
+#include <deque>
+#include <unordered_map>
+
+#include "base/DateText.h"
+#include "base/Text.h"
+#include "db/SqlWords.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr std::int8_t kAsRead = -1;
+
+bool IsFlagName(const std::string& name) {
+    return EqualsIgnoreCase(name, "is_selected") || EqualsIgnoreCase(name, "is_sustainable");
+}
+
+ColumnValue Described(const Field& field, const std::string& column, Value value) {
+    if (field.Type == DataType::DBTimeStamp && value.IsText()) {
+        value.SetText(NeutralDate(value.Text()));
+    }
+    return {column,          field.Type,         field.DefinedSize,
+            field.Precision, field.NumericScale, std::move(value)};
+}
+
+}  // namespace
+
+UpdatableRows::UpdatableRows(Connection& connection, UpdatableQuery query)
+    : query_(std::move(query)) {
+    const auto recordset = connection.OpenRecordset(query_.Sql, RecordsetKind::Streamed);
+    fields_ = recordset->Fields();
+    ChooseColumns();
+    CheckKey();
+    for (; !recordset->Eof(); recordset->MoveNext()) {
+        rows_.Append(recordset->Fields());
+        checked_.push_back((*recordset)[checkField_].Flag() ? 1 : 0);
+    }
+    written_.assign(rows_.Count(), kAsRead);
+}
+
+void UpdatableRows::ChooseColumns() {
+    for (std::size_t field = 0; field < fields_.size(); ++field) {
+        if (field > 0 && EqualsIgnoreCase(fields_[field].Name, "is_sustainable")) {
+            checkField_ = field;
+        }
+        const bool hidden = field > 0 && field <= query_.HiddenFields;
+        if (!hidden && !IsFlagName(fields_[field].Name)) {
+            columns_.push_back(field);
+        }
+    }
+}
+
+// A field that is not what the key takes it for would find another row.
+void UpdatableRows::CheckKey() {
+    for (const KeyField& key : query_.Key) {
+        if (key.Field >= fields_.size() || !EqualsIgnoreCase(fields_[key.Field].Name, key.Column)) {
+            query_.WhyReadOnly = "The records cannot be saved: the column " + key.Column +
+                                 " of their key was not found among the columns of the query.";
+            query_.Key.clear();
+            return;
+        }
+    }
+}
+
+const std::string& UpdatableRows::ColumnName(std::size_t column) const {
+    return fields_[columns_.at(column)].Name;
+}
+
+std::string UpdatableRows::Cell(std::size_t row, std::size_t column) const {
+    const std::size_t field = columns_.at(column);
+    return field == 0 ? "" : std::string(Trim(rows_.At(row, field).Text()));
+}
+
+Value UpdatableRows::OldFlag(std::size_t row) const {
+    return written_[row] == kAsRead ? rows_.At(row, 0) : Value(std::int64_t{written_[row]});
+}
+
+bool UpdatableRows::Changed(std::size_t row) const {
+    const Value old = OldFlag(row);
+    return old.IsNull() || old.Flag() != Checked(row);
+}
+
+std::string UpdatableRows::KeyOf(std::size_t row) const {
+    std::string key;
+    for (const KeyField& part : query_.Key) {
+        key += rows_.BytesAt(row, part.Field);
+    }
+    return key;
+}
+
+// Rows of the same key change places at most among themselves: what they show is the same.
+void UpdatableRows::CarryOver(const UpdatableRows& before) {
+    if (query_.Key.empty()) {
+        return;
+    }
+    std::unordered_map<std::string, std::deque<bool>> marks;
+    for (std::size_t row = 0; row < before.Count(); ++row) {
+        if (before.OldFlag(row).Flag() != before.Checked(row)) {
+            marks[before.KeyOf(row)];
+        }
+    }
+    for (std::size_t row = 0; !marks.empty() && row < before.Count(); ++row) {
+        if (const auto found = marks.find(before.KeyOf(row)); found != marks.end()) {
+            found->second.push_back(before.Checked(row));
+        }
+    }
+    for (std::size_t row = 0; !marks.empty() && row < Count(); ++row) {
+        const auto found = marks.find(KeyOf(row));
+        if (found != marks.end() && !found->second.empty()) {
+            SetChecked(row, found->second.front());
+            found->second.pop_front();
+        }
+    }
+}
+
+// One list row for each table row: a query that joins shows some of them more than once.
+std::vector<std::size_t> UpdatableRows::RowsToWrite() const {
+    // What an UPDATE finds the row by.
+    const auto found = [this](std::size_t row) {
+        const Value flag = OldFlag(row);
+        return KeyOf(row) + (flag.IsNull() ? "?" : flag.Text());
+    };
+    std::vector<std::size_t> rows;
+    std::unordered_map<std::string, bool> states;
+    for (std::size_t row = 0; row < Count(); ++row) {
+        if (Changed(row) && states.emplace(found(row), Checked(row)).second) {
+            rows.push_back(row);
+        }
+    }
+    for (std::size_t row = 0; row < Count(); ++row) {
+        const auto state = states.find(found(row));
+        if (state != states.end() && state->second != Checked(row)) {
+            throw DatabaseError({"Nothing was saved: the list shows a record of " + query_.Table +
+                                 " more than once, checked and unchecked, or records that no"
+                                 " column tells apart."});
+        }
+    }
+    return rows;
+}
+
+void UpdatableRows::Save(Connection& connection) {
+    std::size_t changed = 0;
+    while (changed < Count() && !Changed(changed)) {
+        ++changed;
+    }
+    if (changed == Count()) {
+        return;
+    }
+    if (!query_.WhyReadOnly.empty()) {
+        throw DatabaseError({query_.WhyReadOnly});
+    }
+    std::vector<RowChange> changes;
+    for (const std::size_t row : RowsToWrite()) {
+        changes.push_back(ChangeOf(row));
+    }
+    SaveRows(connection, query_.Table, changes);
+    for (std::size_t row = 0; row < Count(); ++row) {
+        written_[row] = Changed(row) ? static_cast<std::int8_t>(checked_[row]) : written_[row];
+    }
+}
+
+RowChange UpdatableRows::ChangeOf(std::size_t row) const {
+    const std::string flag = SqlName(fields_[0].Name);
+    RowChange change;
+    for (const KeyField& key : query_.Key) {
+        change.Key.push_back(
+            Described(fields_[key.Field], SqlName(key.Column), rows_.At(row, key.Field)));
+    }
+    change.Key.push_back(Described(fields_[0], flag, OldFlag(row)));
+    change.NewValues.push_back(
+        Described(fields_[0], flag, Value(std::int64_t{Checked(row) ? 1 : 0})));
+    return change;
+}
+
+}  // namespace morvane

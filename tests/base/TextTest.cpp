@@ -1,0 +1,75 @@
+#include "base/Text.h"
+
+#include <gtest/gtest.h>
+
+#include "base/DateText.h"
+#include "support/FixedClock.h"
+
+namespace morvane::testing {
+namespace {
+
+TEST(Text, TrimTakesBlanksOnly) {
+    EXPECT_EQ(Trim("  \ta b\t "), "\ta b\t");
+    EXPECT_EQ(Trim("   "), "");
+    EXPECT_EQ(Trim(""), "");
+}
+
+TEST(Text, SplitKeepsEmptyPiecesAndColumnListsLoseTheirBlanks) {
+    using Pieces = std::vector<std::string>;
+    EXPECT_EQ(Split("", ','), Pieces{""});
+    EXPECT_EQ(Split(",a, b,", ','), (Pieces{"", "a", " b", ""}));
+    EXPECT_EQ(SplitColumnList(" id , line no,"), (Pieces{"id", "line no", ""}));
+    EXPECT_EQ(Join({"a", "", "b"}, ", "), "a, , b");
+    EXPECT_EQ(Join({}, ","), "");
+}
+
+TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
+    EXPECT_TRUE(EqualsIgnoreCase("dwm_Tables", "DWM_tABLES"));
+    EXPECT_FALSE(EqualsIgnoreCase("dwm", "dwm_"));
+    EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
+    EXPECT_EQ(ToUpper("a\u00e9z{"), "A\u00e9Z{");
+    EXPECT_EQ(ToLower("A\u00c9Z["), "a\u00c9z[");
+}
+
+TEST(Text, ShowsWhatWouldActOnATerminal) {
+    for (const auto& [text, shown] : std::vector<std::pair<std::string, std::string>>{
+             {"a\u00e9\u20ac\U0001F600 ~", "a\u00e9\u20ac\U0001F600 ~"},
+             {"\x1b[2J\x07\x7f\n\r", "\\x1b[2J\\x07\\x7f\n\\x0d"},
+             {"\u009b31m\u0085\u00a0", "\\u009b31m\\u0085\u00a0"},
+             {"\u202egpj.\u2066\u061c", "\\u202egpj.\\u2066\\u061c"},
+             {"\x9b\xc3(\ufffd", "\\x9b\\xc3(\ufffd"}}) {
+        EXPECT_EQ(ToVisible(text, "\n"), shown);
+    }
+}
+
+TEST(DateText, WritesOneMomentInEveryForm) {
+    const LocalMoment moment = FixedClock().Moment;
+    EXPECT_EQ(LongDate(moment.Date), "Tuesday, Mar 5 2024");
+    EXPECT_EQ(LocaleTime(moment.TimeOfDay), "14:07:09");
+    EXPECT_EQ(FileStamp(moment.Date, moment.TimeOfDay), "05-03-202414-07-09");
+    EXPECT_EQ(IsoDateTime(moment), "2024-03-05 14:07:09");
+}
+
+TEST(AsciiHtml, EveryCharacterBeyondAsciiBecomesItsNumber) {
+    EXPECT_EQ(ToAsciiHtml("<\xC2\x80\u07FF\u0800\u20AC\uFFFF\U00010000\U0010FFFF&"),
+              "<&#128;&#2047;&#2048;&#8364;&#65535;&#65536;&#1114111;&");
+    EXPECT_EQ(ToAsciiHtml(std::string("a\0<b>\t\r\n", 9)), std::string("a\0<b>\t\r\n", 9));
+}
+
+TEST(AsciiHtml, EveryByteThatIsNoUtf8BecomesAReplacementCharacter) {
+    const std::string bad = "&#65533;";
+    EXPECT_EQ(ToAsciiHtml("\xC3"), bad);                                // cut at the end
+    EXPECT_EQ(ToAsciiHtml("\xE2\x82</TD>"), bad + bad + "</TD>");       // cut by what follows
+    EXPECT_EQ(ToAsciiHtml("\xA9x"), bad + "x");                         // a tail without a head
+    EXPECT_EQ(ToAsciiHtml("\xC0\xAF"), bad + bad);                      // "/" in two bytes
+    EXPECT_EQ(ToAsciiHtml("\xE0\x80\xBC"), bad + bad + bad);            // "<" in three
+    EXPECT_EQ(ToAsciiHtml("\xED\xA0\x80"), bad + bad + bad);            // half of a surrogate pair
+    EXPECT_EQ(ToAsciiHtml("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // beyond the last character
+    EXPECT_EQ(ToAsciiHtml("\xFF"), bad);
+    EXPECT_EQ(ToAsciiHtml("Gr\xF6\xDF"
+                          "e \u20ac"),
+              "Gr" + bad + bad + "e &#8364;");  // Latin-1
+}
+
+}  // namespace
+}  // namespace morvane::testing

@@ -1,0 +1,183 @@
+#include "dialogs/ConfigFile.h"
+
+#ifdef _WIN32
+#include <windows.h>
+
+#include <aclapi.h>
+#else
+#include <sys/stat.h>
+#endif
+
+#include <array>
+#include <sstream>
+
+#include "base/Platform.h"
+#include "base/modFileFunctions.h"
+#include "run/CommandLine.h"
+#include "support/TempFolder.h"
+#include "support/Texts.h"
+
+namespace morvane::testing {
+namespace {
+
+RunSettings Parse(std::string_view commandLine) {
+    RunSettings settings;
+    RunState state;
+    ParseCommandLine(commandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
+    return settings;
+}
+
+// As the file's only line comes back when a shell splits it at its blanks.
+RunSettings ParseThroughShell(const std::string& file) {
+    std::istringstream stream(file);
+    std::vector<std::string> words{"morvane"};
+    for (std::string word; std::getline(stream, word, ' ');) {
+        words.push_back(word);
+    }
+    std::vector<const char*> argv;
+    for (const std::string& word : words) {
+        argv.push_back(word.c_str());
+    }
+    return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
+}
+
+#ifdef _WIN32
+
+constexpr const char* kLogFolder = "C:\\logs\\my runs";
+
+bool IsThisUser(PSID account) {
+    std::array<char, 256> name{};
+    std::array<char, 256> domain{};
+    DWORD nameSize = name.size();
+    DWORD domainSize = domain.size();
+    SID_NAME_USE use{};
+    return LookupAccountSidA(nullptr, account, name.data(), &nameSize, domain.data(), &domainSize,
+                             &use) &&
+           name.data() == CurrentUserName();
+}
+
+// But for the system itself, whom Wine puts into every list.
+bool IsForItsOwnerAlone(const std::string& path) {
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(ToPath(path).c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                              nullptr, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return false;
+    }
+    int own = 0;
+    int others = list == nullptr ? 1 : 0;
+    void* entry = nullptr;
+    for (DWORD i = 0; list != nullptr && GetAce(list, i, &entry); ++i) {
+        const PSID account = &static_cast<ACCESS_ALLOWED_ACE*>(entry)->SidStart;
+        own += IsThisUser(account) ? 1 : 0;
+        others += IsThisUser(account) || IsWellKnownSid(account, WinLocalSystemSid) ? 0 : 1;
+    }
+    LocalFree(descriptor);
+    return own == 1 && others == 0;
+}
+
+#else
+
+constexpr const char* kLogFolder = "/var/log/my runs";
+
+bool IsForItsOwnerAlone(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && (status.st_mode & 0777U) == 0600U;
+}
+
+#endif
+
+RunSettings Window() {
+    RunSettings settings;
+    settings.Machine = "dw01\\sales";
+    settings.Database = "retail";
+    settings.NTAuthentication = true;
+    settings.LogGiven = true;
+    settings.LogDirectory = kLogFolder;
+    return settings;
+}
+
+TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
+    RunSettings settings = Window();
+    settings.NTAuthentication = false;
+    settings.UserName = "sa";
+    settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports = true;
+    settings.ArchiveFactTables = settings.DeleteMarked = settings.AtomicDeletion = true;
+    settings.Password = "   ";  // none
+    settings.ArchiveMachine = "old";
+    settings.ArchiveDatabase = "retail_archive";
+    settings.ArchiveUserName = "arch";
+    settings.ArchivePassword = "y z";
+    EXPECT_EQ(ConfigLine(settings),
+              "-mac dw01\\sales -db retail -usr sa -chkmd -bkmac old -bkdb retail_archive "
+              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom -log \"" +
+                  std::string(kLogFolder) + "\"");
+}
+
+TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
+    const std::vector<std::string> passwords{"", "p", " p w  x "};
+    for (unsigned bits = 0; bits < 256; ++bits) {
+        for (const std::string& password : passwords) {
+            const auto on = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
+            RunSettings settings = Window();
+            settings.CheckMetaData = on(0);
+            settings.DetectAndMark = on(1);
+            settings.GenerateReports = on(2);
+            settings.DeleteMarked = on(3);
+            settings.AtomicDeletion = on(4);
+            settings.NTAuthentication = on(5);
+            if (!settings.NTAuthentication) {
+                settings.UserName = "a user";
+                settings.Password = password;
+            }
+            settings.ArchiveFactTables = on(6);
+            if (settings.ArchiveFactTables) {
+                settings.ArchiveMachine = "sqlite:/an archive";
+                settings.ArchiveDatabase = "my archive";
+                settings.ArchiveNTAuthentication = on(7);
+                settings.ArchiveUserName = on(7) ? "" : "arch";
+                settings.ArchivePassword = on(7) ? "" : password;
+            }
+            ASSERT_EQ(ConfigLineFault(settings), "");
+            ASSERT_EQ(Parse(ConfigLine(settings)), settings) << bits;
+        }
+    }
+}
+
+TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
+    for (const char* value : {"-mark", "-x", "a\"b", "\"", "-", "a\nb", "a\r"}) {
+        RunSettings settings = Window();
+        settings.NTAuthentication = false;
+        settings.UserName = "sa";
+        settings.Password = value;
+        const std::string fault = ConfigLineFault(settings);
+        EXPECT_TRUE(Contains(fault, "option -pwd")) << value;
+        EXPECT_FALSE(Contains(fault, "-mark"));
+    }
+    RunSettings settings = Window();
+    for (const char* folder : {"-del", "/var/log\n"}) {
+        settings.LogDirectory = folder;
+        EXPECT_NE(ConfigLineFault(settings), "") << folder;
+    }
+}
+
+TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
+    TempFolder files;
+    const std::string path = files / "run.cfg";
+    {
+        TextFile former(path);  // with the rights that a file usually has
+        former.Write("former");
+        former.Close();
+    }
+    WriteConfigFile(path, Window());
+    EXPECT_TRUE(IsForItsOwnerAlone(path));
+    EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
+    EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
+    EnsureFolder(files / "folder");
+    EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
+    EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
+    EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg");
+}
+
+}  // namespace
+}  // namespace morvane::testing

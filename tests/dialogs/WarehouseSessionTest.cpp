@@ -1,0 +1,114 @@
+#include "dialogs/WarehouseSession.h"
+
+#include <gtest/gtest.h>
+
+#include "base/Platform.h"
+#include "db/ConnectionFactory.h"
+#include "db/modDatabaseOperations.h"
+#include "run/ArchiveDetails.h"
+#include "support/ScriptedPrompt.h"
+#include "support/TestWarehouse.h"
+
+namespace morvane::testing {
+namespace {
+
+using LastUser = WarehouseSession::LastUser;
+
+class Session : public ::testing::Test {
+  protected:
+    bool Prepare(const TestWarehouse& warehouse, LastUser lastUser = LastUser::Asked) {
+        return Window.Prepare({warehouse.Server(), true, "", ""}, "dw", lastUser);
+    }
+
+    TestWarehouse Warehouse;
+    TestWarehouse Other;
+    RunState State;
+    ScriptedPrompt Prompt;
+    ConnectionFactory Factory = CreateConnection;
+    WarehouseSession Window{State, Factory, Prompt};
+    const std::string User = CurrentUserName();
+};
+
+TEST_F(Session, HoldsTheLockUntilItLeaves) {
+    EXPECT_TRUE(Prepare(Warehouse));
+    EXPECT_TRUE(Prepare(Warehouse));
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
+    Window.CloseWarehouse();
+    Window.Leave();
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
+    EXPECT_EQ(State.WarehouseConnection, nullptr);
+    EXPECT_TRUE(Prompt.Asked.empty());
+    EXPECT_TRUE(Prompt.Shown.empty());
+}
+
+TEST_F(Session, ADeclinedQuestionLetsNoLaterClickWorkUnlocked) {
+    Warehouse.MakeLock(true, "eva  ");
+    for (int click = 0; click < 2; ++click) {
+        Prompt.Answers = {false};
+        EXPECT_FALSE(Prepare(Warehouse));
+        EXPECT_FALSE(State.LockHeld);
+        EXPECT_FALSE(State.WarehouseConnection->IsOpen());
+    }
+    EXPECT_EQ(Prompt.Asked[1],
+              "Lock Profile|The Machine is currently locked By User : eva . Do you wish to "
+              "continue?");
+    EXPECT_EQ(Warehouse.LockRow(), "1|eva  ");
+    Prompt.Answers = {true};
+    EXPECT_TRUE(Prepare(Warehouse));
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
+    EXPECT_EQ(Prompt.Asked.size(), 3U);
+}
+
+TEST_F(Session, AsksBeforeARunThatFollowsSomebodyElse) {
+    Warehouse.MakeLock(false, " eva ");
+    EXPECT_FALSE(Prepare(Warehouse));
+    EXPECT_EQ(Prompt.Asked[0],
+              "Lock History|Morvane Tool was last used by --  eva \r\nDo you wish to continue?");
+    EXPECT_EQ(Warehouse.LockRow(), "0| eva ");
+    EXPECT_TRUE(Prepare(Warehouse, LastUser::NotAsked));
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
+    EXPECT_EQ(Prompt.Asked.size(), 1U);
+}
+
+TEST_F(Session, LeavesAWarehouseForAnotherWithoutItsLock) {
+    EXPECT_TRUE(Prepare(Warehouse));
+    EXPECT_TRUE(Prepare(Other));
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
+    EXPECT_EQ(Other.LockRow(), "1|" + User);
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", LastUser::Asked));
+    EXPECT_EQ(Other.LockRow(), "0|" + User);
+    EXPECT_EQ(Prompt.Shown.size(), 1U);
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", LastUser::Asked));
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
+    EXPECT_EQ(State.ErrorText, "");
+}
+
+TEST_F(Session, AFailedConnectionOrReleaseIsShownOnce) {
+    EXPECT_FALSE(Window.Prepare({"sqlite:/missing", true, "", ""}, "dw", LastUser::Asked));
+    EXPECT_EQ(Prompt.Shown[0].find("Morvane|Error while connecting to : sqlite:/missing"), 0U);
+    EXPECT_EQ(State.WarehouseConnection, nullptr);
+    EXPECT_TRUE(Prepare(Warehouse));
+    Warehouse.Run("DELETE FROM dwm_multiuse");
+    Window.Leave();
+    EXPECT_EQ(Prompt.Shown.size(), 2U);
+    EXPECT_FALSE(State.LockHeld);
+}
+
+TEST_F(Session, ArchiveDetailsMustSayEnough) {
+    RunSettings settings;
+    const auto connection = Warehouse.Connect();
+    EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
+    CreateArchiveTable(*connection);
+    EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
+    Warehouse.Run("UPDATE dwm_archive SET DB=' old ', SecureLogin=0");
+    EXPECT_FALSE(ReadArchiveDetails(*connection, settings));
+    EXPECT_EQ(settings, RunSettings());
+    Warehouse.Run("UPDATE dwm_archive SET SQLUserName='arch', SQLPassword='  '");
+    EXPECT_TRUE(ReadArchiveDetails(*connection, settings));
+    EXPECT_EQ(settings.ArchiveDatabase, "old");
+    EXPECT_EQ(settings.ArchiveUserName, "arch");
+    EXPECT_EQ(settings.ArchivePassword, "");
+}
+
+}  // namespace
+}  // namespace morvane::testing
