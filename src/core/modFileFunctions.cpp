@@ -51,12 +51,16 @@ std::error_code CheckFolder(const std::string& path) {
 }
 
 void EnsureFolder(const std::string& path) {
+    std::error_code error;
     // A drive is there or not, but cannot be made.
-    if (!ToPath(path).has_relative_path() || FolderExists(path)) {
+    if (!ToPath(path).has_relative_path() || std::filesystem::is_directory(ToPath(path), error)) {
         return;
     }
+    // Not one parent after the other of a path that is too long anyway.
+    if (error == std::errc::filename_too_long) {
+        ThrowFileError("make the folder", path, error.message());
+    }
     EnsureFolder(ParentFolder(path));
-    std::error_code error;
     std::filesystem::create_directory(ToPath(path), error);
     if (error && !FolderExists(path)) {
         ThrowFileError("make the folder", path, error.message());

@@ -37,6 +37,20 @@ TEST(Folders, BelowARegularFileAreRefusedByItsName) {
     EXPECT_FALSE(FolderExists(folder / "file"));
 }
 
+#ifndef _WIN32
+
+TEST(Folders, OfAPathThatIsTooLongAreNotTriedOneByOne) {
+    const TempFolder folder;
+    std::string path = folder.Path();
+    for (int i = 0; i < 60'000; ++i) {
+        path += "/a";
+    }
+    EXPECT_TRUE(ErrorOf([&] { EnsureFolder(path); }).ends_with("File name too long"));
+    EXPECT_EQ(ListFiles(folder.Path()), "");
+}
+
+#endif
+
 TEST(Folders, TheParentIsTheTextBeforeTheLastSeparator) {
     EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b");
     EXPECT_EQ(ParentFolder("/a/b/"), "/a/b");
