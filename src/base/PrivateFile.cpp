@@ -159,10 +159,13 @@ void Draft::Publish(const std::filesystem::path& target) {
     std::filesystem::rename(path_, target);
 }
 
-// Its place would be taken by a file.
+// What is there would be replaced by a regular file.
 void RequireRegular(const std::filesystem::path& target) {
-    std::error_code ignored;
-    const auto type = std::filesystem::status(target, ignored).type();
+    std::error_code error;
+    const auto type = std::filesystem::status(target, error).type();
+    if (type == std::filesystem::file_type::none) {
+        throw std::system_error(error);
+    }
     if (type != std::filesystem::file_type::not_found &&
         type != std::filesystem::file_type::regular) {
         throw FileError("it is not a regular file");

@@ -48,7 +48,7 @@ class WindowPrompt : public UserPrompt {
     MessageBoxPrompt boxes_{[] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }};
 };
 
-// Set by a thread of the toolkit's, which is then never heard of again.
+// Set by a thread of the toolkit's, which waits for the end of the process from then on.
 std::atomic<bool> displayLost = false;
 
 // The toolkit's Wayland client says so when its display is gone, and then ends the process by

@@ -9,11 +9,13 @@
 #endif
 
 #include <array>
+#include <filesystem>
 #include <sstream>
 
 #include "base/Platform.h"
 #include "base/modFileFunctions.h"
 #include "run/CommandLine.h"
+#include "support/ErrorOf.h"
 #include "support/TempFolder.h"
 #include "support/Texts.h"
 
@@ -175,6 +177,12 @@ TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
     EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
     EnsureFolder(files / "folder");
     EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
+#ifndef _WIN32
+    ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
+    EXPECT_TRUE(Contains(ErrorOf([&] { WriteConfigFile(files / "pipe", Window()); }),
+                         "it is not a regular file"));
+    std::filesystem::remove(files / "pipe");
+#endif
     EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
     EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg");
 }
