@@ -96,16 +96,6 @@ TEST_P(RelinkHistoryTest, TheFirstVersionFixesTheOrderOfTheDates) {
     EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 4 2020-01-01..2022-01-01*");
 }
 
-TEST_P(RelinkHistoryTest, AfterACurrentFirstVersionTheOthersLookForTheirStart) {
-    AddElement("a", "2020-01-01 2021-01-01 - 2021-01-01 2099-12-31 cx");
-    AddElement("b", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 c");
-    AddElement("c", "2020-01-01 2021-01-01 x 2020-01-01 2022-01-01 c");
-    Relink();
-    EXPECT_EQ(Survivors(),
-              "1 2020-01-01..2099-12-31* 4 2021-01-01..2022-01-01* "
-              "6 2021-01-01..2022-01-01*");
-}
-
 TEST_P(RelinkHistoryTest, ANullKeyIsNoElement) {
     warehouse.Run(
         "INSERT INTO client(code, start_date, end_date, is_current, is_deletable) VALUES"
