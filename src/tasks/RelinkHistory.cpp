@@ -12,8 +12,6 @@ namespace morvane {
 
 namespace {
 
-constexpr std::size_t kSecondsLength = std::string_view("yyyy-mm-ddThh:mm:ss").size();
-
 std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& table,
                                    const ElementKey& key) {
     const auto rows =
@@ -89,9 +87,10 @@ void RelinkStatements::CreateParameters() {
             {.Name = name, .Type = DataType::DBTimeStamp, .Size = 0, .Value = {}});
     };
     appendDate(startDateFirst_ ? "start_date" : "end_date");
-    for (const Field& field : keyFields_) {
+    for (std::size_t i = 0; i < keyFields_.size(); ++i) {
+        const Field& field = keyFields_[i];
         parameters_.push_back({.Name = field.Name,
-                               .Type = field.Type,
+                               .Type = keyTypes_[i],
                                .Size = field.DefinedSize,
                                .Precision = field.Precision,
                                .NumericScale = field.NumericScale,
@@ -104,11 +103,7 @@ void RelinkStatements::SetValues(const Version& version) {
     parameters_.front().Value = startDateFirst_ ? version.StartDate() : version.EndDate();
     parameters_.back().Value = startDateFirst_ ? version.EndDate() : version.StartDate();
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
-        Value& value = parameters_[i + 1].Value;
-        value = version.Columns[i];
-        if (keyTypes_[i] == DataType::DBTimeStamp && value.IsText()) {
-            value.SetText(value.Text().substr(0, kSecondsLength));
-        }
+        parameters_[i + 1].Value = version.Columns[i];
     }
 }
 

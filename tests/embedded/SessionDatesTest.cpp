@@ -188,6 +188,16 @@ TEST_F(SessionDates, AreWrittenInTheFormOfTheirColumn) {
     EXPECT_EQ(warehouse.Text("SELECT length(day) FROM t WHERE id = 1"), "10");
 }
 
+TEST_F(SessionDates, ParametersThatAreComparedSeveralTimesKeepTheirPlaces) {
+    const auto command = CommandWith(
+        "select id from t where ? > at and id < ? and (day = ? or at2 between ? and ?) and id <> ?",
+        "20200301");
+    for (const char* value : {"3", "2020-02-01", "20200102", "2020-01-03T00:00:00", "1"}) {
+        command->AppendParameter({"p", DataType::VarChar, 0, 0, 0, Value(std::string(value))});
+    }
+    EXPECT_EQ(Ids(*command->OpenRecordset()), "2");
+}
+
 // One prepared statement serves all literals, whatever the session was when it was prepared.
 TEST_F(SessionDates, FindTheRowsOfADeletionByLiterals) {
     warehouse.Run("UPDATE t SET code = 'it''s'");

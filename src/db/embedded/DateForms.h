@@ -3,10 +3,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
-
-#include "db/embedded/Sqlite.h"
-#include "db/embedded/Tokens.h"
 
 namespace morvane::embedded {
 
@@ -18,6 +14,7 @@ enum class DateForm {
     Milliseconds,    // "2024-03-05 14:07:09.000"
     Microseconds,    // "2024-03-05 14:07:09.000000"
     SevenDigits,     // "2024-03-05 14:07:09.0000000"
+    ShortFraction,   // "2024-03-05 14:07:09.5"
     WithoutSeconds,  // "2024-03-05 14:07", of a whole minute
     Day,             // "2024-03-05", of a midnight
     Compact,         // "20240305", of a midnight; SQLite holds it as a number
@@ -33,11 +30,5 @@ bool IsCompact(std::string_view date);
 // Less than 0 when the first date is the earlier one, 0 when both are the same moment. No value
 // when one of the texts is no date.
 std::optional<int> CompareDates(std::string_view first, std::string_view second);
-
-// Completes a statement whose texts NormalizeDateTexts has brought to one form, so that a column of
-// dates is compared by what it means, whatever form another program has given it. An index of the
-// column serves as before. A row whose column holds no date is an error when it comes to be
-// compared.
-void CompareStoredDates(std::vector<Token>& tokens, const SqliteDatabase& catalogue);
 
 }  // namespace morvane::embedded

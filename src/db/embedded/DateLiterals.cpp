@@ -5,9 +5,9 @@
 #include <initializer_list>
 
 #include "core/DatabaseError.h"
-#include "db/embedded/DateForms.h"
 #include "db/embedded/DateOperands.h"
 #include "db/embedded/Sqlite.h"
+#include "db/embedded/StoredDates.h"
 
 namespace morvane::embedded {
 

@@ -9,12 +9,6 @@ namespace morvane::embedded {
 
 namespace {
 
-template <std::size_t N>
-bool IsOneOf(const Token& token, const std::array<std::string_view, N>& words) {
-    return std::any_of(words.begin(), words.end(),
-                       [&](std::string_view word) { return token.Is(word); });
-}
-
 bool IsValue(const Token& token) {
     return token.Kind == TokenKind::Text || token.Kind == TokenKind::Parameter;
 }

@@ -6,6 +6,7 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
+#include "db/embedded/DateForms.h"
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/Tokens.h"
 
@@ -132,7 +133,8 @@ bool AddDateTerm(const Tokens& tokens, Range term, std::string_view target,
                          ClosingParenthesis(tokens, begin + 4) + 1 == term.End;
     if (matches) {
         const auto full = [&](std::size_t column) {
-            return "tsql_date_form(" + JoinTokens(tokens, column, column + 3) + ", 0)";
+            return "tsql_date_form(" + JoinTokens(tokens, column, column + 3) + ", " +
+                   std::to_string(static_cast<int>(DateForm::Full)) + ")";
         };
         condition.TargetColumns.push_back(full(begin + 5));
         condition.ForeignColumns.push_back(full(begin));

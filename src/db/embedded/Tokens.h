@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +29,12 @@ struct Token {
     // What a name names, without its quotes.
     std::string NameText() const;
 };
+
+template <std::size_t N>
+bool IsOneOf(const Token& token, const std::array<std::string_view, N>& words) {
+    return std::any_of(words.begin(), words.end(),
+                       [&](std::string_view word) { return token.Is(word); });
+}
 
 // Splits a statement into tokens; comments count as blanks. The name of a linked server, which may
 // hold any character, is one token where a "." follows it. Throws DatabaseError for a text, name or
