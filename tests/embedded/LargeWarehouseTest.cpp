@@ -21,18 +21,6 @@ class LargeWarehouse : public ::testing::Test {
         connection = warehouse.Connect();
     }
 
-    std::string Answer(const std::string& sql) {
-        const auto rows = connection->OpenRecordset(sql);
-        std::string text;
-        for (; !rows->Eof(); rows->MoveNext()) {
-            for (const Field& field : rows->Fields()) {
-                text += field.Name + ":" + std::to_string(static_cast<int>(field.Type)) + ":" +
-                        std::to_string(field.DefinedSize) + ":" +
-                        (field.Value.IsNull() ? "NULL" : field.Value.Text()) + " ";
-            }
-        }
-        return text;
-    }
     std::string First(const std::string& sql) {
         return connection->OpenRecordset(sql)->Fields()[0].Value.Text();
     }
@@ -49,17 +37,18 @@ class LargeWarehouse : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(LargeWarehouse, ManyQuestionsGetTheAnswersOfTheFirst) {
-    for (const std::string sql :
-         {"SELECT * FROM dwm_star_relations WHERE primary_table = 'DAY7'",
-          "SELECT dwm_tables.*, primary_columns p FROM dwm_tables, [dwm_star_relations] r WHERE"
-          " Table_Name = 'shop3' AND foreign_table = dbo.dwm_tables.table_name",
-          "SELECT 'dwm_tables', table_type FROM dbo.dwm_tables WHERE table_name = 'SHOP9'"}) {
-        const std::string first = Answer(sql);
-        EXPECT_NE(first, "");
-        for (int i = 0; i < 50; ++i) {
-            ASSERT_EQ(Answer(sql), first);
+TEST_F(LargeWarehouse, AQuestionAskedOftenIsAnsweredAlike) {
+    for (int i = 0; i < 50; ++i) {
+        const auto rows = connection->OpenRecordset(
+            "SELECT dwm_tables.*, foreign_columns f FROM dwm_tables, [dwm_star_relations] r WHERE"
+            " Table_Name = 'shop3' AND foreign_table = dbo.dwm_tables.table_name");
+        std::string row;
+        for (const Field& field : rows->Fields()) {
+            row += field.Name + std::to_string(field.DefinedSize) + " " + field.Value.Text() + " ";
         }
+        ASSERT_EQ(
+            row,
+            "table_name128 Shop3 table_type20 Fact where_clause8000  is_selected0  f1000 a,b ");
     }
 }
 
