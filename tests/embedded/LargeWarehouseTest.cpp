@@ -48,7 +48,7 @@ TEST_F(LargeWarehouse, AQuestionAskedOftenIsAnsweredAlike) {
         }
         ASSERT_EQ(
             row,
-            "table_name128 Shop3 table_type20 Fact where_clause8000  is_selected0  f1000 a,b ");
+            "table_name128 Shop3 table_type20 Fact where_clause8000  is_selected2  f1000 a,b ");
     }
 }
 
