@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/DatabaseError.h"
+#include "db/embedded/SqlFunctions.h"
 #include "db/embedded/Sqlite.h"
 #include "support/TestWarehouse.h"
 
@@ -12,12 +13,14 @@ namespace {
 class SemiJoin : public ::testing::Test {
   protected:
     SemiJoin() {
+        RegisterFunctions(database_, functions_);
         database_.Run("CREATE TABLE dim(k int, c varchar(9), is_deletable bit)");
         database_.Run("CREATE TABLE fact(fk int, fc varchar(9), is_deletable bit)");
     }
 
     std::string Rewrite(const std::string& sql) { return RewriteUpdate(database_.Handle(), sql); }
 
+    FunctionContext functions_;
     SqliteDatabase database_ = SqliteDatabase::InMemory();
 };
 
@@ -60,6 +63,11 @@ TEST_F(SemiJoin, AnIndexThatSqliteCannotUseIsNoIndex) {
                       "fact.is_deletable=0"),
               "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND (dim.c) IN "
               "(SELECT fact.fc FROM \"fact\" WHERE fact.is_deletable=0)");
+    EXPECT_EQ(Rewrite("UPDATE dim SET k = 5 FROM dim,fact WHERE fact.fc in (dim.c, "
+                      "tsql_date_form(dim.c, 0))"),
+              "UPDATE dim SET k = 5 WHERE \"dim\".k IS NOT 5 AND (tsql_date_form(dim.c, 0)) IN "
+              "(SELECT tsql_date_form(fact.fc, 0) FROM \"fact\")")
+        << "dates";
 }
 
 TEST_F(SemiJoin, AnUpdateOfAllRowsWritesOnlyTheRowsThatChange) {
@@ -88,7 +96,7 @@ TEST(SemiJoinResult, IsTheSameWithAndWithoutAnIndex) {
         const testing::TestWarehouse warehouse;
         warehouse.Run(
             "CREATE TABLE dim(k int, c varchar(9) COLLATE NOCASE, d date, is_deletable bit);"
-            "CREATE TABLE fact(fk varchar(9), fc varchar(9) COLLATE NOCASE, fd datetime, kept bit);"
+            "CREATE TABLE fact(fk varchar(9), fc varchar(9) COLLATE NOCASE, fd date, kept bit);"
             "INSERT INTO dim VALUES(1,'a','2020-01-01',1),(2,'B','2020-01-01',1),"
             "(3,'c','20200101',1),(NULL,'d','2020-01-01',1),(5,NULL,'2020-01-01',1),"
             "(6,'f','2020-01-01',0),(7,'g','20200102',1),(8,'h','2020-01-01',1);"

@@ -159,6 +159,7 @@ TEST_F(DeleteRecordsTest, AKeyIsComparedAsWhatItIs) {
         const char* Type;
         const char* Key;
         const char* Other;
+        const char* KeyAgain = nullptr;  // in another form
     } cases[] = {
         {"varbinary(9)", "x'4142'", "'0x4142'"},
         {"varbinary(9)", "'0x4142'", "x'4142'"},
@@ -168,36 +169,35 @@ TEST_F(DeleteRecordsTest, AKeyIsComparedAsWhatItIs) {
         {"", "'7'", "7"},
         {"", "x'37'", "'7'"},
         {"float", "1.0 / 3", "0.333"},
-        {"datetime", "'2020-01-01'", "'2020-01-01 00:00:01'"},
-        {"datetime", "'20200101'", "'20200102'"},
+        {"datetime", "'2020-01-01'", "'2020-01-01 00:00:01'", "'2020-01-01 00:00:00'"},
+        {"datetime", "'20200101'", "'20200102'", "'2020-01-01'"},
         {"datetime", "'2020-01-01 00:00:00.000'", "'2020-01-01 00:00:00.001'"},
         {"datetime", "'2020-01-01 10:20:30.5'", "'2020-01-01 10:20:30'"},
-        {"smalldatetime", "'2020-01-01T10:20:00'", "'2020-01-01 10:21:00'"},
+        {"smalldatetime", "'2020-01-01T10:20:00'", "'2020-01-01 10:21:00'", "'2020-01-01 10:20'"},
         {"datetime2(6)", "'2020-01-01 10:20:30.000000'", "'2020-01-01 10:20:31'"},
         {"date", "'20200101'", "'2020-01-02'"},
     };
     warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = 'region, code'");
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.Type) + " " + c.Key);
-        const std::string key = c.Key;
         warehouse.Run("DROP TABLE client; CREATE TABLE client(id int, region int, code " +
                       std::string(c.Type) +
-                      ", start_date date, end_date date, is_current bit, is_deletable bit);"
-                      "INSERT INTO client VALUES(1,7," +
-                      key +
-                      ",'2020-01-01','2021-01-01',0,1),"
-                      "(2,7," +
-                      key +
-                      ",'2021-01-01','2099-12-31',1,0),"
-                      "(3,7," +
-                      c.Other + ",'2021-01-01','2099-12-31',1,0)");
+                      ", start_date date, end_date date, is_current bit, is_deletable bit)");
+        const auto add = [&](int id, const char* key, const std::string& period) {
+            warehouse.Run("INSERT INTO client VALUES(" + std::to_string(id) + ",7," + key + "," +
+                          period + ")");
+        };
+        add(1, c.Key, "'2020-01-01','2021-01-01',0,1");
+        add(2, c.KeyAgain == nullptr ? c.Key : c.KeyAgain, "'2021-01-01','2099-12-31',1,0");
+        add(3, c.Other, "'2021-01-01','2099-12-31',1,0");
         ASSERT_TRUE(Delete(false)) << state.ErrorText;
         EXPECT_EQ(warehouse.Text("SELECT id, start_date FROM client"), "2|2020-01-01 3|2021-01-01");
+        add(4, c.Key, "'2019-01-01','2020-01-01',0,1");
         warehouse.Run("UPDATE client SET is_deletable = 1 WHERE id = 2");
         const bool done = Delete(true);
         const bool refused = std::string(c.Key) == "'0x4142'";  // a text among bytes
         EXPECT_EQ(done, !refused) << state.ErrorText;
-        EXPECT_EQ(Ids("client"), refused ? "2 3" : "3");
+        EXPECT_EQ(Ids("client"), refused ? "2 3 4" : "3");
         state.ErrorText.clear();
     }
 }

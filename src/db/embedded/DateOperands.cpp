@@ -22,7 +22,7 @@ constexpr std::array<std::string_view, 3> kBeforeTables = {"from", "join", "upda
 constexpr std::array<std::string_view, 5> kLikeTheirArgument = {"isnull", "ifnull", "coalesce",
                                                                 "min", "max"};
 
-// date and datetime are SQLite's own; the table's definition has the server's by their other names.
+// datetime is SQLite's own. In the definition of a computed column dateadd has the engine's name.
 constexpr std::array<std::string_view, 4> kGiveDateTimes = {"getdate", "dateadd", "datetime",
                                                             "tsql_dateadd"};
 
