@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A proxy on loopback that adds a fixed delay in each direction, and counts round trips.
 //
 //     morvane-delay-proxy <server> <port> <milliseconds one way>

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # How re-linking grows with the number of marked versions, in a table that has no index for it: many
 # elements of four versions each, and one element of all versions. Prints the seconds and, for each
 # doubling, the ratio, which is 2 where the time grows in proportion. Arguments: the smallest number of

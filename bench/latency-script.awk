@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Makes a client's script of a statement log: the values take the places of the "?", questions to the
 # catalogue are left out. Each statement is a batch, and inside a transaction `most` statements are.
 /^-- catalogue/ { next }

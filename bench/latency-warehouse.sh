@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The warehouse of bench/latency.sh as SQL text; sourced. 6 fact tables and 24 dimensions, four of them
 # slowly moving. An element of those has three versions, one of which no fact refers to: one element in
 # four lacks its first version, one in four its current one, the others the one between. A tenth of

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # What a network costs: runs on a live server through a proxy that delays, beside the same statements
 # from a client's script. Arguments: the number of rounds (5), the number of runs with 100,000 marked
 # versions (3; 0 leaves them out), the rows of each of the six fact tables (50,000), the one-way delays in

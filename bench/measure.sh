@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # What the benchmarks share; sourced. Makes the programs of the release, and a folder "$work" that
 # goes when the script ends.
 cmake --preset release -B build/bench -DMORVANE_UI=OFF >/dev/null

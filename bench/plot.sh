@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Draws the table of bench/scale.sh: CPU seconds of each task over the number of fact rows. Arguments:
 # the table, the picture (.svg or .png).
 set -euo pipefail

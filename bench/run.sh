@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Compares the program with hand-written SQL in the sqlite3 shell, each on a copy of the same file,
 # in turn and several times, and prints the ratios; then the program's peak memory as the warehouse
 # grows. Arguments: the scale of the warehouse (33: 10 million fact rows), the number of pairs, and

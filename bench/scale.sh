@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Measures how the cost of a run grows with the warehouse: all tasks in one run; then, on a fresh
 # copy, the tasks one after the other, each in a process of its own, on one file by the program and on
 # another by hand-written SQL in the sqlite3 shell, task by task in turn. Writes a table

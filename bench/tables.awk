@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Writes the SQL of a warehouse with many tables: tables=2000, relations=5000, and shape, which is
 # "snowflake" (any table refers to any later one), "chain" (each dimension to the next), "wide" (facts
 # to all dimensions) or "hub" (each table to one dimension). One table in 40 is a fact table, one in

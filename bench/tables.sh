@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Measures how the tasks grow with the number of tables and relations, the rows being few: warehouses
 # of four shapes (bench/tables.awk), on each the check, archiving, marking, the reports and deletion,
 # each a process of its own. Prints CPU seconds, seconds on the clock, and the ratio of the CPU seconds

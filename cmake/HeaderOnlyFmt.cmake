@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # {fmt} from its headers alone, for a compiler that has no library of it. They are linked into a
 # folder of their own: beside them may lie the headers of another system.
 set(headers ${CMAKE_BINARY_DIR}/headers)

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the test suite on an instrumented build and prints, for each folder of src and for each file below
 # 85 %, the share of lines and branches that it reached. Argument: a regular expression of tests to run.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds Morvane, makes the demo warehouse and runs all five tasks on it. The argument is the scale of
 # the warehouse, 1 unless given; everything lands in the folder demo-out.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # A display in memory and hands for it; sourced by what drives the real windows. Needs the packages
 # display_packages.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the fuzz targets, with AddressSanitizer and UndefinedBehaviorSanitizer, and runs them, as many
 # at a time as there are cores. The first argument is the number of seconds for each target, 60 unless
 # given, or "long": 10 million command lines and a million inputs of every other kind. The names of

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Installs those of the named Debian packages that are missing.
 set -euo pipefail
 

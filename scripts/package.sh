@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the Debian packages morvane and morvane-headless into build/packages. MORVANE_PRESET=dev takes
 # the build of the tests, which is there already: for a look at the packages, not for use.
 set -euo pipefail

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # The Debian packages that each purpose needs; sourced by the other scripts.
 headless_packages=(g++ cmake ninja-build libfmt-dev libsqlite3-dev unixodbc-dev)
 build_packages=("${headless_packages[@]}" qt6-base-dev)

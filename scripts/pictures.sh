@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Takes the pictures of the windows in docs/pictures: the real program, used with keys on a display
 # in memory, on a demo warehouse. Arguments: the folder for the pictures, and the scale of the
 # windows, 1 or 2.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds everything as a newcomer does, without a preset, and runs the tests. Argument: the compiler.
 set -euo pipefail
 cd "$(dirname "$0")/.."

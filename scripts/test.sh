@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs all tests: the format of the sources, a short fuzzing, the build for Windows, the packages, and the
 # test suite, plain and under AddressSanitizer and UndefinedBehaviorSanitizer.
 set -euo pipefail
@@ -10,6 +11,11 @@ scripts/install-packages.sh "${test_packages[@]}"
 
 echo "== Format of the sources"
 find src demo bench tests -name '*.cpp' -o -name '*.h' | xargs clang-format --dry-run -Werror
+if missing=$(git grep -L 'SPDX-License-Identifier: Apache-2.0' -- '*.cpp' '*.h' '*.sh' '*CMakeLists.txt') &&
+    [ -n "$missing" ]; then
+    echo "Without a line for the licence: $missing" >&2
+    exit 1
+fi
 
 echo "== Fuzzing"
 scripts/fuzz.sh 5

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs clang-tidy on the sources that changed since a commit: the argument, or the branch point from
 # origin/main, or the commit before this one. With "all" on every source, which takes minutes.
 set -euo pipefail

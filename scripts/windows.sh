@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Cross-compiles for Windows what needs neither SQLite nor Qt: the program without windows, in
 # build/windows/src/morvane.exe, and with the argument "tests" its tests, which scripts/wine.sh runs. Of
 # the windows, the sources with a part for Windows alone are compiled and thrown away.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs what scripts/windows.sh makes under Wine, without a display: the tests, and then the program
 # itself. What is there of ODBC comes from this system: its driver manager, and FreeTDS.
 set -euo pipefail

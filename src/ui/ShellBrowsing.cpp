@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The browse dialogs of the Windows shell.
 #include "ui/BrowsingDialogs.h"
 

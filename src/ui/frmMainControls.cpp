@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The controls of the settings window and their places.
 
 #include <QGridLayout>

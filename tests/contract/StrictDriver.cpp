@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // An ODBC driver without a server. It is as strict as Microsoft's "ODBC Driver 18 for SQL Server"
 // where that driver is stricter than FreeTDS, and answers statements as the test scripted them. The
 // driver manager reports functions that are not here, such as SQLTables, as not supported.

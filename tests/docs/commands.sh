@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs the commands that the documentation shows, each page's in their order and in a folder of its
 # own. Arguments: the program, and the program that makes the demo warehouse.
 #

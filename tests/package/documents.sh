@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Checks the manual, the pages, the desktop entry and the units of an installed tree. Arguments: its usr folder
 # and the name of its package.
 set -euo pipefail

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Builds the packages, installs them into a clean root, runs the demo from there and takes them away
 # again. With the argument "debootstrap" the root is a small Debian in which apt finds what the
 # packages depend on; otherwise it is empty, and this system's libraries serve.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Runs morvane-nightly, which the path must lead to, with a program that shows its words and with the
 # real one on a demo warehouse.
 set -euo pipefail

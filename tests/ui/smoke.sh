@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
 # Starts the real program in each of its modes on a display in memory, and uses it with keys.
 # Arguments: the program, and the program that makes the demo warehouse.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How calls of the server's functions become calls of those that the engine has.
 
 #include "db/embedded/Sqlite.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How a name of several parts, or an OPENROWSET, becomes a table of a database file.
 
 #include <filesystem>
