@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Injects a fault at every statement that a run sends on the embedded engine (the statement fails, its
-# response is lost, the connection is lost, the process is killed) and fills disks. Prints the counts.
-# MORVANE_FAULTS=sample takes the same sample as the test suite.
+# response is lost, the connection is lost, the process is killed) and limits file sizes. Prints the
+# counts. MORVANE_FAULTS=sample takes the same sample as the test suite.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
