@@ -11,7 +11,7 @@
 #ifdef _WIN32
 #include <windows.h>
 
-#include "base/WideText.h"
+#include "base/Platform.h"
 #endif
 
 namespace morvane {

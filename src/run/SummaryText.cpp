@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "reports/ReportNames.h"
 

@@ -106,7 +106,7 @@ void frmMain::Form_Load() {
 
 void frmMain::LoadSettings() {
     const RunSettings& given = state_.GlobalSettings;
-    fields_->SetLogin({given.Machine, given.NTAuthentication, given.UserName, given.Password});
+    fields_->SetLogin(given.WarehouseLogin());
     fields_->SetDatabase(given.Database);
     chkOptions_[kArchive]->setChecked(given.ArchiveFactTables);
     chkOptions_[kMark]->setChecked(given.DetectAndMark);
@@ -129,9 +129,8 @@ void frmMain::TryConnection() {
     std::unique_ptr<Connection> connection;
     {
         const HourglassPointer pointer;
-        connected_ = ConnectDatabase(services_.Connect, login.Server, login.NTAuthentication,
-                                     login.UserName, login.Password, connection, state_.ErrorText,
-                                     database, kConnectionTimeout);
+        connected_ =
+            ConnectDatabase(services_.Connect, login, connection, state_.ErrorText, database);
     }
     if (connected_) {
         EnableWarehouseButtons();
@@ -302,15 +301,9 @@ void frmMain::cmdProcess_Click() {
 }
 
 RunSettings frmMain::ComposeSettings() const {
-    const ServerLogin login = fields_->Login();
     RunSettings settings;
-    settings.Machine = login.Server;
+    settings.SetWarehouseLogin(fields_->Login().Effective());
     settings.Database = fields_->Database();
-    settings.NTAuthentication = login.NTAuthentication;
-    if (!login.NTAuthentication) {
-        settings.UserName = login.UserName;
-        settings.Password = Trim(login.Password).empty() ? "" : login.Password;
-    }
     settings.CheckMetaData = IsChecked(kCheck);
     settings.DetectAndMark = IsChecked(kMark);
     settings.GenerateReports = IsChecked(kReport);
@@ -326,14 +319,8 @@ bool frmMain::TakeArchiveSettings(RunSettings& settings) {
     settings.ArchiveFactTables = true;
     if (state_.ConfigMode) {
         const RunSettings& given = state_.GlobalSettings;
-        settings.ArchiveMachine = given.ArchiveMachine;
+        settings.SetArchiveLogin(given.ArchiveLogin().Effective());
         settings.ArchiveDatabase = given.ArchiveDatabase;
-        settings.ArchiveNTAuthentication = given.ArchiveNTAuthentication;
-        if (!given.ArchiveNTAuthentication) {
-            settings.ArchiveUserName = given.ArchiveUserName;
-            settings.ArchivePassword =
-                Trim(given.ArchivePassword).empty() ? "" : given.ArchivePassword;
-        }
     } else if (!ReadArchiveDetails(*state_.WarehouseConnection, settings)) {
         ShowMessage("Indicate Connectivity Details For Archive Database");
         session_.CloseWarehouse();

@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/modFileFunctions.h"
 #include "support/Fork.h"
 #include "support/Golden.h"
