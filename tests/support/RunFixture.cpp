@@ -48,6 +48,14 @@ TestServices::TestServices(ConnectionFactory connect)
     : Services{Clock,  Prompt, Progress, connect ? std::move(connect) : CreateConnection,
                Output, Errors, {},       {}} {}
 
+std::string RunUnattended(const RunSettings& settings) {
+    TestServices world;
+    RunState state;
+    state.CommandLineMode = true;
+    RunTasks(settings, state, world.Services);
+    return state.ErrorText;
+}
+
 RunFixture::RunFixture() {
     FillStar(Warehouse);
     Settings = EveryTask(Warehouse.Server(), Files / "logs");

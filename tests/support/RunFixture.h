@@ -34,6 +34,9 @@ struct TestServices {
     explicit TestServices(ConnectionFactory connect = {});
 };
 
+// A run that no user attends; returns its error text.
+std::string RunUnattended(const RunSettings& settings);
+
 class RunFixture : public ::testing::Test {
   protected:
     RunFixture();
