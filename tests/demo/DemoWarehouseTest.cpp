@@ -9,7 +9,7 @@
 namespace morvane::testing {
 namespace {
 
-// FNV-1a of every table's statement and rows, in their order.
+// FNV-1a hash of all definitions and rows.
 std::uint64_t ContentHash(const SqliteFile& file) {
     std::uint64_t hash = 0xcbf29ce484222325U;
     const auto add = [&](const std::string& query) {
@@ -36,8 +36,8 @@ int CountIn(const SqliteFile& file, const std::string& tableAndCondition) {
     return std::stoi(file.Text("SELECT count(*) FROM " + tableAndCondition));
 }
 
-// Another number from another compiler or platform is a fault. After an intended change of the data
-// write the new number here, and see that docs/demo-warehouse.md still describes it.
+// The hash must not depend on compiler or platform. After an intended change of the data, update it
+// and check that docs/demo-warehouse.md still describes it.
 TEST(DemoWarehouse, IsTheSameEverywhere) {
     const TempFolder folder;
     EXPECT_EQ(ContentHash(SqliteFile(Make(folder, 1))), 42148013783308726U);

@@ -36,37 +36,36 @@ mutate() {
     echo "$file"
 }
 
-# judge <name> <old> <new>: prints the mutant's line of the table.
-judge() {
-    local name=$1 file folder caught
-    file=$(mutate "$2" "$3") || return 1
-    if ! cmake --build --preset dev >"$results/build" 2>&1; then
-        grep -m 3 'error' "$results/build" >&2 || tail -n 3 "$results/build" >&2
-        echo "$name: does not compile" >&2
-        git checkout --quiet -- "$file"
-        return 1
-    fi
-    # The tests of the same layer are the most likely to fail.
-    folder=${file#src/}
-    folder=${folder#db/}
-    folder=${folder%%/*}
-    caught=$(run_tests -L "^$(label_of "$folder")\$" && run_tests -LE "^$(label_of "$folder")\$") || true
-    printf '%-60s %-36s %s\n' "$name" "$file" "$(tr '\n' ' ' <<<"${caught:-SURVIVED}")"
-    git checkout --quiet -- "$file"
-    [ -n "$caught" ]
-}
-
-label_of() {
+# layer_of <file of src>: prints the label of the tests nearest to it, then the programs with these tests.
+layer_of() {
     case $1 in
-    odbc) echo contract ;;
-    sql) echo '(embedded|dialogs)' ;;
-    base | core | embedded | tasks | reports | run | dialogs | ui) echo "$1" ;;
-    *) echo db ;;
+    src/db/odbc/*) echo contract contract_tests strict_driver_tests ;;
+    src/db/embedded/*) echo embedded embedded_tests ;;
+    src/*/*) set -- "$(cut -d / -f 2 <<<"$1")" && echo "$1" "$1_tests" ;;
     esac
 }
 
+build() {
+    cmake --build --preset dev --target "$@" >"$results/build" 2>&1
+}
+
+# judge <name> <old> <new>: prints the mutant's line of the table. The nearest tests go first.
+judge() {
+    local file layer caught
+    file=$(mutate "$2" "$3") || return 1
+    layer=($(layer_of "$file"))
+    if ! build "${layer[@]:1}"; then
+        caught="does not compile: $(grep -m 1 'error' "$results/build")"
+    elif caught=$(run_tests -L "^${layer[0]}\$") && build all; then
+        caught=$(run_tests -LE "^${layer[0]}\$") && caught=SURVIVED
+    fi
+    printf '%-60s %-36s %s\n' "$1" "$file" "$(tr '\n' ' ' <<<"$caught")"
+    git checkout --quiet -- "$file"
+    [[ $caught != SURVIVED && $caught != "does not"* ]]
+}
+
 echo "Building and testing without a mutant"
-cmake --build --preset dev >"$results/build" 2>&1 || { tail -n 20 "$results/build"; exit 1; }
+build all || { tail -n 20 "$results/build"; exit 1; }
 run_tests || { echo "the suite fails without a mutant"; exit 1; }
 
 # A mutant is three lines: its name after "=", the text after "-", what replaces it after "+".
