@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/Text.h"
-#include "core/MaskPasswords.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -27,7 +27,7 @@ class TracedBatch : public StatementBatch {
         for (const Parameter& parameter : parameters) {
             AppendValue(shown, parameter.Value);
         }
-        sink_(MaskPasswords(shown));
+        sink_(MaskPasswords(shown).Text);
         batch_->Add(sql, parameters);
     }
 
@@ -87,7 +87,7 @@ class TracedCommand : public Command {
         for (const auto& [name, value] : values_) {
             AppendValue(shown, value);
         }
-        sink_(MaskPasswords(shown));
+        sink_(MaskPasswords(shown).Text);
     }
 
     std::unique_ptr<Command> command_;
@@ -121,11 +121,11 @@ class TracedConnection : public Connection {
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        sink_(MaskPasswords(sql));
+        sink_(MaskPasswords(sql).Text);
         return connection_->Execute(sql);
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
-        sink_(MaskPasswords(sql));
+        sink_(MaskPasswords(sql).Text);
         return connection_->OpenRecordset(sql, kind);
     }
     std::unique_ptr<Command> CreateCommand() override {

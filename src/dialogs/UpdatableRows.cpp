@@ -7,7 +7,7 @@
 
 #include "base/DateText.h"
 #include "base/Text.h"
-#include "db/SqlWords.h"
+#include "sql/Quoting.h"
 
 namespace morvane {
 

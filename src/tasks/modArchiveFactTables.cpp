@@ -10,6 +10,7 @@
 #include "core/ErrorTrap.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
+#include "sql/MaskPasswords.h"
 #include "tasks/ArchiveTable.h"
 #include "tasks/CopyToArchive.h"
 
@@ -141,7 +142,7 @@ void Archiving::DeleteArchivedRows(const std::string& table, const std::string& 
             {fmt::format("{} rows of {} meet the condition now, and {} were archived: none of "
                          "them was deleted",
                          deleted, table, archived)},
-            sql);
+            MaskPasswords(sql));
     }
     transaction.Commit();
 }

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "core/ImmediateBatch.h"
-#include "core/MaskPasswords.h"
 #include "db/ConnectionFactory.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::testing {
 
@@ -38,7 +38,7 @@ class InjectingCommand : public Command {
         : command_(std::move(command)), plan_(plan) {}
 
     void SetText(std::string_view sql) override {
-        text_ = MaskPasswords(sql);
+        text_ = MaskPasswords(sql).Text;
         command_->SetText(sql);
     }
     void SetType(CommandType type) override { command_->SetType(type); }
@@ -87,7 +87,7 @@ class InjectingConnection : public Connection {
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        return plan_.Pass(MaskPasswords(sql), true, [&] { return connection_->Execute(sql); });
+        return plan_.Pass(MaskPasswords(sql).Text, true, [&] { return connection_->Execute(sql); });
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
         auto rows = plan_.Pass(sql, false, [&] { return connection_->OpenRecordset(sql, kind); });

@@ -15,14 +15,14 @@
 #include "db/embedded/Names.h"
 #include "db/embedded/SemiJoin.h"
 #include "db/embedded/StatementCache.h"
-#include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::fuzz {
 namespace {
 
 using namespace embedded;
-using Tokens = std::vector<Token>;
 
 FuzzDatabase& Warehouse() {
     static FuzzDatabase database(
@@ -48,9 +48,24 @@ std::optional<Translation> TryTranslate(std::string_view sql, const SqliteDataba
     }
 }
 
+// The tree as a flat list, with "(" and ")" as tokens.
+void AppendFlat(Tokens& flat, const Tokens& tokens) {
+    for (const Token& token : tokens) {
+        if (token.IsGroup()) {
+            flat.push_back({TokenKind::Symbol, "("});
+            AppendFlat(flat, token.Inside);
+            flat.push_back({TokenKind::Symbol, ")"});
+        } else {
+            flat.push_back(token);
+        }
+    }
+}
+
 std::optional<Tokens> TryTokenize(std::string_view sql) {
     try {
-        return Tokenize(sql, Context(nullptr).LinkedServers);
+        Tokens flat;
+        AppendFlat(flat, Tokenize(sql, Context(nullptr).LinkedServers));
+        return flat;
     } catch (const DatabaseError&) {
         return std::nullopt;
     }
@@ -76,7 +91,7 @@ void CheckTokens(std::string_view sql, const Tokens& tokens) {
         at = sql.find(token.Text, at);
         Require(at != std::string_view::npos, "a token stands in the statement");
         at += token.Text.size();
-        Require(token.Kind != TokenKind::Text || QuotedText(LiteralText(token.Text)) == token.Text,
+        Require(token.Kind != TokenKind::Text || QuotedText(Unquoted(token.Text)) == token.Text,
                 "a text is quoted as a whole");
     }
 }
@@ -118,7 +133,7 @@ void CheckTexts(const Tokens& before, const Tokens& after) {
 
 // What a token says, however it is quoted.
 std::string Content(const Token& token) {
-    return ToLower(token.Kind == TokenKind::Text ? LiteralText(token.Text) : token.NameText());
+    return ToLower(token.Kind == TokenKind::Text ? Unquoted(token.Text) : token.NameText());
 }
 
 // Names, numbers and words are not lost, whatever becomes of them. The words that say how to
@@ -160,7 +175,7 @@ void CheckRewrittenWhole(const Tokens& after) {
 // False for a statement that is refused.
 bool CheckTranslation(std::string_view sql, const Tokens& before) {
     const auto translation = TryTranslate(sql, nullptr);
-    const auto again = TryTranslate(JoinTokens(before, 0, before.size()), nullptr);
+    const auto again = TryTranslate(JoinTokens(before), nullptr);
     Require(translation.has_value() == again.has_value(), "comments are blanks and no more");
     if (!translation || translation->Kind == StatementKind::Alter) {
         return translation.has_value();
@@ -324,7 +339,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckName(sql);
     if (const auto tokens = TryTokenize(sql)) {
         CheckTokens(sql, *tokens);
-        const auto again = TryTokenize(morvane::embedded::JoinTokens(*tokens, 0, tokens->size()));
+        const auto again = TryTokenize(morvane::JoinTokens(*tokens));
         Require(again && Same(*again, *tokens), "tokens joined and read again are the same");
         CheckDelete(sql, *tokens);
         if (CheckTranslation(sql, *tokens)) {
