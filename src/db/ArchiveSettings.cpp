@@ -49,16 +49,11 @@ bool SameServer(const std::string& a, const std::string& b) {
 }  // namespace
 
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings) {
-    return {{settings.ArchiveMachine, settings.ArchiveNTAuthentication, settings.ArchiveUserName,
-             settings.ArchivePassword},
-            settings.ArchiveDatabase};
+    return {settings.ArchiveLogin(), settings.ArchiveDatabase};
 }
 
 void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings) {
-    settings.ArchiveMachine = archive.Login.Server;
-    settings.ArchiveNTAuthentication = archive.Login.NTAuthentication;
-    settings.ArchiveUserName = archive.Login.UserName;
-    settings.ArchivePassword = archive.Login.Password;
+    settings.SetArchiveLogin(archive.Login);
     settings.ArchiveDatabase = archive.Database;
 }
 

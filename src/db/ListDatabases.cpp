@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/ListDatabases.h"
 
-#include <optional>
-
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
 
@@ -11,8 +9,7 @@ namespace morvane {
 bool ListDatabases(const ConnectionFactory& connect, const ServerLogin& login, DatabaseList& list,
                    std::string& errorText) {
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(connect, login.Server, login.NTAuthentication, login.UserName,
-                         login.Password, connection, errorText, std::nullopt, kConnectionTimeout)) {
+    if (!ConnectDatabase(connect, login, connection, errorText)) {
         return false;
     }
     return TrapErrors(errorText, [&] {

@@ -8,16 +8,6 @@
 
 namespace morvane {
 
-// A server and how to log in there.
-struct ServerLogin {
-    std::string Server;
-    bool NTAuthentication = false;
-    std::string UserName;
-    std::string Password;
-
-    bool operator==(const ServerLogin&) const = default;
-};
-
 struct DatabaseList {
     std::string ServerName;  // as the server calls itself
     std::vector<std::string> Names;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/PackedRows.h"
 
-#include "base/PackedValue.h"
+#include "base/Value.h"
 
 namespace morvane {
 

@@ -5,7 +5,7 @@
 #include <deque>
 #include <unordered_map>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "sql/Quoting.h"
 

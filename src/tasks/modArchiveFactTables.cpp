@@ -5,9 +5,8 @@
 
 #include <string>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
 #include "sql/MaskPasswords.h"
@@ -27,8 +26,7 @@ class Archiving {
           progress_(progress),
           log_(log) {}
 
-    // False when the user cancelled.
-    bool Run(const Clock& clock);
+    Outcome Run(const Clock& clock);
     void WriteEnd();
 
   private:
@@ -47,7 +45,7 @@ class Archiving {
     LocalMoment timestamp_;
 };
 
-bool Archiving::Run(const Clock& clock) {
+Outcome Archiving::Run(const Clock& clock) {
     log_.WriteLine("---------------------------------");
     log_.WriteLine("Start of Archiving of Fact Tables");
     log_.WriteLine("---------------------------------");
@@ -59,7 +57,7 @@ bool Archiving::Run(const Clock& clock) {
     PrepareArchiveProgress();
     for (; !tables->Eof(); tables->MoveNext()) {
         if (progress_.CheckCancelState()) {
-            return false;
+            return Outcome::Cancelled;
         }
         const std::string table = NullToText((*tables)[0], "");
         const std::string condition(Trim(NullToText((*tables)[1], "")));
@@ -72,7 +70,7 @@ bool Archiving::Run(const Clock& clock) {
     }
     FinishArchiveProgress();
     WriteEnd();
-    return true;
+    return Outcome::Done;
 }
 
 void Archiving::WriteHead() {
@@ -155,21 +153,16 @@ void Archiving::FinishArchiveProgress() {
 
 }  // namespace
 
-bool ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
-                       LogStream& log) {
+Outcome ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
+                          LogStream& log) {
     Archiving archiving(state, progress, log);
-    bool failed = true;
-    const bool result = TrapErrors(state.ErrorText, [&] {
-        const bool done = archiving.Run(clock);
-        failed = false;
-        return done;
-    });
-    if (failed) {
+    const Outcome outcome = TrapOutcome(state.ErrorText, [&] { return archiving.Run(clock); });
+    if (outcome == Outcome::Failed) {
         log.WriteLine("An error occurred during archiving of fact tables.");
         log.WriteLine("");
         archiving.WriteEnd();
     }
-    return result;
+    return outcome;
 }
 
 }  // namespace morvane

@@ -4,7 +4,6 @@
 #include <string>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "core/Transaction.h"
 #include "tasks/AtomicDeletion.h"
 #include "tasks/RelinkHistory.h"
@@ -36,17 +35,10 @@ void FinishDeletionProgress(ProgressWindow& progress) {
 // the first one reads.
 std::unique_ptr<Connection> OpenDeletionConnection(const Connection& warehouse,
                                                    const ConnectionFactory& factory) {
-    const std::string server = warehouse.Property("Data Source");
-    auto connection = factory(server);
+    const ServerLogin login = warehouse.Login();
+    auto connection = factory(login.Server);
     connection->SetConnectionTimeout(warehouse.ConnectionTimeout());
-    connection->SetProperty("Data Source", server);
-    const std::string security = warehouse.Property("Integrated Security");
-    if (!security.empty()) {
-        connection->SetProperty("Integrated Security", security);
-    } else {
-        connection->SetProperty("User ID", warehouse.Property("User ID"));
-        connection->SetProperty("Password", warehouse.Property("Password"));
-    }
+    connection->SetLogin(login);
     connection->Open();
     connection->SetDefaultDatabase(warehouse.DefaultDatabase());
     return connection;
@@ -76,9 +68,9 @@ void DeleteFromTable(const std::string& table, bool slowMoving, bool atomic, Con
 
 }  // namespace
 
-bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
-                   bool atomic) {
-    return TrapErrors(state.ErrorText, [&] {
+Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
+                      bool atomic) {
+    return TrapOutcome(state.ErrorText, [&] {
         Connection& warehouse = *state.WarehouseConnection;
         PrepareDeletionProgress(warehouse, progress);
         const auto tables = warehouse.OpenRecordset(
@@ -88,7 +80,7 @@ bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFa
         const auto deletion = OpenDeletionConnection(warehouse, factory);
         for (; !tables->Eof(); tables->MoveNext()) {
             if (progress.CheckCancelState()) {
-                return false;
+                return Outcome::Cancelled;
             }
             const std::string table = tables->ValueOf("table_name").Text();
             warehouse.RequireTableName(table);
@@ -99,7 +91,7 @@ bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFa
             progress.Refresh();
         }
         FinishDeletionProgress(progress);
-        return true;
+        return Outcome::Done;
     });
 }
 

@@ -27,8 +27,10 @@ namespace morvane {
 
 namespace {
 
-// The indices of chkOptions.
-enum Option : std::size_t { kCheck, kArchive, kMark, kReport, kDelete, kAtomic };
+constexpr auto kCheck = &RunSettings::CheckMetaData;
+constexpr auto kArchive = &RunSettings::ArchiveFactTables;
+constexpr auto kDelete = &RunSettings::DeleteMarked;
+constexpr auto kAtomic = &RunSettings::AtomicDeletion;
 
 }  // namespace
 
@@ -45,7 +47,7 @@ frmMain::frmMain(RunState& state, RunServices& services, Browsing& browsing, QWi
         LoadSettings();
     }
     UpdateAtomicDeletion();
-    chkOptions_[kCheck]->setChecked(true);
+    CheckBox(kCheck).setChecked(true);
     ConnectHandlers();
     services_.HideMainWindow = [this] { hide(); };
 }
@@ -106,13 +108,12 @@ void frmMain::Form_Load() {
 
 void frmMain::LoadSettings() {
     const RunSettings& given = state_.GlobalSettings;
-    fields_->SetLogin({given.Machine, given.NTAuthentication, given.UserName, given.Password});
+    fields_->SetLogin(given.WarehouseLogin());
     fields_->SetDatabase(given.Database);
-    chkOptions_[kArchive]->setChecked(given.ArchiveFactTables);
-    chkOptions_[kMark]->setChecked(given.DetectAndMark);
-    chkOptions_[kReport]->setChecked(given.GenerateReports);
-    chkOptions_[kDelete]->setChecked(given.DeleteMarked);
-    chkOptions_[kAtomic]->setChecked(given.DeleteMarked && given.AtomicDeletion);
+    for (const Task& task : kTasks) {
+        CheckBox(task.Flag).setChecked(given.*task.Flag &&
+                                       (task.VariantOf == nullptr || given.*task.VariantOf));
+    }
     txtLogFile_->setText(ToQString(given.LogDirectory));
 }
 
@@ -129,9 +130,8 @@ void frmMain::TryConnection() {
     std::unique_ptr<Connection> connection;
     {
         const HourglassPointer pointer;
-        connected_ = ConnectDatabase(services_.Connect, login.Server, login.NTAuthentication,
-                                     login.UserName, login.Password, connection, state_.ErrorText,
-                                     database, kConnectionTimeout);
+        connected_ =
+            ConnectDatabase(services_.Connect, login, connection, state_.ErrorText, database);
     }
     if (connected_) {
         EnableWarehouseButtons();
@@ -150,9 +150,9 @@ void frmMain::chkOptions_Click() {
 void frmMain::UpdateAtomicDeletion() {
     const bool deletes = IsChecked(kDelete);
     if (!deletes) {
-        chkOptions_[kAtomic]->setChecked(false);
+        CheckBox(kAtomic).setChecked(false);
     }
-    chkOptions_[kAtomic]->setEnabled(deletes);
+    CheckBox(kAtomic).setEnabled(deletes);
 }
 
 void frmMain::ResetConnectionState() {
@@ -273,7 +273,7 @@ void frmMain::cmdDimensions_Click() {
     if (IsChecked(kCheck)) {
         std::optional<HourglassPointer> pointer(std::in_place);
         ConsoleProgress silent(services_.Errors, 0, [] { return false; });
-        const bool passed = CheckTablesTable(state_, silent);
+        const bool passed = CheckTablesTable(state_, silent) == Outcome::Done;
         pointer.reset();
         if (!passed) {
             session_.ShowErrors();
@@ -302,20 +302,12 @@ void frmMain::cmdProcess_Click() {
 }
 
 RunSettings frmMain::ComposeSettings() const {
-    const ServerLogin login = fields_->Login();
     RunSettings settings;
-    settings.Machine = login.Server;
+    settings.SetWarehouseLogin(fields_->Login().Effective());
     settings.Database = fields_->Database();
-    settings.NTAuthentication = login.NTAuthentication;
-    if (!login.NTAuthentication) {
-        settings.UserName = login.UserName;
-        settings.Password = Trim(login.Password).empty() ? "" : login.Password;
+    for (const Task& task : kTasks) {
+        settings.*task.Flag = IsSelected(task);
     }
-    settings.CheckMetaData = IsChecked(kCheck);
-    settings.DetectAndMark = IsChecked(kMark);
-    settings.GenerateReports = IsChecked(kReport);
-    settings.DeleteMarked = IsChecked(kDelete);
-    settings.AtomicDeletion = IsChecked(kDelete) && IsChecked(kAtomic);
     settings.LogGiven = true;
     settings.LogDirectory = Trim(ToText(txtLogFile_->text()));
     return settings;
@@ -323,17 +315,10 @@ RunSettings frmMain::ComposeSettings() const {
 
 // False when nothing can be archived as it stands; the user has been told.
 bool frmMain::TakeArchiveSettings(RunSettings& settings) {
-    settings.ArchiveFactTables = true;
     if (state_.ConfigMode) {
         const RunSettings& given = state_.GlobalSettings;
-        settings.ArchiveMachine = given.ArchiveMachine;
+        settings.SetArchiveLogin(given.ArchiveLogin().Effective());
         settings.ArchiveDatabase = given.ArchiveDatabase;
-        settings.ArchiveNTAuthentication = given.ArchiveNTAuthentication;
-        if (!given.ArchiveNTAuthentication) {
-            settings.ArchiveUserName = given.ArchiveUserName;
-            settings.ArchivePassword =
-                Trim(given.ArchivePassword).empty() ? "" : given.ArchivePassword;
-        }
     } else if (!ReadArchiveDetails(*state_.WarehouseConnection, settings)) {
         ShowMessage("Indicate Connectivity Details For Archive Database");
         session_.CloseWarehouse();

@@ -12,7 +12,7 @@
 #include "dialogs/WarehouseSession.h"
 #include "run/ExitGuard.h"
 #include "run/RunServices.h"
-#include "run/TaskCaptions.h"
+#include "run/Tasks.h"
 #include "ui/ConnectionFields.h"
 #include "ui/modBrowsing.h"
 
@@ -76,7 +76,12 @@ class frmMain : public QDialog {
     void PerformRun(const RunSettings& settings);
     void SaveSettings(const RunSettings& settings);
 
-    bool IsChecked(std::size_t option) const { return chkOptions_[option]->isChecked(); }
+    QCheckBox& CheckBox(bool RunSettings::*task) const { return *chkOptions_[TaskIndex(task)]; }
+    bool IsChecked(bool RunSettings::*task) const { return CheckBox(task).isChecked(); }
+    // The same, and a variant only together with its task.
+    bool IsSelected(const Task& task) const {
+        return IsChecked(task.Flag) && (task.VariantOf == nullptr || IsChecked(task.VariantOf));
+    }
     void ShowMessage(std::string_view text);
 
     RunState& state_;
@@ -88,7 +93,7 @@ class frmMain : public QDialog {
     bool connected_ = false;
 
     ConnectionFields* fields_ = nullptr;
-    std::array<QCheckBox*, kTaskCaptions.size()> chkOptions_{};
+    std::array<QCheckBox*, kTasks.size()> chkOptions_{};  // in the order of kTasks
     QPushButton* cmdFacts_ = nullptr;
     QPushButton* cmdDimensions_ = nullptr;
     QLineEdit* txtLogFile_ = nullptr;

@@ -103,7 +103,7 @@ void frmSetFactTableFilters::Load() {
     if (Attempt([this] { LoadConditions(); })) {
         Attempt([this] { LoadArchive(); });
         Attempt([this] {
-            if (state_.WarehouseConnection->Property("Integrated Security") == "SSPI") {
+            if (state_.WarehouseConnection->Login().NTAuthentication) {
                 archive_->RuleOutSecureLogin();
             }
         });

@@ -13,39 +13,38 @@
 
 namespace morvane::testing {
 
-// MORVANE_FAULTS=all disturbs a run at every point that it passes. Otherwise the tests take a
-// sample of them, since each point is two runs.
-bool EveryFaultIsWanted();
-
-// How a run ended, by what it left.
+// What a run returned and left behind.
 struct RunOutcome {
     bool Died = false;
     bool Result = false;
-    bool Asked = false;  // whether it asked to go on in spite of the lock
+    bool Asked = false;  // whether to break the lock
     std::string ErrorText;
-    std::string Status;   // the word in the status file
-    std::string Log;      // empty without one
-    std::string Reports;  // all three, without what differs between sites and moments
+    std::string Status;  // the word in the status file
+    std::string Log;
+    std::string Reports;  // all three, with a placeholder for the site's folder
 };
 
-// An unattended run on a site at the fixed clock's moment and `minutes` later, in this process. A
-// question gets the answer Yes when the run is `told` to go on, and none otherwise. The state may
-// be that of a process that has run before, or will run again.
-RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told, RunState* state = nullptr);
-// An unattended run in a process of its own, which may die.
-RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                      bool told);
+// The circumstances of a run.
+struct RunConditions {
+    // Start one minute after the fixed clock's time, with other file names and archiving date than
+    // the first run.
+    bool Later = false;
+    bool MayBreakLock = false;    // answer Yes to the question about the lock; otherwise none
+    RunState* State = nullptr;    // shared by several runs of one process
+    bool InChildProcess = false;  // which may be killed
+};
 
-// Whether the table of the lock says so.
+RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan,
+                     const RunConditions& conditions);
+
 bool IsLocked(const Site& site);
 
-// A site, what an undisturbed run makes of a copy of it, and the oracle that knows both.
-class OnSite {
+// A site, its copy after an undisturbed run, and the oracle made of both.
+class OnSite : public ::testing::Test {
   protected:
     OnSite() { Original.Fill(); }
-    void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool told = false);
-    // A later run has completed what a disturbed one had left.
+    void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool mayBreakLock = false);
+    // Expects that a run after a disturbed one did all that was left to do.
     void ExpectCompletion(const Site& site, const RunOutcome& outcome,
                           const Contents& disturbed) const;
 
