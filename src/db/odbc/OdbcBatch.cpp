@@ -8,28 +8,27 @@
 #include <charconv>
 
 #include "base/Text.h"
-#include "db/odbc/OdbcStatement.h"
-#include "db/odbc/OdbcTypes.h"
 
 namespace morvane::odbc {
 
 namespace {
 
-// Enough that the time of a round trip no longer counts, and little for a server to hold.
+// Large enough to make round trips negligible, small enough for the server's memory.
 constexpr std::size_t kMostStatements = 500;
 constexpr std::size_t kMostBytes = 100'000;
 
-// The columns in which a request tells how it went.
+// The result columns of a request.
 constexpr std::string_view kCounts = "morvane_counts";
 constexpr std::string_view kFailed = "morvane_failed";
 
-// Wide only where it must be: an index of a narrow column serves a narrow text alone.
+// A literal, as N'...' only for non-ASCII text: the index of a varchar column is not used for an
+// nvarchar value.
 std::string Quoted(std::string_view text) {
     const std::string wide = WideLiteral(text);
     return IsAscii(text) ? wide.substr(1) : wide;
 }
 
-// The end of the literal, quoted name or comment that begins at `start`, or `start` itself.
+// The end of the literal, quoted name or comment at `start`, or `start` if there is none.
 std::size_t SkipQuoted(std::string_view sql, std::size_t start) {
     static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kQuotes{
         {{"'", "'"}, {"\"", "\""}, {"[", "]"}, {"--", "\n"}, {"/*", "*/"}}};
@@ -42,7 +41,7 @@ std::size_t SkipQuoted(std::string_view sql, std::size_t start) {
     return start;
 }
 
-// The statement with "@P1", "@P2" ... at its "?" places.
+// Replaces the "?" placeholders by "@P1", "@P2" and so on.
 std::string WithNames(std::string_view sql) {
     std::string text;
     int places = 0;
@@ -79,8 +78,8 @@ bool IsHex(std::string_view text) {
            text.find_first_not_of("0123456789ABCDEFabcdef", 2) == std::string_view::npos;
 }
 
-// A value as the request has it: the type of its parameter, and its literal. The types of texts
-// have one length, so that texts of different lengths are one statement for the server.
+// A parameter in the request: its declared type and its value. Text types have a fixed length, so
+// that the server sees the same statement for texts of different lengths.
 struct Literal {
     std::string_view Type;
     std::string Text;
@@ -123,12 +122,12 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
             values += "," + literal.Text;
         }
         const std::string named = WithNames(sql);
-        // The reference of sp_execute excludes NULL.
+        // The sp_execute reference does not allow NULL.
         const bool hasNull = std::ranges::any_of(
             parameters, [](const Parameter& parameter) { return parameter.Value.IsNull(); });
         const std::string call =
             hasNull ? "sp_executesql " + WideLiteral(named) + "," + WideLiteral(types)
-                    : "sp_execute " + Handle(named, types);
+                    : "sp_execute " + HandleVariable(named, types);
         text_ += "exec " + call + values;
     }
     text_ += Counts() ? " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n" : "\n";
@@ -138,8 +137,8 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
     }
 }
 
-// The variable with the handle of a prepared text, which is prepared before its first execution.
-std::string OdbcBatch::Handle(const std::string& sql, const std::string& types) {
+// The variable that holds the handle of a prepared statement. Prepares it on first use.
+std::string OdbcBatch::HandleVariable(const std::string& sql, const std::string& types) {
     const auto [found, isNew] =
         handles_.emplace(std::pair(types, sql), fmt::format("@h{}", handles_.size()));
     if (isNew) {
@@ -181,7 +180,7 @@ void OdbcBatch::Finish() {
     text_.clear();
 }
 
-// `failed` becomes the number of the statement that failed, when the server tells.
+// Sets `failed` to the number of the failed statement if the server reports it.
 void OdbcBatch::Send(const std::string& request, std::size_t& failed) {
     OdbcStatement statement(session_, request);
     statement.ExecuteDirectly();
@@ -201,10 +200,10 @@ void OdbcBatch::Send(const std::string& request, std::size_t& failed) {
             std::from_chars(text.data(), text.data() + text.size(), failed);
         }
     } while (statement.Call([&] { return SQLMoreResults(statement.Get()); }) != SQL_NO_DATA);
-    TellCounts(counts);
+    ReportCounts(counts);
 }
 
-void OdbcBatch::TellCounts(const std::string& counts) {
+void OdbcBatch::ReportCounts(const std::string& counts) {
     if (!Counts()) {
         return;
     }
