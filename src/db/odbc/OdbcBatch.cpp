@@ -8,6 +8,9 @@
 #include <charconv>
 
 #include "base/Text.h"
+#include "sql/Lexer.h"
+#include "sql/MaskPasswords.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
@@ -23,39 +26,25 @@ constexpr std::string_view kFailed = "morvane_failed";
 
 // A literal, as N'...' only for non-ASCII text: the index of a varchar column is not used for an
 // nvarchar value.
-std::string Quoted(std::string_view text) {
-    const std::string wide = WideLiteral(text);
-    return IsAscii(text) ? wide.substr(1) : wide;
-}
-
-// The end of the literal, quoted name or comment at `start`, or `start` if there is none.
-std::size_t SkipQuoted(std::string_view sql, std::size_t start) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kQuotes{
-        {{"'", "'"}, {"\"", "\""}, {"[", "]"}, {"--", "\n"}, {"/*", "*/"}}};
-    for (const auto& [open, close] : kQuotes) {
-        if (sql.substr(start, open.size()) == open) {
-            const std::size_t end = sql.find(close, start + open.size());
-            return end == std::string_view::npos ? sql.size() : end + close.size();
-        }
-    }
-    return start;
+std::string TextLiteral(std::string_view text) {
+    return IsAscii(text) ? QuotedText(text) : WideLiteral(text);
 }
 
 // Replaces the "?" placeholders by "@P1", "@P2" and so on.
 std::string WithNames(std::string_view sql) {
     std::string text;
+    std::size_t copied = 0;
     int places = 0;
-    for (std::size_t i = 0; i < sql.size();) {
-        const std::size_t end = SkipQuoted(sql, i);
-        if (end > i) {
-            text += sql.substr(i, end - i);
-            i = end;
-        } else {
-            text += sql[i] == '?' ? "@P" + std::to_string(++places) : std::string(1, sql[i]);
-            ++i;
+    Lexer lexer(sql);
+    for (Lexeme lexeme; lexer.Next(lexeme);) {
+        if (lexeme.Kind == TokenKind::Parameter) {
+            const auto begin = static_cast<std::size_t>(lexeme.Text.data() - sql.data());
+            text += sql.substr(copied, begin - copied);
+            text += "@P" + std::to_string(++places);
+            copied = begin + lexeme.Text.size();
         }
     }
-    return text;
+    return text += sql.substr(copied);
 }
 
 std::string_view IntegerType(DataType type) {
@@ -102,9 +91,9 @@ Literal LiteralOf(const Parameter& parameter) {
         return {"varbinary(max)", text};
     }
     if (IsAscii(text)) {
-        return {text.size() > 8000 ? "varchar(max)" : "varchar(8000)", Quoted(text)};
+        return {text.size() > 8000 ? "varchar(max)" : "varchar(8000)", TextLiteral(text)};
     }
-    return {Utf16Length(text) > 4000 ? "nvarchar(max)" : "nvarchar(4000)", Quoted(text)};
+    return {Utf16Length(text) > 4000 ? "nvarchar(max)" : "nvarchar(4000)", TextLiteral(text)};
 }
 
 }  // namespace
@@ -172,7 +161,8 @@ void OdbcBatch::Finish() {
             descriptions.push_back(fmt::format(
                 "{} statements were sent together, beginning with this one.", statements_.size()));
         }
-        throw DatabaseError(std::move(descriptions), statements_[failed], error.Code());
+        throw DatabaseError(std::move(descriptions), MaskPasswords(statements_[failed]),
+                            error.Code());
     }
     executed_ += statements_.size();
     statements_.clear();

@@ -9,6 +9,7 @@
 #include "core/DatabaseError.h"
 #include "core/Recordset.h"
 #include "db/odbc/OdbcRecordset.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
@@ -27,7 +28,8 @@ std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
         return BufferRecordset(rows);
     } catch (const DatabaseError& error) {
         throw DatabaseError(error.Descriptions(),
-                            "the catalogue's description of " + std::string(table), error.Code());
+                            MaskedSql{"the catalogue's description of " + std::string(table)},
+                            error.Code());
     }
 }
 

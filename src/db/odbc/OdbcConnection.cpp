@@ -12,6 +12,7 @@
 #include "db/odbc/OdbcCommand.h"
 #include "db/odbc/OdbcRecordset.h"
 #include "db/odbc/OdbcSession.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -126,7 +127,7 @@ void OdbcConnection::Close() {
 
 void OdbcConnection::RequireOpen(std::string_view statement) const {
     if (session_ == nullptr) {
-        throw DatabaseError({"The connection is closed."}, std::string(statement));
+        throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
     }
 }
 

@@ -9,6 +9,7 @@
 #include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "db/odbc/OdbcHandle.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
@@ -38,14 +39,7 @@ DriverFamily FamilyOf(std::string_view name) {
 
 // Microsoft's drivers require "}" to be doubled in a braced value.
 std::string BracedDoubling(std::string_view value) {
-    std::string braced = "{";
-    for (const char c : value) {
-        braced += c;
-        if (c == '}') {
-            braced += c;
-        }
-    }
-    return braced + "}";
+    return Quoted(value, '{', '}');
 }
 
 [[noreturn]] void RefuseForFreeTds(std::string_view keyword, const char* what) {

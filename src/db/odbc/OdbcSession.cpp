@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "base/Text.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -102,11 +103,11 @@ void OdbcSession::Close() {
 
 void OdbcSession::RequireUsable(std::string_view sql) const {
     if (!open_) {
-        throw DatabaseError({"The connection is closed."}, std::string(sql));
+        throw DatabaseError({"The connection is closed."}, MaskPasswords(sql));
     }
     if (transactionFailed_) {
         throw DatabaseError({"The transaction has ended with an error before this statement."},
-                            std::string(sql));
+                            MaskPasswords(sql));
     }
 }
 
@@ -326,17 +327,6 @@ int DefaultQueryTimeout() {
                              "\", which is no number of seconds."});
     }
     return seconds;
-}
-
-std::string WideLiteral(std::string_view text) {
-    std::string literal = "N'";
-    for (const char c : text) {
-        literal += c;
-        if (c == '\'') {
-            literal += c;
-        }
-    }
-    return literal + "'";
 }
 
 }  // namespace morvane::odbc

@@ -137,7 +137,4 @@ class OdbcStatement {
 // MORVANE_QUERY_TIMEOUT; 0 for none. Throws DatabaseError if the variable is not a number.
 int DefaultQueryTimeout();
 
-// A text as an N'...' literal, with quotes doubled.
-std::string WideLiteral(std::string_view text);
-
 }  // namespace morvane::odbc
