@@ -6,6 +6,7 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include "base/Version.h"
 #include "ui/frmMain.h"
 
 namespace morvane {
@@ -45,6 +46,7 @@ QPushButton* MakeButton(const char* name, const char* caption, const char* tip, 
 void frmMain::MakeControls() {
     setObjectName("frmMain");
     setWindowTitle("Morvane");
+    setToolTip(QString("Morvane ") + kVersion);
     setWindowFlags(Qt::Window);
     fields_ = new ConnectionFields(kConnectionCaptions, this);
     auto* layout = new QVBoxLayout(this);
@@ -78,13 +80,13 @@ QWidget* frmMain::MakeOptions() {
     }
     layout->addWidget(cmdFacts_, 1, 2);
     layout->addWidget(cmdDimensions_, 2, 2);
-    // Atomic deletion is a way of deleting and stands under it.
+    // Atomic deletion is an option of deletion, so it is indented below it.
     auto* indented = new QHBoxLayout;
     indented->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
                          style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
     indented->addWidget(chkOptions_[5], 1);
     layout->addLayout(indented, 5, 0, 1, 3);
-    // Rows with and without a button stand at the same distance.
+    // Rows with and without a button have the same height.
     for (int row = 0; row < layout->rowCount(); ++row) {
         layout->setRowMinimumHeight(row, cmdFacts_->sizeHint().height());
     }
