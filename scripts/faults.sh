@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Disturbs runs at every statement that they send, on the embedded engine: the statement fails, its
-# answer is lost, the server is lost, the process is killed; and on disks that are full. Prints the
+# answer is lost, the server is lost, the process is killed; and with files that cannot grow. Prints the
 # counts. MORVANE_FAULTS=sample takes a sample, as the tests do.
 set -euo pipefail
 cd "$(dirname "$0")/.."

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 
 namespace morvane {
 
@@ -254,22 +253,24 @@ void MetaDataCheck::FinishProgress() {
 
 }  // namespace
 
-bool CheckMetaData(RunState& state, ProgressWindow& progress) {
-    return TrapErrors(state.ErrorText, [&] {
+Outcome CheckMetaData(RunState& state, ProgressWindow& progress) {
+    return TrapOutcome(state.ErrorText, [&] {
         MetaDataCheck check(*state.WarehouseConnection, progress);
         check.PrepareProgress();
         if (!check.CheckRelationsTable() || !check.CheckTablesTable()) {
-            return false;
+            return Outcome::Cancelled;
         }
         check.CheckConsistency();
         check.FinishProgress();
-        return true;
+        return Outcome::Done;
     });
 }
 
-bool CheckTablesTable(RunState& state, ProgressWindow& progress) {
-    return TrapErrors(state.ErrorText, [&] {
-        return MetaDataCheck(*state.WarehouseConnection, progress).CheckTablesTable();
+Outcome CheckTablesTable(RunState& state, ProgressWindow& progress) {
+    return TrapOutcome(state.ErrorText, [&] {
+        return MetaDataCheck(*state.WarehouseConnection, progress).CheckTablesTable()
+                   ? Outcome::Done
+                   : Outcome::Cancelled;
     });
 }
 

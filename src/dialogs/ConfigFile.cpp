@@ -7,6 +7,7 @@
 #include "base/PrivateFile.h"
 #include "base/Text.h"
 #include "run/CommandLine.h"
+#include "run/Tasks.h"
 
 namespace morvane {
 
@@ -24,31 +25,31 @@ bool IsBlank(const std::string& text) {
     return Trim(text).empty();
 }
 
+// The line, option by option.
 class Line {
   public:
-    void Flag(std::string_view option, bool given) {
-        if (given) {
-            Append(option);
-        }
+    explicit Line(const RunSettings& settings) : settings_(settings) {}
+
+    void Flag(bool RunSettings::*flag) { Option(OptionName(flag)); }
+
+    void Text(std::string RunSettings::*value) {
+        Option(OptionName(value));
+        Append(AsWord(settings_.*value));
     }
 
-    void Word(std::string_view option, const std::string& value) {
-        Append(option);
-        Append(AsWord(value));
-    }
-
-    void Login(bool secure, std::string_view secureOption, std::string_view nameOption,
-               const std::string& name, std::string_view passwordOption,
-               const std::string& password) {
-        if (secure) {
-            Append(secureOption);
+    void Login(bool RunSettings::*secure, std::string RunSettings::*name,
+               std::string RunSettings::*password) {
+        if (settings_.*secure) {
+            Flag(secure);
             return;
         }
-        Word(nameOption, name);
-        if (!IsBlank(password)) {
-            Word(passwordOption, password);
+        Text(name);
+        if (!IsBlank(settings_.*password)) {
+            Text(password);
         }
     }
+
+    void Option(std::string_view name) { Append('-' + std::string(name)); }
 
     void Append(std::string_view word) {
         if (!text_.empty()) {
@@ -57,9 +58,10 @@ class Line {
         text_ += word;
     }
 
-    const std::string& Text() const { return text_; }
+    const std::string& Result() const { return text_; }
 
   private:
+    const RunSettings& settings_;
     std::string text_;
 };
 
@@ -70,20 +72,11 @@ RunSettings Parse(const std::string& line) {
     return settings;
 }
 
-struct TextOption {
-    std::string_view Name;
-    std::string RunSettings::*Value;
-};
-
-constexpr std::array kTextOptions{
-    TextOption{"-mac", &RunSettings::Machine},
-    TextOption{"-db", &RunSettings::Database},
-    TextOption{"-usr", &RunSettings::UserName},
-    TextOption{"-pwd", &RunSettings::Password},
-    TextOption{"-bkmac", &RunSettings::ArchiveMachine},
-    TextOption{"-bkdb", &RunSettings::ArchiveDatabase},
-    TextOption{"-bkusr", &RunSettings::ArchiveUserName},
-    TextOption{"-bkpwd", &RunSettings::ArchivePassword},
+// The values whose text is checked.
+constexpr std::array kValues{
+    &RunSettings::Machine,         &RunSettings::Database,        &RunSettings::UserName,
+    &RunSettings::Password,        &RunSettings::ArchiveMachine,  &RunSettings::ArchiveDatabase,
+    &RunSettings::ArchiveUserName, &RunSettings::ArchivePassword,
 };
 
 // The file is one line.
@@ -91,47 +84,47 @@ bool EndsLine(const std::string& value) {
     return value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
 }
 
-bool IsReadBack(const TextOption& option, const std::string& value) {
-    if (EndsLine(value)) {
+bool IsReadBack(const RunSettings& settings, std::string RunSettings::*value) {
+    if (EndsLine(settings.*value)) {
         return false;
     }
     RunSettings expected;
-    expected.*option.Value = value;
-    return Parse(std::string(option.Name) + " " + AsWord(value)) == expected;
+    expected.*value = settings.*value;
+    Line line(expected);
+    line.Text(value);
+    return Parse(line.Result()) == expected;
 }
 
 }  // namespace
 
 std::string ConfigLine(const RunSettings& settings) {
-    Line line;
-    line.Word("-mac", settings.Machine);
-    line.Word("-db", settings.Database);
-    line.Login(settings.NTAuthentication, "-ntaut", "-usr", settings.UserName, "-pwd",
-               settings.Password);
-    line.Flag("-chkmd", settings.CheckMetaData);
-    if (settings.ArchiveFactTables) {
-        line.Word("-bkmac", settings.ArchiveMachine);
-        line.Word("-bkdb", settings.ArchiveDatabase);
-        line.Login(settings.ArchiveNTAuthentication, "-bkntaut", "-bkusr", settings.ArchiveUserName,
-                   "-bkpwd", settings.ArchivePassword);
-        line.Append("-clsf");
+    Line line(settings);
+    line.Text(&RunSettings::Machine);
+    line.Text(&RunSettings::Database);
+    line.Login(&RunSettings::NTAuthentication, &RunSettings::UserName, &RunSettings::Password);
+    for (const Task& task : kTasks) {
+        if (!(settings.*task.Flag)) {
+            continue;
+        }
+        if (task.Flag == &RunSettings::ArchiveFactTables) {
+            line.Text(&RunSettings::ArchiveMachine);
+            line.Text(&RunSettings::ArchiveDatabase);
+            line.Login(&RunSettings::ArchiveNTAuthentication, &RunSettings::ArchiveUserName,
+                       &RunSettings::ArchivePassword);
+        }
+        line.Option(task.Option);
     }
-    line.Flag("-mark", settings.DetectAndMark);
-    line.Flag("-grep", settings.GenerateReports);
-    line.Flag("-del", settings.DeleteMarked);
-    line.Flag("-datom", settings.AtomicDeletion);
     if (settings.LogGiven) {
-        line.Append("-log");
+        line.Flag(&RunSettings::LogGiven);
         line.Append(Quoted(settings.LogDirectory));
     }
-    return line.Text();
+    return line.Result();
 }
 
 std::string ConfigLineFault(const RunSettings& settings) {
-    for (const TextOption& option : kTextOptions) {
-        const std::string& value = settings.*option.Value;
-        if (!value.empty() && !IsReadBack(option, value)) {
-            return "The value of the option " + std::string(option.Name) +
+    for (const auto value : kValues) {
+        if (!(settings.*value).empty() && !IsReadBack(settings, value)) {
+            return "The value of the option -" + std::string(OptionName(value)) +
                    " cannot be written into the configuration file: it holds a double quote or "
                    "a line end, or begins like an option.";
         }

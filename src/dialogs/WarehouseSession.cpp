@@ -8,7 +8,7 @@
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
 #include "run/MultiUserLock.h"
-#include "run/PerformTasks.h"
+#include "run/Tasks.h"
 
 namespace morvane {
 

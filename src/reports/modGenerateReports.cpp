@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reports/modGenerateReports.h"
 
-#include "core/ErrorTrap.h"
 #include "reports/DetailedReport.h"
 #include "reports/ReportQueries.h"
 #include "reports/ReportRun.h"
@@ -45,25 +44,25 @@ bool BeginReport(const ReportRun& run, std::string_view comment) {
 
 }  // namespace
 
-bool GenerateAllReports(RunState& state, ProgressWindow& progress,
-                        const std::string& reportDirectory) {
-    return TrapErrors(state.ErrorText, [&] {
+Outcome GenerateAllReports(RunState& state, ProgressWindow& progress,
+                           const std::string& reportDirectory) {
+    return TrapOutcome(state.ErrorText, [&] {
         ReportRun run{state, progress, reportDirectory, {}};
         PrepareReportProgress(run);
         if (!BeginReport(run, "Generating Summary Report")) {
-            return false;
+            return Outcome::Cancelled;
         }
         WriteSummaryReport(run);
         if (!BeginReport(run, "Generating Detailed Report")) {
-            return false;
+            return Outcome::Cancelled;
         }
         WriteDetailedReport(run);
         if (!BeginReport(run, "Generating TableFilter Report")) {
-            return false;
+            return Outcome::Cancelled;
         }
         WriteTableFilterReport(run);
         FinishReportProgress(run);
-        return true;
+        return Outcome::Done;
     });
 }
 

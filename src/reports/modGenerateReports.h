@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "core/Outcome.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 
@@ -10,7 +11,7 @@ namespace morvane {
 
 // Writes the summary, detailed and table-filter reports of the run into `reportDirectory`. False
 // on a failure, described in ErrorText, or when the user cancelled between two reports.
-bool GenerateAllReports(RunState& state, ProgressWindow& progress,
-                        const std::string& reportDirectory);
+Outcome GenerateAllReports(RunState& state, ProgressWindow& progress,
+                           const std::string& reportDirectory);
 
 }  // namespace morvane

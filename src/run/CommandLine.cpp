@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "base/Text.h"
+#include "run/Tasks.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -24,6 +26,7 @@ struct Option {
     std::string RunSettings::*Text;  // null for an option without a value
 };
 
+// All but those that select a task.
 constexpr std::array kOptions{
     Option{"mac", nullptr, &RunSettings::Machine},
     Option{"usr", nullptr, &RunSettings::UserName},
@@ -35,12 +38,6 @@ constexpr std::array kOptions{
     Option{"bkpwd", nullptr, &RunSettings::ArchivePassword},
     Option{"bkntaut", &RunSettings::ArchiveNTAuthentication, nullptr},
     Option{"bkdb", nullptr, &RunSettings::ArchiveDatabase},
-    Option{"chkmd", &RunSettings::CheckMetaData, nullptr},
-    Option{"clsf", &RunSettings::ArchiveFactTables, nullptr},
-    Option{"mark", &RunSettings::DetectAndMark, nullptr},
-    Option{"del", &RunSettings::DeleteMarked, nullptr},
-    Option{"datom", &RunSettings::AtomicDeletion, nullptr},
-    Option{"grep", &RunSettings::GenerateReports, nullptr},
     Option{"log", &RunSettings::LogGiven, &RunSettings::LogDirectory},
     Option{"logfile", &RunSettings::LogFileGiven, &RunSettings::LogFileName},
     Option{"config", &RunSettings::ConfigMode, &RunSettings::ConfigFileName},
@@ -48,19 +45,29 @@ constexpr std::array kOptions{
     Option{"help", &RunSettings::Help, nullptr},
 };
 
-const Option* FindOption(std::string_view name) {
+std::optional<Option> FindOption(std::string_view name) {
     const std::string lower = ToLower(name);
     for (const Option& option : kOptions) {
         if (option.Name == lower) {
-            return &option;
+            return option;
         }
     }
-    return nullptr;
+    for (const Task& task : kTasks) {
+        if (task.Option == lower) {
+            return Option{task.Option, task.Flag, nullptr};
+        }
+    }
+    return std::nullopt;
 }
 
-bool IsPassword(const Option* option) {
-    return option != nullptr && (option->Text == &RunSettings::Password ||
-                                 option->Text == &RunSettings::ArchivePassword);
+template <typename Condition>
+std::string_view NameWhere(const Condition& condition) {
+    return std::ranges::find_if(kOptions, condition)->Name;
+}
+
+bool IsPassword(const std::optional<Option>& option) {
+    return option && (option->Text == &RunSettings::Password ||
+                      option->Text == &RunSettings::ArchivePassword);
 }
 
 enum class Overrun { None, PlainWord, QuotedWord };
@@ -126,9 +133,9 @@ class UnknownWords {
   public:
     explicit UnknownWords(bool quotesInPlay) : quotesInPlay_(quotesInPlay) {}
 
-    void Met(const Option* option, const std::string& token, bool isPasswordValue,
+    void Met(const std::optional<Option>& option, const std::string& token, bool isPasswordValue,
              CommandLineReport& report) {
-        if (option == nullptr) {
+        if (!option) {
             report.UnknownOption = true;
             if (!isPasswordValue && !afterPassword_) {
                 report.UnknownNames.push_back(ShownName(token));
@@ -163,10 +170,18 @@ void InitSettings(RunSettings& settings, RunState& state) {
     state.ConfigMode = false;
 }
 
+std::string_view OptionName(std::string RunSettings::*value) {
+    return NameWhere([value](const Option& option) { return option.Text == value; });
+}
+
+std::string_view OptionName(bool RunSettings::*flag) {
+    return NameWhere([flag](const Option& option) { return option.Flag == flag; });
+}
+
 OptionKind SetOption(std::string_view name, std::string_view value, RunSettings& settings,
                      RunState& state) {
-    const Option* option = FindOption(name);
-    if (option == nullptr) {
+    const std::optional<Option> option = FindOption(name);
+    if (!option) {
         settings.Help = true;
         state.CommandLineMode = true;
         return OptionKind::Unknown;
@@ -210,10 +225,9 @@ CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t max
         }
         const std::string_view name = std::string_view(token).substr(1);
         const std::string value = i + 1 < tokens.size() ? tokens[i + 1] : std::string();
-        const Option* option = FindOption(name);
+        const std::optional<Option> option = FindOption(name);
         unknown.Met(option, token, isPasswordValue, report);
-        report.HelpAsked =
-            report.HelpAsked || (option != nullptr && option->Flag == &RunSettings::Help);
+        report.HelpAsked = report.HelpAsked || (option && option->Flag == &RunSettings::Help);
         isValue = SetOption(name, value, settings, state) == OptionKind::TakesValue;
         isPasswordValue = IsPassword(option);
     }

@@ -46,6 +46,11 @@ enum class OptionKind { Flag, TakesValue, Unknown };
 OptionKind SetOption(std::string_view name, std::string_view value, RunSettings& settings,
                      RunState& state);
 
+// The name, without its prefix, of the option that sets a value or a flag. Options that select a
+// task are in kTasks.
+std::string_view OptionName(std::string RunSettings::*value);
+std::string_view OptionName(bool RunSettings::*flag);
+
 // The arguments after the program's own name as one text. One that is empty or holds a blank or tab
 // is put in double quotes. A line end behind an argument goes: it comes along with a line that a
 // shell took from a configuration file.

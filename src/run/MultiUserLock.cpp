@@ -10,7 +10,7 @@
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "run/PerformTasks.h"
+#include "run/Tasks.h"
 
 namespace morvane {
 

@@ -14,10 +14,10 @@
 #include "run/LoginPasswords.h"
 #include "run/MultiUserLock.h"
 #include "run/OutputFiles.h"
-#include "run/PerformTasks.h"
 #include "run/RunLog.h"
 #include "run/StatusFile.h"
 #include "run/SummaryText.h"
+#include "run/Tasks.h"
 #include "run/ValidateSettings.h"
 
 namespace morvane {

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/SummaryText.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "base/DateText.h"
 #include "base/Text.h"
 #include "reports/ReportNames.h"
+#include "run/Tasks.h"
 
 namespace morvane {
 
@@ -33,21 +35,19 @@ class Lines {
     std::string text_;
 };
 
+// Whether a variant of the task is selected, which is then listed in its place.
+bool HasVariant(const Task& task, const RunSettings& settings) {
+    return std::ranges::any_of(kTasks, [&](const Task& other) {
+        return other.VariantOf == task.Flag && settings.*other.Flag;
+    });
+}
+
 void AddProcesses(const RunSettings& settings, Lines& lines) {
     lines.Head("The following processes were completed by the tool :");
-    if (settings.CheckMetaData) {
-        lines.Item(" - Checking of Meta Data");
-    }
-    if (settings.ArchiveFactTables) {
-        lines.Item(" - Archiving Of Fact tables");
-    }
-    if (settings.DetectAndMark) {
-        lines.Item(" - Detection and Marking of Unused Dimension Elements");
-    }
-    if (settings.AtomicDeletion) {
-        lines.Item(" - Delete marked elements only if all the siblings are unused.");
-    } else if (settings.DeleteMarked) {
-        lines.Item(" - Delete Marked Dimension Elements");
+    for (const Task& task : kTasks) {
+        if (settings.*task.Flag && !task.SummaryLine.empty() && !HasVariant(task, settings)) {
+            lines.Item(task.SummaryLine);
+        }
     }
 }
 

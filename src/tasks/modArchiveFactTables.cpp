@@ -7,7 +7,6 @@
 
 #include "base/DateText.h"
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
 #include "tasks/ArchiveTable.h"
@@ -26,8 +25,7 @@ class Archiving {
           progress_(progress),
           log_(log) {}
 
-    // False when the user cancelled.
-    bool Run(const Clock& clock);
+    Outcome Run(const Clock& clock);
     void WriteEnd();
 
   private:
@@ -46,7 +44,7 @@ class Archiving {
     LocalMoment timestamp_;
 };
 
-bool Archiving::Run(const Clock& clock) {
+Outcome Archiving::Run(const Clock& clock) {
     log_.WriteLine("---------------------------------");
     log_.WriteLine("Start of Archiving of Fact Tables");
     log_.WriteLine("---------------------------------");
@@ -58,7 +56,7 @@ bool Archiving::Run(const Clock& clock) {
     PrepareArchiveProgress();
     for (; !tables->Eof(); tables->MoveNext()) {
         if (progress_.CheckCancelState()) {
-            return false;
+            return Outcome::Cancelled;
         }
         const std::string table = NullToText((*tables)[0], "");
         const std::string condition(Trim(NullToText((*tables)[1], "")));
@@ -71,7 +69,7 @@ bool Archiving::Run(const Clock& clock) {
     }
     FinishArchiveProgress();
     WriteEnd();
-    return true;
+    return Outcome::Done;
 }
 
 void Archiving::WriteHead() {
@@ -154,21 +152,16 @@ void Archiving::FinishArchiveProgress() {
 
 }  // namespace
 
-bool ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
-                       LogStream& log) {
+Outcome ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
+                          LogStream& log) {
     Archiving archiving(state, progress, log);
-    bool failed = true;
-    const bool result = TrapErrors(state.ErrorText, [&] {
-        const bool done = archiving.Run(clock);
-        failed = false;
-        return done;
-    });
-    if (failed) {
+    const Outcome outcome = TrapOutcome(state.ErrorText, [&] { return archiving.Run(clock); });
+    if (outcome == Outcome::Failed) {
         log.WriteLine("An error occurred during archiving of fact tables.");
         log.WriteLine("");
         archiving.WriteEnd();
     }
-    return result;
+    return outcome;
 }
 
 }  // namespace morvane

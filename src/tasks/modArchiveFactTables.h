@@ -3,6 +3,7 @@
 
 #include "base/Clock.h"
 #include "core/LogStream.h"
+#include "core/Outcome.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 
@@ -13,7 +14,7 @@ namespace morvane {
 // warehouse; writes its own block into the log. Copy and delete are two statements on two paths: a
 // failure between them leaves the rows in both places. False on an error, described in ErrorText,
 // or when the user cancelled.
-bool ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
-                       LogStream& log);
+Outcome ArchiveFactTables(RunState& state, ProgressWindow& progress, const Clock& clock,
+                          LogStream& log);
 
 }  // namespace morvane

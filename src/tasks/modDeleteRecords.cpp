@@ -4,7 +4,6 @@
 #include <string>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "core/Transaction.h"
 #include "tasks/AtomicDeletion.h"
 #include "tasks/RelinkHistory.h"
@@ -76,9 +75,9 @@ void DeleteFromTable(const std::string& table, bool slowMoving, bool atomic, Con
 
 }  // namespace
 
-bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
-                   bool atomic) {
-    return TrapErrors(state.ErrorText, [&] {
+Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
+                      bool atomic) {
+    return TrapOutcome(state.ErrorText, [&] {
         Connection& warehouse = *state.WarehouseConnection;
         PrepareDeletionProgress(warehouse, progress);
         const auto tables = warehouse.OpenRecordset(
@@ -88,7 +87,7 @@ bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFa
         const auto deletion = OpenDeletionConnection(warehouse, factory);
         for (; !tables->Eof(); tables->MoveNext()) {
             if (progress.CheckCancelState()) {
-                return false;
+                return Outcome::Cancelled;
             }
             const std::string table = tables->ValueOf("table_name").Text();
             warehouse.RequireTableName(table);
@@ -99,7 +98,7 @@ bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFa
             progress.Refresh();
         }
         FinishDeletionProgress(progress);
-        return true;
+        return Outcome::Done;
     });
 }
 

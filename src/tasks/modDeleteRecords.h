@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/Connection.h"
+#include "core/Outcome.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 
@@ -11,7 +12,7 @@ namespace morvane {
 // deletion re-links the history of slowly-moving dimensions first, one transaction a table; atomic
 // deletion takes of them only the elements all of whose versions are marked. False on an error,
 // described in ErrorText, or when the user cancelled; finished tables stay deleted.
-bool DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
-                   bool atomic);
+Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
+                      bool atomic);
 
 }  // namespace morvane

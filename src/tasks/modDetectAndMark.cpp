@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 
 namespace morvane {
 
@@ -235,8 +234,8 @@ void Detection::FinishProgress() {
 
 }  // namespace
 
-bool MarkUnusedElements(RunState& state, ProgressWindow& progress) {
-    return TrapErrors(state.ErrorText, [&] {
+Outcome MarkUnusedElements(RunState& state, ProgressWindow& progress) {
+    return TrapOutcome(state.ErrorText, [&] {
         Detection detection(*state.WarehouseConnection, progress);
         detection.InitDetection();
         detection.PrepareProgress();
@@ -244,11 +243,11 @@ bool MarkUnusedElements(RunState& state, ProgressWindow& progress) {
             detection.ProcessNextTable();
             if (progress.CheckCancelState()) {
                 state.WarehouseConnection->Close();
-                return false;
+                return Outcome::Cancelled;
             }
         }
         detection.FinishProgress();
-        return true;
+        return Outcome::Done;
     });
 }
 

@@ -24,8 +24,10 @@ namespace morvane {
 
 namespace {
 
-// Indexes of chkOptions.
-enum Option : std::size_t { kCheck, kArchive, kMark, kReport, kDelete, kAtomic };
+constexpr auto kCheck = &RunSettings::CheckMetaData;
+constexpr auto kArchive = &RunSettings::ArchiveFactTables;
+constexpr auto kDelete = &RunSettings::DeleteMarked;
+constexpr auto kAtomic = &RunSettings::AtomicDeletion;
 
 }  // namespace
 
@@ -42,7 +44,7 @@ frmMain::frmMain(RunState& state, RunServices& services, Browsing& browsing, QWi
         LoadSettings();
     }
     UpdateAtomicDeletion();
-    chkOptions_[kCheck]->setChecked(true);
+    CheckBox(kCheck).setChecked(true);
     ConnectHandlers();
     services_.HideMainWindow = [this] { hide(); };
 }
@@ -91,11 +93,10 @@ void frmMain::LoadSettings() {
     const RunSettings& given = state_.GlobalSettings;
     fields_->SetLogin({given.Machine, given.NTAuthentication, given.UserName, given.Password});
     fields_->SetDatabase(given.Database);
-    chkOptions_[kArchive]->setChecked(given.ArchiveFactTables);
-    chkOptions_[kMark]->setChecked(given.DetectAndMark);
-    chkOptions_[kReport]->setChecked(given.GenerateReports);
-    chkOptions_[kDelete]->setChecked(given.DeleteMarked);
-    chkOptions_[kAtomic]->setChecked(given.DeleteMarked && given.AtomicDeletion);
+    for (const Task& task : kTasks) {
+        CheckBox(task.Flag).setChecked(given.*task.Flag &&
+                                       (task.VariantOf == nullptr || given.*task.VariantOf));
+    }
     txtLogFile_->setText(ToQString(given.LogDirectory));
 }
 
@@ -129,9 +130,9 @@ void frmMain::chkOptions_Click() {
 void frmMain::UpdateAtomicDeletion() {
     const bool deletes = IsChecked(kDelete);
     if (!deletes) {
-        chkOptions_[kAtomic]->setChecked(false);
+        CheckBox(kAtomic).setChecked(false);
     }
-    chkOptions_[kAtomic]->setEnabled(deletes);
+    CheckBox(kAtomic).setEnabled(deletes);
 }
 
 void frmMain::ResetConnectionState() {
@@ -245,7 +246,7 @@ void frmMain::cmdDimensions_Click() {
     if (IsChecked(kCheck)) {
         const HourglassPointer pointer;
         ConsoleProgress silent(services_.Errors, 0, [] { return false; });
-        Require(CheckTablesTable(state_, silent), state_.ErrorText);
+        Require(CheckTablesTable(state_, silent) == Outcome::Done, state_.ErrorText);
     }
     frmSustainRec dialog(state_, services_, this);
     dialog.exec();
@@ -278,11 +279,9 @@ RunSettings frmMain::ComposeSettings() const {
         settings.UserName = login.UserName;
         settings.Password = Trim(login.Password).empty() ? "" : login.Password;
     }
-    settings.CheckMetaData = IsChecked(kCheck);
-    settings.DetectAndMark = IsChecked(kMark);
-    settings.GenerateReports = IsChecked(kReport);
-    settings.DeleteMarked = IsChecked(kDelete);
-    settings.AtomicDeletion = IsChecked(kDelete) && IsChecked(kAtomic);
+    for (const Task& task : kTasks) {
+        settings.*task.Flag = IsSelected(task);
+    }
     settings.LogGiven = true;
     settings.LogDirectory = Trim(ToText(txtLogFile_->text()));
     return settings;
@@ -290,7 +289,6 @@ RunSettings frmMain::ComposeSettings() const {
 
 // Returns false, after a message, if the archive cannot be used with its present settings.
 bool frmMain::TakeArchiveSettings(RunSettings& settings) {
-    settings.ArchiveFactTables = true;
     if (state_.ConfigMode) {
         const RunSettings& given = state_.GlobalSettings;
         settings.ArchiveMachine = given.ArchiveMachine;

@@ -10,7 +10,7 @@
 #include "dialogs/WarehouseSession.h"
 #include "run/ExitGuard.h"
 #include "run/RunServices.h"
-#include "run/TaskCaptions.h"
+#include "run/Tasks.h"
 #include "ui/ConnectionFields.h"
 #include "ui/Messages.h"
 #include "ui/modBrowsing.h"
@@ -73,7 +73,12 @@ class frmMain : public Window {
     void PerformRun(const RunSettings& settings);
     void SaveSettings(const RunSettings& settings);
 
-    bool IsChecked(std::size_t option) const { return chkOptions_[option]->isChecked(); }
+    QCheckBox& CheckBox(bool RunSettings::*task) const { return *chkOptions_[TaskIndex(task)]; }
+    bool IsChecked(bool RunSettings::*task) const { return CheckBox(task).isChecked(); }
+    // A variant counts as selected only together with its task.
+    bool IsSelected(const Task& task) const {
+        return IsChecked(task.Flag) && (task.VariantOf == nullptr || IsChecked(task.VariantOf));
+    }
 
     RunState& state_;
     RunServices& services_;
@@ -84,7 +89,7 @@ class frmMain : public Window {
     bool connected_ = false;
 
     ConnectionFields* fields_ = nullptr;
-    std::array<QCheckBox*, kTaskCaptions.size()> chkOptions_{};
+    std::array<QCheckBox*, kTasks.size()> chkOptions_{};  // in the order of kTasks
     QPushButton* cmdFacts_ = nullptr;
     QPushButton* cmdDimensions_ = nullptr;
     QLineEdit* txtLogFile_ = nullptr;

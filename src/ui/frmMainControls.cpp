@@ -23,17 +23,6 @@ constexpr ConnectionCaptions kConnectionCaptions{
     "D&atabase:",
 };
 
-constexpr std::array<const char*, kTaskCaptions.size()> kTaskTips{
-    "",
-    "Check when you want to move data from fact tables to an archive database. Indicate the "
-    "conditions for the fact table elements to be archived and the place of the archive database "
-    "by clicking the adjacent button.",
-    "Mark Dimension table elements that are not used by any other table",
-    "Generates 3 HTML reports on unused Dimension table elements and the table filters applied",
-    "Delete all unused Dimension table elements",
-    "Delete a Dimension table element only if all its instances are unused",
-};
-
 QPushButton* MakeButton(const char* name, const char* caption, const char* tip, QWidget* parent) {
     auto* button = Named(name, new QPushButton(QString::fromUtf8(caption), parent));
     button->setToolTip(QString::fromUtf8(tip));
@@ -62,11 +51,10 @@ void frmMain::MakeControls() {
 QWidget* frmMain::MakeOptions() {
     auto* frame = Named("fraOptions", new QGroupBox("Options", this));
     auto* layout = new QGridLayout(frame);
-    for (std::size_t i = 0; i < kTaskCaptions.size(); ++i) {
-        const QString name = "chkOptions" + QString::number(i);
-        chkOptions_[i] = new QCheckBox(ToQString(kTaskCaptions[i]), frame);
-        chkOptions_[i]->setObjectName(name);
-        chkOptions_[i]->setToolTip(QString::fromUtf8(kTaskTips[i]));
+    for (std::size_t i = 0; i < kTasks.size(); ++i) {
+        chkOptions_[i] = new QCheckBox(ToQString(kTasks[i].Caption), frame);
+        chkOptions_[i]->setObjectName("chkOptions" + QString::number(i));
+        chkOptions_[i]->setToolTip(ToQString(kTasks[i].ToolTip));
     }
     cmdFacts_ = MakeButton("cmdFacts", "Set &Fact Table Conditions...",
                            "Click this button to indicate the conditions for the fact table "
@@ -74,18 +62,22 @@ QWidget* frmMain::MakeOptions() {
                            frame);
     cmdDimensions_ = MakeButton("cmdDimensions", "Set &Dimension Checks...",
                                 "Set tables and elements to be checked", frame);
-    for (int row = 0; row < 5; ++row) {
-        const bool hasButton = row == 1 || row == 2;
-        layout->addWidget(chkOptions_[static_cast<std::size_t>(row)], row, 0, 1, hasButton ? 2 : 3);
+    const auto rowOf = [](bool RunSettings::*task) { return static_cast<int>(TaskIndex(task)); };
+    layout->addWidget(cmdFacts_, rowOf(&RunSettings::ArchiveFactTables), 2);
+    layout->addWidget(cmdDimensions_, rowOf(&RunSettings::DetectAndMark), 2);
+    for (const Task& task : kTasks) {
+        const int row = rowOf(task.Flag);
+        const int columns = layout->itemAtPosition(row, 2) != nullptr ? 2 : 3;
+        if (task.VariantOf == nullptr) {
+            layout->addWidget(&CheckBox(task.Flag), row, 0, 1, columns);
+            continue;
+        }
+        auto* indented = new QHBoxLayout;  // below its task
+        indented->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
+                             style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
+        indented->addWidget(&CheckBox(task.Flag), 1);
+        layout->addLayout(indented, row, 0, 1, columns);
     }
-    layout->addWidget(cmdFacts_, 1, 2);
-    layout->addWidget(cmdDimensions_, 2, 2);
-    // Atomic deletion is an option of deletion, so it is indented below it.
-    auto* indented = new QHBoxLayout;
-    indented->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
-                         style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
-    indented->addWidget(chkOptions_[5], 1);
-    layout->addLayout(indented, 5, 0, 1, 3);
     // Rows with and without a button have the same height.
     for (int row = 0; row < layout->rowCount(); ++row) {
         layout->setRowMinimumHeight(row, cmdFacts_->sizeHint().height());

@@ -6,12 +6,12 @@
 #include "base/Text.h"
 #include "contract/Backend.h"
 #include "contract/LoopbackService.h"
-#include "contract/ScopedVariable.h"
 #include "contract/TdsServer.h"
 #include "core/DatabaseError.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "db/odbc/OdbcDriver.h"
+#include "support/ScopedVariable.h"
 
 namespace morvane::testing {
 namespace {

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contract/LoopbackService.h"
 
-#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <set>
 #include <stdexcept>
 #include <system_error>
@@ -21,25 +22,19 @@ void RequireSuccess(int result, const char* what) {
     }
 }
 
+// However a driver behaves, no connection of a test lives longer.
+constexpr auto kLongestLife = std::chrono::seconds(60);
+constexpr int kPollMilliseconds = 50;
+
 int BoundPort(int handle) {
-    sockaddr_in address = LoopbackAddress(0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof(address);
     RequireSuccess(bind(handle, reinterpret_cast<sockaddr*>(&address), size), "bind");
     RequireSuccess(getsockname(handle, reinterpret_cast<sockaddr*>(&address), &size),
                    "getsockname");
     return ntohs(address.sin_port);
-}
-
-}  // namespace
-
-sockaddr_in LoopbackAddress(int port, const std::string& host) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    if (inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1) {
-        throw std::invalid_argument("\"" + host + "\" is not an address of four numbers");
-    }
-    return address;
 }
 
 int NewSocket() {
@@ -51,6 +46,19 @@ int NewSocket() {
     return handle;
 }
 
+// Adds what has come; false at the end of the stream.
+bool Receive(int handle, std::string& bytes) {
+    std::array<char, 16384> buffer{};
+    const ssize_t received = recv(handle, buffer.data(), buffer.size(), 0);
+    if (received <= 0) {
+        return false;
+    }
+    bytes.append(buffer.data(), static_cast<std::size_t>(received));
+    return true;
+}
+
+}  // namespace
+
 bool Send(int handle, std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = send(handle, bytes.data(), bytes.size(), MSG_NOSIGNAL);
@@ -59,16 +67,6 @@ bool Send(int handle, std::string_view bytes) {
         }
         bytes.remove_prefix(static_cast<std::size_t>(sent));
     }
-    return true;
-}
-
-bool Receive(int handle, std::string& bytes) {
-    std::array<char, 16384> buffer{};
-    const ssize_t received = recv(handle, buffer.data(), buffer.size(), 0);
-    if (received <= 0) {
-        return false;
-    }
-    bytes.append(buffer.data(), static_cast<std::size_t>(received));
     return true;
 }
 

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <netinet/in.h>
-
-#include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -33,10 +30,9 @@ class LoopbackService {
     using Listener = std::function<void(int client, Event event, const std::string& bytes)>;
     void ServeClients(const Listener& listener, const std::function<void()>& tick);
 
+  private:
     int listener_ = -1;
     int stopSignal_ = -1;  // readable once the thread is to end
-
-  private:
     int stopTrigger_ = -1;
     int port_ = 0;
     std::thread thread_;
@@ -62,20 +58,12 @@ class ScriptedListener : public LoopbackService {
     Script script_;
 };
 
-// However a driver behaves, no connection of a test lives longer.
-constexpr auto kLongestLife = std::chrono::seconds(60);
-constexpr int kPollMilliseconds = 50;
-
 // The protocol's packets have a header of 8 bytes, in which the first tells the type, the second
 // whether a message ends here, and the third and fourth the length.
 constexpr std::size_t kHeader = 8;
 
-sockaddr_in LoopbackAddress(int port, const std::string& host = "127.0.0.1");
-int NewSocket();
 // False when the other side does not take them.
 bool Send(int handle, std::string_view bytes);
-// Adds what has come; false at the end of the stream.
-bool Receive(int handle, std::string& bytes);
 // Takes the first packet off the bytes, if it is there as a whole.
 std::string TakePacket(std::string& bytes);
 

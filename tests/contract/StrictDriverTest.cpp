@@ -7,12 +7,12 @@
 #include <stdexcept>
 
 #include "base/Text.h"
-#include "contract/ScopedVariable.h"
 #include "contract/StrictDriver.h"
 #include "core/Connection.h"
 #include "db/ConnectionFactory.h"
 #include "run/StartUp.h"
 #include "support/ErrorOf.h"
+#include "support/ScopedVariable.h"
 #include "support/TempFolder.h"
 
 namespace morvane::testing {

@@ -2,6 +2,7 @@
 #include "contract/TdsServer.h"
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -370,6 +371,9 @@ struct TdsServer::Session {
         while (!Pending.empty() && Pending.front().first <= Clock::now()) {
             Send(Client, Pending.front().second);
             Pending.pop_front();
+            if (Cut && Pending.empty()) {
+                shutdown(Client, SHUT_RDWR);
+            }
         }
     }
 
@@ -388,6 +392,7 @@ struct TdsServer::Session {
     bool LoggedIn = false;
     bool InTransaction = false;
     bool Silent = false;
+    bool Cut = false;
 };
 
 void TdsServer::Session::Take(std::uint8_t type, const std::string& message) {
@@ -458,6 +463,11 @@ void TdsServer::Session::Respond(const Request& request, bool beginsAgain) {
     Silent = answer.Silent;
     if (!Silent) {
         Queue(Joined(std::move(tokens), NoCount), answer.After);
+    }
+    Cut = answer.Cut;
+    if (Cut) {
+        std::string& last = Pending.back().second;
+        last.resize(last.size() / 2);
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <optional>
@@ -76,7 +77,8 @@ Token TransactionEnded();
 struct Answer {
     std::vector<Token> Tokens = {};
     std::chrono::milliseconds After{0};  // an attention ends the wait
-    bool Silent = false;                 // nothing comes on this connection any more
+    bool Silent = false;                 // nothing more is sent on this connection
+    bool Cut = false;                    // half of the answer is sent, then the connection ends
 };
 
 // The answer to a request, made in the server's thread. Without a value the server answers by

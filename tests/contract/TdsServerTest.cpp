@@ -8,13 +8,14 @@
 
 #include "base/Text.h"
 #include "contract/Backend.h"
-#include "contract/ScopedVariable.h"
 #include "core/Transaction.h"
 #include "db/ConnectionFactory.h"
 #include "db/TableScript.h"
 #include "db/odbc/CallWatch.h"
 #include "db/odbc/OdbcConnection.h"
+#include "db/odbc/OdbcStatement.h"
 #include "run/MultiUserLock.h"
+#include "support/ScopedVariable.h"
 #include "support/ScriptedPrompt.h"
 #include "tasks/RelinkHistory.h"
 
@@ -297,6 +298,26 @@ TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
             EXPECT_NO_THROW(command->Execute());
         }
     }
+}
+
+TEST(QueryTimeout, IsAWholeNumberOfSeconds) {
+    for (const char* text : {"-1", "2s", "soon", "99999999999"}) {
+        const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", text);
+        EXPECT_THROW(odbc::DefaultQueryTimeout(), DatabaseError) << text;
+    }
+    const ScopedVariable none("MORVANE_QUERY_TIMEOUT", "");
+    EXPECT_EQ(odbc::DefaultQueryTimeout(), 0);
+}
+
+// What was read before the connection broke must not pass for the whole.
+TEST_F(Tds, AConnectionThatBreaksInTheMiddleOfAnAnswerIsAnError) {
+    const std::vector<std::string> lines(2000, "a line of a report|1");
+    Connect(On({{"SELECT", {.Tokens = {Table("a v|b i", lines), Done(2000)}, .Cut = true}}}));
+    EXPECT_THROW(connection_->OpenRecordset("SELECT"), DatabaseError);
+    Connect(On({{"UPDATE", {.Tokens = {Done(1)}, .Cut = true}}}));
+    Transaction transaction(*connection_);
+    EXPECT_THROW(connection_->Execute("UPDATE t"), DatabaseError);
+    EXPECT_THROW(transaction.Commit(), DatabaseError);
 }
 
 // Only the server knows whether "Ä1" and "ä1" are one element: the history collapses as it groups

@@ -66,8 +66,8 @@ TEST(DemoWarehouse, IsTheSameEverywhereAndHasSomethingForEveryTask) {
     RunState state;
     state.WarehouseConnection = ConnectTo("sqlite:" + folder.Path(), "retail");
     RecordingProgress progress;
-    EXPECT_TRUE(CheckMetaData(state, progress)) << state.ErrorText;
-    EXPECT_TRUE(MarkUnusedElements(state, progress)) << state.ErrorText;
+    EXPECT_EQ(CheckMetaData(state, progress), Outcome::Done) << state.ErrorText;
+    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Done) << state.ErrorText;
     for (const std::string& table :
          file.Rows("SELECT table_name FROM dwm_tables WHERE table_type='dimension'"
                    " AND is_selected=1 AND table_name <> 'employee'")) {

@@ -2,7 +2,6 @@
 #include "Oracle.h"
 
 #include <algorithm>
-#include <set>
 #include <stdexcept>
 
 #include "base/Text.h"
@@ -12,217 +11,163 @@ namespace morvane::testing {
 
 namespace {
 
-DatabaseContents ReadDatabase(const std::string& path) {
-    const SqliteFile file(path);
+constexpr const char* kArchivingDate = "date_of_archiving";
+
+SqliteFile OpenWhole(const std::string& path) {
+    SqliteFile file(path);
     if (const std::string check = file.Text("PRAGMA integrity_check"); check != "ok") {
         throw std::runtime_error(path + " is damaged: " + check);
     }
-    DatabaseContents tables;
-    for (const std::string& name :
-         file.Rows("SELECT name FROM sqlite_schema WHERE type = 'table'")) {
-        TableContents& table = tables[name];
-        table.Definition = file.Text("SELECT sql FROM sqlite_schema WHERE name = '" + name + "'");
-        table.Columns = file.Rows("SELECT name FROM pragma_table_info('" + name + "')");
-        for (const std::string& row : file.Rows("SELECT * FROM " + name)) {
-            table.Rows.push_back(Split(row, '|'));
+    return file;
+}
+
+std::vector<std::string> TableNames(const SqliteFile& file) {
+    return file.Rows("SELECT name FROM sqlite_schema WHERE type = 'table'");
+}
+
+// The rows of a table without one of its columns, if it has that.
+Rows ReadRows(const SqliteFile& file, const std::string& table, const std::string& withoutColumn,
+              const std::string& condition = "1") {
+    const std::string columns = file.Text("SELECT group_concat(name) FROM pragma_table_info('" +
+                                          table + "') WHERE name <> '" + withoutColumn + "'");
+    const auto rows = file.Rows("SELECT " + columns + " FROM " + table + " WHERE " + condition);
+    return {rows.begin(), rows.end()};
+}
+
+// All rows that were ever archived.
+Rows AllArchived(const Contents& contents, const std::string& fact) {
+    Rows all;
+    if (const auto table = contents.Archive.find(fact); table != contents.Archive.end()) {
+        for (const auto& [date, rows] : table->second) {
+            all.insert(rows.begin(), rows.end());
         }
     }
-    return tables;
+    return all;
 }
 
-using Counts = std::map<std::string, int>;
-
-int CountOf(const Counts& counts, const std::string& row) {
-    const auto found = counts.find(row);
-    return found == counts.end() ? 0 : found->second;
-}
-
-// The rows of one archiving; those of all when the date is empty.
-Counts CountArchived(const TableContents& table, const std::string& date = {}) {
-    TableContents part = table;
-    const std::size_t position = table.Position("date_of_archiving");
-    std::erase_if(part.Rows,
-                  [&](const Row& row) { return !date.empty() && row[position] != date; });
-    return part.Count(part.ColumnsWithout({"date_of_archiving"}));
-}
-
-// None when there is no such table yet.
-Counts CountArchived(const Contents& of, const std::string& fact) {
-    const auto table = of.Archive.find(fact);
-    return table == of.Archive.end() ? Counts() : CountArchived(table->second);
-}
-
-std::set<std::string> ArchivingDates(const TableContents& table) {
-    std::set<std::string> dates;
-    for (const Row& row : table.Rows) {
-        dates.insert(row[table.Position("date_of_archiving")]);
-    }
-    return dates;
-}
-
-void CompareTables(const std::string& name, const Counts& expected, const Counts& found,
-                   std::vector<std::string>& findings) {
-    Counts difference = found;
-    for (const auto& [row, count] : expected) {
-        difference[row] -= count;
-    }
-    for (const auto& [row, count] : difference) {
-        if (count != 0) {
-            findings.push_back(name + " has " + std::to_string(std::abs(count)) +
-                               (count > 0 ? " too many of " : " too few of ") + row);
+void Compare(const std::string& name, const Rows& expected, const Rows& found,
+             Oracle::Findings& findings) {
+    const auto report = [&](const char* what, const Rows& all, const Rows& others) {
+        std::vector<std::string> surplus;
+        std::set_difference(all.begin(), all.end(), others.begin(), others.end(),
+                            std::back_inserter(surplus));
+        for (const std::string& row : surplus) {
+            findings.push_back(name + what + row);
         }
-    }
+    };
+    report(" lacks ", expected, found);
+    report(" has too many of ", found, expected);
 }
 
 }  // namespace
 
-std::size_t TableContents::Position(const std::string& column) const {
-    const auto found = std::find_if(Columns.begin(), Columns.end(), [&](const std::string& held) {
-        return EqualsIgnoreCase(held, Trim(column));
-    });
-    if (found == Columns.end()) {
-        throw std::out_of_range("no column " + column);
-    }
-    return static_cast<std::size_t>(found - Columns.begin());
-}
-
-std::map<std::string, int> TableContents::Count(const std::vector<std::string>& columns) const {
-    std::vector<std::size_t> positions;
-    for (const std::string& column : columns) {
-        positions.push_back(Position(column));
-    }
-    std::map<std::string, int> counts;
-    for (const Row& row : Rows) {
-        Row part;
-        for (const std::size_t position : positions) {
-            part.push_back(row[position]);
-        }
-        ++counts[Join(part, "|")];
-    }
-    return counts;
-}
-
-std::vector<std::string> TableContents::ColumnsWithout(
-    const std::vector<std::string>& columns) const {
-    std::vector<std::string> rest;
-    for (const std::string& column : Columns) {
-        if (std::find(columns.begin(), columns.end(), column) == columns.end()) {
-            rest.push_back(column);
-        }
-    }
-    return rest;
-}
-
 Contents ReadContents(const Site& site) {
-    return {ReadDatabase(site.Warehouse()), ReadDatabase(site.Archive())};
+    Contents contents;
+    const SqliteFile warehouse = OpenWhole(site.Warehouse());
+    for (const std::string& table : TableNames(warehouse)) {
+        contents.Warehouse[table] = ReadRows(warehouse, table, "is_deletable");
+        contents.Marks[table] = ReadRows(warehouse, table, "");
+    }
+    const SqliteFile archive = OpenWhole(site.Archive());
+    for (const std::string& table : TableNames(archive)) {
+        contents.ArchiveDefinitions[table] =
+            archive.Text("SELECT sql FROM sqlite_schema WHERE name = '" + table + "'");
+        for (const std::string& date :
+             archive.Rows("SELECT DISTINCT " + std::string(kArchivingDate) + " FROM " + table)) {
+            contents.Archive[table][date] = ReadRows(
+                archive, table, kArchivingDate, std::string(kArchivingDate) + " = '" + date + "'");
+        }
+    }
+    return contents;
 }
 
 Oracle::Oracle(Contents before, Contents undisturbed)
     : before_(std::move(before)), undisturbed_(std::move(undisturbed)) {
-    const TableContents& tables = before_.Warehouse.at("dwm_tables");
-    for (const Row& table : tables.Rows) {
-        const bool isFact = EqualsIgnoreCase(table[tables.Position("table_type")], "FACT");
-        (isFact ? facts_ : dimensions_).push_back(table[tables.Position("table_name")]);
+    for (const std::string& row : before_.Warehouse.at("dwm_tables")) {
+        const std::vector<std::string> columns = Split(row, '|');
+        if (EqualsIgnoreCase(columns[1], "FACT")) {
+            facts_.insert(columns[0]);
+        }
     }
 }
 
 Oracle::Findings Oracle::FindDamage(const Contents& now) const {
     Findings findings;
-    for (const auto& [name, table] : before_.Warehouse) {
-        // The lock's table is dropped when a lock is broken.
-        if (now.Warehouse.count(name) == 0 && name != "dwm_multiuse") {
+    for (const auto& [name, rows] : before_.Warehouse) {
+        const auto found = now.Warehouse.find(name);
+        const bool isMetaTable = name.starts_with("dwm_");
+        if (name == "dwm_multiuse") {
+            continue;  // the table of the lock is dropped when a lock is broken
+        }
+        if (found == now.Warehouse.end()) {
             return {"The table " + name + " is gone"};
         }
+        if (facts_.contains(name)) {
+            CheckFact(name, now, findings);
+        } else if (found->second != rows &&
+                   (isMetaTable || found->second != undisturbed_.Warehouse.at(name))) {
+            findings.push_back("The table " + name + " is half changed");
+        }
     }
-    for (const std::string meta : {"dwm_tables", "dwm_star_relations"}) {
-        CompareTables(meta, before_.Warehouse.at(meta).Count(), now.Warehouse.at(meta).Count(),
-                      findings);
-    }
-    CheckArchiveTables(now, findings);
-    CheckFacts(now, findings);
-    for (const std::string& dimension : dimensions_) {
-        CheckDimension(dimension, now, findings);
+    for (const auto& [name, definition] : now.ArchiveDefinitions) {
+        const auto whole = undisturbed_.ArchiveDefinitions.find(name);
+        if (whole == undisturbed_.ArchiveDefinitions.end() || whole->second != definition) {
+            findings.push_back("The archive has the table " + name + " as " + definition);
+        }
     }
     return findings;
 }
 
-void Oracle::CheckArchiveTables(const Contents& now, Findings& findings) const {
-    for (const auto& [name, table] : now.Archive) {
-        const auto whole = undisturbed_.Archive.find(name);
-        if (whole == undisturbed_.Archive.end() || whole->second.Definition != table.Definition) {
-            findings.push_back("The archive has the table " + name + " as " + table.Definition);
+void Oracle::CheckFact(const std::string& fact, const Contents& now, Findings& findings) const {
+    const Rows& before = before_.Warehouse.at(fact);
+    const Rows archivedUndisturbed = AllArchived(undisturbed_, fact);
+    std::vector<Rows> places{now.Warehouse.at(fact)};
+    if (const auto archived = now.Archive.find(fact); archived != now.Archive.end()) {
+        for (const auto& [date, rows] : archived->second) {
+            places.push_back(rows);
         }
     }
-}
-
-void Oracle::CheckFacts(const Contents& now, Findings& findings) const {
-    for (const std::string& fact : facts_) {
-        const Counts before = before_.Warehouse.at(fact).Count();
-        const Counts archivedUndisturbed = CountArchived(undisturbed_, fact);
-        const Counts kept = now.Warehouse.at(fact).Count();
-        std::vector<Counts> places{kept};
-        if (const auto archived = now.Archive.find(fact); archived != now.Archive.end()) {
-            for (const std::string& date : ArchivingDates(archived->second)) {
-                places.push_back(CountArchived(archived->second, date));
-            }
-        }
-        for (const auto& [row, count] : before) {
-            int most = 0;
-            for (const Counts& place : places) {
-                most = std::max(most, CountOf(place, row));
-            }
-            if (most < count) {
-                findings.push_back("A row of " + fact + " is lost: " + row);
-            }
-        }
-        for (std::size_t i = 0; i < places.size(); ++i) {
-            for (const auto& [row, count] : places[i]) {
-                if (count > CountOf(before, row)) {
-                    findings.push_back("A row of " + fact + " came from nowhere: " + row);
-                } else if (i > 0 && CountOf(archivedUndisturbed, row) != count) {
-                    findings.push_back("A row of " + fact + " is archived otherwise: " + row);
-                }
-            }
+    for (const std::string& row : before) {
+        if (std::none_of(places.begin(), places.end(), [&](const Rows& place) {
+                return place.count(row) >= before.count(row);
+            })) {
+            findings.push_back("A row of " + fact + " is lost: " + row);
         }
     }
-}
-
-// The marks alone may be at any stage: the next run sets them all again.
-void Oracle::CheckDimension(const std::string& name, const Contents& now,
-                            Findings& findings) const {
-    const TableContents& table = now.Warehouse.at(name);
-    const std::vector<std::string> columns = table.ColumnsWithout({"is_deletable"});
-    const Counts rows = table.Count(columns);
-    if (rows != before_.Warehouse.at(name).Count(columns) &&
-        rows != undisturbed_.Warehouse.at(name).Count(columns)) {
-        findings.push_back("The table " + name + " is half changed");
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        for (const std::string& row : places[i]) {
+            const std::size_t count = places[i].count(row);
+            if (count > before.count(row)) {
+                findings.push_back("A row of " + fact + " came from nowhere: " + row);
+            } else if (i > 0 && archivedUndisturbed.count(row) != count) {
+                findings.push_back("A row of " + fact + " is archived otherwise: " + row);
+            }
+        }
     }
 }
 
 Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Contents& now) const {
     Findings findings;
-    for (const auto& [name, table] : undisturbed_.Warehouse) {
-        const auto found = now.Warehouse.find(name);
-        CompareTables(name, table.Count(),
-                      found == now.Warehouse.end() ? Counts() : found->second.Count(), findings);
+    for (const auto& [name, rows] : undisturbed_.Marks) {
+        const auto found = now.Marks.find(name);
+        Compare(name, rows, found == now.Marks.end() ? Rows() : found->second, findings);
     }
-    for (const auto& [name, table] : undisturbed_.Archive) {
-        const Counts leftBehind = disturbed.Warehouse.at(name).Count();
-        const Counts archivedBefore = CountArchived(disturbed, name);
-        Counts expected = CountArchived(table);
-        for (auto& [row, count] : expected) {
-            if (CountOf(leftBehind, row) > 0) {
-                count += CountOf(archivedBefore, row);
+    for (const std::string& fact : facts_) {
+        Rows expected = AllArchived(undisturbed_, fact);
+        for (const std::string& row : AllArchived(disturbed, fact)) {
+            if (disturbed.Warehouse.at(fact).contains(row)) {
+                expected.insert(row);
             }
         }
-        CompareTables("archived " + name, expected, CountArchived(now, name), findings);
+        Compare("archived " + fact, expected, AllArchived(now, fact), findings);
     }
     return findings;
 }
 
 bool Oracle::NothingIsDeleted(const Contents& now) const {
-    return std::all_of(dimensions_.begin(), dimensions_.end(), [&](const std::string& name) {
-        return now.Warehouse.at(name).Rows.size() == before_.Warehouse.at(name).Rows.size();
+    return std::all_of(before_.Warehouse.begin(), before_.Warehouse.end(), [&](const auto& table) {
+        return facts_.contains(table.first) || table.first.starts_with("dwm_") ||
+               now.Warehouse.at(table.first).size() == table.second.size();
     });
 }
 

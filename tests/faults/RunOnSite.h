@@ -13,39 +13,38 @@
 
 namespace morvane::testing {
 
-// MORVANE_FAULTS=all disturbs a run at every point that it passes. Otherwise the tests take a
-// sample of them, since each point is two runs.
-bool EveryFaultIsWanted();
-
 // How a run ended, by what it left.
 struct RunOutcome {
     bool Died = false;
     bool Result = false;
-    bool Asked = false;  // whether it asked to go on in spite of the lock
+    bool Asked = false;  // whether to go on although the lock is set
     std::string ErrorText;
     std::string Status;   // the word in the status file
-    std::string Log;      // empty without one
-    std::string Reports;  // all three, without what differs between sites and moments
+    std::string Log;      // empty if there is none
+    std::string Reports;  // all three, without the folder of the site
 };
 
-// An unattended run on a site at the fixed clock's moment and `minutes` later, in this process. A
-// question gets the answer Yes when the run is `told` to go on, and none otherwise. The state may
-// be that of a process that has run before, or will run again.
-RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                     bool told, RunState* state = nullptr);
-// An unattended run in a process of its own, which may die.
-RunOutcome RunInChild(const Site& site, const RunSettings& settings, FaultPlan& plan, int minutes,
-                      bool told);
+// Everything else about a run than its settings.
+struct RunConditions {
+    // Whether the run starts one minute after the fixed clock's moment, so that its files and its
+    // date of archiving differ from those of an earlier run.
+    bool Later = false;
+    bool MayBreakLock = false;    // the answer to the question; otherwise there is none
+    RunState* State = nullptr;    // of a process that runs more than once
+    bool InChildProcess = false;  // which may die
+};
 
-// Whether the table of the lock says so.
+RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan,
+                     const RunConditions& conditions);
+
 bool IsLocked(const Site& site);
 
-// A site, what an undisturbed run makes of a copy of it, and the oracle that knows both.
-class OnSite {
+// A site, a copy of it that an undisturbed run has cleaned, and the oracle that knows both.
+class OnSite : public ::testing::Test {
   protected:
     OnSite() { Original.Fill(); }
-    void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool told = false);
-    // A later run has completed what a disturbed one had left.
+    void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool mayBreakLock = false);
+    // A later run has completed what a disturbed run had left.
     void ExpectCompletion(const Site& site, const RunOutcome& outcome,
                           const Contents& disturbed) const;
 

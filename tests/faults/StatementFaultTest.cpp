@@ -1,13 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <cstdlib>
 #include <iostream>
 
 #include "RunOnSite.h"
 #include "base/Platform.h"
+#include "base/Text.h"
+#include "support/FileSizeLimit.h"
 #include "support/SqliteFile.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
+
+// MORVANE_FAULTS=all disturbs a run at every point that it passes. By default the tests take a
+// sample of them, since each point is two runs.
+bool EveryFaultIsWanted() {
+    const char* wish = std::getenv("MORVANE_FAULTS");
+    return wish != nullptr && std::string_view(wish) == "all";
+}
 
 struct Way {
     const char* Name;
@@ -55,7 +65,7 @@ constexpr std::size_t kSampleOfQuestions = 23;
 
 constexpr std::size_t kSales = 15;  // before any is archived
 
-class DisturbedRun : public ::testing::TestWithParam<Case>, protected OnSite {
+class DisturbedRun : public OnSite, public ::testing::WithParamInterface<Case> {
   protected:
     DisturbedRun();
 
@@ -101,12 +111,14 @@ bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
 void DisturbedRun::RunWithFault(const Site& site, std::size_t point, FaultPlan& plan,
                                 RunState& state) const {
     if (TheFault == Fault::Killed) {
-        const RunOutcome outcome = RunInChild(site, SettingsOn(site), plan, 0, TheWay.Locked);
+        const RunOutcome outcome = RunOnSite(
+            site, SettingsOn(site), plan, {.MayBreakLock = TheWay.Locked, .InChildProcess = true});
         EXPECT_TRUE(outcome.Died);
         EXPECT_EQ(outcome.Status, "running");
         return;
     }
-    const RunOutcome outcome = RunOnSite(site, SettingsOn(site), plan, 0, TheWay.Locked, &state);
+    const RunOutcome outcome =
+        RunOnSite(site, SettingsOn(site), plan, {.MayBreakLock = TheWay.Locked, .State = &state});
     EXPECT_TRUE(plan.Happened());
     if (!Lasts() && IsInTheLocksRelease(point)) {
         // It is tried once more on a new connection.
@@ -148,9 +160,9 @@ void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome
 RunOutcome DisturbedRun::RunAgain(const Site& site, FaultPlan& plan, RunState& state) const {
     const bool asks = IsLocked(site) && !(TheWay.Attended && state.LockHeld);
     FaultPlan none;
-    const RunOutcome outcome = TheWay.Attended
-                                   ? RunOnSite(site, SettingsOn(site), plan, 1, true, &state)
-                                   : RunOnSite(site, SettingsOn(site), none, 1, true);
+    const RunOutcome outcome = RunOnSite(
+        site, SettingsOn(site), TheWay.Attended ? plan : none,
+        {.Later = true, .MayBreakLock = true, .State = TheWay.Attended ? &state : nullptr});
     EXPECT_EQ(outcome.Asked, asks) << "a run asks when another one holds the lock, and only then";
     return outcome;
 }
@@ -165,10 +177,8 @@ void DisturbedRun::DisturbAt(std::size_t point) {
     RunWithFault(site, point, plan, state);
     const Contents disturbed = ReadContents(site);
     EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
-    const auto archived = disturbed.Archive.find("sales");
-    SawRowsInBothPlaces = SawRowsInBothPlaces ||
-                          (archived != disturbed.Archive.end() && !archived->second.Rows.empty() &&
-                           disturbed.Warehouse.at("sales").Rows.size() == kSales);
+    SawRowsInBothPlaces = SawRowsInBothPlaces || (disturbed.Archive.contains("sales") &&
+                                                  disturbed.Warehouse.at("sales").size() == kSales);
     const RunOutcome next = RunAgain(site, plan, state);
     ExpectCompletion(site, next, disturbed);
 }
@@ -204,6 +214,81 @@ TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletesIt) {
 
 INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()),
                          [](const auto& chosen) { return chosen.param.Name(); });
+
+// Both files may grow by so many bytes, as on a disk that fills up: the lock's table and the rows
+// to archive, which is made as large as the warehouse before, do not fit.
+TEST_F(OnSite, FilesThatCannotGrowLoseNothingAndTheNextRunCompletesIt) {
+    constexpr std::uintmax_t kPage = 4096;
+    SqliteFile(Original.Warehouse())
+        .Run(
+            "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 800)"
+            " INSERT INTO shipments SELECT i, 31, 2, '2018-01-01 00:00:00' FROM n");
+    const std::uintmax_t size = std::filesystem::file_size(Original.Warehouse());
+    SqliteFile(Original.Archive())
+        .Run("CREATE TABLE filler AS SELECT randomblob(" + std::to_string(size - 2 * kPage) +
+             ") AS x, NULL AS date_of_archiving");
+    RunUndisturbed(true, false);
+    bool completed = false;
+    std::uintmax_t pages = 0;
+    for (; !completed && pages < 100 && !HasFailure(); ++pages) {
+        SCOPED_TRACE(std::to_string(pages) + " more pages");
+        const TempFolder folder;
+        const Site site(folder / "site");
+        site.CopyFrom(Original);
+        FaultPlan none;
+        {
+            const FileSizeLimit limit(size + pages * kPage);
+            const RunOutcome outcome = RunOnSite(site, site.EveryTask(true, false), none, {});
+            completed = outcome.Result;
+            EXPECT_EQ(outcome.Status, completed ? "ok" : "failure");
+            EXPECT_TRUE(completed || Contains(outcome.Log, "disk I/O error"));
+            EXPECT_TRUE(Contains(outcome.Log, "Morvane Tool stopped On"));
+        }
+        const Contents disturbed = ReadContents(site);
+        EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
+        const RunOutcome next = RunOnSite(site, site.EveryTask(true, false), none,
+                                          {.Later = true, .MayBreakLock = true});
+        ExpectCompletion(site, next, disturbed);
+    }
+    EXPECT_TRUE(completed);
+    EXPECT_GT(pages, 4U) << "the run stops at different places";
+}
+
+// What is broken on purpose after a run, in which database, and what the oracle says.
+TEST_F(OnSite, TheOracleFindsWhatIsBroken) {
+    RunUndisturbed(true, false);
+    const auto damage = [&] { return Judge->FindDamage(ReadContents(Cleaned)); };
+    const Contents result = ReadContents(Cleaned);
+    EXPECT_EQ(Judge->FindDamage(ReadContents(Original)), Oracle::Findings());
+    EXPECT_EQ(damage(), Oracle::Findings());
+    EXPECT_EQ(Judge->FindDifferences(ReadContents(Original), result), Oracle::Findings());
+    const struct {
+        std::string File;
+        const char* Sql;
+        const char* Finding;
+    } cases[] = {
+        {Cleaned.Warehouse(), "DELETE FROM sales WHERE sale_id = 102", "A row of sales is lost:"},
+        {Cleaned.Archive(),
+         "DELETE FROM shipments WHERE rowid = (SELECT min(rowid) FROM shipments WHERE product_id ="
+         " 3)",  // one of two equal rows
+         "A row of shipments is lost:"},
+        {Cleaned.Warehouse(), "INSERT INTO stock VALUES('west',9,9)", "stock came from nowhere"},
+        {Cleaned.Archive(),
+         "INSERT INTO sales SELECT 1, 1, 'north', 1, 12, 2, '2021-06-30 12:30:00',"
+         " max(date_of_archiving) FROM sales",
+         "A row of sales is archived otherwise:"},
+        {Cleaned.Archive(), "ALTER TABLE shipments ADD x int", "has the table shipments as"},
+        {Cleaned.Warehouse(), "DELETE FROM brand WHERE brand_id = 3", "brand is half changed"},
+        {Cleaned.Warehouse(), "UPDATE contract SET end_date = '2018' WHERE contract_key = 11",
+         "contract is half changed"},
+        {Cleaned.Warehouse(), "UPDATE dwm_tables SET is_selected = 0", "dwm_tables is half"},
+    };
+    for (const auto& [file, sql, finding] : cases) {
+        SqliteFile(file).Run(sql);
+        EXPECT_TRUE(Contains(Join(damage(), "\n"), finding)) << sql;
+    }
+    EXPECT_GT(Judge->FindDifferences(result, ReadContents(Cleaned)).size(), 8U);
+}
 
 }  // namespace
 }  // namespace morvane::testing

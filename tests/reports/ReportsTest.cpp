@@ -56,7 +56,8 @@ class Reports : public ::testing::Test {
                 statements_ += statement;
                 statements_ += '\n';
             });
-        return GenerateAllReports(state_, progress_, reports_.Path());
+        outcome_ = GenerateAllReports(state_, progress_, reports_.Path());
+        return outcome_ == Outcome::Done;
     }
 
     std::string PathOf(Report report) const { return ReportPath(report, state_, reports_.Path()); }
@@ -74,6 +75,7 @@ class Reports : public ::testing::Test {
     RunState state_;
     RecordingProgress progress_;
     std::string statements_;
+    Outcome outcome_ = Outcome::Done;
 };
 
 TEST_F(Reports, ShowMarkedElementsAndFiltersOfAWarehouse) {
@@ -108,6 +110,7 @@ TEST_F(Reports, StopBetweenTwoReportsWhenTheUserCancels) {
     FillSmallWarehouse();
     progress_.CancelAtPoll = 2;
     EXPECT_FALSE(Generate());
+    EXPECT_EQ(outcome_, Outcome::Cancelled);
     EXPECT_TRUE(IsWhole(Report::Summary));
     EXPECT_EQ(ListFiles(reports_.Path()), "SummaryReport05-03-202414-07-09.html");
     EXPECT_EQ(progress_.Log.back(), "comment Generating Detailed Report");
@@ -155,7 +158,7 @@ TEST_F(Reports, AreNoSuccessWhenTheirLastBytesDoNotFit) {
             }
         };
         state_.ErrorText.clear();
-        EXPECT_FALSE(GenerateAllReports(state_, progress_, folder.Path()));
+        EXPECT_EQ(GenerateAllReports(state_, progress_, folder.Path()), Outcome::Failed);
         EXPECT_EQ(state_.ErrorText, "Cannot write the file \"" +
                                         ReportPath(report, state_, folder.Path()) +
                                         "\": File too large\r\n");

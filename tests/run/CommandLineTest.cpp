@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/CommandLine.h"
+#include "run/Tasks.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
@@ -38,6 +39,13 @@ TEST(CommandLine, AppliesOptionsInAnyCaseAndWithEitherPrefix) {
     EXPECT_TRUE(settings.ConfigMode && parsed.State.ConfigMode);
     EXPECT_TRUE(settings.Help && parsed.Report.HelpAsked && !parsed.Report.UnknownOption);
     EXPECT_FALSE(settings.NTAuthentication || settings.DeleteMarked || settings.LogGiven);
+}
+
+TEST(CommandLine, EveryTaskHasAnOptionThatTheUsageNames) {
+    for (const Task& task : kTasks) {
+        EXPECT_TRUE(Parse('-' + std::string(task.Option)).Settings.*task.Flag) << task.Option;
+        EXPECT_TRUE(Contains(UsageText(), "[-" + std::string(task.Option) + "]"));
+    }
 }
 
 TEST(CommandLine, KnowsWhetherAUserIsPresent) {

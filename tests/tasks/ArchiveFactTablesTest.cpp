@@ -128,6 +128,7 @@ TEST_F(ArchiveTest, ACancelledTaskStopsBeforeTheNextTableAndWritesNoEnd) {
     warehouse.Run("INSERT INTO returns VALUES(1)");
     progress.CancelAtPoll = 2;
     EXPECT_FALSE(Archive());
+    EXPECT_EQ(outcome, Outcome::Cancelled);
     EXPECT_EQ(Archived(), "1 2 3");
     EXPECT_EQ(Kept("returns"), "1");
     EXPECT_FALSE(HasArchiveTable("returns"));

@@ -61,7 +61,8 @@ class ArchiveTest : public TaskTest {
         log.Text.clear();
         statements.clear();
         state.ErrorText.clear();
-        return ArchiveFactTables(state, progress, clock, log);
+        outcome = ArchiveFactTables(state, progress, clock, log);
+        return outcome == Outcome::Done;
     }
 
     void SetCondition(const std::string& condition, const std::string& table = "sales") {
@@ -96,6 +97,7 @@ class ArchiveTest : public TaskTest {
     SqliteFile archive;
     FixedClock clock;
     RecordingLog log;
+    Outcome outcome = Outcome::Done;
     std::function<void(const std::string&)> onStatement;
 };
 

@@ -34,7 +34,9 @@ class DeleteRecordsTest : public TaskTest {
             (end == "2099-12-31" ? "1," : "0,") + (marked ? "1)" : "0)"));
     }
 
-    bool Delete(bool atomic) { return DeleteRecords(state, progress, Factory(), atomic); }
+    bool Delete(bool atomic) {
+        return DeleteRecords(state, progress, Factory(), atomic) == Outcome::Done;
+    }
     std::string Ids(const std::string& table) const {
         return warehouse.Text("SELECT id FROM " + table + " ORDER BY id");
     }
@@ -66,7 +68,7 @@ TEST_F(DeleteRecordsTest, ATableWhoseRelationsDisagreeIsProcessedOnceForEachValu
 
 TEST_F(DeleteRecordsTest, ACancelStopsBeforeTheNextTableAndFinishedTablesStayDeleted) {
     progress.CancelAtPoll = 2;
-    EXPECT_FALSE(Delete(false));
+    EXPECT_EQ(DeleteRecords(state, progress, Factory(), false), Outcome::Cancelled);
     EXPECT_EQ(state.ErrorText, "");
     EXPECT_EQ(Ids("shop"), "1 4");
     EXPECT_EQ(Ids("client"), "1 2 3 4 5");
@@ -101,7 +103,7 @@ TEST_F(DeleteRecordsTest, ADeletionConnectionThatCannotOpenIsDescribed) {
     const auto factory = [](std::string_view) -> std::unique_ptr<Connection> {
         throw DatabaseError({"no more connections"});
     };
-    EXPECT_FALSE(DeleteRecords(state, progress, factory, false));
+    EXPECT_EQ(DeleteRecords(state, progress, factory, false), Outcome::Failed);
     EXPECT_EQ(state.ErrorText, "no more connections\r\n");
 }
 
@@ -144,12 +146,12 @@ TEST_F(AtomicKeyTest, AVersionThatCameOrWentSinceTheCountStopsTheDeletion) {
             }
         });
     };
-    EXPECT_FALSE(DeleteRecords(state, progress, factory, true));
+    EXPECT_EQ(DeleteRecords(state, progress, factory, true), Outcome::Failed);
     EXPECT_NE(state.ErrorText.find("more rows than the element had"), std::string::npos);
     EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
     warehouse.Run("DELETE FROM client WHERE id = 9");
     meanwhile = [this] { warehouse.Run("DELETE FROM client WHERE id = 1"); };
-    EXPECT_FALSE(DeleteRecords(state, progress, factory, true));
+    EXPECT_EQ(DeleteRecords(state, progress, factory, true), Outcome::Failed);
     EXPECT_NE(state.ErrorText.find("finds 1 of the 2 rows"), std::string::npos);
     EXPECT_EQ(Ids("client"), "2 3 4 5");
 }

@@ -165,7 +165,7 @@ class RandomTable : public TaskSite {
             return TraceStatements(std::move(connection),
                                    [order, &session](std::string_view) { session.Execute(order); });
         };
-        return DeleteRecords(state, progress, factory, atomic);
+        return DeleteRecords(state, progress, factory, atomic) == Outcome::Done;
     }
 
     std::string Picture() const {

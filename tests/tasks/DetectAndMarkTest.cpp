@@ -25,7 +25,7 @@ TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
     AddDimension("shop", 2);
     AddFact("sales", "(1,1)");
     warehouse.Relate({"sales a shop id,parent"});
-    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Failed);
     EXPECT_EQ(state.ErrorText,
               "Subscript out of range: sales refers to shop with fewer foreign columns than "
               "primary columns\r\n");
@@ -33,7 +33,7 @@ TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
     state.ErrorText.clear();
     warehouse.AddTable(" ", "FACT");
     warehouse.Run("UPDATE dwm_star_relations SET foreign_table = ' '");
-    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Failed);
     EXPECT_EQ(state.ErrorText, "Table Name is Empty for detection and marking\r\n");
 }
 
@@ -42,7 +42,7 @@ TEST_F(DetectAndMarkTest, AVanishedTableFailsAndIsDescribedOnce) {
     AddFact("sales", "(1,1)");
     warehouse.Relate({"sales a shop id"});
     warehouse.Run("DROP TABLE sales");
-    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Failed);
     EXPECT_TRUE(Contains(state.ErrorText, "sales"));
     EXPECT_EQ(state.ErrorText.find("UPDATE shop"), state.ErrorText.rfind("UPDATE shop"));
 }
@@ -53,7 +53,7 @@ TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
     AddFact("sales", "(1,1)");
     warehouse.Relate({"sales a shop id", "shop parent city id"});
     progress.CancelAtPoll = 2;
-    EXPECT_FALSE(MarkUnusedElements(state, progress));
+    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Cancelled);
     EXPECT_EQ(state.ErrorText, "");
     EXPECT_EQ(Marked("shop") + ", " + Marked("city"), "2, ");
     EXPECT_FALSE(state.WarehouseConnection->IsOpen());
@@ -65,7 +65,7 @@ TEST_F(DetectAndMarkTest, SendsItsStatementsAsWordedAndInOrder) {
     AddDimension("day", 2, false);
     AddFact("sales", "(1,1)");
     warehouse.Relate({"sales a,b shop country,id", "shop city city id", "sales a day id"});
-    ASSERT_TRUE(MarkUnusedElements(state, progress)) << state.ErrorText;
+    ASSERT_EQ(MarkUnusedElements(state, progress), Outcome::Done) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(StatementLines(), "marking.statements"));
 }
 
