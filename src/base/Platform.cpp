@@ -26,7 +26,7 @@ std::string CurrentUserName() {
     while (getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found) == ERANGE) {
         buffer.resize(buffer.size() * 2);
     }
-    // A user id without an entry (a container) is still one user.
+    // In a container the user id may have no entry.
     return found != nullptr ? found->pw_name : std::to_string(geteuid());
 }
 
@@ -34,12 +34,12 @@ void PrepareProcess() {
     const rlimit none{0, 0};
     setrlimit(RLIMIT_CORE, &none);
 #ifdef PR_SET_DUMPABLE
-    prctl(PR_SET_DUMPABLE, 0);  // a core that goes to a program has no limit
+    prctl(PR_SET_DUMPABLE, 0);  // RLIMIT_CORE does not apply to a core piped to a program
 #endif
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        // The lowest free number is taken, which is this one.
+        // open() takes the lowest free number, which is this one.
         if (fcntl(stream, F_GETFD) < 0 && open("/dev/null", O_RDWR) < 0) {
             return;
         }
@@ -50,14 +50,14 @@ void PrepareProcess() {
 
 namespace {
 
-// Asked first, because a reservation that fails may have filled the disk before it does.
+// Checked first, because a failing fallocate() may fill the disk before it fails.
 bool MayHaveRoom(int file, std::int64_t bytes) {
     struct stat status {};
     struct statvfs space {};
     if (fstat(file, &status) != 0 || fstatvfs(file, &space) != 0 || space.f_blocks == 0) {
         return true;
     }
-    constexpr std::int64_t kBlockUnit = 512;  // of st_blocks
+    constexpr std::int64_t kBlockUnit = 512;  // unit of st_blocks
     const std::int64_t missing = bytes - status.st_blocks * kBlockUnit;
     return missing <= 0 || static_cast<std::uint64_t>(missing) / space.f_frsize <= space.f_bfree;
 }
@@ -75,7 +75,7 @@ std::error_code ReserveFileSpace(std::FILE* file, const std::string&, std::int64
     if (reason != ENOSPC && reason != EDQUOT && reason != EFBIG) {
         return {};
     }
-    ReleaseUnusedSpace(file);  // some file systems keep what they took before they failed
+    ReleaseUnusedSpace(file);  // some file systems keep a partial allocation
     return {reason, std::generic_category()};
 }
 
@@ -90,7 +90,7 @@ std::error_code ReserveFileSpace(std::FILE*, const std::string&, std::int64_t) {
 void ReleaseUnusedSpace(std::FILE* file) {
     struct stat status {};
     if (fstat(fileno(file), &status) == 0) {
-        // What cannot be given back stays taken.
+        // On failure the space stays allocated.
         [[maybe_unused]] const int ignored = ftruncate(fileno(file), status.st_size);
     }
 }

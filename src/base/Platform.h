@@ -4,29 +4,34 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <string_view>
 #include <system_error>
 
 namespace morvane {
 
-// The name of the user as whom the process runs: the login name of the effective user, or the
-// system's user name on Windows (at most 199 characters).
+// The login name of the process's effective user, or on Windows the system's user name (at most 199
+// characters).
 std::string CurrentUserName();
 
-// To be called before anything else. The process leaves no core behind, nor lets another process of
-// its user look into it, for it holds passwords. A reader that has gone, or a limit for the size of
-// files, is an error of the write and not a signal. Standard streams that the process was started
-// without lead nowhere, so that no file opened later takes their place and gets their text.
+// Call this first in main. Disables core dumps and debugging by other processes of the user, since
+// the process holds passwords. Makes a closed pipe or a file size limit an error of the write
+// instead of a signal. Opens missing standard streams to nowhere, so that a file opened later does
+// not get their numbers and their output.
 void PrepareProcess();
 
-// Takes disk space for `bytes` bytes of a file open for writing without changing its size, so that
-// a full disk shows before work begins. The error says why there is no room; there is none where a
-// file system cannot reserve. ReleaseUnusedSpace gives back what lies beyond the end of the file,
-// which must have been flushed.
+// Reserves disk space for the first `bytes` bytes of a file open for writing, without changing its
+// size, so that a full disk is reported before the work begins. Does nothing on file systems that
+// cannot reserve. ReleaseUnusedSpace frees what lies beyond the end of the file, which must have
+// been flushed.
 std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes);
 void ReleaseUnusedSpace(std::FILE* file);
 
-// A file for this process alone that goes when it is closed, to be written and then read. Throws
-// FileError.
+// A private file for writing and then reading, deleted when it is closed. Throws FileError.
 std::FILE* OpenTemporaryFile();
+
+#ifdef _WIN32
+// Converts UTF-16; an unpaired surrogate becomes the replacement character.
+std::string ToUtf8(std::wstring_view text);
+#endif
 
 }  // namespace morvane

@@ -19,11 +19,11 @@ std::string LastError() {
     return std::system_category().message(static_cast<int>(GetLastError()));
 }
 
-// Windows gives back itself what lies beyond the end of a file, once nobody has it open.
+// Windows frees the space beyond the end of a file when the last handle is closed.
 bool Reserve(HANDLE file, std::int64_t bytes) {
     LARGE_INTEGER size{};
     if (!GetFileSizeEx(file, &size) || size.QuadPart >= bytes) {
-        return true;  // a reservation below its size would cut the file
+        return true;  // a smaller allocation would truncate the file
     }
     FILE_ALLOCATION_INFO allocation{};
     allocation.AllocationSize.QuadPart = bytes;
@@ -42,8 +42,8 @@ std::string CurrentUserName() {
     return {buffer.data(), size - 1};  // the size counts the terminating null
 }
 
-// What Windows keeps of a process that crashes is for its administrator to say. Streams that it was
-// started without are no files.
+// Crash dumps are the administrator's setting on Windows, and missing standard streams do not free
+// file numbers.
 void PrepareProcess() {}
 
 std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes) {
@@ -66,11 +66,21 @@ std::FILE* OpenTemporaryFile() {
         GetTempFileNameW(folder.data(), L"mrv", 0, name.data()) == 0) {
         throw FileError("Cannot make a temporary file: " + LastError());
     }
-    std::FILE* file = _wfopen(name.data(), L"w+bTD");  // T: kept in memory, D: gone when closed
+    std::FILE* file = _wfopen(name.data(), L"w+bTD");  // T: keep in memory, D: delete on close
     if (file == nullptr) {
         throw FileError("Cannot make a temporary file: " + std::generic_category().message(errno));
     }
     return file;
+}
+
+std::string ToUtf8(std::wstring_view text) {
+    const auto convert = [text](char* target, int size) {
+        return WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), target,
+                                   size, nullptr, nullptr);
+    };
+    std::string utf8(static_cast<std::size_t>(text.empty() ? 0 : convert(nullptr, 0)), '\0');
+    convert(utf8.data(), static_cast<int>(utf8.size()));
+    return utf8;
 }
 
 }  // namespace morvane

@@ -2,6 +2,7 @@
 #include "base/PrivateFile.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
@@ -13,7 +14,6 @@
 
 #include <array>
 #else
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -22,7 +22,7 @@ namespace morvane {
 
 namespace {
 
-// The file that is written before it takes the place of the other. It goes when it does not.
+// A temporary file beside the target. Removed unless Publish() has renamed it over the target.
 class Draft {
   public:
     explicit Draft(const std::filesystem::path& target);
@@ -31,7 +31,6 @@ class Draft {
     Draft& operator=(const Draft&) = delete;
 
     void Write(std::string_view content);
-    // On the disk, and in its target's place.
     void Publish(const std::filesystem::path& target);
 
   private:
@@ -57,7 +56,7 @@ void Require(BOOL done) {
     }
 }
 
-// Every right for the user of this process, none for anybody else, and nothing inherited.
+// Full access for the process's user, none for others, nothing inherited.
 class RightsOfThisUser {
   public:
     RightsOfThisUser();
@@ -120,7 +119,7 @@ void Draft::Close() {
 
 Draft::Draft(const std::filesystem::path& target) {
     std::string name = target.string() + ".XXXXXX";
-    file_ = mkstemp(name.data());  // for the owner alone, whatever the umask
+    file_ = mkstemp(name.data());  // mode 0600, whatever the umask
     if (file_ < 0) {
         Fail();
     }
@@ -152,7 +151,7 @@ void Draft::Close() {
 Draft::~Draft() {
     Close();
     std::error_code ignored;
-    std::filesystem::remove(path_, ignored);  // no longer there when published
+    std::filesystem::remove(path_, ignored);  // does not exist after Publish()
 }
 
 void Draft::Publish(const std::filesystem::path& target) {
@@ -160,7 +159,7 @@ void Draft::Publish(const std::filesystem::path& target) {
     std::filesystem::rename(path_, target);
 }
 
-// What is there would be replaced by a regular file.
+// A rename would replace a device or a folder by a regular file.
 void RequireRegular(const std::filesystem::path& target) {
     std::error_code error;
     const auto type = std::filesystem::status(target, error).type();
@@ -181,7 +180,7 @@ std::string WhyNotPrivate(std::FILE*) {
 
 #else
 
-// Empty when all is well.
+// Why the file is not private; empty if it is.
 std::string WhyNotPrivate(std::FILE* file) {
     constexpr mode_t kOfOthers = 077;
     struct stat status {};

@@ -6,14 +6,13 @@
 
 namespace morvane {
 
-// Writes a file that its owner alone may read, at once and whole: until then, and when it fails, a
-// former file of the name stays as it was. A symbolic link is followed; what is there and is no
-// regular file is refused. Throws FileError.
+// Writes a file that only its owner can read, atomically: on failure an existing file stays
+// unchanged. Follows a symbolic link; refuses to replace anything but a regular file. Throws
+// FileError.
 void WritePrivateFile(const std::string& path, std::string_view content);
 
-// The first line of a file, without its line end. The file must belong to the process's user, or to
-// the superuser, and be of no use to anybody else; on Windows that is not checked. Throws
-// FileError.
+// The first line of a file, without its line end. The file must belong to the process's user or to
+// the superuser and grant no access to others; on Windows this is not checked. Throws FileError.
 std::string ReadPrivateLine(const std::string& path);
 
 }  // namespace morvane

@@ -5,9 +5,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "base/PackedValue.h"
 #include "base/Platform.h"
-#include "base/modFileFunctions.h"
 
 namespace morvane {
 
@@ -15,7 +13,7 @@ namespace {
 
 constexpr std::size_t kBufferLimit = 1 << 20;
 
-// Before each row: how many values, in how many bytes.
+// Precedes each packed row.
 struct RowHead {
     std::size_t Values;
     std::size_t Bytes;

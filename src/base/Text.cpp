@@ -26,8 +26,8 @@ struct CodePoint {
 
 constexpr std::uint32_t kReplacementCharacter = 0xFFFD;
 
-// Decodes the character at the start of `utf8`. Overlong forms, surrogates and cut sequences are
-// one replacement character of one byte.
+// Decodes the first character. Overlong forms, surrogates and truncated sequences give a
+// replacement character of one byte.
 CodePoint DecodeFirst(std::string_view utf8) {
     const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(utf8[i]); };
     const unsigned char lead = byteAt(0);
@@ -60,7 +60,7 @@ CodePoint DecodeFirst(std::string_view utf8) {
     return {value, length};
 }
 
-// Whether a terminal does something else with a character than show it.
+// Whether a terminal interprets the character instead of displaying it.
 bool ActsOnTerminal(std::uint32_t c) {
     const bool controls = c < 0x20 || (c >= 0x7F && c < 0xA0);
     const bool directs = c == 0x061C || c == 0x200E || c == 0x200F ||
@@ -96,7 +96,7 @@ bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
                       [](char x, char y) { return LowerAscii(x) == LowerAscii(y); });
 }
 
-// Eight bytes at a time: nearly every row of a long report passes here and is plain ASCII.
+// Tests eight bytes at a time: every value of a long report is checked.
 bool IsAscii(std::string_view text) {
     constexpr std::uint64_t kHighBits = 0x8080808080808080U;
     std::uint64_t seen = 0;

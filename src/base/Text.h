@@ -8,40 +8,40 @@
 
 namespace morvane {
 
-// The line end of every file that the program writes.
+// The line end in every file that the program writes.
 inline constexpr std::string_view kCrLf = "\r\n";
 
-// Without leading and trailing blanks (the character 32 alone, as the server's own trim does).
+// Removes leading and trailing spaces (U+0020 only, like the server's LTRIM and RTRIM).
 std::string_view Trim(std::string_view text);
 
 std::string ToLower(std::string_view text);
 std::string ToUpper(std::string_view text);
 
-// Letter case of ASCII letters ignored.
+// Ignores the case of ASCII letters.
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 
 bool IsAscii(std::string_view text);
 
-// The number of 16-bit units that a UTF-8 text takes as UTF-16.
+// The number of UTF-16 code units of a UTF-8 text.
 std::size_t Utf16Length(std::string_view utf8);
 
-// The pieces between separators, as they stand; an empty text is one empty piece.
+// The pieces between separators, untrimmed; an empty text gives one empty piece.
 std::vector<std::string> Split(std::string_view text, char separator);
 
-// The comma-separated names of a key column list, each without its surrounding blanks.
+// The names in a comma-separated column list, trimmed.
 std::vector<std::string> SplitColumnList(std::string_view list);
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator);
 
-// The text without what would act on a terminal: control characters but those in `kept`, characters
-// that change the direction of writing, and invalid UTF-8 stand as "\x1b" or "\u202e".
+// Escapes what a terminal would interpret, as "\x1b" or "\u202e": control characters other than
+// those in `kept`, line separators, bidirectional controls and invalid UTF-8.
 std::string ToVisible(std::string_view utf8, std::string_view kept);
 
-// ASCII text in which every character beyond ASCII stands as a numeric character reference
-// ("&#233;"), so that a browser needs no charset. Bytes that are no UTF-8 become U+FFFD.
+// Replaces non-ASCII characters by numeric character references ("&#233;"), so that a browser needs
+// no charset. Invalid UTF-8 becomes U+FFFD.
 std::string ToAsciiHtml(std::string_view utf8);
 
-// As ToAsciiHtml, added to the end of `out`; spares a long report one string a row.
+// Appends ToAsciiHtml() to `out` without a temporary string.
 void AppendAsciiHtml(std::string& out, std::string_view utf8);
 
 }  // namespace morvane

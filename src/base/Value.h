@@ -8,7 +8,6 @@
 
 namespace morvane {
 
-// The bytes of a binary value.
 struct ByteString {
     std::string Bytes;
 
@@ -16,7 +15,7 @@ struct ByteString {
 };
 
 // One column value: NULL, an integer, a floating-point number, text or bytes. Dates, exact decimals
-// and everything else that has no C++ counterpart travel as text in the server's own form.
+// and other types without a C++ counterpart are text in the server's format.
 class Value {
   public:
     Value() = default;
@@ -28,26 +27,25 @@ class Value {
     bool IsText() const { return std::holds_alternative<std::string>(data_); }
     bool IsBytes() const { return std::holds_alternative<ByteString>(data_); }
 
-    // The default text form: NULL is empty, numbers are written without loss, bytes as "0x01AB".
+    // The value as text: NULL is empty, numbers round-trip, bytes are "0x01AB".
     std::string Text() const;
 
-    // As Text(), added to the end of `out`; spares a long read one string a value.
+    // Appends Text() to `out` without a temporary string.
     void AppendTextTo(std::string& out) const;
 
-    // The value as a whole number; text is parsed, a fraction of a number is cut off. Throws
-    // std::invalid_argument when it is none.
+    // The value as an integer: text is parsed, a floating-point number truncated. Throws
+    // std::invalid_argument if it is not a number.
     std::int64_t Integer() const;
 
-    // True for every number but 0, and for the text "true" in any letter case. NULL and bytes are
+    // True for a number other than 0 and for the text "true", ignoring case. NULL and bytes are
     // false.
     bool Flag() const;
 
     void SetNull() { data_ = std::monostate(); }
     void SetInteger(std::int64_t number) { data_ = number; }
     void SetDouble(double number) { data_ = number; }
-    // Keeps the memory of a text held before.
+    // Reuses the memory of the previous text.
     void SetText(std::string_view text);
-
     void SetBytes(std::string_view bytes) { data_ = ByteString{std::string(bytes)}; }
 
     using Variant = std::variant<std::monostate, std::int64_t, double, std::string, ByteString>;
@@ -58,5 +56,16 @@ class Value {
   private:
     Variant data_;
 };
+
+// Appends the value in its packed form: a type tag, the length of text or bytes, and the content.
+// Equal values have equal packed forms, and no packed form is a prefix of another. A text must be
+// shorter than 4 GB.
+void AppendPacked(std::string& out, const Value& value);
+
+// The size in bytes of the packed value that starts at `value`.
+std::size_t PackedSize(const char* value);
+
+// Reads a value from exactly its packed bytes; reuses the memory of a previous text.
+void Unpack(std::string_view bytes, Value& value);
 
 }  // namespace morvane

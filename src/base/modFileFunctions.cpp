@@ -6,6 +6,8 @@
 
 #ifndef _WIN32
 #include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -25,6 +27,46 @@ constexpr std::size_t kBufferSize = 1 << 16;
 std::string LastReason() {
     return std::generic_category().message(errno);
 }
+
+#ifndef _WIN32
+
+constexpr const char* kNotRegular = "it is not a regular file";
+
+// Why the open file must not be written; empty if it may be. Empties a regular file.
+std::string Objection(int file, NamedBy namedBy) {
+    struct stat status {};
+    if (fstat(file, &status) != 0) {
+        return LastReason();
+    }
+    if (namedBy == NamedBy::User && S_ISCHR(status.st_mode)) {
+        return {};
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return kNotRegular;
+    }
+    if (namedBy == NamedBy::Program && status.st_nlink > 1) {
+        return "it has another name too";
+    }
+    return ftruncate(file, 0) == 0 ? std::string() : LastReason();
+}
+
+std::string OpeningError(NamedBy namedBy) {
+    if (errno == ENXIO) {
+        return kNotRegular;  // a pipe without a reader, or a socket
+    }
+    return errno == ELOOP && namedBy == NamedBy::Program ? "it is a symbolic link" : LastReason();
+}
+
+FileHandle WithStream(int file, const char* mode, std::string& reason) {
+    FileHandle stream(fdopen(file, mode));
+    if (stream == nullptr) {
+        reason = LastReason();
+        close(file);
+    }
+    return stream;
+}
+
+#endif
 
 }  // namespace
 
@@ -51,12 +93,11 @@ std::error_code CheckFolder(const std::string& path) {
     return error;
 }
 
-// Looks at the whole path first: one that is too long for the system is refused before anything is
-// made, and before its parents are looked at one by one.
+// Checks the whole path first, so that one too long for the system fails before any folder is made.
 void EnsureFolder(const std::string& path) {
-    std::vector<std::size_t> missing;  // lengths of the folders to make, the innermost first
+    std::vector<std::size_t> missing;  // path lengths of the folders to make, innermost first
     std::error_code error;
-    // A drive is there or not, but cannot be made.
+    // Stops at a drive, which cannot be made.
     for (std::string folder = path; ToPath(folder).has_relative_path();
          folder = ParentFolder(folder)) {
         const auto status = std::filesystem::status(ToPath(folder), error);
@@ -81,6 +122,59 @@ std::string ParentFolder(std::string_view path) {
     const std::size_t separator = path.find_last_of(kPathSeparators);
     return separator == std::string_view::npos ? "" : std::string(path.substr(0, separator));
 }
+
+#ifdef _WIN32
+
+FileHandle OpenToWrite(const std::filesystem::path& path, NamedBy, std::string& reason) {
+    FileHandle file(_wfopen(path.c_str(), L"wb"));
+    reason = file == nullptr ? LastReason() : "";
+    return file;
+}
+
+FileHandle OpenToRead(const std::filesystem::path& path, std::string& reason) {
+    FileHandle file(_wfopen(path.c_str(), L"rb"));
+    reason = file == nullptr ? LastReason() : "";
+    return file;
+}
+
+bool ExceedsSizeLimit(const std::filesystem::path&) {
+    return false;
+}
+
+#else
+
+FileHandle OpenToWrite(const std::filesystem::path& path, NamedBy namedBy, std::string& reason) {
+    constexpr mode_t kUsualRights = 0666;  // less the user's mask
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
+                      (namedBy == NamedBy::Program ? O_NOFOLLOW : 0);
+    const int file = open(path.c_str(), flags, kUsualRights);
+    reason = file < 0 ? OpeningError(namedBy) : Objection(file, namedBy);
+    if (!reason.empty()) {
+        if (file >= 0) {
+            close(file);
+        }
+        return nullptr;
+    }
+    return WithStream(file, "wb", reason);
+}
+
+FileHandle OpenToRead(const std::filesystem::path& path, std::string& reason) {
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+    if (file < 0) {
+        reason = LastReason();
+        return nullptr;
+    }
+    return WithStream(file, "rb", reason);
+}
+
+bool ExceedsSizeLimit(const std::filesystem::path& path) {
+    struct stat status {};
+    rlimit limit{};
+    return stat(path.c_str(), &status) == 0 && getrlimit(RLIMIT_FSIZE, &limit) == 0 &&
+           static_cast<rlim_t>(status.st_size) > limit.rlim_cur;
+}
+
+#endif
 
 std::string ReadWholeFile(const std::string& path) {
     std::string reason;

@@ -5,8 +5,7 @@
 
 namespace morvane {
 
-// Where a run writes what it did, line by line. A line that cannot be written is told at the end
-// of the run, not by the writer.
+// A run's log. WriteLine() never throws; write errors are reported at the end of the run.
 class LogStream {
   public:
     virtual ~LogStream() = default;

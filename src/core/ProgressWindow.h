@@ -8,7 +8,7 @@
 
 namespace morvane {
 
-// What the window shows of the run as a whole.
+// The head of the window.
 struct RunOverview {
     std::string Server;
     std::string Database;
@@ -16,17 +16,17 @@ struct RunOverview {
     std::vector<std::string> TaskNames;  // the selected tasks, in the order of the settings window
 };
 
-// The two frames above the bar, of which one shows at a time.
+// The two frames above the progress bar; one is visible at a time.
 enum class ProgressFrame { OverallProgFrame, DetectProgFrame };
 enum class ProgressControl { cmdOK, cmdCancel };
 
-// How a run reports its progress, and where a user's wish to cancel comes from. A window, the
-// console, or a recorder in a test.
+// Shows a run's progress and reports whether the user has cancelled. Implemented by the window, the
+// console and a recorder for tests.
 class ProgressWindow {
   public:
     virtual ~ProgressWindow() = default;
 
-    // A new run: forgets an earlier cancel, fills the head and shows the window.
+    // Starts a new run: clears an earlier cancel, fills the head and shows the window.
     void Load(const RunOverview& overview) {
         cancelReported_ = false;
         ShowOverview(overview);
@@ -46,17 +46,17 @@ class ProgressWindow {
     // lblPrimaryTable and lblForeignTable.
     virtual void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) = 0;
 
-    // The k-th listed task, from 0: marked as running in its caption; checked off.
+    // Marks the k-th listed task (from 0) as running in its caption, or checks it off.
     virtual void MarkTaskRunning(std::size_t k) = 0;
     virtual void MarkTaskCompleted(std::size_t k) = 0;
 
-    // True when the user's input waits and asks to cancel. Cheap; called between units of work.
+    // Polls the user's input; true if it asks to cancel. Cheap; called between units of work.
     bool CheckCancelState() {
         const bool cancelled = PollForCancel();
         cancelReported_ = cancelReported_ || cancelled;
         return cancelled;
     }
-    // Whether a poll since Load() has said so: the next one may find no more input waiting.
+    // Whether a poll since Load() returned true; later polls may find no more input.
     bool CancelReported() const { return cancelReported_; }
 
     virtual void RemoveProgIndicator() = 0;
@@ -75,7 +75,11 @@ class ProgressWindow {
     bool cancelReported_ = false;
 };
 
-// A caption without its access-key markers: every "&" removed.
-std::string RemUnderscore(std::string_view strCaption);
+// The caption without its access key markers: removes every "&".
+inline std::string RemUnderscore(std::string_view strCaption) {
+    std::string plain(strCaption);
+    std::erase(plain, '&');
+    return plain;
+}
 
 }  // namespace morvane

@@ -18,7 +18,7 @@ bool IsNumber(const Value& value) {
     return !value.IsNull() && !value.IsText() && !value.IsBytes();
 }
 
-// A whole number equals a floating-point one of the same size, however each would be written.
+// An integer equals a floating-point number of the same value.
 bool SameNumber(const Value& a, const Value& b) {
     const auto asDouble = [](const Value& value) {
         const auto* integer = std::get_if<std::int64_t>(&value.Data());
@@ -31,8 +31,8 @@ Equality Known(bool equal) {
     return equal ? Equality::Equal : Equality::Different;
 }
 
-// The letters and digits of an ASCII text in lower case. No collation finds texts equal that differ
-// in these.
+// The letters and digits of an ASCII text in lower case. Texts that differ in these are different
+// in every collation.
 std::string Skeleton(std::string_view ascii) {
     std::string text = ToLower(ascii);
     std::erase_if(text, [](char c) { return !(c >= 'a' && c <= 'z') && !(c >= '0' && c <= '9'); });
@@ -94,7 +94,7 @@ Equality Field::Compare(const morvane::Value& a, const morvane::Value& b) const 
         return Known(SameNumber(a, b));
     }
     if (!a.IsText() || !b.IsText()) {
-        return Known(a == b);  // bytes, or values of two sorts, which are never equal
+        return Known(a == b);  // bytes, or values of different kinds, which are never equal
     }
     const std::string& left = std::get<std::string>(a.Data());
     const std::string& right = std::get<std::string>(b.Data());

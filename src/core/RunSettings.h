@@ -3,7 +3,28 @@
 
 #include <string>
 
+#include "base/Text.h"
+
 namespace morvane {
+
+// A server and the credentials for it.
+struct ServerLogin {
+    std::string Server;
+    bool NTAuthentication = false;
+    std::string UserName;
+    std::string Password;
+
+    // The login as a run uses it: without user name and password under NT authentication, and with
+    // an empty password instead of a blank one.
+    ServerLogin Effective() const {
+        if (NTAuthentication) {
+            return {Server, true, {}, {}};
+        }
+        return {Server, false, UserName, Trim(Password).empty() ? std::string() : Password};
+    }
+
+    bool operator==(const ServerLogin&) const = default;
+};
 
 // Every option of a run, in the order of the settings window and the command line.
 struct RunSettings {
@@ -32,6 +53,24 @@ struct RunSettings {
     bool StatusMode = false;
     std::string StatusFileName;
     bool Help = false;
+
+    // The login fields of the warehouse and of the archive as one record.
+    ServerLogin WarehouseLogin() const { return {Machine, NTAuthentication, UserName, Password}; }
+    ServerLogin ArchiveLogin() const {
+        return {ArchiveMachine, ArchiveNTAuthentication, ArchiveUserName, ArchivePassword};
+    }
+    void SetWarehouseLogin(const ServerLogin& login) {
+        Machine = login.Server;
+        NTAuthentication = login.NTAuthentication;
+        UserName = login.UserName;
+        Password = login.Password;
+    }
+    void SetArchiveLogin(const ServerLogin& login) {
+        ArchiveMachine = login.Server;
+        ArchiveNTAuthentication = login.NTAuthentication;
+        ArchiveUserName = login.UserName;
+        ArchivePassword = login.Password;
+    }
 
     bool operator==(const RunSettings&) const = default;
 };

@@ -10,36 +10,36 @@
 
 namespace morvane {
 
-// Passwords that the environment gives for logins without one.
+// Passwords from the environment, for logins without one.
 struct LoginPasswords {
     struct Password {
         std::string Text;
-        std::string Fault;  // why it could not be read; empty when it could, or none was given
+        std::string Fault;  // why it could not be read; else empty
     };
     Password Warehouse;
     Password Archive;
 };
 
-// What one process shares between start-up, run and tasks. Made in main and passed by reference.
+// State shared by start-up, run and tasks. Created in main and passed by reference.
 struct RunState {
     bool CommandLineMode = false;  // no user is present
     bool ConfigMode = false;
     std::string ConfigFileName;
-    RunSettings GlobalSettings;  // as the command line gave them
+    RunSettings GlobalSettings;  // as parsed from the command line
     LoginPasswords Passwords;
 
-    // Problems found in the run, each ended by CR LF.
+    // Errors of the run, each followed by CR LF.
     std::string ErrorText;
 
-    // Local date and time of day (seconds since midnight) at which the run began.
+    // Local start date, and time of day in seconds since midnight.
     std::chrono::year_month_day RunStartDate{};
     std::chrono::seconds RunStartTime{};
 
     std::unique_ptr<Connection> WarehouseConnection;
     std::unique_ptr<Connection> ArchiveConnection;
 
-    bool LockHeld = false;  // this process holds the lock of the warehouse
-    std::string LockUser;   // the user whom the lock table names
+    bool LockHeld = false;  // this process holds the warehouse lock
+    std::string LockUser;   // the user in the lock table
 
     std::string StatusFilePath;
 };

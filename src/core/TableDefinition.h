@@ -8,33 +8,33 @@
 
 namespace morvane {
 
-// A column as the catalogue describes it.
+// A column in the database catalogue.
 struct ColumnDefinition {
     std::string Name;
     std::string TypeName;  // in lower case, without length: "decimal", "nvarchar"
-    int Length = 0;        // characters or bytes of a text or binary type, -1 for "max"; else 0
-    int Precision = 0;     // digits of a decimal, or of the fraction of a second; else 0
-    int Scale = 0;         // digits after the point of a decimal
+    int Length = 0;        // of a text or binary type in characters or bytes, -1 for "max"; else 0
+    int Precision = 0;     // of a decimal, or digits of fractional seconds; else 0
+    int Scale = 0;         // of a decimal
     bool Nullable = true;
-    std::string Default;    // the default's SQL expression; empty when there is none
-    std::string Collation;  // empty for the database's own
+    std::string Default;    // SQL expression; empty if there is none
+    std::string Collation;  // empty for the database default
 };
 
 struct KeyDefinition {
     std::string Name;
-    std::vector<std::string> Columns;  // in the order of the key
+    std::vector<std::string> Columns;  // in key order
 };
 
 struct TableDefinition {
     std::string Name;
-    std::vector<ColumnDefinition> Columns;  // in their order in the table
+    std::vector<ColumnDefinition> Columns;  // in table order
     std::optional<KeyDefinition> PrimaryKey;
 };
 
-// What the catalogue knows of a name of tables or views, whatever their schemas.
+// All tables and views with one name, in any schema.
 struct NamedTable {
     std::vector<std::string> Columns;
-    bool Indexed = false;  // by any index of any kind
+    bool Indexed = false;  // by an index of any kind
 
     bool HasColumn(std::string_view name) const;
 };

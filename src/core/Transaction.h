@@ -5,7 +5,7 @@
 
 namespace morvane {
 
-// A transaction that is rolled back unless Commit() was reached.
+// Rolls back in the destructor unless Commit() has succeeded.
 class Transaction {
   public:
     explicit Transaction(Connection& connection) : connection_(&connection) {
@@ -16,7 +16,7 @@ class Transaction {
             try {
                 connection_->RollbackTrans();
             } catch (...) {
-                // The server rolls back by itself what it can no longer be asked to.
+                // The connection is lost; the server rolls back on its own.
             }
         }
     }

@@ -9,14 +9,15 @@ namespace morvane {
 
 enum class MessageStyle { Information, Critical };
 
-// Whoever can be told or asked something: message boxes, a terminal, a script in a test.
+// Shows messages to the user and asks questions: in message boxes, on a terminal, or scripted in
+// tests.
 class UserPrompt {
   public:
     virtual ~UserPrompt() = default;
 
-    // A message that waits for its reader.
+    // Shows a message and waits until it is dismissed.
     virtual void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) = 0;
-    // A Yes/No question. No value when nobody can be asked.
+    // Asks a Yes/No question; no value if there is no user to ask.
     virtual std::optional<bool> AskYesNo(std::string_view title, std::string_view question) = 0;
 };
 

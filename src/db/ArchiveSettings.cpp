@@ -2,12 +2,8 @@
 #include "db/ArchiveSettings.h"
 
 #include <array>
-#include <filesystem>
 #include <utility>
 
-#include "base/Text.h"
-#include "base/modFileFunctions.h"
-#include "db/embedded/EmbeddedConnection.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane {
@@ -36,29 +32,14 @@ void RequireNoQuote(const ArchiveSettings& archive) {
     }
 }
 
-// Embedded servers are folders, which have many names.
-bool SameServer(const std::string& a, const std::string& b) {
-    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
-        return EqualsIgnoreCase(a, b);
-    }
-    std::error_code error;
-    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
-                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
-}
-
 }  // namespace
 
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings) {
-    return {{settings.ArchiveMachine, settings.ArchiveNTAuthentication, settings.ArchiveUserName,
-             settings.ArchivePassword},
-            settings.ArchiveDatabase};
+    return {settings.ArchiveLogin(), settings.ArchiveDatabase};
 }
 
 void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings) {
-    settings.ArchiveMachine = archive.Login.Server;
-    settings.ArchiveNTAuthentication = archive.Login.NTAuthentication;
-    settings.ArchiveUserName = archive.Login.UserName;
-    settings.ArchivePassword = archive.Login.Password;
+    settings.SetArchiveLogin(archive.Login);
     settings.ArchiveDatabase = archive.Database;
 }
 
@@ -82,15 +63,6 @@ void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive) 
                           archive.Database + "' where ID = 1") == 0) {
         throw NoRow();
     }
-}
-
-std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
-    std::vector<std::string> names = list.Names;
-    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
-        const std::string own = warehouse.DefaultDatabase();
-        std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
-    }
-    return names;
 }
 
 }  // namespace morvane

@@ -2,7 +2,7 @@
 #include "db/ConnectionFactory.h"
 
 #include "core/DatabaseError.h"
-#include "db/StatementLog.h"
+#include "db/StatementTrace.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/odbc/OdbcConnection.h"
 

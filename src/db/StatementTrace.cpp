@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/StatementTrace.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "base/Text.h"
+#include "base/modFileFunctions.h"
+#include "core/ForwardingConnection.h"
 #include "core/MaskPasswords.h"
 
 namespace morvane {
@@ -38,31 +43,28 @@ class TracedBatch : public StatementBatch {
     StatementSink sink_;
 };
 
-class TracedCommand : public Command {
+class TracedCommand : public ForwardingCommand {
   public:
     TracedCommand(std::unique_ptr<Command> command, const StatementSink& sink)
-        : command_(std::move(command)), sink_(sink) {}
+        : ForwardingCommand(std::move(command)), sink_(sink) {}
 
     void SetText(std::string_view sql) override {
         text_ = sql;
-        command_->SetText(sql);
+        ForwardingCommand::SetText(sql);
     }
-
-    void SetType(CommandType type) override { command_->SetType(type); }
-    void SetTimeout(int seconds) override { command_->SetTimeout(seconds); }
 
     void DeleteParameter(std::size_t position) override {
         values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(position));
-        command_->DeleteParameter(position);
+        ForwardingCommand::DeleteParameter(position);
     }
 
     void AppendParameter(Parameter parameter) override {
         values_.emplace_back(parameter.Name, parameter.Value);
-        command_->AppendParameter(std::move(parameter));
+        ForwardingCommand::AppendParameter(std::move(parameter));
     }
 
     void SetParameter(std::string_view name, const Value& value) override {
-        command_->SetParameter(name, value);
+        ForwardingCommand::SetParameter(name, value);
         for (auto& [heldName, held] : values_) {
             if (EqualsIgnoreCase(heldName, name)) {
                 held = value;
@@ -73,12 +75,12 @@ class TracedCommand : public Command {
 
     std::int64_t Execute() override {
         Show();
-        return command_->Execute();
+        return ForwardingCommand::Execute();
     }
 
     std::unique_ptr<Recordset> OpenRecordset() override {
         Show();
-        return command_->OpenRecordset();
+        return ForwardingCommand::OpenRecordset();
     }
 
   private:
@@ -90,92 +92,79 @@ class TracedCommand : public Command {
         sink_(MaskPasswords(shown));
     }
 
-    std::unique_ptr<Command> command_;
     StatementSink sink_;
     std::string text_;
     std::vector<std::pair<std::string, Value>> values_;
 };
 
-class TracedConnection : public Connection {
+class TracedConnection : public ForwardingConnection {
   public:
     TracedConnection(std::unique_ptr<Connection> connection, StatementSink sink,
                      StatementSink catalogue)
-        : connection_(std::move(connection)),
+        : ForwardingConnection(std::move(connection)),
           sink_(std::move(sink)),
           catalogue_(std::move(catalogue)) {}
 
-    std::string Property(std::string_view name) const override {
-        return connection_->Property(name);
-    }
-    void SetProperty(std::string_view name, std::string_view value) override {
-        connection_->SetProperty(name, value);
-    }
-    int ConnectionTimeout() const override { return connection_->ConnectionTimeout(); }
-    void SetConnectionTimeout(int seconds) override { connection_->SetConnectionTimeout(seconds); }
-    void Open() override { connection_->Open(); }
-    void Close() override { connection_->Close(); }
-    bool IsOpen() const override { return connection_->IsOpen(); }
-    std::string DefaultDatabase() const override { return connection_->DefaultDatabase(); }
-    void SetDefaultDatabase(std::string_view name) override {
-        connection_->SetDefaultDatabase(name);
-    }
-
     std::int64_t Execute(std::string_view sql) override {
         sink_(MaskPasswords(sql));
-        return connection_->Execute(sql);
+        return ForwardingConnection::Execute(sql);
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
         sink_(MaskPasswords(sql));
-        return connection_->OpenRecordset(sql, kind);
+        return ForwardingConnection::OpenRecordset(sql, kind);
     }
     std::unique_ptr<Command> CreateCommand() override {
-        return std::make_unique<TracedCommand>(connection_->CreateCommand(), sink_);
+        return std::make_unique<TracedCommand>(ForwardingConnection::CreateCommand(), sink_);
     }
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
-        return std::make_unique<TracedBatch>(connection_->CreateBatch(std::move(counted)), sink_);
+        return std::make_unique<TracedBatch>(ForwardingConnection::CreateBatch(std::move(counted)),
+                                             sink_);
     }
 
     void BeginTrans() override {
         sink_("BEGIN");
-        connection_->BeginTrans();
+        ForwardingConnection::BeginTrans();
     }
     void CommitTrans() override {
         sink_("COMMIT");
-        connection_->CommitTrans();
+        ForwardingConnection::CommitTrans();
     }
     void RollbackTrans() override {
         sink_("ROLLBACK");
-        connection_->RollbackTrans();
-    }
-
-    void RequireName(NameOf what, std::string_view name) const override {
-        connection_->RequireName(what, name);
+        ForwardingConnection::RollbackTrans();
     }
 
     bool TableExists(std::string_view table) override {
-        ShowQuestion("does the table exist: ", table);
-        return connection_->TableExists(table);
+        ShowQuery("does the table exist: ", table);
+        return ForwardingConnection::TableExists(table);
     }
     std::optional<NamedTable> FindTable(std::string_view table) override {
-        ShowQuestion("columns and indexes of ", table);
-        return connection_->FindTable(table);
+        ShowQuery("columns and indexes of ", table);
+        return ForwardingConnection::FindTable(table);
     }
     TableDefinition DescribeTable(std::string_view table) override {
-        ShowQuestion("definition of ", table);
-        return connection_->DescribeTable(table);
+        ShowQuery("definition of ", table);
+        return ForwardingConnection::DescribeTable(table);
     }
 
   private:
-    void ShowQuestion(std::string_view question, std::string_view table) {
+    void ShowQuery(std::string_view query, std::string_view table) {
         if (catalogue_) {
-            catalogue_("-- catalogue: " + std::string(question) + std::string(table));
+            catalogue_("-- catalogue: " + std::string(query) + std::string(table));
         }
     }
 
-    std::unique_ptr<Connection> connection_;
     StatementSink sink_;
     StatementSink catalogue_;
 };
+
+// Each line of the log is one statement.
+std::string OneLine(std::string_view statement) {
+    std::string line(statement);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
+    return line;
+}
 
 }  // namespace
 
@@ -183,6 +172,21 @@ std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connecti
                                             StatementSink sink, StatementSink catalogue) {
     return std::make_unique<TracedConnection>(std::move(connection), std::move(sink),
                                               std::move(catalogue));
+}
+
+std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection) {
+    const char* path = std::getenv("MORVANE_STATEMENT_LOG");
+    if (path == nullptr || *path == '\0') {
+        return connection;
+    }
+    auto file = std::make_shared<std::ofstream>(ToPath(path), std::ios::binary | std::ios::app);
+    if (!*file) {
+        throw FileError("Cannot write the file \"" + std::string(path) + "\"");
+    }
+    const StatementSink write = [file](std::string_view statement) {
+        *file << OneLine(statement) << '\n' << std::flush;
+    };
+    return TraceStatements(std::move(connection), write, write);
 }
 
 }  // namespace morvane

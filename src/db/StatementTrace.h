@@ -9,14 +9,18 @@
 
 namespace morvane {
 
-// Called with each statement just before it is sent, as worded; a command's parameter values
-// follow in a comment; passwords are masked. "BEGIN", "COMMIT" and "ROLLBACK" stand for the
-// transaction calls.
+// Called with each statement just before it is sent, with passwords masked. Parameter values follow
+// in a comment. Transaction calls appear as "BEGIN", "COMMIT" and "ROLLBACK".
 using StatementSink = std::function<void(std::string_view statement)>;
 
-// The same connection, every statement of which is shown to `sink` first. Questions to the
-// catalogue, which each engine words in its own way, are shown to `catalogue`, where there is one.
+// Wraps a connection so that every statement goes to `sink` first. Catalogue queries, which each
+// engine phrases differently, go to `catalogue` if it is set.
 std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connection,
                                             StatementSink sink, StatementSink catalogue = {});
+
+// If the environment variable MORVANE_STATEMENT_LOG names a file, wraps the connection so that
+// every statement is first appended to the file, one per line, with passwords masked. Otherwise
+// returns the connection itself. Throws FileError if the file cannot be written.
+std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection);
 
 }  // namespace morvane

@@ -11,17 +11,10 @@ namespace morvane {
 
 namespace {
 
-void OpenWithLogin(Connection& connection, const std::string& server, bool ntAuthentication,
-                   const std::string& userName, const std::string& password,
+void OpenWithLogin(Connection& connection, const ServerLogin& login,
                    const std::optional<std::string>& database, int timeoutSeconds) {
     connection.SetConnectionTimeout(timeoutSeconds);
-    connection.SetProperty("Data Source", server);
-    if (ntAuthentication) {
-        connection.SetProperty("Integrated Security", "SSPI");
-    } else {
-        connection.SetProperty("User ID", userName);
-        connection.SetProperty("Password", password);
-    }
+    connection.SetLogin(login);
     if (database) {
         connection.SetProperty("Initial Catalog", *database);
     }
@@ -30,17 +23,14 @@ void OpenWithLogin(Connection& connection, const std::string& server, bool ntAut
 
 }  // namespace
 
-bool ConnectDatabase(const ConnectionFactory& factory, const std::string& server,
-                     bool ntAuthentication, const std::string& userName,
-                     const std::string& password, std::unique_ptr<Connection>& connection,
-                     std::string& errorText, const std::optional<std::string>& database,
-                     int timeoutSeconds) {
+bool ConnectDatabase(const ConnectionFactory& factory, const ServerLogin& login,
+                     std::unique_ptr<Connection>& connection, std::string& errorText,
+                     const std::optional<std::string>& database, int timeoutSeconds) {
     std::vector<std::string> descriptions;
     try {
         connection.reset();
-        connection = factory(server);
-        OpenWithLogin(*connection, server, ntAuthentication, userName, password, database,
-                      timeoutSeconds);
+        connection = factory(login.Server);
+        OpenWithLogin(*connection, login, database, timeoutSeconds);
         if (connection->IsOpen()) {
             return true;
         }
@@ -49,7 +39,7 @@ bool ConnectDatabase(const ConnectionFactory& factory, const std::string& server
     } catch (const std::exception& error) {
         descriptions = {error.what()};
     }
-    errorText = "Error while connecting to : " + server;
+    errorText = "Error while connecting to : " + login.Server;
     for (const std::string& description : descriptions) {
         errorText += kCrLf;
         errorText += description;

@@ -9,6 +9,9 @@
 #include <string_view>
 
 #include "base/Text.h"
+#include "base/modFileFunctions.h"
+#include "db/embedded/EmbeddedConnection.h"
+#include "db/modDatabaseOperations.h"
 
 namespace morvane {
 
@@ -215,6 +218,16 @@ std::string ServerOf(std::string_view record) {
     return IsPort(port) && port != kDefaultPort ? host + "," + port : host;
 }
 
+// An embedded server is a folder, which can be written in several ways.
+bool SameServer(const std::string& a, const std::string& b) {
+    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
+        return EqualsIgnoreCase(a, b);
+    }
+    std::error_code error;
+    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
+                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
+}
+
 }  // namespace
 
 DataSourcePlaces FindDataSourcePlaces(const Environment& variable) {
@@ -275,6 +288,28 @@ std::vector<std::string> ParseServerAnswer(std::string_view datagram) {
         rest.remove_prefix(end + 2);
     }
     return servers;
+}
+
+DatabaseList ListDatabases(const ConnectionFactory& connect, const ServerLogin& login) {
+    std::unique_ptr<Connection> connection;
+    std::string errorText;
+    if (!ConnectDatabase(connect, login, connection, errorText)) {
+        throw DatabaseError({errorText});
+    }
+    DatabaseList list;
+    list.ServerName = connection->Property("Server Name");
+    FillDatabaseList(list.Names, *connection);
+    connection->Close();
+    return list;
+}
+
+std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
+    std::vector<std::string> names = list.Names;
+    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
+        const std::string own = warehouse.DefaultDatabase();
+        std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
+    }
+    return names;
 }
 
 }  // namespace morvane

@@ -7,6 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "core/Connection.h"
+#include "core/RunSettings.h"
+
 namespace morvane {
 
 // A SQL Server named in a configuration file of this machine.
@@ -41,5 +44,16 @@ inline constexpr char kAskOneServer = 0x03;
 // ("host,port" if it does not listen on 1433), otherwise "host\instance". Returns none for a
 // malformed answer, and skips instances without a valid name.
 std::vector<std::string> ParseServerAnswer(std::string_view datagram);
+
+struct DatabaseList {
+    std::string ServerName;  // as the server reports it
+    std::vector<std::string> Names;
+};
+
+// Connects, lists the server's databases and disconnects. Throws DatabaseError.
+DatabaseList ListDatabases(const ConnectionFactory& connect, const ServerLogin& login);
+
+// The databases that the warehouse can be archived in: all except the warehouse itself.
+std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse);
 
 }  // namespace morvane

@@ -5,8 +5,7 @@
 #include <deque>
 #include <unordered_map>
 
-#include "base/DateText.h"
-#include "base/PackedValue.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
 #include "db/SqlWords.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/WarehouseSession.h"
 
-#include <optional>
-
 #include "base/Platform.h"
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
@@ -48,9 +46,7 @@ bool WarehouseSession::Connect(const ServerLogin& login) {
         return true;
     }
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(connect_, login.Server, login.NTAuthentication, login.UserName,
-                         login.Password, connection, state_.ErrorText, std::nullopt,
-                         kConnectionTimeout)) {
+    if (!ConnectDatabase(connect_, login, connection, state_.ErrorText)) {
         return false;
     }
     state_.WarehouseConnection = std::move(connection);

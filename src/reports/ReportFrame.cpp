@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reports/ReportFrame.h"
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "reports/ReportFile.h"
 

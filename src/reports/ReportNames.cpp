@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/modFileFunctions.h"
 
 namespace morvane {

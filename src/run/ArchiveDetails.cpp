@@ -23,14 +23,10 @@ bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings) {
         (!secure.Flag() && user.IsNull())) {
         return false;
     }
-    settings.ArchiveMachine = Trim(server.Text());
+    const ServerLogin login{std::string(Trim(server.Text())), secure.Flag(), user.Text(),
+                            NullToText((*row)[3], "")};
+    settings.SetArchiveLogin(login.Effective());
     settings.ArchiveDatabase = Trim(database.Text());
-    settings.ArchiveNTAuthentication = secure.Flag();
-    if (!settings.ArchiveNTAuthentication) {
-        settings.ArchiveUserName = user.Text();
-        const std::string password = NullToText((*row)[3], "");
-        settings.ArchivePassword = Trim(password).empty() ? "" : password;
-    }
     return true;
 }
 

@@ -13,7 +13,7 @@
 #ifdef _WIN32
 #include <windows.h>
 
-#include "base/WideText.h"
+#include "base/Platform.h"
 #endif
 
 namespace morvane {

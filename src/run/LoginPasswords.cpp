@@ -78,16 +78,9 @@ ServerLogin WithPassword(ServerLogin login, const LoginPasswords::Password& from
 }
 
 void CompleteLogins(RunSettings& settings, const LoginPasswords& passwords) {
-    settings.Password = WithPassword({settings.Machine, settings.NTAuthentication,
-                                      settings.UserName, settings.Password},
-                                     passwords.Warehouse)
-                            .Password;
+    settings.SetWarehouseLogin(WithPassword(settings.WarehouseLogin(), passwords.Warehouse));
     if (settings.ArchiveFactTables) {
-        settings.ArchivePassword =
-            WithPassword({settings.ArchiveMachine, settings.ArchiveNTAuthentication,
-                          settings.ArchiveUserName, settings.ArchivePassword},
-                         passwords.Archive)
-                .Password;
+        settings.SetArchiveLogin(WithPassword(settings.ArchiveLogin(), passwords.Archive));
     }
 }
 

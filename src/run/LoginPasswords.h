@@ -5,7 +5,6 @@
 
 #include "core/RunSettings.h"
 #include "core/RunState.h"
-#include "db/ListDatabases.h"
 
 namespace morvane {
 

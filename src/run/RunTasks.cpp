@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
@@ -191,9 +191,8 @@ bool Run::ConnectWarehouse() {
         return true;
     }
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.Machine, settings_.NTAuthentication,
-                         settings_.UserName, settings_.Password, connection, state_.ErrorText,
-                         std::nullopt, kConnectionTimeout)) {
+    if (!ConnectDatabase(services_.Connect, settings_.WarehouseLogin(), connection,
+                         state_.ErrorText)) {
         return false;
     }
     connection->SetDefaultDatabase(settings_.Database);
@@ -208,10 +207,8 @@ bool Run::ConnectArchive() {
         return true;
     }
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.ArchiveMachine,
-                         settings_.ArchiveNTAuthentication, settings_.ArchiveUserName,
-                         settings_.ArchivePassword, connection, state_.ErrorText, std::nullopt,
-                         kConnectionTimeout)) {
+    if (!ConnectDatabase(services_.Connect, settings_.ArchiveLogin(), connection,
+                         state_.ErrorText)) {
         return false;
     }
     connection->SetDefaultDatabase(settings_.ArchiveDatabase);

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "reports/ReportNames.h"
 #include "run/Tasks.h"

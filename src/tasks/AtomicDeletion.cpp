@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/RowSpool.h"
 #include "base/Text.h"
 #include "core/Transaction.h"

@@ -12,10 +12,6 @@ namespace {
 constexpr int kProcedureTimeout = 15;  // seconds
 constexpr int kNoTimeout = 0;
 
-bool UsesIntegratedSecurity(const Connection& connection) {
-    return connection.Property("Integrated Security") == "SSPI";
-}
-
 Parameter TextParameter(std::string name, std::string value) {
     Parameter parameter;
     parameter.Name = std::move(name);
@@ -131,9 +127,9 @@ std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std
     const std::string archiveTable = archive.DefaultDatabase() + ".dbo." + table;
     const std::string rows =
         " select *, {ts '" + timestamp + "'} from " + table + " where " + condition;
-    if (!UsesIntegratedSecurity(archive)) {
-        const std::string user(Trim(archive.Property("User ID")));
-        const std::string password(Trim(archive.Property("Password")));
+    if (const ServerLogin login = archive.Login(); !login.NTAuthentication) {
+        const std::string user(Trim(login.UserName));
+        const std::string password(Trim(login.Password));
         RequireNoLoneQuote(server, "server name");
         RequireNoLoneQuote(user, "user name");
         RequireNoLoneQuote(password, "password");

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"

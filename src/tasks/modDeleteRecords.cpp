@@ -35,17 +35,10 @@ void FinishDeletionProgress(ProgressWindow& progress) {
 // the first one reads.
 std::unique_ptr<Connection> OpenDeletionConnection(const Connection& warehouse,
                                                    const ConnectionFactory& factory) {
-    const std::string server = warehouse.Property("Data Source");
-    auto connection = factory(server);
+    const ServerLogin login = warehouse.Login();
+    auto connection = factory(login.Server);
     connection->SetConnectionTimeout(warehouse.ConnectionTimeout());
-    connection->SetProperty("Data Source", server);
-    const std::string security = warehouse.Property("Integrated Security");
-    if (!security.empty()) {
-        connection->SetProperty("Integrated Security", security);
-    } else {
-        connection->SetProperty("User ID", warehouse.Property("User ID"));
-        connection->SetProperty("Password", warehouse.Property("Password"));
-    }
+    connection->SetLogin(login);
     connection->Open();
     connection->SetDefaultDatabase(warehouse.DefaultDatabase());
     return connection;

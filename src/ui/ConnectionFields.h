@@ -6,11 +6,9 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QStringList>
 #include <QWidget>
 
-#include "core/UserPrompt.h"
-#include "db/ListDatabases.h"
+#include "core/RunSettings.h"
 #include "ui/Controls.h"
 
 namespace morvane {

@@ -10,6 +10,7 @@
 #include "db/modCheckMetaData.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/ConfigFile.h"
+#include "dialogs/ServerLists.h"
 #include "run/ArchiveDetails.h"
 #include "run/CommandLine.h"
 #include "run/ConsoleProgress.h"
@@ -91,7 +92,7 @@ void frmMain::Form_Load() {
 
 void frmMain::LoadSettings() {
     const RunSettings& given = state_.GlobalSettings;
-    fields_->SetLogin({given.Machine, given.NTAuthentication, given.UserName, given.Password});
+    fields_->SetLogin(given.WarehouseLogin());
     fields_->SetDatabase(given.Database);
     for (const Task& task : kTasks) {
         CheckBox(task.Flag).setChecked(given.*task.Flag &&
@@ -113,9 +114,7 @@ void frmMain::TryConnection() {
     const HourglassPointer pointer;
     std::unique_ptr<Connection> connection;
     std::string errorText;
-    connected_ =
-        ConnectDatabase(services_.Connect, login.Server, login.NTAuthentication, login.UserName,
-                        login.Password, connection, errorText, database, kConnectionTimeout);
+    connected_ = ConnectDatabase(services_.Connect, login, connection, errorText, database);
     Require(connected_, errorText);
     EnableWarehouseButtons();
 }
@@ -176,14 +175,13 @@ void frmMain::cmdServer_Click() {
 void frmMain::cmdDBRefresh_Click() {
     const std::string remembered = fields_->Database();
     ResetConnectionState();
-    DatabaseList list;
+    std::vector<std::string> names;
     {
         const HourglassPointer pointer;
-        std::string errorText;
-        Require(ListDatabases(services_.Connect, Login(), list, errorText), errorText);
+        names = ListDatabases(services_.Connect, Login()).Names;
     }
-    if (!list.Names.empty()) {
-        fields_->SetDatabases(list.Names, remembered);
+    if (!names.empty()) {
+        fields_->SetDatabases(names, remembered);
         connected_ = true;
         EnableWarehouseButtons();
         UpdateProcessButton();
@@ -270,15 +268,9 @@ void frmMain::cmdProcess_Click() {
 }
 
 RunSettings frmMain::ComposeSettings() const {
-    const ServerLogin login = fields_->Login();
     RunSettings settings;
-    settings.Machine = login.Server;
+    settings.SetWarehouseLogin(fields_->Login().Effective());
     settings.Database = fields_->Database();
-    settings.NTAuthentication = login.NTAuthentication;
-    if (!login.NTAuthentication) {
-        settings.UserName = login.UserName;
-        settings.Password = Trim(login.Password).empty() ? "" : login.Password;
-    }
     for (const Task& task : kTasks) {
         settings.*task.Flag = IsSelected(task);
     }
@@ -291,14 +283,8 @@ RunSettings frmMain::ComposeSettings() const {
 bool frmMain::TakeArchiveSettings(RunSettings& settings) {
     if (state_.ConfigMode) {
         const RunSettings& given = state_.GlobalSettings;
-        settings.ArchiveMachine = given.ArchiveMachine;
+        settings.SetArchiveLogin(given.ArchiveLogin().Effective());
         settings.ArchiveDatabase = given.ArchiveDatabase;
-        settings.ArchiveNTAuthentication = given.ArchiveNTAuthentication;
-        if (!given.ArchiveNTAuthentication) {
-            settings.ArchiveUserName = given.ArchiveUserName;
-            settings.ArchivePassword =
-                Trim(given.ArchivePassword).empty() ? "" : given.ArchivePassword;
-        }
     } else if (!ReadArchiveDetails(*state_.WarehouseConnection, settings)) {
         ShowMessage("Indicate Connectivity Details For Archive Database");
         session_.CloseWarehouse();

@@ -9,6 +9,7 @@
 #include <array>
 #include <utility>
 
+#include "dialogs/ServerLists.h"
 #include "run/LoginPasswords.h"
 #include "ui/ConditionsGrid.h"
 #include "ui/ConnectionFields.h"
@@ -100,7 +101,7 @@ void frmSetFactTableFilters::Load() {
     if (TryBusy([this] { LoadConditions(); })) {
         TryBusy([this] { LoadArchive(); });
         TryBusy([this] {
-            if (state_.WarehouseConnection->Property("Integrated Security") == "SSPI") {
+            if (state_.WarehouseConnection->Login().NTAuthentication) {
                 archive_->RuleOutSecureLogin();
             }
         });
@@ -148,11 +149,9 @@ void frmSetFactTableFilters::RefreshDatabases() {
     std::vector<std::string> names;
     {
         const HourglassPointer pointer;
-        DatabaseList list;
-        std::string errorText;
         const ServerLogin login = WithPassword(archive_->Login(), state_.Passwords.Archive);
-        Require(ListDatabases(services_.Connect, login, list, errorText), errorText);
-        names = ArchiveDatabases(list, *state_.WarehouseConnection);
+        names =
+            ArchiveDatabases(ListDatabases(services_.Connect, login), *state_.WarehouseConnection);
     }
     archive_->SetDatabases(names, remembered);
 }

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "base/DateText.h"
+#include "base/Clock.h"
 #include "support/FixedClock.h"
 
 namespace morvane::testing {

@@ -85,9 +85,7 @@ class LiveDatabase : public TestDatabase {
 
     std::unique_ptr<Connection> Connect() override {
         auto connection = CreateConnection(server_.Server);
-        connection->SetProperty("Data Source", server_.Server);
-        connection->SetProperty("User ID", server_.User);
-        connection->SetProperty("Password", server_.Password);
+        connection->SetLogin({server_.Server, false, server_.User, server_.Password});
         connection->SetConnectionTimeout(20);
         return connection;
     }

@@ -40,7 +40,7 @@ Attempt Connect(const std::string& server, const std::string& user = "somebody",
                 const std::string& password = kPassword) {
     Attempt attempt;
     const auto start = std::chrono::steady_clock::now();
-    attempt.Connected = ConnectDatabase(CreateConnection, server, false, user, password,
+    attempt.Connected = ConnectDatabase(CreateConnection, {server, false, user, password},
                                         attempt.Opened, attempt.Error, std::nullopt, kTimeout);
     attempt.Seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

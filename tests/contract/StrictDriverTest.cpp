@@ -42,10 +42,7 @@ class MicrosoftDriver : public ::testing::Test {
     std::unique_ptr<Connection> Connect(const std::string& user = "u",
                                         const std::string& password = "p") {
         auto connection = CreateConnection("host");
-        connection->SetProperty("Data Source", "tcp:host, 1433");
-        connection->SetProperty("User ID", user);
-        connection->SetProperty("Password", password);
-        connection->SetProperty("Integrated Security", user.empty() ? "SSPI" : "");
+        connection->SetLogin({"tcp:host, 1433", user.empty(), user, password});
         connection->Open();
         return connection;
     }

@@ -16,8 +16,8 @@ class DatabaseOperationsTest : public ::testing::Test {
     std::string errorText = "left over";
 
     bool Connect(const std::string& server, const std::string& database) {
-        return ConnectDatabase(CreateConnection, server, false, "me", "secret", connection,
-                               errorText, database, kConnectionTimeout);
+        return ConnectDatabase(CreateConnection, {server, false, "me", "secret"}, connection,
+                               errorText, database);
     }
 };
 
@@ -32,8 +32,8 @@ TEST_F(DatabaseOperationsTest, ConnectsAndLeavesTheErrorTextAlone) {
 }
 
 TEST_F(DatabaseOperationsTest, WithIntegratedSecurityTheLoginIsIgnored) {
-    ASSERT_TRUE(ConnectDatabase(CreateConnection, warehouse.Server(), true, "me", "secret",
-                                connection, errorText, std::nullopt, kConnectionTimeout));
+    ASSERT_TRUE(ConnectDatabase(CreateConnection, {warehouse.Server(), true, "me", "secret"},
+                                connection, errorText));
     EXPECT_EQ(connection->Property("Integrated Security"), "SSPI");
     EXPECT_EQ(connection->Property("User ID") + connection->Property("Password"), "");
 }

@@ -10,8 +10,8 @@ namespace {
 TEST(BuildWithoutSqlite, SaysWhyAnEmbeddedServerCannotBeUsed) {
     std::unique_ptr<Connection> connection;
     std::string errorText;
-    EXPECT_FALSE(ConnectDatabase(CreateConnection, "SQLite:C:\\data", true, "", "", connection,
-                                 errorText, std::nullopt, kConnectionTimeout));
+    EXPECT_FALSE(ConnectDatabase(CreateConnection, {"SQLite:C:\\data", true, "", ""}, connection,
+                                 errorText));
     EXPECT_EQ(errorText,
               "Error while connecting to : SQLite:C:\\data\r\nThis build of Morvane has no "
               "embedded engine, since it was made without SQLite.");

@@ -6,7 +6,7 @@
 
 #include <utility>
 
-#include "core/ImmediateBatch.h"
+#include "core/ForwardingConnection.h"
 #include "core/MaskPasswords.h"
 #include "db/ConnectionFactory.h"
 
@@ -14,7 +14,7 @@ namespace morvane::testing {
 
 namespace {
 
-// Rows that still come from the server while they are read.
+// A streamed recordset: each row is a point.
 class InjectingRecordset : public Recordset {
   public:
     InjectingRecordset(std::unique_ptr<Recordset> rows, FaultPlan& plan, std::string_view sql)
@@ -32,71 +32,53 @@ class InjectingRecordset : public Recordset {
     std::string name_;
 };
 
-class InjectingCommand : public Command {
+class InjectingCommand : public ForwardingCommand {
   public:
     InjectingCommand(std::unique_ptr<Command> command, FaultPlan& plan)
-        : command_(std::move(command)), plan_(plan) {}
+        : ForwardingCommand(std::move(command)), plan_(plan) {}
 
     void SetText(std::string_view sql) override {
         text_ = MaskPasswords(sql);
-        command_->SetText(sql);
-    }
-    void SetType(CommandType type) override { command_->SetType(type); }
-    void SetTimeout(int seconds) override { command_->SetTimeout(seconds); }
-    void AppendParameter(Parameter parameter) override {
-        command_->AppendParameter(std::move(parameter));
-    }
-    void DeleteParameter(std::size_t position) override { command_->DeleteParameter(position); }
-    void SetParameter(std::string_view name, const Value& value) override {
-        command_->SetParameter(name, value);
+        ForwardingCommand::SetText(sql);
     }
     std::int64_t Execute() override {
-        return plan_.Pass(text_, true, [&] { return command_->Execute(); });
+        return plan_.Pass(text_, true, [this] { return ForwardingCommand::Execute(); });
     }
     std::unique_ptr<Recordset> OpenRecordset() override {
-        return plan_.Pass(text_, false, [&] { return command_->OpenRecordset(); });
+        return plan_.Pass(text_, false, [this] { return ForwardingCommand::OpenRecordset(); });
     }
 
   private:
-    std::unique_ptr<Command> command_;
     FaultPlan& plan_;
     std::string text_;
 };
 
-class InjectingConnection : public Connection {
+class InjectingConnection : public ForwardingConnection {
   public:
     InjectingConnection(std::unique_ptr<Connection> connection, FaultPlan& plan)
-        : connection_(std::move(connection)), plan_(plan) {}
+        : ForwardingConnection(std::move(connection)), plan_(plan) {}
 
-    std::string Property(std::string_view name) const override {
-        return connection_->Property(name);
-    }
-    void SetProperty(std::string_view name, std::string_view value) override {
-        connection_->SetProperty(name, value);
-    }
-    int ConnectionTimeout() const override { return connection_->ConnectionTimeout(); }
-    void SetConnectionTimeout(int seconds) override { connection_->SetConnectionTimeout(seconds); }
     void Open() override {
-        plan_.Pass("connecting", false, [&] { connection_->Open(); });
+        plan_.Pass("connecting", false, [this] { ForwardingConnection::Open(); });
     }
-    void Close() override { connection_->Close(); }
-    bool IsOpen() const override { return connection_->IsOpen(); }
-    std::string DefaultDatabase() const override { return connection_->DefaultDatabase(); }
     void SetDefaultDatabase(std::string_view name) override {
-        plan_.Pass("choosing a database", false, [&] { connection_->SetDefaultDatabase(name); });
+        plan_.Pass("choosing a database", false,
+                   [&] { ForwardingConnection::SetDefaultDatabase(name); });
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        return plan_.Pass(MaskPasswords(sql), true, [&] { return connection_->Execute(sql); });
+        return plan_.Pass(MaskPasswords(sql), true,
+                          [&] { return ForwardingConnection::Execute(sql); });
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
-        auto rows = plan_.Pass(sql, false, [&] { return connection_->OpenRecordset(sql, kind); });
+        auto rows =
+            plan_.Pass(sql, false, [&] { return ForwardingConnection::OpenRecordset(sql, kind); });
         return kind == RecordsetKind::Buffered
                    ? std::move(rows)
                    : std::make_unique<InjectingRecordset>(std::move(rows), plan_, sql);
     }
     std::unique_ptr<Command> CreateCommand() override {
-        return std::make_unique<InjectingCommand>(connection_->CreateCommand(), plan_);
+        return std::make_unique<InjectingCommand>(ForwardingConnection::CreateCommand(), plan_);
     }
     // Every statement of a batch is a point.
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
@@ -105,36 +87,31 @@ class InjectingConnection : public Connection {
             [this] { return CreateCommand(); }, std::move(counted));
     }
 
-    // Beginning waits for no answer that could be lost: drivers send it with what follows.
+    // Drivers send BEGIN together with the next statement, so its answer cannot be lost.
     void BeginTrans() override {
-        plan_.Pass("BEGIN", false, [&] { connection_->BeginTrans(); });
+        plan_.Pass("BEGIN", false, [this] { ForwardingConnection::BeginTrans(); });
     }
     void CommitTrans() override {
-        plan_.Pass("COMMIT", true, [&] { connection_->CommitTrans(); });
+        plan_.Pass("COMMIT", true, [this] { ForwardingConnection::CommitTrans(); });
     }
     void RollbackTrans() override {
-        plan_.Pass("ROLLBACK", true, [&] { connection_->RollbackTrans(); });
-    }
-
-    void RequireName(NameOf what, std::string_view name) const override {
-        connection_->RequireName(what, name);
+        plan_.Pass("ROLLBACK", true, [this] { ForwardingConnection::RollbackTrans(); });
     }
 
     bool TableExists(std::string_view table) override {
         return plan_.Pass("is there a table", false,
-                          [&] { return connection_->TableExists(table); });
+                          [&] { return ForwardingConnection::TableExists(table); });
     }
     std::optional<NamedTable> FindTable(std::string_view table) override {
         return plan_.Pass("what is the table", false,
-                          [&] { return connection_->FindTable(table); });
+                          [&] { return ForwardingConnection::FindTable(table); });
     }
     TableDefinition DescribeTable(std::string_view table) override {
         return plan_.Pass("describe the table", false,
-                          [&] { return connection_->DescribeTable(table); });
+                          [&] { return ForwardingConnection::DescribeTable(table); });
     }
 
   private:
-    std::unique_ptr<Connection> connection_;
     FaultPlan& plan_;
 };
 

@@ -14,37 +14,36 @@ namespace morvane::testing {
 
 enum class Fault {
     None,
-    Refused,      // the statement fails before it does anything
-    AnswerLost,   // it takes effect, and then fails; only for what changes something
-    ServerLost,   // the same, and from then on nothing succeeds on any connection
-    OutOfMemory,  // as ServerLost, but each request fails for want of memory in this process
-    Killed        // the process dies just before it
+    Refused,      // the statement fails without effect
+    AnswerLost,   // it takes effect and then fails; for statements that change something
+    ServerLost,   // as AnswerLost, and every later request on any connection fails
+    OutOfMemory,  // as ServerLost, but with std::bad_alloc
+    Killed        // the process is killed just before the statement
 };
 
-// What an injected error says to the user.
+// The message of an injected error.
 constexpr std::string_view FaultText(Fault fault) {
     return fault == Fault::OutOfMemory ? "There is not enough memory." : "The injected fault";
 }
 
-// Something that a run asks of a server: a statement, a question to the catalogue, a row of a
-// streamed result, a connection.
+// A request to a server: a statement, a catalogue query, a row of a streamed result, a login.
 struct FaultPoint {
     std::string Stage;
     std::string Statement;
     bool Changes = false;
 };
 
-// Counts the points of a run and lets the fault happen at one of them, from 0. Without a fault it
-// writes down what the run passes.
+// Counts the fault points of a run and injects the fault at one of them (from 0). Without a fault
+// it records the points.
 class FaultPlan {
   public:
     explicit FaultPlan(Fault fault = Fault::None, std::size_t at = 0) : fault_(fault), at_(at) {}
 
-    std::function<std::string()> Stage;  // what the run is at
+    std::function<std::string()> Stage;  // what the run is doing
     std::vector<FaultPoint> Points;
     bool Happened() const { return happened_; }
 
-    // Passes a point: does what is asked, or lets the fault happen.
+    // Performs the operation, or injects the fault if this is its point.
     template <typename Operation>
     auto Pass(std::string_view statement, bool changes, Operation&& operation) {
         const Verdict verdict = Judge(statement, changes);
@@ -70,7 +69,7 @@ class FaultPlan {
     bool happened_ = false;
 };
 
-// Connections of the program's own, whose every request passes a point of the plan, which must
+// Creates the program's own connections with every request a point of the plan. The plan must
 // outlive them.
 ConnectionFactory InjectFaults(FaultPlan& plan);
 

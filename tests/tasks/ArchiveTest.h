@@ -51,9 +51,9 @@ class ArchiveTest : public TaskTest {
 
     void ConnectArchive(bool integrated, const std::string& password = "secret") {
         std::unique_ptr<Connection> connection;
-        EXPECT_TRUE(ConnectDatabase(CreateConnection, ArchiveServer(), integrated, "clerk",
-                                    password, connection, state.ErrorText, "hist",
-                                    kConnectionTimeout));
+        EXPECT_TRUE(ConnectDatabase(CreateConnection,
+                                    {ArchiveServer(), integrated, "clerk", password}, connection,
+                                    state.ErrorText, "hist"));
         state.ArchiveConnection = Traced(std::move(connection), "archive  ");
     }
 

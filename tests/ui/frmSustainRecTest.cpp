@@ -24,9 +24,8 @@ class SustainRec : public UiFixture {
         Warehouse.AddFact("sales", "item int");
         Warehouse.Run("INSERT INTO dwm_tables VALUES('area', 'Dimension', NULL, NULL)");
         std::string errorText;
-        EXPECT_TRUE(ConnectDatabase(CreateConnection, Warehouse.Server(), true, "", "",
-                                    State.WarehouseConnection, errorText, Warehouse.Database(),
-                                    kConnectionTimeout));
+        EXPECT_TRUE(ConnectDatabase(CreateConnection, {Warehouse.Server(), true, "", ""},
+                                    State.WarehouseConnection, errorText, Warehouse.Database()));
         Prompt.Answers = {true, true, true, true};
     }
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "core/DataType.h"
+#include "core/Recordset.h"
 
 namespace morvane::embedded {
 

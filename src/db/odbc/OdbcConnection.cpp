@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "base/Text.h"
-#include "core/ImmediateBatch.h"
+#include "core/Command.h"
 #include "db/odbc/OdbcBatch.h"
 #include "db/odbc/OdbcCatalogue.h"
 #include "db/odbc/OdbcCommand.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/ImmediateBatch.h"
+#include "core/Command.h"
 
 namespace morvane {
 
