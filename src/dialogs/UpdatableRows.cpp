@@ -7,7 +7,7 @@
 
 #include "base/Clock.h"
 #include "base/Text.h"
-#include "db/SqlWords.h"
+#include "sql/Quoting.h"
 
 namespace morvane {
 

@@ -13,6 +13,8 @@
 #include "base/RowSpool.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
+#include "sql/Lexer.h"
+#include "sql/MaskPasswords.h"
 #include "tasks/ElementKey.h"
 
 namespace morvane {
@@ -48,17 +50,6 @@ bool IsNumber(std::string_view text) {
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size();
-}
-
-bool Holds(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
-}
-
-// True when no server can take the statement for a valid one, however the quotes in its values cut
-// it up: the last literal is left open, and nothing in it hides a quote from that count.
-bool EndsInsideLiteral(std::string_view sql) {
-    return std::count(sql.begin(), sql.end(), '\'') % 2 != 0 && !Holds(sql, "--") &&
-           !Holds(sql, "/*") && !Holds(sql, "[") && !Holds(sql, "\"");
 }
 
 // Builds the statements for the elements of one table. The values of a key stand in them as they
@@ -104,8 +95,9 @@ const std::string& ElementDelete::Statement(const std::vector<Value>& key) {
         AppendCondition(keyFields_[i], key[i]);
     }
     // Most such statements fail at the server, whose words then say why.
-    if (hasQuote_ && !EndsInsideLiteral(sql_)) {
-        throw DatabaseError({"A key value with a quote in it cannot be deleted."}, sql_);
+    if (hasQuote_ && !EndsInsideText(sql_)) {
+        throw DatabaseError({"A key value with a quote in it cannot be deleted."},
+                            MaskPasswords(sql_));
     }
     return sql_;
 }
@@ -128,12 +120,12 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     sql_ += text_;
     if (quoted) {
         sql_ += "'";
-        hasQuote_ = hasQuote_ || Holds(text_, "'");
+        hasQuote_ = hasQuote_ || text_.find('\'') != std::string::npos;
     } else if (value.IsText() && !IsNumber(text_)) {
         throw DatabaseError({"The key column " + field.Name +
                              " holds a value that is not a number and has a type that is "
                              "not written in quotes."},
-                            sql_);
+                            MaskPasswords(sql_));
     }
 }
 
@@ -185,14 +177,14 @@ void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion
         // More rows than were counted: a version that came since, or another element's rows.
         if (deleted > statement.Versions) {
             throw DatabaseError({"The statement deletes more rows than the element had."},
-                                statement.Sql);
+                                MaskPasswords(statement.Sql));
         }
         // A version that went since, or a value that its own text does not find.
         if (deleted >= 0 && deleted < statement.Versions) {
             throw DatabaseError({fmt::format("The statement finds {} of the {} rows that the "
                                              "element had.",
                                              deleted, statement.Versions)},
-                                statement.Sql);
+                                MaskPasswords(statement.Sql));
         }
     });
     std::vector<Value> row;
