@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Runs the commands of the documentation, page by page, each page in its own folder. Arguments: the
-# paths of morvane and morvane-demo.
+# paths of morvane, morvane-demo and morvane-nightly.
 #
 # The words after the three backquotes of a code block tell what to do with it:
 #   sh              run it
@@ -15,6 +15,7 @@
 set -euo pipefail
 program=$1
 make_warehouse=$2
+nightly=$3
 repository=$(cd "$(dirname "$0")/../.." && pwd)
 
 work=$(mktemp -d)
@@ -22,7 +23,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir "$work/bin"
 ln -s "$program" "$work/bin/morvane"
 ln -s "$make_warehouse" "$work/bin/morvane-demo"
-ln -s "$repository/packaging/morvane-nightly" "$work/bin/morvane-nightly"
+ln -s "$nightly" "$work/bin/morvane-nightly"
 export PATH=$work/bin:$PATH MORVANE_CONSOLE=1
 ran=0
 

@@ -102,6 +102,9 @@ TEST_F(DateComparison, FindsTheRowsOfEveryCase) {
         }
     }
     EXPECT_GT(count, 40);
+    // The dates of a subquery are compared as they are stored.
+    EXPECT_EQ(Ids("at in (select started from other)"), "3");
+    EXPECT_EQ(Ids("at = (select max(at) from sale where at < '20190102')"), "4");
 }
 
 TEST_F(DateComparison, ATextMeansTheMidnightOfItsDay) {
