@@ -36,8 +36,8 @@ class IndexRebuildTest : public ::testing::Test {
     }
     std::int64_t Delete(const std::string& condition, int expectedRows) {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", std::to_string(expectedRows));
-        const std::int64_t rows = connection->Execute("delete from FACTS where " + condition);
+        const std::int64_t rows =
+            connection->Execute("delete from FACTS where " + condition, expectedRows);
         transaction.Commit();
         return rows;
     }
@@ -67,14 +67,13 @@ TEST_F(IndexRebuildTest, IndexesStayWhereItWouldNotPayOrCouldDoHarm) {
     EXPECT_EQ(Delete("id <= 5", 10), 5);
     EXPECT_EQ(Delete("id IN (SELECT f.id FROM facts f WHERE f.k = facts.id * 7919)", 60000), 5)
         << "the condition's own query wants the index";
-    connection->SetProperty("Expected Rows", "60000");
-    EXPECT_EQ(connection->Execute("delete from facts where id <= 40"), 30) << "no transaction";
+    EXPECT_EQ(connection->Execute("delete from facts where id <= 40", 60000), 30)
+        << "no transaction";
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
         const auto rows =
             connection->OpenRecordset("SELECT id FROM facts", RecordsetKind::Streamed);
-        EXPECT_EQ(connection->Execute("delete from facts where id <= 60"), 20);
+        EXPECT_EQ(connection->Execute("delete from facts where id <= 60", 60000), 20);
         EXPECT_FALSE(rows->Eof());
     }
     EXPECT_FALSE(MadeAnew());
@@ -93,8 +92,7 @@ TEST_F(IndexRebuildTest, TheNumberOfRowsCountsForOneStatementAndLargeTablesAskFo
     connection = warehouse.Connect();
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
-        connection->Execute("delete from later where a <= 1");
+        connection->Execute("delete from later where a <= 1", 60000);
         connection->Execute("delete from facts where id <= 200");
         transaction.Commit();
     }
@@ -111,10 +109,9 @@ TEST_F(IndexRebuildTest, AFailureOnTheWayLeavesTheTableAsItWas) {
     warehouse.Run("UPDATE facts SET moment = 'never' WHERE id = 80000");
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
-        EXPECT_THROW(
-            connection->Execute("delete from facts where dateadd(day, 1, moment) > '2000-01-01'"),
-            DatabaseError);
+        EXPECT_THROW(connection->Execute(
+                         "delete from facts where dateadd(day, 1, moment) > '2000-01-01'", 60000),
+                     DatabaseError);
         EXPECT_THROW(transaction.Commit(), DatabaseError) << "the transaction is over";
     }
     EXPECT_FALSE(MadeAnew());
