@@ -24,7 +24,7 @@ class Utf8Console {
     Utf8Console& operator=(const Utf8Console&) = delete;
 
   private:
-    [[maybe_unused]] unsigned formerCodePage_ = 0;  // 0 without such a console
+    [[maybe_unused]] unsigned formerCodePage_ = 0;  // Windows only; 0 without a console
 };
 
 }  // namespace morvane
