@@ -40,7 +40,7 @@ class AlterTable : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(AlterTable, AddsColumnsBehindTheOthers) {
+TEST_F(AlterTable, AddsColumnsAtTheEnd) {
     connection->Execute(
         "ALTER TABLE t ADD a datetime NOT NULL DEFAULT {ts '2020-01-01 00:00:00'} WITH VALUES");
     connection->Execute("alter table [dbo].[T] add [b c] varchar(9) DEFAULT 'it''s' WITH VALUES");
@@ -56,7 +56,7 @@ TEST_F(AlterTable, AddsColumnsBehindTheOthers) {
     EXPECT_EQ(warehouse.Text("SELECT what FROM log"), "4") << "the trigger, and only for new rows";
 }
 
-TEST_F(AlterTable, NowAsADefaultIsTheLocalTimeOfThisMachine) {
+TEST_F(AlterTable, UsesLocalTimeForGetdateAsADefault) {
     connection->Execute("ALTER TABLE t ADD a datetime NOT NULL DEFAULT getdate() WITH VALUES");
     EXPECT_EQ(warehouse.Text("SELECT count(*), count(DISTINCT a) FROM t WHERE"
                              " abs(julianday(a) - julianday('now', 'localtime')) < 0.01"
@@ -91,7 +91,7 @@ TEST_F(AlterTable, ReplacesThePrimaryKeyAndKeepsEverythingElse) {
     EXPECT_EQ(connection->Execute("insert into t values (5, 'b', 100)"), 1);
 }
 
-TEST_F(AlterTable, FindsKeysInEveryPlaceWhereTheyStand) {
+TEST_F(AlterTable, FindsPrimaryKeysInEveryForm) {
     warehouse.Run(
         "CREATE TABLE a(i INTEGER PRIMARY KEY AUTOINCREMENT, x int);"
         "CREATE TABLE b(i int CONSTRAINT \"b key\" PRIMARY KEY DESC NOT NULL, x int) WITHOUT ROWID;"
@@ -135,7 +135,7 @@ TEST_F(AlterTable, AFailureLeavesTheTableAsItWas) {
     }
 }
 
-TEST_F(AlterTable, RefusesTheFormsThatItDoesNotKnow) {
+TEST_F(AlterTable, RejectsUnsupportedForms) {
     const std::string before = Schema() + Rows();
     for (const char* sql :
          {"ALTER", "ALTER TABLE", "ALTER TABLE t", "ALTER TABLE t ADD x",
@@ -152,7 +152,7 @@ TEST_F(AlterTable, RefusesTheFormsThatItDoesNotKnow) {
     }
 }
 
-TEST_F(AlterTable, BelongsToTheTransactionAroundIt) {
+TEST_F(AlterTable, TakesPartInTheTransaction) {
     const std::string before = Schema() + Rows();
     {
         const Transaction transaction(*connection);
@@ -187,7 +187,7 @@ TEST_F(AlterTable, AFullDiskLeavesTheTableAsItWas) {
     connection->Execute("ALTER TABLE t ADD a int NOT NULL DEFAULT 1 WITH VALUES");
 }
 
-TEST_F(AlterTable, StatementsPreparedBeforeItSeeTheNewTable) {
+TEST_F(AlterTable, InvalidatesPreparedStatements) {
     EXPECT_EQ(connection->Execute("update t set n = 1.25 where id = 2"), 1);
     connection->Execute("ALTER TABLE t ADD a int NOT NULL DEFAULT 1 WITH VALUES");
     EXPECT_EQ(connection->Execute("update t set n = 1.25 where id = 2"), 1);

@@ -89,7 +89,7 @@ class DateComparison : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(DateComparison, ATextMeansTheMidnightOfItsDay) {
+TEST_F(DateComparison, ATextWithoutATimeMeansMidnight) {
     for (const std::string day : {"'20190101'", "'2019-01-01'", "'1/1/2019'", "N'20190101'",
                                   "'2019-01-01 00:00'", "{ts '2019-01-01 00:00:00'}"}) {
         ExpectFinds("at < " + day, "1 2");
@@ -129,7 +129,7 @@ TEST_F(DateComparison, TheOrderOfDatesIsTheirOrderInTime) {
     }
 }
 
-TEST_F(DateComparison, RangesAndListsCompareEachOfTheirTexts) {
+TEST_F(DateComparison, RangesAndListsAreConverted) {
     ExpectFinds("id > 1 and at between '20181231' and '20190101' and id < 3", "2");
     ExpectFinds("at between dateadd(day, -1, '20190101') and '20190101'", "1 2 3");
     ExpectFinds("day not in ('1/1/2019', '20200101')", "1 2 5");
@@ -146,7 +146,7 @@ TEST_F(DateComparison, QualifiedAndQuotedColumnsAreFound) {
     ExpectFinds("\"at\" <= '20190101'", "1 2 3");
 }
 
-TEST_F(DateComparison, AnotherTableOfTheStatementDoesNotHideTheColumn) {
+TEST_F(DateComparison, ColumnsOfEnclosingQueriesAreFound) {
     ExpectFinds("at <= '20190101' and id in (select id + 1 from other)", "2");
     ExpectFinds("at = '20190101' and exists (select 1 from other o where o.at = 'x')", "3");
     ExpectFinds("exists (select 1 from other where at = 'x') and at = '20190101'", "3");
@@ -154,7 +154,7 @@ TEST_F(DateComparison, AnotherTableOfTheStatementDoesNotHideTheColumn) {
                 "1");
 }
 
-TEST_F(DateComparison, TextsAndTextColumnsStayTexts) {
+TEST_F(DateComparison, TextColumnsAreComparedAsTexts) {
     ExpectFinds("code = '20190101'", "3 4");
     ExpectFinds("code <= '20181231'", "1 2");
     ExpectFinds("code = '2019-01-01'", "");
@@ -213,7 +213,7 @@ TEST_F(DateComparison, ANumberAddedToADateCountsDays) {
     EXPECT_EQ(Ids("id + 1 = 3 and id - -1 = 3 and code + '' = '20181231'"), "2");
 }
 
-TEST_F(DateComparison, ATextThatIsNoDateIsAnError) {
+TEST_F(DateComparison, AnInvalidDateIsAnError) {
     for (const char* condition : {"at < 'yesterday'", "at < '20190230'", "day in ('20190101', 'x')",
                                   "at between '20190101' and '2019-13-01'", "'x' = sale.at"}) {
         SCOPED_TRACE(condition);

@@ -10,7 +10,7 @@ DateTime At(const char* text) {
     return ParseDateTime(text).value();
 }
 
-TEST(DateTime, ReadsTheFormsThatTheServerReadsInEveryLanguage) {
+TEST(DateTime, ReadsTheFormsOfTheServer) {
     EXPECT_EQ(FormatDateTime(At("2024-03-05")), "2024-03-05 00:00:00");
     EXPECT_EQ(FormatDateTime(At(" 20240305 ")), "2024-03-05 00:00:00");
     EXPECT_EQ(FormatDateTime(At("3/5/2024 14:07")), "2024-03-05 14:07:00");
@@ -54,7 +54,7 @@ TEST(DateTime, AddsMonthsWithinTheMonth) {
     EXPECT_EQ(add(DatePart::Week, 2000000000, "2024-03-01"), "overflow");
 }
 
-TEST(DateTime, KnowsThePartsOfADay) {
+TEST(DateTime, ReturnsThePartsOfADate) {
     const DateTime moment = At("2024-03-05 14:07:09.120");
     EXPECT_EQ(DatePartOf(DatePart::Quarter, moment), 1);
     EXPECT_EQ(DatePartOf(DatePart::DayOfYear, moment), 65);
