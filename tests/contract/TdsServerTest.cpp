@@ -13,7 +13,7 @@
 #include "db/TableScript.h"
 #include "db/odbc/CallWatch.h"
 #include "db/odbc/OdbcConnection.h"
-#include "db/odbc/OdbcStatement.h"
+#include "db/odbc/OdbcSession.h"
 #include "run/MultiUserLock.h"
 #include "support/ScopedVariable.h"
 #include "support/ScriptedPrompt.h"

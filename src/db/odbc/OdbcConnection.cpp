@@ -10,10 +10,8 @@
 #include "db/odbc/OdbcBatch.h"
 #include "db/odbc/OdbcCatalogue.h"
 #include "db/odbc/OdbcCommand.h"
-#include "db/odbc/OdbcDriver.h"
 #include "db/odbc/OdbcRecordset.h"
 #include "db/odbc/OdbcSession.h"
-#include "db/odbc/OdbcStatement.h"
 #include "sql/MaskPasswords.h"
 
 namespace morvane {
@@ -22,7 +20,7 @@ namespace odbc {
 
 namespace {
 
-// "USE statement is not supported to switch between databases." Azure SQL Database says so.
+// Azure SQL Database: "USE statement is not supported to switch between databases."
 constexpr int kUseNotSupported = 40508;
 
 std::optional<std::string> EnvironmentVariable(const char* name) {
@@ -32,7 +30,8 @@ std::optional<std::string> EnvironmentVariable(const char* name) {
 
 class OdbcConnection : public Connection {
   public:
-    explicit OdbcConnection(CancelRequest cancel) : cancel_(std::move(cancel)) {}
+    OdbcConnection(CancelRequest cancel, std::optional<OdbcDriver> driver)
+        : cancel_(std::move(cancel)), givenDriver_(std::move(driver)) {}
     ~OdbcConnection() override { Close(); }
 
     std::string Property(std::string_view name) const override;
@@ -54,7 +53,7 @@ class OdbcConnection : public Connection {
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override;
     std::unique_ptr<Command> CreateCommand() override {
-        Session();
+        RequireOpen();
         return std::make_unique<OdbcCommand>(session_);
     }
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override;
@@ -63,7 +62,7 @@ class OdbcConnection : public Connection {
     void CommitTrans() override { Session().CommitTrans(); }
     void RollbackTrans() override { Session().RollbackTrans(); }
 
-    // The server decides by the login's rights what a statement may do.
+    // The login's permissions decide what a statement may do.
     void RequireName(NameOf, std::string_view) const override {}
 
     bool TableExists(std::string_view table) override { return Catalogue().TableExists(table); }
@@ -75,15 +74,20 @@ class OdbcConnection : public Connection {
     }
 
   private:
-    // Throws when the connection is closed.
-    OdbcSession& Session(std::string_view statement = {}) const;
+    // Throws if the connection is closed.
+    void RequireOpen(std::string_view statement = {}) const;
+    OdbcSession& Session(std::string_view statement = {}) const {
+        RequireOpen(statement);
+        return *session_;
+    }
     OdbcCatalogue& Catalogue();
     void Use(std::shared_ptr<OdbcSession> session, const std::string& database);
-    std::shared_ptr<OdbcSession> Login(const std::string& database) const;
+    std::shared_ptr<OdbcSession> LogIn(const std::string& database) const;
 
     CancelRequest cancel_;
     std::map<std::string, std::string, std::less<>> properties_;  // by lower-case name
     int timeoutSeconds_ = 15;
+    std::optional<OdbcDriver> givenDriver_;
     OdbcDriver driver_;
     std::shared_ptr<OdbcSession> session_;
     std::optional<OdbcCatalogue> catalogue_;
@@ -92,21 +96,18 @@ class OdbcConnection : public Connection {
 
 void OdbcConnection::Open() {
     Close();
-    driver_ = PickDriver(InstalledDrivers(), EnvironmentVariable("MORVANE_ODBC_DRIVER"));
+    driver_ = givenDriver_
+                  ? *givenDriver_
+                  : PickDriver(InstalledDrivers(), EnvironmentVariable("MORVANE_ODBC_DRIVER"));
     const std::string database = Property("Initial Catalog");
-    Use(Login(database), database);
+    Use(LogIn(database), database);
 }
 
-std::shared_ptr<OdbcSession> OdbcConnection::Login(const std::string& database) const {
-    LoginDetails login;
-    login.Server = Property("Data Source");
-    login.IntegratedSecurity = EqualsIgnoreCase(Property("Integrated Security"), "SSPI");
-    login.UserName = Property("User ID");
-    login.Password = Property("Password");
-    login.Database = database;
-    login.ExtraOptions = EnvironmentVariable("MORVANE_ODBC_OPTIONS").value_or("");
-    login.QueryTimeout = DefaultQueryTimeout();
-    return OdbcSession::Login(driver_, login, timeoutSeconds_, cancel_);
+std::shared_ptr<OdbcSession> OdbcConnection::LogIn(const std::string& database) const {
+    const LoginDetails details{Login(), database,
+                               EnvironmentVariable("MORVANE_ODBC_OPTIONS").value_or(""),
+                               DefaultQueryTimeout()};
+    return OdbcSession::Login(driver_, details, timeoutSeconds_, cancel_);
 }
 
 void OdbcConnection::Use(std::shared_ptr<OdbcSession> session, const std::string& database) {
@@ -116,7 +117,7 @@ void OdbcConnection::Use(std::shared_ptr<OdbcSession> session, const std::string
     database_ = session_->SpeaksTSql() ? session_->CurrentCatalog() : database;
 }
 
-// Recordsets and commands may still hold the session.
+// Recordsets and commands may still refer to the session.
 void OdbcConnection::Close() {
     if (session_ != nullptr) {
         session_->Close();
@@ -126,15 +127,14 @@ void OdbcConnection::Close() {
     database_.clear();
 }
 
-OdbcSession& OdbcConnection::Session(std::string_view statement) const {
+void OdbcConnection::RequireOpen(std::string_view statement) const {
     if (session_ == nullptr) {
         throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
     }
-    return *session_;
 }
 
 OdbcCatalogue& OdbcConnection::Catalogue() {
-    Session();
+    RequireOpen();
     return *catalogue_;
 }
 
@@ -151,13 +151,13 @@ std::string OdbcConnection::Property(std::string_view name) const {
 }
 
 void OdbcConnection::SetDefaultDatabase(std::string_view name) {
-    Session();
+    RequireOpen();
     if (name == database_ && !name.empty()) {
         return;
     }
     const std::string database(name);
     if (!session_->SpeaksTSql()) {
-        Use(Login(database), database);
+        Use(LogIn(database), database);
         return;
     }
     try {
@@ -167,13 +167,13 @@ void OdbcConnection::SetDefaultDatabase(std::string_view name) {
         if (error.Code() != kUseNotSupported) {
             throw;
         }
-        // Only when the new login has succeeded does the old one end.
-        Use(Login(database), database);
+        // The old session stays open if the new login fails.
+        Use(LogIn(database), database);
     }
 }
 
 std::unique_ptr<Recordset> OdbcConnection::OpenRecordset(std::string_view sql, RecordsetKind kind) {
-    Session(sql);
+    RequireOpen(sql);
     OdbcStatement statement(session_, std::string(sql));
     statement.ExecuteDirectly();
     auto rows = std::make_unique<OdbcRecordset>(std::move(statement));
@@ -197,8 +197,9 @@ std::unique_ptr<StatementBatch> OdbcConnection::CreateBatch(RowCountSink counted
 
 }  // namespace odbc
 
-std::unique_ptr<Connection> CreateOdbcConnection(odbc::CancelRequest cancel) {
-    return std::make_unique<odbc::OdbcConnection>(std::move(cancel));
+std::unique_ptr<Connection> CreateOdbcConnection(odbc::CancelRequest cancel,
+                                                 std::optional<odbc::OdbcDriver> driver) {
+    return std::make_unique<odbc::OdbcConnection>(std::move(cancel), std::move(driver));
 }
 
 }  // namespace morvane
