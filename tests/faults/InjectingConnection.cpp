@@ -83,7 +83,7 @@ class InjectingConnection : public ForwardingConnection {
     // Every statement of a batch is a point.
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
         return std::make_unique<ImmediateBatch>(
-            [this](std::string_view sql) { return Execute(sql); },
+            [this](std::string_view sql) { return Execute(sql, 0); },
             [this] { return CreateCommand(); }, std::move(counted));
     }
 

@@ -49,7 +49,9 @@ class EmbeddedConnection : public Connection {
         const auto found = properties_.find(name);
         return found == properties_.end() ? "" : found->second;
     }
-    void SetProperty(std::string_view name, std::string_view value) override;
+    void SetProperty(std::string_view name, std::string_view value) override {
+        properties_[std::string(name)] = value;
+    }
 
     int ConnectionTimeout() const override { return wait_.Seconds(); }
     void SetConnectionTimeout(int seconds) override { wait_.SetSeconds(seconds); }
