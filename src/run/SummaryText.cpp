@@ -6,7 +6,7 @@
 
 #include "base/Clock.h"
 #include "base/Text.h"
-#include "reports/ReportNames.h"
+#include "reports/modGenerateReports.h"
 #include "run/Tasks.h"
 
 namespace morvane {

@@ -14,25 +14,25 @@ namespace morvane {
 
 namespace {
 
-Outcome Check(TaskContext& context) {
+Outcome RunCheck(TaskContext& context) {
     return CheckMetaData(context.State, context.Services.Progress);
 }
 
-Outcome Archive(TaskContext& context) {
+Outcome RunArchive(TaskContext& context) {
     return ArchiveFactTables(context.State, context.Services.Progress, context.Services.Clock,
                              context.Log);
 }
 
-Outcome Mark(TaskContext& context) {
+Outcome RunMark(TaskContext& context) {
     return MarkUnusedElements(context.State, context.Services.Progress);
 }
 
-Outcome Report(TaskContext& context) {
+Outcome RunReport(TaskContext& context) {
     return GenerateAllReports(context.State, context.Services.Progress,
                               context.Settings.LogDirectory);
 }
 
-Outcome Delete(TaskContext& context) {
+Outcome RunDelete(TaskContext& context) {
     return DeleteRecords(context.State, context.Services.Progress, context.Services.Connect,
                          context.Settings.AtomicDeletion);
 }
@@ -49,7 +49,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Checking of Meta Data",
      .CancelMessage = "Checking of Meta Data Process Cancelled by User.",
      .ErrorName = "",
-     .Perform = Check},
+     .Perform = RunCheck},
     {.Flag = &RunSettings::ArchiveFactTables,
      .VariantOf = nullptr,
      .Option = "clsf",
@@ -60,7 +60,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Archiving Of Fact tables",
      .CancelMessage = "Archieving Fact Table Process Cancelled by User.",
      .ErrorName = "Archive Fact Table",
-     .Perform = Archive},
+     .Perform = RunArchive},
     {.Flag = &RunSettings::DetectAndMark,
      .VariantOf = nullptr,
      .Option = "mark",
@@ -69,7 +69,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Detection and Marking of Unused Dimension Elements",
      .CancelMessage = "Marking Process Cancelled by User.",
      .ErrorName = "Detect And Mark",
-     .Perform = Mark},
+     .Perform = RunMark},
     {.Flag = &RunSettings::GenerateReports,
      .VariantOf = nullptr,
      .Option = "grep",
@@ -79,7 +79,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = "",
      .CancelMessage = "Report Generation Process Cancelled by User.",
      .ErrorName = "Generate Reports",
-     .Perform = Report},
+     .Perform = RunReport},
     {.Flag = &RunSettings::DeleteMarked,
      .VariantOf = nullptr,
      .Option = "del",
@@ -88,7 +88,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Delete Marked Dimension Elements",
      .CancelMessage = "Deletion Process Cancelled by User.",
      .ErrorName = "Delete Records",
-     .Perform = Delete},
+     .Perform = RunDelete},
     {.Flag = &RunSettings::AtomicDeletion,
      .VariantOf = &RunSettings::DeleteMarked,
      .Option = "datom",

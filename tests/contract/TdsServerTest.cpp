@@ -17,7 +17,7 @@
 #include "run/MultiUserLock.h"
 #include "support/ScopedVariable.h"
 #include "support/ScriptedPrompt.h"
-#include "tasks/RelinkHistory.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane::testing::tds {
 namespace {

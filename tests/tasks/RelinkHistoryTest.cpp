@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/RelinkHistory.h"
-
 #include <sstream>
 
 #include "core/Transaction.h"
 #include "tasks/TaskTest.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane::testing {
 
