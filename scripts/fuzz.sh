@@ -10,7 +10,7 @@ cd "$(dirname "$0")/.."
 bound=${1:-60}
 targets=("${@:2}")
 # The one with the most to do goes first.
-[ ${#targets[@]} -gt 0 ] || targets=(command_line translation query_box)
+[ ${#targets[@]} -gt 0 ] || targets=(command_line translation)
 
 . scripts/packages.sh
 scripts/install-packages.sh "${fuzz_packages[@]}"
@@ -25,7 +25,7 @@ fuzz() {
     [ "$bound" = long ] && options+=("-runs=$runs") || options+=("-max_total_time=$bound")
     case $name in
         command_line) options+=(-dict=tests/fuzz/options.dict) ;;
-        query_box | translation) options+=(-dict=tests/fuzz/statements.dict) ;;
+        translation) options+=(-dict=tests/fuzz/statements.dict) ;;
     esac
     local folder=build/fuzz
     mkdir -p "$folder"/{logs,artifacts/"$name",corpus/"$name"}

@@ -1,2 +1,2 @@
 // SPDX-License-Identifier: Apache-2.0
-// A library needs a source; this one has only its precompiled headers to give.
+// An object library needs a source file. This one exists for its precompiled headers.

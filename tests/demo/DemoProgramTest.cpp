@@ -18,7 +18,7 @@ class DemoProgram : public ::testing::Test {
   protected:
     TempFolder folder_;
 
-    // Runs the program with its output in a file; `before` is shell text that comes first.
+    // Runs the program and keeps its output. `before` is shell code that is executed first.
     int Run(const std::string& arguments, const std::string& before = "") {
         TempFolder output;
         const std::string command = before + " '" + std::string(MORVANE_DEMO_PROGRAM) + "' " +
@@ -54,7 +54,7 @@ TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
         EXPECT_EQ(ReadWholeFile(folder_ / name), "mine");
         std::filesystem::remove(folder_ / name);
     }
-    // A journal left beside the old database must not be played back into the new one.
+    // The journal of an old database must not be applied to the new one.
     Write("retail.db", "mine");
     Write("retail.db-journal", "old pages");
     Write("retail.db-wal", "old pages");
@@ -82,7 +82,8 @@ TEST_F(DemoProgram, RefusesWhatItDoesNotUnderstand) {
 }
 
 TEST_F(DemoProgram, LeavesNothingHalfMade) {
-    // A file size limit stands in for a full disk, reached by the rows and by the indexes.
+    // A file size limit stands in for a full disk. The first is reached while rows are written, the
+    // second while indexes are created.
     for (const std::string blocks : {"2000", "64000"}) {
         EXPECT_EQ(Run(folder_.Path(), "trap '' XFSZ; ulimit -f " + blocks + ";"), 1);
         EXPECT_TRUE(Contains(output_, "Cannot write " + folder_ / "retail.db"));

@@ -25,7 +25,7 @@ std::vector<std::string> TableNames(const SqliteFile& file) {
     return file.Rows("SELECT name FROM sqlite_schema WHERE type = 'table'");
 }
 
-// The rows of a table without one of its columns, if it has that.
+// The rows of a table, without one of its columns.
 Rows ReadRows(const SqliteFile& file, const std::string& table, const std::string& withoutColumn,
               const std::string& condition = "1") {
     const std::string columns = file.Text("SELECT group_concat(name) FROM pragma_table_info('" +
@@ -34,7 +34,7 @@ Rows ReadRows(const SqliteFile& file, const std::string& table, const std::strin
     return {rows.begin(), rows.end()};
 }
 
-// All rows that were ever archived.
+// The archived rows of all dates.
 Rows AllArchived(const Contents& contents, const std::string& fact) {
     Rows all;
     if (const auto table = contents.Archive.find(fact); table != contents.Archive.end()) {
@@ -140,7 +140,7 @@ void Oracle::CheckFact(const std::string& fact, const Contents& now, Findings& f
             if (count > before.count(row)) {
                 findings.push_back("A row of " + fact + " came from nowhere: " + row);
             } else if (i > 0 && archivedUndisturbed.count(row) != count) {
-                findings.push_back("A row of " + fact + " is archived otherwise: " + row);
+                findings.push_back("A row of " + fact + " is archived differently: " + row);
             }
         }
     }

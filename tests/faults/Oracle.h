@@ -23,24 +23,24 @@ struct Contents {
 
 Contents ReadContents(const Site& site);
 
-// Knows a warehouse before a run and what an undisturbed run makes of it, and judges what a
-// disturbed run has left. Every finding is a sentence; no findings mean that all is well.
+// Compares what a disturbed run left with the contents before it and after an undisturbed run.
+// Every finding is a sentence.
 class Oracle {
   public:
     using Findings = std::vector<std::string>;
 
     Oracle(Contents before, Contents undisturbed);
 
-    // What must never be, wherever the run was cut short: a fact row lost or made up, a dimension
-    // that is neither as before nor as after the undisturbed run (except for its marks), a changed
-    // meta table, an incomplete archive table.
+    // Whatever the disturbance, these are damage: a fact row that is lost or was never there, a
+    // dimension that is neither as before nor as after the undisturbed run (apart from its marks),
+    // a changed meta table, an archive table with another definition.
     Findings FindDamage(const Contents& now) const;
 
-    // After a later run that completed and began with `disturbed`: everything is where the
-    // undisturbed run leaves it. A fact row that it found in both places is archived twice.
+    // Compares the contents after a completed run that started with `disturbed` to those after the
+    // undisturbed run. A fact row that was already in both places is expected twice in the archive.
     Findings FindDifferences(const Contents& disturbed, const Contents& now) const;
 
-    // Whether all dimension rows are still there.
+    // Whether every dimension still has all its rows.
     bool NothingIsDeleted(const Contents& now) const;
 
   private:

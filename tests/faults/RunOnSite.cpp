@@ -18,7 +18,7 @@ std::string ReadIfThere(const std::string& path) {
     return std::filesystem::exists(path) ? ReadWholeFile(path) : "";
 }
 
-// The task that is running, by the place of its caption in the list.
+// The running task, or "lock" before and after the tasks.
 std::string StageOf(const RecordingProgress& progress) {
     static const std::vector<std::string> kTasks{"check", "archive", "mark", "reports", "delete"};
     for (auto line = progress.Log.rbegin(); line != progress.Log.rend(); ++line) {

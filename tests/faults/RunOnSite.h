@@ -13,25 +13,25 @@
 
 namespace morvane::testing {
 
-// How a run ended, by what it left.
+// What a run returned and left behind.
 struct RunOutcome {
     bool Died = false;
     bool Result = false;
-    bool Asked = false;  // whether to go on although the lock is set
+    bool Asked = false;  // whether to break the lock
     std::string ErrorText;
-    std::string Status;   // the word in the status file
-    std::string Log;      // empty if there is none
-    std::string Reports;  // all three, without the folder of the site
+    std::string Status;  // the word in the status file
+    std::string Log;
+    std::string Reports;  // all three, with a placeholder for the site's folder
 };
 
-// Everything else about a run than its settings.
+// The circumstances of a run.
 struct RunConditions {
-    // Whether the run starts one minute after the fixed clock's moment, so that its files and its
-    // date of archiving differ from those of an earlier run.
+    // Start one minute after the fixed clock's time, with other file names and archiving date than
+    // the first run.
     bool Later = false;
-    bool MayBreakLock = false;    // the answer to the question; otherwise there is none
-    RunState* State = nullptr;    // of a process that runs more than once
-    bool InChildProcess = false;  // which may die
+    bool MayBreakLock = false;    // answer Yes to the question about the lock; otherwise none
+    RunState* State = nullptr;    // shared by several runs of one process
+    bool InChildProcess = false;  // which may be killed
 };
 
 RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& plan,
@@ -39,12 +39,12 @@ RunOutcome RunOnSite(const Site& site, const RunSettings& settings, FaultPlan& p
 
 bool IsLocked(const Site& site);
 
-// A site, a copy of it that an undisturbed run has cleaned, and the oracle that knows both.
+// A site, its copy after an undisturbed run, and the oracle made of both.
 class OnSite : public ::testing::Test {
   protected:
     OnSite() { Original.Fill(); }
     void RunUndisturbed(bool linkedServer, bool atomicDeletion, bool mayBreakLock = false);
-    // A later run has completed what a disturbed run had left.
+    // Expects that a run after a disturbed one did all that was left to do.
     void ExpectCompletion(const Site& site, const RunOutcome& outcome,
                           const Contents& disturbed) const;
 

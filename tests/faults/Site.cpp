@@ -46,8 +46,8 @@ void AddRelations(const TestWarehouse& warehouse) {
                           "tenant, number");
 }
 
-// Some rows are kept by facts that are archived, some by rows that go themselves, one of each kind
-// by is_sustainable; the carriers bring marks of an earlier time.
+// Some rows are used only by facts that are archived, some only by rows that are deleted, some are
+// sustained. A carrier is marked from the start.
 void FillPlainDimensions(const TestWarehouse& warehouse) {
     warehouse.Run(
         "INSERT INTO maker VALUES(1,0,0),(2,0,0),(3,1,0);"
@@ -61,8 +61,8 @@ void FillPlainDimensions(const TestWarehouse& warehouse) {
 }
 
 // Customer 1 loses its first version, 2 one in the middle, 3 two in a row, 4 its first two, 8 its
-// last, 9 one whose facts are archived; 6 and 7 go altogether; 10 has a sustained version.
-// Contracts lose current versions alone.
+// last, 9 one whose facts are archived. Customers 6 and 7 lose all versions, 10 has a sustained
+// one. Contracts lose only current versions.
 void FillHistories(const TestWarehouse& warehouse) {
     warehouse.Run(
         "CREATE TEMP TABLE version(k, id, segment, first, next);"

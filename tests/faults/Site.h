@@ -7,15 +7,15 @@
 
 namespace morvane::testing {
 
-// One folder with all that a run works on: a warehouse, an archive that is another server, the
-// log and the reports, the status file.
+// A folder with everything that a run works on: the warehouse, the archive on another server, the
+// logs and reports, the status file.
 class Site {
   public:
     explicit Site(std::string folder);
 
-    // Makes the databases, with something for every task and every way of re-linking.
+    // Creates the databases, with something for every task and every case of re-linking.
     void Fill() const;
-    // The databases of another site, as they are now.
+    // Copies the databases of another site.
     void CopyFrom(const Site& other) const;
 
     std::string WarehouseFolder() const { return folder_ + "/warehouse"; }
@@ -25,7 +25,7 @@ class Site {
     std::string Logs() const { return folder_ + "/logs"; }
     std::string StatusFile() const { return folder_ + "/status.txt"; }
 
-    // All five tasks; the archive is reached by a linked server or by OPENROWSET.
+    // Settings for all five tasks, which archive through a linked server or OPENROWSET.
     RunSettings EveryTask(bool linkedServer, bool atomicDeletion) const;
 
   private:

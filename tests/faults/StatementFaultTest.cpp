@@ -12,8 +12,8 @@
 namespace morvane::testing {
 namespace {
 
-// MORVANE_FAULTS=all disturbs a run at every point that it passes. By default the tests take a
-// sample of them, since each point is two runs.
+// MORVANE_FAULTS=all injects faults at every point. By default the tests use a sample, since each
+// point takes two runs.
 bool EveryFaultIsWanted() {
     const char* wish = std::getenv("MORVANE_FAULTS");
     return wish != nullptr && std::string_view(wish) == "all";
@@ -23,8 +23,8 @@ struct Way {
     const char* Name;
     bool LinkedServer;
     bool AtomicDeletion;
-    bool Locked;    // by a run that crashed; otherwise the lock is free
-    bool Attended;  // the next run is in the same process and has its connection
+    bool Locked;    // by a crashed run; otherwise the lock is free
+    bool Attended;  // the next run happens in the same process, with its connection
 };
 
 constexpr std::array kWays{Way{"LinkedServerNormalDeletion", true, false, false, false},
@@ -45,7 +45,7 @@ void PrintTo(const Case& value, std::ostream* out) {
     *out << value.Name();
 }
 
-// A process that died, or whose server went away, does not run again.
+// A process that was killed or lost its server does not run again.
 std::vector<Case> Cases() {
     std::vector<Case> cases;
     for (const Way& way : kWays) {
@@ -59,7 +59,7 @@ std::vector<Case> Cases() {
     return cases;
 }
 
-// Of the points that a sample keeps: what changes something is more worth while than a question.
+// A sample uses every 4th point that changes something and every 23rd of the others.
 constexpr std::size_t kSampleOfChanges = 4;
 constexpr std::size_t kSampleOfQuestions = 23;
 
@@ -77,8 +77,8 @@ class DisturbedRun : public OnSite, public ::testing::WithParamInterface<Case> {
     void DisturbAt(std::size_t point);
     void RunWithFault(const Site& site, std::size_t point, FaultPlan& plan, RunState& state) const;
     bool IsInTheLocksRelease(std::size_t point) const;
-    void ExpectFailureIsTold(const FaultPoint& point, const RunOutcome& outcome,
-                             const Site& site) const;
+    void ExpectFailureIsReported(const FaultPoint& point, const RunOutcome& outcome,
+                                 const Site& site) const;
     RunOutcome RunAgain(const Site& site, FaultPlan& plan, RunState& state) const;
     void PrintCounts() const;
 
@@ -101,9 +101,9 @@ DisturbedRun::DisturbedRun() {
 bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
     const bool changes = Points[point].Changes;
     if (TheFault == Fault::AnswerLost && !changes) {
-        return false;  // to lose the answer to a question is to have it refused
+        return false;  // losing the answer to a query is the same as refusing it
     }
-    // Each kind of fault begins elsewhere, so that together they miss less.
+    // Each kind of fault starts at another point, so that together they cover more.
     const std::size_t shifted = point + static_cast<std::size_t>(TheFault);
     return EveryFaultIsWanted() || shifted % (changes ? kSampleOfChanges : kSampleOfQuestions) == 0;
 }
@@ -121,13 +121,13 @@ void DisturbedRun::RunWithFault(const Site& site, std::size_t point, FaultPlan& 
         RunOnSite(site, SettingsOn(site), plan, {.MayBreakLock = TheWay.Locked, .State = &state});
     EXPECT_TRUE(plan.Happened());
     if (!Lasts() && IsInTheLocksRelease(point)) {
-        // It is tried once more on a new connection.
+        // The release is repeated on a new connection.
         EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
         EXPECT_EQ(outcome.Status, "ok");
         EXPECT_FALSE(IsLocked(site));
         return;
     }
-    ExpectFailureIsTold(Points[point], outcome, site);
+    ExpectFailureIsReported(Points[point], outcome, site);
 }
 
 bool DisturbedRun::IsInTheLocksRelease(std::size_t point) const {
@@ -135,10 +135,10 @@ bool DisturbedRun::IsInTheLocksRelease(std::size_t point) const {
                        [](const FaultPoint& later) { return later.Stage == "lock"; });
 }
 
-void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome& outcome,
-                                       const Site& site) const {
+void DisturbedRun::ExpectFailureIsReported(const FaultPoint& point, const RunOutcome& outcome,
+                                           const Site& site) const {
     EXPECT_TRUE(Contains(outcome.Log, "Morvane Tool stopped On"));
-    // When the table of the lock was made but nobody said so, it looks like somebody else's.
+    // If creating the lock's table succeeds but its answer is lost, the lock looks like another's.
     if (outcome.Log.find("Nobody could be asked") != std::string::npos) {
         EXPECT_EQ(point.Statement, "COMMIT");
         EXPECT_EQ(point.Stage, "lock");
@@ -147,12 +147,12 @@ void DisturbedRun::ExpectFailureIsTold(const FaultPoint& point, const RunOutcome
     }
     EXPECT_FALSE(outcome.Result);
     EXPECT_EQ(outcome.Status, "failure");
-    const std::string_view told = FaultText(TheFault);
-    EXPECT_TRUE(Contains(outcome.ErrorText, told));
-    EXPECT_TRUE(Contains(outcome.Log, told));
+    const std::string_view reported = FaultText(TheFault);
+    EXPECT_TRUE(Contains(outcome.ErrorText, reported));
+    EXPECT_TRUE(Contains(outcome.Log, reported));
     if (!Lasts()) {
-        EXPECT_EQ(outcome.ErrorText.find(told), outcome.ErrorText.rfind(told))
-            << "told twice: " << outcome.ErrorText;
+        EXPECT_EQ(outcome.ErrorText.find(reported), outcome.ErrorText.rfind(reported))
+            << "reported twice: " << outcome.ErrorText;
         EXPECT_TRUE(point.Stage == "lock" || !IsLocked(site)) << "the lock is not released";
     }
 }
@@ -163,7 +163,7 @@ RunOutcome DisturbedRun::RunAgain(const Site& site, FaultPlan& plan, RunState& s
     const RunOutcome outcome = RunOnSite(
         site, SettingsOn(site), TheWay.Attended ? plan : none,
         {.Later = true, .MayBreakLock = true, .State = TheWay.Attended ? &state : nullptr});
-    EXPECT_EQ(outcome.Asked, asks) << "a run asks when another one holds the lock, and only then";
+    EXPECT_EQ(outcome.Asked, asks) << "a run asks only if another one holds the lock";
     return outcome;
 }
 
@@ -183,7 +183,7 @@ void DisturbedRun::DisturbAt(std::size_t point) {
     ExpectCompletion(site, next, disturbed);
 }
 
-// One line a task, for whoever adds them up.
+// One line per task, which scripts/faults.sh adds up.
 void DisturbedRun::PrintCounts() const {
     for (const auto& [stage, points] : PointsByStage) {
         const auto faults = FaultsByStage.find(stage);
@@ -193,7 +193,7 @@ void DisturbedRun::PrintCounts() const {
     }
 }
 
-TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletesIt) {
+TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletes) {
     for (std::size_t point = 0; point < Points.size() && !HasFailure(); ++point) {
         SCOPED_TRACE("point " + std::to_string(point) + ", " + Points[point].Stage + ": " +
                      Points[point].Statement);
@@ -204,7 +204,7 @@ TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletesIt) {
         }
     }
     for (const char* task : {"lock", "check", "archive", "mark", "reports", "delete"}) {
-        EXPECT_GT(PointsByStage[task], 3) << "a task asks the server for more than that";
+        EXPECT_GT(PointsByStage[task], 3) << "every task sends statements";
     }
     if (EveryFaultIsWanted()) {
         EXPECT_TRUE(SawRowsInBothPlaces) << "a fault fell between copy and delete";
@@ -215,9 +215,9 @@ TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletesIt) {
 INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()),
                          [](const auto& chosen) { return chosen.param.Name(); });
 
-// Both files may grow by so many bytes, as on a disk that fills up: the lock's table and the rows
-// to archive, which is made as large as the warehouse before, do not fit.
-TEST_F(OnSite, FilesThatCannotGrowLoseNothingAndTheNextRunCompletesIt) {
+// The table of the lock and the archived rows do not fit on the disk. The archive is made as large
+// as the warehouse, so that the limit concerns both.
+TEST_F(OnSite, AFullDiskLosesNothingAndTheNextRunCompletes) {
     constexpr std::uintmax_t kPage = 4096;
     SqliteFile(Original.Warehouse())
         .Run(
@@ -251,11 +251,11 @@ TEST_F(OnSite, FilesThatCannotGrowLoseNothingAndTheNextRunCompletesIt) {
         ExpectCompletion(site, next, disturbed);
     }
     EXPECT_TRUE(completed);
-    EXPECT_GT(pages, 4U) << "the run stops at different places";
+    EXPECT_GT(pages, 4U) << "the run fails at several points";
 }
 
-// What is broken on purpose after a run, in which database, and what the oracle says.
-TEST_F(OnSite, TheOracleFindsWhatIsBroken) {
+// Damages the databases after a run.
+TEST_F(OnSite, TheOracleFindsDamage) {
     RunUndisturbed(true, false);
     const auto damage = [&] { return Judge->FindDamage(ReadContents(Cleaned)); };
     const Contents result = ReadContents(Cleaned);
@@ -276,7 +276,7 @@ TEST_F(OnSite, TheOracleFindsWhatIsBroken) {
         {Cleaned.Archive(),
          "INSERT INTO sales SELECT 1, 1, 'north', 1, 12, 2, '2021-06-30 12:30:00',"
          " max(date_of_archiving) FROM sales",
-         "A row of sales is archived otherwise:"},
+         "A row of sales is archived differently:"},
         {Cleaned.Archive(), "ALTER TABLE shipments ADD x int", "has the table shipments as"},
         {Cleaned.Warehouse(), "DELETE FROM brand WHERE brand_id = 3", "brand is half changed"},
         {Cleaned.Warehouse(), "UPDATE contract SET end_date = '2018' WHERE contract_key = 11",

@@ -15,8 +15,8 @@
 namespace morvane::fuzz {
 namespace {
 
-// Whether a password is among the words shown. One that stands elsewhere in the text as well may be
-// there for another reason, and so may any where quotes put words together.
+// Whether a password is part of the words shown. A password that occurs more than once in the text
+// may be shown for another reason, and so may any password if the text has quotes.
 bool IsShown(const std::string& password, std::string_view text,
              const std::vector<std::string>& shown) {
     const std::size_t first = text.find(password);
@@ -54,7 +54,7 @@ void CheckReport(std::string_view text, std::size_t maxArgs, const CommandLineRe
     }
 }
 
-// A run starts with nothing that was not understood, and never in silence.
+// Settings with faults are refused, and the refusal says why.
 void CheckValidation(const CommandLineReport& report, const RunSettings& settings,
                      RunState& state) {
     const bool valid = ValidateSettings(settings, state, report.Fault);
@@ -78,7 +78,7 @@ RunSettings Parse(const std::string& line) {
     return settings;
 }
 
-// As `morvane $(cat file)` gives it: a shell splits at blanks and knows nothing of quotes.
+// As in `morvane $(cat file)`: the shell splits at spaces and ignores quotes.
 RunSettings ParseThroughShell(const std::string& line) {
     std::vector<std::string> words = Split(line, ' ');
     words.insert(words.begin(), "morvane");
@@ -89,7 +89,7 @@ RunSettings ParseThroughShell(const std::string& line) {
     return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
 }
 
-// What of these settings can be saved is one line that makes the same settings again.
+// Settings that can be saved form one line that parses to equal settings.
 void CheckConfigLine(const RunSettings& settings) {
     if (!ConfigLineFault(settings).empty()) {
         return;
@@ -98,7 +98,7 @@ void CheckConfigLine(const RunSettings& settings) {
     Require(line.find_first_of(std::string_view("\r\n\0", 3)) == std::string::npos,
             "the settings are one line");
     Require(Parse(line) == settings, "the line read back makes equal settings");
-    // To a shell a tab or several blanks are one separator.
+    // The shell takes a tab or several spaces for one separator.
     constexpr std::array kLostInShell = {"  ", "\" ", " \"", "\t"};
     const bool survives =
         std::none_of(kLostInShell.begin(), kLostInShell.end(),
@@ -117,7 +117,7 @@ void ParseAndCheck(std::string_view text, std::size_t maxArgs, SlashPaths slashP
     CheckConfigLine(settings);
 }
 
-// An argument without a quote in it, or a line end behind it, comes back as it was.
+// An argument without quotes and without a line end after it survives composing and parsing.
 void ComposeAndCheck(const std::string& argument) {
     if (argument.find_first_of(std::string_view("\"\0", 2)) != std::string::npos ||
         argument.ends_with('\n') || argument.ends_with('\r')) {

@@ -10,8 +10,8 @@
 
 namespace morvane::fuzz {
 
-// A small database in memory with the server's functions. A statement that works for long, or on
-// large values, is ended with an error.
+// An in-memory database with the server's functions. Statements that take long or create large
+// values fail.
 class FuzzDatabase {
   public:
     explicit FuzzDatabase(std::initializer_list<std::string_view> schema) {
@@ -30,14 +30,14 @@ class FuzzDatabase {
 
     const embedded::SqliteDatabase& Database() const { return database_; }
 
-    // What every statement may use of the time.
+    // Resets the time limit.
     void StartStatement() {
         constexpr int kMostPauses = 20;
         pausesLeft_ = kMostPauses;
         functions_.StartStatement();
     }
 
-    // Runs the statement to its end; returns the number of rows. Throws DatabaseError.
+    // Runs the statement and returns the number of rows. Throws DatabaseError.
     std::size_t CountRows(embedded::SqliteStatement& statement) {
         StartStatement();
         std::size_t rows = 0;

@@ -6,7 +6,7 @@
 
 namespace morvane::fuzz {
 
-// Ends the process with what should hold and does not, so that libFuzzer keeps the input.
+// Aborts with a message if the condition does not hold, so that libFuzzer keeps the input.
 inline void Require(bool holds, const char* what) {
     if (!holds) {
         std::fprintf(stderr, "Does not hold: %s\n", what);

@@ -9,7 +9,7 @@
 
 namespace morvane::testing {
 
-// What is said against the action; "no error" when it succeeds.
+// The message of the exception that the action throws; "no error" if it throws none.
 inline std::string ErrorOf(const std::function<void()>& action) {
     try {
         action();

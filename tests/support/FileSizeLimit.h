@@ -7,8 +7,7 @@
 
 namespace morvane::testing {
 
-// Lets no file of this process grow beyond `bytes` while it lives: what a full disk does, but only
-// after the first bytes went well.
+// Limits the size of every file that this process writes. Stands in for a full disk.
 class FileSizeLimit {
   public:
     explicit FileSizeLimit(rlim_t bytes) : oldHandler_(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -5,7 +5,7 @@
 
 namespace morvane::testing {
 
-// Tuesday, 5 March 2024, 14:07:09, until it is set to something else; `Step` later at each look.
+// Tuesday, 5 March 2024, 14:07:09, unless changed. Every call of Now() adds `Step`.
 class FixedClock : public Clock {
   public:
     LocalMoment Moment{std::chrono::year(2024) / 3 / 5,

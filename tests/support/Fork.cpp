@@ -16,7 +16,7 @@ namespace morvane::testing {
 
 namespace {
 
-constexpr int kLongestSilence = 120 * 1000;  // milliseconds; no program under test works so long
+constexpr int kLongestSilence = 120 * 1000;  // milliseconds
 
 int WaitFor(pid_t& process) {
     int status = 0;
@@ -73,7 +73,7 @@ Child::Child(const std::function<int(Child&)>& body) {
             result = body(*this);
         } catch (...) {
         }
-        _exit(result);  // nothing of the test's is to be torn down twice
+        _exit(result);  // the parent tears the test down
     }
 }
 
@@ -83,15 +83,15 @@ Child::~Child() {
     EndIfRunning(process_);
 }
 
-void Child::Send(char sign) const {
-    if (write(out_, &sign, 1) != 1) {
-        throw std::runtime_error("cannot send a sign");
+void Child::Send(char character) const {
+    if (write(out_, &character, 1) != 1) {
+        throw std::runtime_error("cannot write to the pipe");
     }
 }
 
 char Child::Receive() const {
-    char sign = 0;
-    return read(in_, &sign, 1) == 1 ? sign : '\0';
+    char character = 0;
+    return read(in_, &character, 1) == 1 ? character : '\0';
 }
 
 int Child::Wait() {
@@ -176,12 +176,12 @@ bool TerminalProgram::ReadSome() {
     }
     pollfd waiting{terminal_, POLLIN, 0};
     if (poll(&waiting, 1, kLongestSilence) == 0) {
-        throw std::runtime_error("the program has fallen silent after: " + output_);
+        throw std::runtime_error("the program printed nothing more after: " + output_);
     }
     std::array<char, 4096> buffer{};
     const ssize_t count = read(terminal_, buffer.data(), buffer.size());
     if (count <= 0) {
-        return false;  // a terminal without a program reads as an error
+        return false;  // reading fails once the program has exited
     }
     output_.append(buffer.data(), static_cast<std::size_t>(count));
     return true;

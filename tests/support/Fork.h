@@ -11,19 +11,19 @@
 
 namespace morvane::testing {
 
-// A forked process that runs `body` and ends with its result. Over a pair of pipes each side can
-// give the other a sign of one character, which is also how they wait for each other.
+// A forked process that runs `body` and exits with its result. Parent and child synchronize by
+// sending each other single characters through a pair of pipes.
 class Child {
   public:
     explicit Child(const std::function<int(Child&)>& body);
-    ~Child();  // ends the process when it still runs
+    ~Child();  // kills the process if it is still running
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
 
-    void Send(char sign) const;
-    // 0 when the other side is gone.
+    void Send(char character) const;
+    // Waits for a character; 0 if the other side has exited.
     char Receive() const;
-    // The status that waitpid gives.
+    // Returns the status of waitpid().
     int Wait();
 
   private:
@@ -32,7 +32,7 @@ class Child {
     int out_ = -1;
 };
 
-// What surrounds a program. A variable without a value is removed.
+// The environment in which a program starts. A variable without a value is unset.
 struct Surroundings {
     std::map<std::string, std::optional<std::string>> Variables;
     unsigned short Columns = 400;
@@ -40,13 +40,13 @@ struct Surroundings {
     bool IgnoresHangup = false;                               // as under nohup(1)
 };
 
-// Runs a program with its output in a pipe that nobody reads any more, and its errors there too or
-// their stream closed; returns the status that waitpid gives.
+// Runs a program whose standard output is a pipe without a reader. Standard error is the same pipe
+// or closed. Returns the status of waitpid().
 enum class Streams { Closed, Broken };
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
                      Streams streams);
 
-// A program in a terminal of its own, whose output nobody reads unless the test does.
+// A program in a pseudo-terminal. Its output waits there until the test reads it.
 class TerminalProgram {
   public:
     TerminalProgram(const std::string& program, const std::vector<std::string>& arguments,
@@ -55,14 +55,14 @@ class TerminalProgram {
     TerminalProgram(const TerminalProgram&) = delete;
     TerminalProgram& operator=(const TerminalProgram&) = delete;
 
-    // Reads until the text has come or the program has ended; returns all output so far.
+    // Reads until the text appears or the program exits. Returns all output so far.
     const std::string& ReadUntil(const std::string& text);
     const std::string& ReadToEnd();
     void Type(const std::string& keys) const;
     void Signal(int number) const;
-    // What a dropped line does: the terminal is gone, and the system says so.
+    // Closes the terminal, which sends SIGHUP.
     void HangUp();
-    // A file of the system's about the process: "cmdline", "limits".
+    // The contents of a file in /proc/<pid>: "cmdline", "limits".
     std::string About(const std::string& file) const;
     int Wait();
 

@@ -9,9 +9,9 @@
 
 namespace morvane::testing {
 
-// Compares `actual` byte by byte with the file of that name in tests/golden. With the environment
-// variable MORVANE_UPDATE_GOLDEN set the file is written instead and the test fails, so that a
-// changed file is always looked at.
+// Compares `actual` with the file of that name in tests/golden. If the environment variable
+// MORVANE_UPDATE_GOLDEN is set, the file is written instead and the test fails, so that the change
+// gets reviewed.
 ::testing::AssertionResult MatchesGolden(const std::string& actual, const std::string& name);
 
 }  // namespace morvane::testing

@@ -10,8 +10,8 @@
 
 namespace morvane::testing {
 
-// A progress window that writes down what it is told: one line an operation in `Log`. It cancels at
-// the poll with the number `CancelAtPoll` (from 1) and at every later one; `OnPoll` runs at each.
+// Records every operation as a line in `Log`. Cancels at poll number `CancelAtPoll` (from 1) and at
+// every later one. `OnPoll` is called at each poll with its number.
 class RecordingProgress : public ProgressWindow {
   public:
     std::vector<std::string> Log;

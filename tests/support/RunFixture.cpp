@@ -15,8 +15,8 @@ namespace morvane::testing {
 
 #ifndef _WIN32
 
-// Whole runs commit often, and each commit waits for the disk. None of these tests is about a
-// machine that loses power, so that their files are kept in memory where that is possible.
+// Runs commit often, and every commit waits for the disk. None of these tests needs durable files,
+// so keep them in memory if possible.
 [[maybe_unused]] const int kInMemory =
     access("/dev/shm", W_OK) == 0 ? setenv("TMPDIR", "/dev/shm", 0) : 0;
 
@@ -47,6 +47,14 @@ void AddArchiving(RunSettings& settings, const std::string& server, bool linkedS
 TestServices::TestServices(ConnectionFactory connect)
     : Services{Clock,  Prompt, Progress, connect ? std::move(connect) : CreateConnection,
                Output, Errors, {},       {}} {}
+
+std::string RunUnattended(const RunSettings& settings) {
+    TestServices world;
+    RunState state;
+    state.CommandLineMode = true;
+    RunTasks(settings, state, world.Services);
+    return state.ErrorText;
+}
 
 RunFixture::RunFixture() {
     FillStar(Warehouse);

@@ -16,13 +16,13 @@
 
 namespace morvane::testing {
 
-// Check, mark, report, delete, with a log; unattended.
+// Settings that check, mark, report and delete, with a log.
 RunSettings EveryTask(const std::string& server, const std::string& logFolder);
-// Archiving too, into the database "hist" of that server. Integrated security is for one of the
-// two connections alone: for the archive's when it is a linked server.
+// Adds archiving into the database "hist" of that server. Only one of the two connections can use
+// integrated security: the archive's if it is a linked server, otherwise the warehouse's.
 void AddArchiving(RunSettings& settings, const std::string& server, bool linkedServer);
 
-// Everything that a run needs, with a prompt that nobody answers.
+// The services of a run in memory. The prompt has no answers.
 struct TestServices {
     FixedClock Clock;
     ScriptedPrompt Prompt;
@@ -34,13 +34,16 @@ struct TestServices {
     explicit TestServices(ConnectionFactory connect = {});
 };
 
+// Performs an unattended run and returns its error text.
+std::string RunUnattended(const RunSettings& settings);
+
 class RunFixture : public ::testing::Test {
   protected:
     RunFixture();
 
-    // A run in a process of its own, so to speak: with a fresh state.
+    // Performs an unattended run with a fresh state.
     bool Run(const RunSettings& settings, const CommandLineReport& commandLine = {});
-    // The log of the last run, the test's folders replaced.
+    // The log of the last run, with placeholders for the test's folders.
     std::string Log() const;
     std::string Status() const;
 

@@ -7,7 +7,7 @@
 
 namespace morvane::testing {
 
-// An environment variable with another value for as long as the object lives.
+// Sets an environment variable and restores it in the destructor.
 class ScopedVariable {
   public:
     ScopedVariable(const char* name, const std::string& value) : name_(name) {

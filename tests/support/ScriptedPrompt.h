@@ -11,13 +11,13 @@
 
 namespace morvane::testing {
 
-// Answers questions from a list, and "nobody is there" when the list is empty.
+// Answers questions from a list; no user is present when the list is empty.
 class ScriptedPrompt : public UserPrompt {
   public:
     std::deque<bool> Answers;
     std::vector<std::string> Shown;  // "title|text"
     std::vector<std::string> Asked;  // "title|question"
-    int Failures = 0;                // of the next messages, for want of memory
+    int Failures = 0;                // so many of the next messages throw std::bad_alloc
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle) override {
         if (Failures > 0) {

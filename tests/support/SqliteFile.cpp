@@ -16,7 +16,7 @@ class Handle {
             throw std::runtime_error("cannot open " + file);
         }
         sqlite3_busy_timeout(db_, 5000);
-        // A test's warehouse need not outlive a power cut; without syncing it is made at once.
+        // Tests do not need durable files, and syncing is slow.
         sqlite3_exec(db_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
     }
     ~Handle() { sqlite3_close(db_); }

@@ -9,33 +9,33 @@ struct sqlite3;
 
 namespace morvane::testing {
 
-// A database file, changed and read through SQLite itself, so that a fault in the program's engine
-// cannot hide from a test. Every call opens it again.
+// A database file that tests read and change directly through SQLite, independently of the engine
+// under test. Every call opens the file again.
 class SqliteFile {
   public:
     explicit SqliteFile(std::string path) : path_(std::move(path)) {}
 
     const std::string& Path() const { return path_; }
 
-    // Plain SQLite statements, separated by ";". Makes the file when there is none.
+    // Executes SQLite statements separated by ";". Creates the file if it does not exist.
     void Run(const std::string& sql) const;
 
     // The rows of a query, columns joined by "|", NULL as "NULL".
     std::vector<std::string> Rows(const std::string& sql) const;
-    // The rows in one text, joined by blanks.
+    // The rows joined by spaces.
     std::string Text(const std::string& sql) const;
 
   private:
     std::string path_;
 };
 
-// Another process's load, which lets nobody else into the file while it holds it.
+// Locks a database file exclusively, as a load in another process does.
 class Loader {
   public:
     explicit Loader(const SqliteFile& file);
 
     void Take() { Run("BEGIN EXCLUSIVE"); }
-    // Does nothing when it does not hold the file.
+    // Does nothing if the file is not locked.
     void Release();
 
   private:

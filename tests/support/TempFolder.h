@@ -5,7 +5,7 @@
 
 namespace morvane::testing {
 
-// A fresh folder of its own for one test, removed with everything in it.
+// A new temporary folder, deleted with its contents in the destructor.
 class TempFolder {
   public:
     TempFolder();
@@ -20,7 +20,7 @@ class TempFolder {
     std::string path_;
 };
 
-// The names of the files in a folder, sorted.
+// The sorted names of the files in a folder, joined by spaces.
 std::string ListFiles(const std::string& folder);
 
 }  // namespace morvane::testing

@@ -10,11 +10,11 @@
 
 namespace morvane::testing {
 
-// An open connection of the program's own, with the database as its default.
+// Opens a connection of the engine under test.
 std::unique_ptr<Connection> ConnectTo(const std::string& server, const std::string& database);
 
-// A small embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with
-// the two meta tables, empty.
+// An embedded warehouse in a temporary folder: server "sqlite:<folder>", database "dw" with two
+// empty meta tables.
 class TestWarehouse : private TempFolder, public SqliteFile {
   public:
     TestWarehouse();
@@ -24,28 +24,27 @@ class TestWarehouse : private TempFolder, public SqliteFile {
     const std::string& Folder() const { return TempFolder::Path(); }
     const std::string& File() const { return SqliteFile::Path(); }
 
-    // Rows of the meta tables. A quote in a name is doubled.
+    // Adds a row to a meta table.
     void AddTable(const std::string& name, const std::string& type, bool selected = true,
                   const std::string& whereClause = "") const;
     void AddRelation(const std::string& foreignTable, const std::string& foreignColumns,
                      const std::string& primaryTable, const std::string& primaryColumns,
                      bool slowMoving = false, const std::string& originalKey = "") const;
 
-    // Plain relations, each "foreign_table columns primary_table columns", whose element key is the
-    // primary one.
+    // Adds relations written as "foreign_table columns primary_table columns". The element key is
+    // the primary key.
     void Relate(const std::vector<std::string>& relations) const;
 
-    // A dimension table with its row in dwm_tables: `columns` and the two control columns, both 0
-    // by default; a slowly-moving one gets start_date, end_date and is_current too.
+    // Creates a dimension table and its row in dwm_tables. Adds the control columns: is_sustainable
+    // and is_deletable (default 0), for a slowly-moving one also start_date, end_date, is_current.
     void AddDimension(const std::string& name, const std::string& columns,
                       bool selected = true) const;
     void AddSlowMovingDimension(const std::string& name, const std::string& columns) const;
-    // A fact table with its row in dwm_tables and an index on its first column.
+    // Creates a fact table, an index on its first column, and its row in dwm_tables.
     void AddFact(const std::string& name, const std::string& columns,
                  const std::string& whereClause = "") const;
 
-    // The table of the lock: whether it is set, and by whom; as a server compares names, letter
-    // case means nothing to it.
+    // Creates the table of the lock. Like a server's, it compares names ignoring case.
     void MakeLock(bool set, const std::string& user) const;
     std::string LockRow() const { return Text("SELECT lock, user_name FROM dwm_multiuse"); }
 

@@ -8,13 +8,13 @@
 
 namespace morvane::testing {
 
-// Whether the text holds the part; a failure shows the text.
+// Whether the text contains the part. A failure shows both.
 inline ::testing::AssertionResult Contains(std::string_view text, std::string_view part) {
     return ::testing::AssertionResult(text.find(part) != std::string_view::npos)
            << "\"" << part << "\" in: " << text;
 }
 
-// `text` with every occurrence of `from` replaced: for folders that differ from run to run.
+// `text` with every occurrence of `from` replaced.
 inline std::string ReplaceAll(std::string text, std::string_view from, std::string_view to) {
     for (std::size_t at = text.find(from); at != std::string::npos;
          at = text.find(from, at + to.size())) {
