@@ -5,7 +5,7 @@
 #include <QLineEdit>
 #include <QTimer>
 
-#include "ui/Slots.h"
+#include "ui/Messages.h"
 
 namespace morvane::testing {
 

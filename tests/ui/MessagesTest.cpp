@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "ui/Slots.h"
+#include "ui/Messages.h"
 
 #include <QMessageBox>
 
 #include "UiTest.h"
 #include "db/modDatabaseOperations.h"
 #include "support/Texts.h"
-#include "ui/MessageBoxPrompt.h"
 #include "ui/frmMain.h"
 #include "ui/frmSetFactTableFilters.h"
 #include "ui/frmSustainRec.h"
