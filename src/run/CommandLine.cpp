@@ -8,13 +8,8 @@
 #include <optional>
 
 #include "base/Text.h"
+#include "base/Version.h"
 #include "run/Tasks.h"
-
-#ifdef _WIN32
-#include <windows.h>
-
-#include "base/Platform.h"
-#endif
 
 namespace morvane {
 
@@ -234,45 +229,6 @@ CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t max
     return report;
 }
 
-std::string ComposeCommandLine(int argc, const char* const* argv) {
-    std::vector<std::string> pieces;
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        argument.erase(argument.find_last_not_of("\r\n") + 1);
-        const bool plain = !argument.empty() && argument.find_first_of(" \t") == std::string::npos;
-        pieces.push_back(plain ? argument : '"' + argument + '"');
-    }
-    return Join(pieces, " ");
-}
-
-std::string_view AfterProgramName(std::string_view wholeLine) {
-    bool inQuotes = false;
-    std::size_t end = 0;
-    for (; end < wholeLine.size(); ++end) {
-        const char c = wholeLine[end];
-        inQuotes = inQuotes != (c == '"');
-        if (!inQuotes && (c == ' ' || c == '\t')) {
-            break;
-        }
-    }
-    const std::string_view rest = wholeLine.substr(end);
-    return rest.substr(std::min(rest.find_first_not_of(" \t"), rest.size()));
-}
-
-#ifdef _WIN32
-
-std::string ProcessCommandLine(int, const char* const*) {
-    return std::string(AfterProgramName(ToUtf8(GetCommandLineW())));
-}
-
-#else
-
-std::string ProcessCommandLine(int argc, const char* const* argv) {
-    return ComposeCommandLine(argc, argv);
-}
-
-#endif
-
 std::string_view UsageText() {
     return "Usage: Morvane "
            "-mac <machine> "
@@ -296,6 +252,10 @@ std::string_view UsageText() {
            "[-datom] "
            "[-grep] "
            "[-help]";
+}
+
+std::string VersionText() {
+    return fmt::format("Morvane {}; see man morvane", kVersion);
 }
 
 }  // namespace morvane

@@ -51,19 +51,10 @@ OptionKind SetOption(std::string_view name, std::string_view value, RunSettings&
 std::string_view OptionName(std::string RunSettings::*value);
 std::string_view OptionName(bool RunSettings::*flag);
 
-// The arguments after the program's own name as one text. One that is empty or holds a blank or tab
-// is put in double quotes. A line end behind an argument goes: it comes along with a line that a
-// shell took from a configuration file.
-std::string ComposeCommandLine(int argc, const char* const* argv);
-
-// A whole command line without the program's own name, which may stand in double quotes.
-std::string_view AfterProgramName(std::string_view wholeLine);
-
-// The text after the program's own name as the user typed it, where the system has it; elsewhere it
-// is composed from the arguments.
-std::string ProcessCommandLine(int argc, const char* const* argv);
-
 // All options in one line.
 std::string_view UsageText();
+
+// The line that follows the usage text on the console, but not in the log.
+std::string VersionText();
 
 }  // namespace morvane

@@ -9,16 +9,14 @@
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "run/ConsoleText.h"
+#include "run/Console.h"
+#include "run/Environment.h"
 #include "run/ExitGuard.h"
-#include "run/LoginPasswords.h"
-#include "run/MultiUserLock.h"
 #include "run/OutputFiles.h"
 #include "run/RunLog.h"
-#include "run/StatusFile.h"
-#include "run/SummaryText.h"
 #include "run/Tasks.h"
 #include "run/ValidateSettings.h"
+#include "run/WarehouseAccess.h"
 
 namespace morvane {
 
@@ -72,12 +70,12 @@ class Run {
     bool WorkOnWarehouse();
     bool ConnectWarehouse();
     bool ConnectArchive();
+    std::unique_ptr<Connection> Connect(const ServerLogin& login, const std::string& database);
     bool TakeLock();
     void ShowProgress();
     bool PerformListedTasks();
     void FinishProgress(bool done);
     bool ReportErrors();
-    void CloseConnections();
     bool CloseLog();
     bool CopyLog();
     bool ReportLateFailure(const std::string& failure);
@@ -115,7 +113,9 @@ bool Run::Finish() {
     ReportMessage(services_.Prompt, log_,
                   SummaryText(headLine_, settings_, state_, services_.Clock.Now()), true,
                   MessageStyle::Information);
-    CloseConnections();
+    if (state_.CommandLineMode && !state_.ConfigMode) {
+        CloseConnections(state_);
+    }
     result = CloseLog() && result;
     result = CopyLog() && result;
     if (settings_.StatusMode) {
@@ -190,15 +190,9 @@ bool Run::ConnectWarehouse() {
     if (state_.WarehouseConnection != nullptr) {
         return true;
     }
-    std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.WarehouseLogin(), connection,
-                         state_.ErrorText)) {
-        return false;
-    }
-    connection->SetDefaultDatabase(settings_.Database);
-    // Only a connection that works is kept for a later run.
-    state_.WarehouseConnection = std::move(connection);
-    return true;
+    // Only a working connection is kept for a later run.
+    state_.WarehouseConnection = Connect(settings_.WarehouseLogin(), settings_.Database);
+    return state_.WarehouseConnection != nullptr;
 }
 
 bool Run::ConnectArchive() {
@@ -206,14 +200,17 @@ bool Run::ConnectArchive() {
     if (!settings_.ArchiveFactTables) {
         return true;
     }
+    state_.ArchiveConnection = Connect(settings_.ArchiveLogin(), settings_.ArchiveDatabase);
+    return state_.ArchiveConnection != nullptr;
+}
+
+std::unique_ptr<Connection> Run::Connect(const ServerLogin& login, const std::string& database) {
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.ArchiveLogin(), connection,
-                         state_.ErrorText)) {
-        return false;
+    if (!ConnectDatabase(services_.Connect, login, connection, state_.ErrorText)) {
+        return nullptr;
     }
-    connection->SetDefaultDatabase(settings_.ArchiveDatabase);
-    state_.ArchiveConnection = std::move(connection);
-    return true;
+    connection->SetDefaultDatabase(database);
+    return connection;
 }
 
 bool Run::TakeLock() {
@@ -223,7 +220,7 @@ bool Run::TakeLock() {
     LoggedPrompt prompt(services_.Prompt, log_, services_.Errors);
     return TrapErrors(state_.ErrorText, [&] {
         ReopenWarehouse(state_, settings_.Database);
-        return TakeLockForRun(state_, prompt);
+        return morvane::TakeLock(state_, prompt, OtherUser::Refused) == Outcome::Done;
     });
 }
 
@@ -273,21 +270,13 @@ bool Run::ReportErrors() {
     if (state_.CommandLineMode) {
         const bool helpAlone = commandLine_.HelpAsked && !commandLine_.UnknownOption &&
                                commandLine_.Fault.empty() && settings_.Help;
-        WriteConsoleText(helpAlone ? services_.Output : services_.Errors, state_.ErrorText);
-    }
-    return false;
-}
-
-void Run::CloseConnections() {
-    if (!state_.CommandLineMode || state_.ConfigMode) {
-        return;
-    }
-    for (auto* connection : {&state_.WarehouseConnection, &state_.ArchiveConnection}) {
-        if (*connection != nullptr) {
-            CloseQuietly(**connection);
-            connection->reset();
+        std::ostream& console = helpAlone ? services_.Output : services_.Errors;
+        WriteConsoleText(console, state_.ErrorText);
+        if (state_.ErrorText.ends_with(UsageText())) {
+            WriteConsoleText(console, VersionText());
         }
     }
+    return false;
 }
 
 bool Run::CloseLog() {

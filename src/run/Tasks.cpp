@@ -6,6 +6,7 @@
 #include "db/modCheckMetaData.h"
 #include "reports/modGenerateReports.h"
 #include "run/ExitGuard.h"
+#include "run/WarehouseAccess.h"
 #include "tasks/modArchiveFactTables.h"
 #include "tasks/modDeleteRecords.h"
 #include "tasks/modDetectAndMark.h"
@@ -158,23 +159,6 @@ std::vector<std::string> SelectedTaskNames(const RunSettings& settings) {
         }
     }
     return names;
-}
-
-void ReopenWarehouse(RunState& state, const std::string& database) {
-    if (!state.WarehouseConnection->IsOpen()) {
-        state.WarehouseConnection->Open();
-    }
-    state.WarehouseConnection->SetDefaultDatabase(database);
-}
-
-void CloseQuietly(Connection& connection) {
-    std::string ignored;
-    TrapErrors(ignored, [&connection] {
-        if (connection.IsOpen()) {
-            connection.Close();
-        }
-        return true;
-    });
 }
 
 bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log) {

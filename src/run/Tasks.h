@@ -47,13 +47,6 @@ std::size_t TaskIndex(bool RunSettings::*flag);
 // The captions of the selected tasks as the progress window lists them.
 std::vector<std::string> SelectedTaskNames(const RunSettings& settings);
 
-// Opens a closed warehouse connection again and makes `database` its default one. Throws
-// DatabaseError.
-void ReopenWarehouse(RunState& state, const std::string& database);
-
-// For what has nothing to lose: a connection that breaks now harms nobody.
-void CloseQuietly(Connection& connection);
-
 // Performs the selected tasks and stops at the first that fails or is cancelled. Then ErrorText
 // ends with the reason, and the flags of that task and of all later ones are cleared.
 bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log);

@@ -9,6 +9,7 @@
 #include "db/ConnectionFactory.h"
 #include "db/odbc/OdbcConnection.h"
 #include "db/odbc/OdbcDriver.h"
+#include "run/Environment.h"
 #include "run/StartUp.h"
 #include "support/TestWarehouse.h"
 
@@ -35,22 +36,10 @@ class EmbeddedDatabase : public TestDatabase {
     TestWarehouse warehouse_;
 };
 
-// Names the SQLite driver for as long as it lives.
 class SqliteOdbcDatabase : public TestDatabase {
   public:
-    SqliteOdbcDatabase() : former_(VariableOrEmpty(kDriverVariable)) {
-        setenv(kDriverVariable, "SQLite3", 1);
-    }
-    ~SqliteOdbcDatabase() override {
-        if (former_.empty()) {
-            unsetenv(kDriverVariable);
-        } else {
-            setenv(kDriverVariable, former_.c_str(), 1);
-        }
-    }
-
     std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateOdbcConnection();
+        auto connection = CreateOdbcConnection({.Driver = "SQLite3"});
         connection->SetProperty("Data Source", warehouse_.Folder());
         connection->SetConnectionTimeout(20);
         return connection;
@@ -58,8 +47,6 @@ class SqliteOdbcDatabase : public TestDatabase {
     std::string Name() const override { return "dw"; }
 
   private:
-    static constexpr const char* kDriverVariable = "MORVANE_ODBC_DRIVER";
-    std::string former_;
     TestWarehouse warehouse_;
 };
 
@@ -84,7 +71,7 @@ class LiveDatabase : public TestDatabase {
     }
 
     std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateConnection(server_.Server);
+        auto connection = LiveConnections()(server_.Server);
         connection->SetLogin({server_.Server, false, server_.User, server_.Password});
         connection->SetConnectionTimeout(20);
         return connection;
@@ -131,6 +118,10 @@ std::optional<LiveServer> FindLiveServer() {
     }
     return LiveServer{server, VariableOrEmpty("MORVANE_TEST_USER"),
                       VariableOrEmpty("MORVANE_TEST_PASSWORD")};
+}
+
+ConnectionFactory LiveConnections() {
+    return ConnectionsWith({.Odbc = TakeEnvironment().Odbc});
 }
 
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server) {

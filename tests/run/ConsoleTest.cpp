@@ -10,9 +10,8 @@
 #include <sstream>
 
 #include "run/CancelSignals.h"
+#include "run/Console.h"
 #include "run/ConsoleProgress.h"
-#include "run/ConsolePrompt.h"
-#include "run/ConsoleText.h"
 #include "run/StartUp.h"
 #include "support/RunFixture.h"
 #include "support/Texts.h"

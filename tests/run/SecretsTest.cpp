@@ -9,7 +9,7 @@
 #include "base/Platform.h"
 #include "base/PrivateFile.h"
 #include "base/modFileFunctions.h"
-#include "run/LoginPasswords.h"
+#include "run/Environment.h"
 #include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
 #include "support/Fork.h"
@@ -185,7 +185,7 @@ TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
         ASSERT_EQ(chmod(secret.c_str(), c.Mode), 0);
         setenv("MORVANE_ARCHIVE_PASSWORD", c.Variable, 1);
         setenv("MORVANE_ARCHIVE_PASSWORD_FILE", c.File.c_str(), 1);
-        const LoginPasswords taken = TakeLoginPasswords();
+        const LoginPasswords taken = TakeEnvironment().Passwords;
         EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD"), nullptr);
         EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD_FILE"), nullptr);
         EXPECT_EQ(taken.Archive.Text, c.Text);

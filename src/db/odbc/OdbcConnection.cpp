@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/odbc/OdbcConnection.h"
 
-#include <cstdlib>
 #include <map>
 #include <optional>
 
@@ -24,14 +23,10 @@ namespace {
 // "USE statement is not supported to switch between databases." Azure SQL Database says so.
 constexpr int kUseNotSupported = 40508;
 
-std::optional<std::string> EnvironmentVariable(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
-
 class OdbcConnection : public Connection {
   public:
-    explicit OdbcConnection(CancelRequest cancel) : cancel_(std::move(cancel)) {}
+    OdbcConnection(OdbcOptions options, CancelRequest cancel)
+        : options_(std::move(options)), cancel_(std::move(cancel)) {}
     ~OdbcConnection() override { Close(); }
 
     std::string Property(std::string_view name) const override;
@@ -78,6 +73,7 @@ class OdbcConnection : public Connection {
     void Use(std::shared_ptr<OdbcSession> session, const std::string& database);
     std::shared_ptr<OdbcSession> Login(const std::string& database) const;
 
+    OdbcOptions options_;
     CancelRequest cancel_;
     std::map<std::string, std::string, std::less<>> properties_;  // by lower-case name
     int timeoutSeconds_ = 15;
@@ -89,7 +85,7 @@ class OdbcConnection : public Connection {
 
 void OdbcConnection::Open() {
     Close();
-    driver_ = PickDriver(InstalledDrivers(), EnvironmentVariable("MORVANE_ODBC_DRIVER"));
+    driver_ = PickDriver(InstalledDrivers(), options_.Driver);
     const std::string database = Property("Initial Catalog");
     Use(Login(database), database);
 }
@@ -101,8 +97,8 @@ std::shared_ptr<OdbcSession> OdbcConnection::Login(const std::string& database) 
     login.UserName = Property("User ID");
     login.Password = Property("Password");
     login.Database = database;
-    login.ExtraOptions = EnvironmentVariable("MORVANE_ODBC_OPTIONS").value_or("");
-    login.QueryTimeout = DefaultQueryTimeout();
+    login.ExtraOptions = options_.Keywords;
+    login.QueryTimeout = ParseQueryTimeout(options_.QueryTimeout);
     return OdbcSession::Login(driver_, login, timeoutSeconds_, cancel_);
 }
 
@@ -194,8 +190,8 @@ std::unique_ptr<StatementBatch> OdbcConnection::CreateBatch(RowCountSink counted
 
 }  // namespace odbc
 
-std::unique_ptr<Connection> CreateOdbcConnection(odbc::CancelRequest cancel) {
-    return std::make_unique<odbc::OdbcConnection>(std::move(cancel));
+std::unique_ptr<Connection> CreateOdbcConnection(OdbcOptions options, odbc::CancelRequest cancel) {
+    return std::make_unique<odbc::OdbcConnection>(std::move(options), std::move(cancel));
 }
 
 }  // namespace morvane

@@ -2,17 +2,24 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "core/Connection.h"
 #include "db/odbc/CallWatch.h"
 
 namespace morvane {
 
-// A closed connection to a SQL Server through ODBC. The driver is the best of those installed, or
-// the one that the environment variable MORVANE_ODBC_DRIVER names; the keywords of
-// MORVANE_ODBC_OPTIONS take the place of ours in the connection string; MORVANE_QUERY_TIMEOUT is
-// the time-out, in seconds, of every statement that has none of its own. Once `cancel` says so, no
-// call waits for the server longer than CallWatch allows.
-std::unique_ptr<Connection> CreateOdbcConnection(odbc::CancelRequest cancel = {});
+struct OdbcOptions {
+    std::string Driver = {};    // empty for the best one installed
+    std::string Keywords = {};  // "Keyword=value;...", win over those of the program
+    // Seconds that a statement without a time-out of its own may take, as a number; empty for no
+    // limit. Open() throws DatabaseError for anything else.
+    std::string QueryTimeout = {};
+};
+
+// A closed connection to a SQL Server through ODBC. Once `cancel` returns true, no call waits for
+// the server longer than CallWatch allows.
+std::unique_ptr<Connection> CreateOdbcConnection(OdbcOptions options = {},
+                                                 odbc::CancelRequest cancel = {});
 
 }  // namespace morvane

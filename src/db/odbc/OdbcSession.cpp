@@ -27,7 +27,7 @@ SQLPOINTER AsPointer(SQLULEN number) {
 
 std::shared_ptr<OdbcSession> OdbcSession::Login(const OdbcDriver& driver, const LoginDetails& login,
                                                 int timeoutSeconds, const CancelRequest& cancel) {
-    std::shared_ptr<OdbcSession> session(new OdbcSession(driver));
+    std::shared_ptr<OdbcSession> session(new OdbcSession(driver, login.QueryTimeout));
     session->Connect(login, timeoutSeconds, cancel);
     if (session->SpeaksTSql()) {
         session->Execute(kSessionSettings);

@@ -55,9 +55,8 @@ class OdbcStatement {
     OdbcHandle handle_;
 };
 
-// The seconds that the environment variable MORVANE_QUERY_TIMEOUT gives to every statement without
-// a time-out of its own; 0, which waits for as long as it takes, when it is not set. Throws
-// DatabaseError for what is no such number.
-int DefaultQueryTimeout();
+// The value of MORVANE_QUERY_TIMEOUT in seconds; 0 for an empty text. Throws DatabaseError if it is
+// not a number of seconds.
+int ParseQueryTimeout(const std::string& text);
 
 }  // namespace morvane::odbc
