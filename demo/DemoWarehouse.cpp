@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "base/modFileFunctions.h"
-#include "demo/PendingFile.h"
-#include "demo/Schema.h"
+#include "demo/RetailModel.h"
+#include "demo/SqliteFile.h"
 
 namespace morvane::demo {
 
@@ -14,7 +14,7 @@ namespace {
 void RefuseExisting(const std::string& path) {
     std::error_code error;
     if (std::filesystem::exists(ToPath(path), error)) {
-        throw DemoError(path + " exists already; --force replaces it");
+        throw DemoError(path + " already exists; use --force to replace it");
     }
 }
 
@@ -47,7 +47,7 @@ std::vector<TableCount> MakeDemoWarehouse(const std::string& folder, std::int64_
         file.Finish();
     }
     SqliteFile(archive.TemporaryPath(), stop).Finish();
-    // The warehouse last: where it is, everything is.
+    // The warehouse comes last: if it exists, so does the archive.
     archive.Commit();
     warehouse.Commit();
     return counts;

@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-#include "demo/Fill.h"
+#include "demo/Tables.h"
 
 namespace morvane::demo {
 
 inline constexpr const char* kWarehouseFile = "retail.db";
 inline constexpr const char* kArchiveFile = "retail_archive.db";
 
-// At scale 1 some 300,000 fact rows; the keys fit their columns up to the last.
+// Scale 1 has some 300,000 fact rows. Beyond this limit keys overflow their columns' types.
 inline constexpr std::int64_t kLargestScale = 10000;
 
-// Makes the warehouse and the empty archive database in the folder, which is made when missing.
-// The files appear under their names only when they are whole. Files that are there already are
-// an error, unless `replace` says that they go. `stop` is asked now and then; true ends the work.
-// Throws DemoError or FileError; then the folder holds what it held before.
+// Creates the warehouse and the empty archive database in the folder, which is created if missing.
+// Both files are written under temporary names and renamed when complete. Existing files are an
+// error unless `replace` is set. `stop` is polled; returning true aborts. Returns the row counts.
+// Throws DemoError or FileError and then leaves the folder as it was.
 std::vector<TableCount> MakeDemoWarehouse(const std::string& folder, std::int64_t scale,
                                           bool replace, const std::function<bool()>& stop);
 

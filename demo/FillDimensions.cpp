@@ -4,16 +4,18 @@
 #include <chrono>
 #include <string>
 
-#include "demo/Fill.h"
 #include "demo/Names.h"
+#include "demo/Tables.h"
 
 namespace morvane::demo {
 
 namespace {
 
-// Compilers evaluate the arguments of a call in orders of their own: a call draws from a random
-// sequence once at most.
-constexpr bool kKept = false;
+// The evaluation order of arguments is unspecified: no call below draws more than one random
+// number.
+
+// The value of is_deletable.
+constexpr bool kNotMarked = false;
 
 template <typename Type>
 OrNull<Type> SometimesNull(Random& random, std::int64_t oneIn, Type value) {
@@ -26,9 +28,9 @@ std::int64_t FillCalendar(SqliteFile& file) {
         const auto date = DateOf(day);
         const unsigned weekday = std::chrono::weekday(std::chrono::sys_days(date)).iso_encoding();
         const unsigned month{date.month()};
-        // The days to come are sustained: nothing refers to them yet.
+        // Future days, to which nothing refers yet, are sustained.
         rows.Row(DateKey(day), DateTimeText(day), int{date.year()}, month, MonthName(month),
-                 WeekdayName(weekday), weekday >= 6, day > kLastFactDay, kKept);
+                 WeekdayName(weekday), weekday >= 6, day > kLastFactDay, kNotMarked);
     }
     return rows.Rows();
 }
@@ -40,7 +42,7 @@ std::int64_t FillGeography(SqliteFile& file, const RetailModel& model) {
         const std::string city = CityName(random);
         const auto population = SometimesNull(random, 30, random.Between(800, 900000));
         rows.Row(KeyOf(i), CountryCode(i % 5), fmt::format("{:06}", 10000 + i * 7), city,
-                 RegionCode(RetailModel::RegionOf(i)), population, random.OneIn(120), kKept);
+                 RegionCode(RetailModel::RegionOf(i)), population, random.OneIn(120), kNotMarked);
     }
     return rows.Rows();
 }
@@ -48,7 +50,7 @@ std::int64_t FillGeography(SqliteFile& file, const RetailModel& model) {
 std::int64_t FillDepartment(SqliteFile& file) {
     Inserter rows(file, "department", 4);
     for (std::int64_t i = 0; i < kDepartments; ++i) {
-        rows.Row(KeyOf(i), DepartmentName(i), false, kKept);
+        rows.Row(KeyOf(i), DepartmentName(i), false, kNotMarked);
     }
     return rows.Rows();
 }
@@ -58,7 +60,7 @@ std::int64_t FillCategory(SqliteFile& file) {
     for (std::int64_t i = 0; i < kCategories; ++i) {
         const std::int64_t department = RetailModel::DepartmentOf(i);
         rows.Row(KeyOf(i), CategoryName(department, i / kDepartments), KeyOf(department), false,
-                 kKept);
+                 kNotMarked);
     }
     return rows.Rows();
 }
@@ -66,7 +68,7 @@ std::int64_t FillCategory(SqliteFile& file) {
 std::int64_t FillBrand(SqliteFile& file, const RetailModel& model) {
     Inserter rows(file, "brand", 4);
     for (std::int64_t i = 0; i < model.Brands; ++i) {
-        rows.Row(KeyOf(i), BrandName(i), i == 0, kKept);
+        rows.Row(KeyOf(i), BrandName(i), i == 0, kNotMarked);
     }
     return rows.Rows();
 }
@@ -77,8 +79,8 @@ std::int64_t FillProduct(SqliteFile& file, const RetailModel& model) {
         Random random(Stream::Product, i);
         const std::int64_t category = RetailModel::CategoryOf(i);
         const auto weight = SometimesNull(random, 20, Thousandths{random.Between(20, 30000)});
-        // A sustained product keeps its category and so its department; the department that was
-        // given up has none, so that it goes. Some were sustained after a run had marked them.
+        // A sustained product keeps its category and department in use. The discontinued
+        // department has none, so that it is deleted. Some products carry an old mark.
         const bool mayBeSustained = RetailModel::DepartmentOf(category) != kDepartments - 1;
         const bool isSustained = mayBeSustained && random.OneIn(100);
         const bool isMarked = isSustained && random.OneIn(2);
@@ -98,7 +100,7 @@ std::int64_t FillStore(SqliteFile& file, const RetailModel& model) {
         const Hundredths floorArea{random.Between(8000, 900000)};
         const DateTimeText opened(kFirstCalendarDay - random.Below(5000));
         rows.Row(KeyOf(i), fmt::format("ST{:05}", KeyOf(i)), "Shop " + city,
-                 KeyOf(model.GeographyOfStore(i)), floorArea, opened, random.OneIn(60), kKept);
+                 KeyOf(model.GeographyOfStore(i)), floorArea, opened, random.OneIn(60), kNotMarked);
     }
     return rows.Rows();
 }
@@ -113,8 +115,8 @@ std::int64_t FillEmployee(SqliteFile& file, const RetailModel& model) {
         const std::string name = PersonName(random);
         rows.Row(KeyOf(i), name, OrNull<std::int64_t>{KeyOf(manager.value_or(0)), !manager},
                  KeyOf(model.StoreOfEmployee(i)),
-                 DateTimeText(kFirstFactDay - random.Below(3000), 8 * 3600), commission, false,
-                 kKept);
+                 DateTimeText(kFirstFactDay - random.Below(3000), 8 * kSecondsPerHour), commission,
+                 false, kNotMarked);
     }
     return rows.Rows();
 }
@@ -130,7 +132,8 @@ std::int64_t FillPromotion(SqliteFile& file, const RetailModel& model) {
                 rows.Row(PromotionCode(quarter, campaign), RegionCode(region),
                          paysFreight ? "Free delivery" : "Seasonal price",
                          Thousandths{paysFreight ? 0 : 50 + campaign % 8 * 25},
-                         DateTimeText(firstDay), (quarter + campaign + region) % 97 == 0, kKept);
+                         DateTimeText(firstDay), (quarter + campaign + region) % 97 == 0,
+                         kNotMarked);
             }
         }
     }
@@ -140,7 +143,7 @@ std::int64_t FillPromotion(SqliteFile& file, const RetailModel& model) {
 std::int64_t FillSegment(SqliteFile& file) {
     Inserter rows(file, "customer_segment", 4);
     for (std::int64_t i = 0; i < kSegments; ++i) {
-        rows.Row(KeyOf(i), SegmentName(i), false, kKept);
+        rows.Row(KeyOf(i), SegmentName(i), false, kNotMarked);
     }
     return rows.Rows();
 }
@@ -152,15 +155,15 @@ std::int64_t FillCustomer(SqliteFile& file, const RetailModel& model) {
         Random name(Stream::CustomerName, version.Customer);
         Random random(Stream::Customer, i);
         const bool isSustained = random.OneIn(100);
-        // The last segments held only customers that are gone, and the two before them nobody.
-        const bool isGone = !version.IsUsed && !isSustained;
-        const std::int64_t segment = isGone && random.OneIn(4)
+        // The last two segments hold only unused customers, the two before them none at all.
+        const bool isUnused = !version.IsUsed && !isSustained;
+        const std::int64_t segment = isUnused && random.OneIn(4)
                                          ? random.Between(kSegments - 2, kSegments - 1)
                                          : random.Below(kSegments - 4);
         const auto credit = SometimesNull(random, 5, Hundredths{random.Below(200) * 5000});
         rows.Row(version.Key, fmt::format("C{:07}", KeyOf(version.Customer)), PersonName(name),
                  KeyOf(segment), credit, DateTimeText(version.Start), DateTimeText(version.End),
-                 version.IsCurrent, isSustained, kKept);
+                 version.IsCurrent, isSustained, kNotMarked);
     }
     return rows.Rows();
 }
@@ -169,8 +172,8 @@ std::int64_t FillCarrier(SqliteFile& file) {
     Inserter rows(file, "carrier", 5);
     for (std::int64_t i = 0; i < kCarriers; ++i) {
         Random random(Stream::Carrier, i);
-        // Not selected any more: the marks of an earlier run stay, and what only the marked ones
-        // refer to is unused.
+        // Carriers are no longer selected: old marks stay, and elements that only marked carriers
+        // refer to are unused.
         rows.Row(KeyOf(i), CityName(random) + " Freight", KeyOf(RetailModel::GeographyOfCarrier(i)),
                  false, !RetailModel::IsCarrierUsed(i));
     }

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "base/Text.h"
-#include "demo/Fill.h"
 #include "demo/Names.h"
+#include "demo/Tables.h"
 
 namespace morvane::demo {
 
@@ -15,7 +15,7 @@ OrNull<std::int64_t> KeyOrNull(const std::optional<std::int64_t>& element) {
     return {KeyOf(element.value_or(0)), !element};
 }
 
-// The two columns that refer to a promotion. The codes of campaign 3 were entered in lower case.
+// The two columns that refer to a promotion. Codes of campaign 3 are in lower case.
 struct PromotionColumns {
     explicit PromotionColumns(const std::optional<PromotionKey>& promotion)
         : Code{"", !promotion}, Region{"", !promotion} {
@@ -79,8 +79,8 @@ Day LastDayOfMonth(std::int64_t factMonth) {
     return DayOf(2016 + static_cast<int>(next / 12), static_cast<unsigned>(next % 12 + 1), 1) - 1;
 }
 
-// One used product out of each of as many equal ranges as are counted: ascending, so that the
-// rows come in the order of their key, and none twice.
+// A used product from one of SnapshotProducts equal ranges, so that products ascend (rows are
+// inserted in key order) and do not repeat.
 std::int64_t CountedProduct(Random& random, const RetailModel& model, std::int64_t range) {
     const std::int64_t first = range * model.Products / model.SnapshotProducts;
     const std::int64_t end = (range + 1) * model.Products / model.SnapshotProducts;

@@ -43,7 +43,7 @@ constexpr std::array kRegionCodes = {"NORTH", "SOUTH",   "EAST",   "WEST",
 constexpr std::array kSegmentKinds = {"Household", "Family", "Student", "Senior",
                                       "Trade",     "Office", "Club",    "Reseller"};
 constexpr std::array kSegmentTiers = {"Standard", "Silver", "Gold"};
-// Of the codes that the standard leaves to users.
+// ISO 3166 reserves these codes for private use.
 constexpr std::array kCountryCodes = {"XA", "XB", "XC", "XD", "XE"};
 constexpr std::array kMonthNames = {"January",   "February", "March",    "April",
                                     "May",       "June",     "July",     "August",

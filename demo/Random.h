@@ -5,7 +5,7 @@
 
 namespace morvane::demo {
 
-// What a sequence of random numbers is for; each table draws from its own.
+// Each purpose has its own sequence of random numbers.
 enum class Stream : std::uint64_t {
     Geography = 1,
     Store,
@@ -25,9 +25,8 @@ enum class Stream : std::uint64_t {
     Inventory,
 };
 
-// SplitMix64, seeded by a stream and a row number: every row is a function of its number alone, so
-// that any row can be made again without keeping it. The standard library's distributions give
-// other numbers on other platforms and are not used.
+// SplitMix64, seeded by a stream and a row number, so that each row is a function of its number.
+// The standard library's distributions are not used: their results differ between platforms.
 class Random {
   public:
     Random(Stream stream, std::int64_t row)
@@ -39,7 +38,7 @@ class Random {
         return Scramble(state_);
     }
 
-    // 0 to bound - 1; a bound of up to 32 bits.
+    // 0 to bound - 1; the bound must fit in 32 bits.
     std::int64_t Below(std::int64_t bound) {
         return static_cast<std::int64_t>(((Next() >> 32) * static_cast<std::uint64_t>(bound)) >>
                                          32);
@@ -51,7 +50,7 @@ class Random {
 
   private:
     static constexpr std::uint64_t kStep = 0x9e3779b97f4a7c15U;
-    // Not a multiple of kStep, else one row's sequence would be the next row's, shifted by one.
+    // Not a multiple of kStep, or a row's sequence would be its neighbour's shifted by one.
     static constexpr std::uint64_t kRowStep = 0xd1342543de82ef95U;
 
     static constexpr std::uint64_t Scramble(std::uint64_t z) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "demo/RetailModel.h"
 
-#include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "demo/Names.h"
 
@@ -17,9 +18,8 @@ std::int64_t WholeSquareRoot(std::int64_t number) {
     return root;
 }
 
-// What a geography serves, by its number modulo kRoles. Every role has a consequence of its own
-// for what is unused: nowhere referred to, only by stores, by shipments, by sales, by carriers;
-// from kSharedRole on by all but carriers.
+// What refers to a geography, by its number modulo kRoles: 0 nothing, 1 to 4 only stores,
+// shipments, sales or carriers, from kSharedRole on everything but carriers.
 constexpr std::int64_t kRoles = 20;
 constexpr std::int64_t kStoreRole = 1;
 constexpr std::int64_t kShipmentRole = 2;
@@ -27,12 +27,110 @@ constexpr std::int64_t kSaleRole = 3;
 constexpr std::int64_t kCarrierRole = 4;
 constexpr std::int64_t kSharedRole = 5;
 
-// Of every twelve stores one has employees but no business, and one has neither.
+// Of every twelve stores, one has employees but no sales, and one has neither.
 constexpr std::int64_t kStoreCycle = 12;
 constexpr std::int64_t kStaffedOnly = 0;
 constexpr std::int64_t kAbandoned = 6;
 
+// One character per version, oldest first: "u" is used by sales, "-" is not. Most customers have
+// only used versions; the others have unused ones at the start, in the middle, at the end, or only.
+constexpr std::array<std::string_view, 50> kHistories = {
+    "u", "uu",   "uuu",    "-u", "uuuu",  "u",      "uu",   "-",    "uuuuu",  "uu",
+    "u", "u-u",  "uuu",    "uu", "u-",    "uuuu",   "u",    "uu",   "-uu",    "uuuuuu",
+    "u", "uuu",  "uu-uu",  "uu", "--",    "uuuu",   "u",    "uu-",  "uu",     "uuu",
+    "u", "u--u", "uuuuu",  "uu", "u",     "uuuu--", "uuu",  "--uu", "-",      "uu",
+    "u", "uuuu", "-u--u-", "uu", "uuuuu", "u",      "----", "uuu",  "uuuuu-", "uuuuuu",
+};
+constexpr auto kCustomersInBlock = static_cast<std::int64_t>(kHistories.size());
+constexpr std::int64_t kBlocksAtScale1 = 40;
+
+// For each history the number of versions before it in the block, then the block's total.
+constexpr auto kVersionsBefore = [] {
+    std::array<std::int64_t, kHistories.size() + 1> before{};
+    for (std::size_t i = 0; i < kHistories.size(); ++i) {
+        before[i + 1] = before[i] + static_cast<std::int64_t>(kHistories[i].size());
+    }
+    return before;
+}();
+constexpr std::int64_t kVersionsInBlock = kVersionsBefore.back();
+constexpr std::int64_t kMostVersions = 6;
+
+// Maps each version of a block to its history.
+constexpr auto kHistoryOfVersion = [] {
+    std::array<std::uint8_t, kVersionsInBlock> histories{};
+    for (std::size_t i = 0; i < kHistories.size(); ++i) {
+        for (auto v = kVersionsBefore[i]; v < kVersionsBefore[i + 1]; ++v) {
+            histories[static_cast<std::size_t>(v)] = static_cast<std::uint8_t>(i);
+        }
+    }
+    return histories;
+}();
+
+std::string_view HistoryOf(std::int64_t customer) {
+    return kHistories[static_cast<std::size_t>(customer % kCustomersInBlock)];
+}
+
+// The start date of a version. A customer's versions are of similar length and none is short, so
+// that every used version gets sales. Customers with many versions started early.
+Day StartOf(std::int64_t customer, std::int64_t version, std::int64_t versions) {
+    constexpr std::array<std::int64_t, 2> spreadOfFewVersions = {2700, 1200};
+    constexpr std::int64_t spreadOfMany = 180;
+    const std::int64_t spread =
+        versions <= 2 ? spreadOfFewVersions[static_cast<std::size_t>(versions - 1)] : spreadOfMany;
+    const Day first = DayOf(2015, 7, 1) + Random(Stream::CustomerStart, customer).Below(spread);
+    if (version == 0) {
+        return first;
+    }
+    const std::int64_t period = (kLastFactDay - first) / versions;
+    Random random(Stream::CustomerPeriod, customer * kMostVersions + version);
+    return first + version * period + random.Between(-period / 8, period / 8);
+}
+
 }  // namespace
+
+CustomerHistories::CustomerHistories(std::int64_t scale) : blocks_(kBlocksAtScale1 * scale) {}
+
+std::int64_t CustomerHistories::Customers() const {
+    return blocks_ * kCustomersInBlock;
+}
+
+std::int64_t CustomerHistories::Versions() const {
+    return blocks_ * kVersionsInBlock;
+}
+
+CustomerVersion CustomerHistories::At(std::int64_t version) const {
+    const std::int64_t inBlock = version % kVersionsInBlock;
+    const std::size_t place = kHistoryOfVersion[static_cast<std::size_t>(inBlock)];
+    const std::string_view history = kHistories[place];
+    const auto versions = static_cast<std::int64_t>(history.size());
+    CustomerVersion row{};
+    row.Customer =
+        version / kVersionsInBlock * kCustomersInBlock + static_cast<std::int64_t>(place);
+    row.Version = inBlock - kVersionsBefore[place];
+    row.Key = version + 1;
+    row.IsCurrent = row.Version == versions - 1;
+    row.Start = StartOf(row.Customer, row.Version, versions);
+    row.End = row.IsCurrent ? kEndOfTime : StartOf(row.Customer, row.Version + 1, versions);
+    row.IsUsed = history[static_cast<std::size_t>(row.Version)] == 'u';
+    return row;
+}
+
+std::int64_t CustomerHistories::PickKey(Random& random, Day day) const {
+    for (;;) {
+        const std::int64_t customer = random.Below(Customers());
+        const std::string_view history = HistoryOf(customer);
+        const auto versions = static_cast<std::int64_t>(history.size());
+        std::int64_t version = versions - 1;
+        while (version >= 0 && StartOf(customer, version, versions) > day) {
+            --version;
+        }
+        if (version >= 0 && history[static_cast<std::size_t>(version)] == 'u') {
+            return customer / kCustomersInBlock * kVersionsInBlock +
+                   kVersionsBefore[static_cast<std::size_t>(customer % kCustomersInBlock)] +
+                   version + 1;
+        }
+    }
+}
 
 RetailModel::RetailModel(std::int64_t scale)
     : Sales(180000 * scale),
@@ -63,15 +161,15 @@ std::int64_t RetailModel::PriceInCents(std::int64_t product) {
 }
 
 bool RetailModel::IsProductUsed(std::int64_t product) const {
-    // Given up: some brands, one category alone, and the last department with all its categories.
+    // Discontinued: some brands, one category, and the last department with all its categories.
     const std::int64_t category = CategoryOf(product);
-    const bool givenUp =
+    const bool discontinued =
         BrandOf(product) % 16 == 7 || category == 0 || DepartmentOf(category) == kDepartments - 1;
-    return !givenUp && product % 23 != 11;
+    return !discontinued && product % 23 != 11;
 }
 
 std::int64_t RetailModel::PickProduct(Random& random) const {
-    // A quarter of the picks goes to the first tenth, the best sellers.
+    // The first tenth of the products are best sellers: a quarter of the picks goes to them only.
     const std::int64_t range = random.OneIn(4) ? Products / 10 : Products;
     for (;;) {
         const std::int64_t product = random.Below(range);
@@ -149,7 +247,7 @@ Sale RetailModel::MakeSale(std::int64_t sale) const {
     Random random(Stream::Sale, sale);
     Sale row{};
     row.OrderDay = kFirstFactDay + sale * (kLastFactDay - kFirstFactDay + 1) / Sales;
-    row.SecondOfDay = random.Below(24 * 60 * 60);
+    row.SecondOfDay = random.Below(24 * kSecondsPerHour);
     row.Product = PickProduct(random);
     do {
         row.Store = random.Below(Stores);

@@ -4,13 +4,12 @@
 #include <cstdint>
 #include <optional>
 
-#include "demo/CustomerHistories.h"
 #include "demo/Dates.h"
 #include "demo/Random.h"
 
 namespace morvane::demo {
 
-// Elements are numbered from 0 here; their keys in the tables are one more.
+// Elements are numbered from 0; their keys in the tables start at 1.
 inline std::int64_t KeyOf(std::int64_t element) {
     return element + 1;
 }
@@ -32,27 +31,57 @@ struct Sale {
     std::int64_t Store;
     std::int64_t CustomerKey;
     std::int64_t Geography;
-    std::optional<std::int64_t> Employee;  // none in the web shop
+    std::optional<std::int64_t> Employee;  // none: sold online
     std::optional<PromotionKey> Promotion;
     std::int64_t Quantity;
 };
 
-// The retail business: how much there is of everything at a scale, what belongs to what, and which
-// elements the facts never refer to. All of it follows from numbers; nothing is kept.
+// One version of a customer. Each version ends when the next one starts; the last one is current
+// and open-ended.
+struct CustomerVersion {
+    std::int64_t Customer;  // the element, from 0
+    std::int64_t Version;   // from 0
+    std::int64_t Key;       // the surrogate key
+    Day Start;
+    Day End;
+    bool IsCurrent;
+    bool IsUsed;
+};
+
+// The versions of all customers, and which of them sales refer to. The same block of histories
+// repeats, so that each version is computed from its number and nothing is stored.
+class CustomerHistories {
+  public:
+    explicit CustomerHistories(std::int64_t scale);
+
+    std::int64_t Customers() const;
+    std::int64_t Versions() const;
+
+    // Versions are numbered from 0, customer by customer.
+    CustomerVersion At(std::int64_t version) const;
+    // Picks a random customer and returns the key of the used version that is valid on that day.
+    std::int64_t PickKey(Random& random, Day day) const;
+
+  private:
+    std::int64_t blocks_;
+};
+
+// The retail business at a given scale: the number of elements, their relations, and which elements
+// no fact refers to. Everything is computed from element numbers; nothing is stored.
 class RetailModel {
   public:
     explicit RetailModel(std::int64_t scale);
 
-    // Facts, products and customers grow with the scale, the rest with its square root.
+    // Facts, products and customers are proportional to the scale, the rest to its square root.
     const std::int64_t Sales;
     const std::int64_t Shipments;
-    const std::int64_t SnapshotProducts;  // counted in each store at the end of each month
+    const std::int64_t SnapshotProducts;  // per store and month
     const std::int64_t Products;
     const std::int64_t Brands;
     const std::int64_t Geographies;
     const std::int64_t Stores;
     const std::int64_t Employees;
-    const std::int64_t Campaigns;  // in each quarter
+    const std::int64_t Campaigns;  // per quarter
     const CustomerHistories Customers;
 
     std::int64_t BrandOf(std::int64_t product) const;
@@ -71,15 +100,15 @@ class RetailModel {
     static std::optional<std::int64_t> ManagerOf(std::int64_t employee);
 
     static bool IsPromotionUsed(const PromotionKey& promotion);
-    // Campaign 0 of a quarter pays freight: shipments alone refer to it.
+    // Campaign 0 of each quarter is free delivery: only shipments refer to it.
     static constexpr std::int64_t kFreightCampaign = 0;
 
     static bool IsCarrierUsed(std::int64_t carrier);
     static std::int64_t PickCarrier(Random& random);
 
-    // A sale by its number, always the same; later sales have later dates.
+    // Deterministic. Dates ascend with the number.
     Sale MakeSale(std::int64_t sale) const;
-    // A place that something is shipped to, which may be one where nothing is sold.
+    // The destination of a shipment, which may be a place without sales.
     std::int64_t ShipmentGeography(Random& random, const Sale& sale) const;
 
   private:

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "demo/Schema.h"
-
 #include <array>
 #include <string>
 #include <string_view>
+
+#include "demo/Tables.h"
 
 namespace morvane::demo {
 
 namespace {
 
-// Letter case counts for nothing in the server's default collation: texts that are keys or names
-// of tables and columns carry it.
+// SQL Server's default collation ignores case, so key columns and names of tables and columns get
+// COLLATE NOCASE.
 constexpr const char* kMetaTables = R"(
 CREATE TABLE dwm_tables (
     table_name varchar(128) COLLATE NOCASE NOT NULL,
@@ -30,7 +30,7 @@ CREATE TABLE dwm_star_relations (
         (foreign_table, foreign_columns, primary_table));
 )";
 
-// %control stands for the columns by which elements are kept and marked.
+// %control is replaced by the control columns.
 constexpr const char* kDimensions = R"(
 CREATE TABLE calendar (
     date_key int NOT NULL,
@@ -159,7 +159,7 @@ CREATE TABLE inventory (
     CONSTRAINT pk_inventory PRIMARY KEY (snapshot_date, store_key, product_key));
 )";
 
-// Some foreign columns have an index and some have none: both are met in practice.
+// Only some of the foreign columns have an index, as in real warehouses.
 constexpr const char* kIndexes = R"(
 CREATE INDEX ix_product_brand ON product (brand_key);
 CREATE INDEX ix_employee_store ON employee (store_key);
@@ -181,7 +181,7 @@ struct TableRow {
 
 constexpr OrNull<const char*> kNoCondition = {nullptr, true};
 
-// What is selected means nothing for a fact table, whence all three values.
+// Fact tables have all three values of is_selected, which is meaningless for them.
 constexpr std::array<TableRow, 15> kTableRows = {{
     {"sales", "FACT", {"order_date < '2019-01-01'"}, {true}},
     {"shipments", "FACT", {"ship_date < dateadd(year, -6, '2026-01-01')"}, {false}},
@@ -206,7 +206,7 @@ struct RelationRow {
     const char* PrimaryTable;
     const char* PrimaryColumns;
     bool SlowMoving;
-    const char* OriginalKey;  // never NULL: the reports name an element by it
+    const char* OriginalKey;  // not NULL: the reports need it
 };
 
 constexpr std::array<RelationRow, 23> kRelationRows = {{

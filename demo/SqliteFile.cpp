@@ -1,20 +1,34 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "demo/SqliteFile.h"
 
+#include <fmt/format.h>
 #include <sqlite3.h>
 
+#include <array>
+#include <filesystem>
+#include <random>
 #include <system_error>
+
+#include "base/modFileFunctions.h"
 
 namespace morvane::demo {
 
 namespace {
 
-// Also bounds what an index takes to be sorted, so that memory stays flat at any scale.
+// SQLite's sorter respects this limit too, so memory does not grow with the scale.
 constexpr int kCacheKib = 8192;
-constexpr int kStepsBetweenStopQuestions = 100000;
+constexpr int kStepsBetweenPolls = 100000;
 
-int AskToStop(void* stop) {
+// Files that SQLite may leave beside a database when its process was killed.
+constexpr std::array kCompanions = {"-journal", "-wal", "-shm"};
+
+int PollStop(void* stop) {
     return (*static_cast<std::function<bool()>*>(stop))() ? 1 : 0;
+}
+
+void RemoveQuietly(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::remove(ToPath(path), ignored);
 }
 
 }  // namespace
@@ -26,7 +40,7 @@ SqliteFile::SqliteFile(const std::string& path, std::function<bool()> stop)
         if (sqlite3_open_v2(path.c_str(), &db_, flags, nullptr) != SQLITE_OK) {
             Fail();
         }
-        sqlite3_progress_handler(db_, kStepsBetweenStopQuestions, AskToStop, &stop_);
+        sqlite3_progress_handler(db_, kStepsBetweenPolls, PollStop, &stop_);
         Execute(
             "PRAGMA journal_mode=OFF;PRAGMA synchronous=OFF;PRAGMA locking_mode=EXCLUSIVE;"
             "PRAGMA cache_size=-" +
@@ -48,8 +62,8 @@ void SqliteFile::Execute(const std::string& sql) {
 }
 
 void SqliteFile::Finish() {
-    // One synced write at the end brings all that was written before to the disk as well. The
-    // version number doubles as a first page, which a database without tables would not have.
+    // One synced write at the end also syncs everything written before it. Setting the version
+    // number makes SQLite write a first page even if there are no tables.
     Execute("COMMIT;PRAGMA synchronous=FULL;PRAGMA journal_mode=DELETE;PRAGMA user_version=1");
     if (sqlite3_close(db_) != SQLITE_OK) {
         Fail();
@@ -111,6 +125,35 @@ void Inserter::Step(int places) {
     }
     sqlite3_reset(statement_);
     ++rows_;
+}
+
+// The random part keeps two processes that write to the same folder apart.
+PendingFile::PendingFile(std::string target)
+    : target_(std::move(target)),
+      temporary_(fmt::format("{}.{:08x}.part", target_, std::random_device()())) {}
+
+PendingFile::~PendingFile() {
+    if (!committed_) {
+        RemoveQuietly(temporary_);
+        RemoveQuietly(temporary_ + kCompanions[0]);
+    }
+}
+
+void PendingFile::Commit() {
+    std::error_code error;
+    if (std::filesystem::is_directory(ToPath(target_), error)) {
+        throw DemoError("Cannot replace " + target_ + ": it is a folder");
+    }
+    // SQLite would replay the old database's journal into the new one.
+    RemoveQuietly(target_);
+    for (const char* companion : kCompanions) {
+        RemoveQuietly(target_ + companion);
+    }
+    std::filesystem::rename(ToPath(temporary_), ToPath(target_), error);
+    if (error) {
+        throw DemoError("Cannot make " + target_ + ": " + error.message());
+    }
+    committed_ = true;
 }
 
 }  // namespace morvane::demo

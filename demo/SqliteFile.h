@@ -14,13 +14,13 @@ struct sqlite3_stmt;
 
 namespace morvane::demo {
 
-// What a person has to know: the file, what failed and why.
+// The message names the file, what failed and why.
 class DemoError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// Amounts in hundredths and thousandths, kept as whole numbers until they are written.
+// Decimal amounts as integers; the column gets the quotient.
 struct Hundredths {
     std::int64_t Number;
 };
@@ -28,25 +28,24 @@ struct Thousandths {
     std::int64_t Number;
 };
 
-// A value that may be missing; a std::optional inlined into here makes compilers warn in error.
+// A nullable value. With std::optional, g++ gives false "maybe uninitialized" warnings here.
 template <typename Type>
 struct OrNull {
     Type Value;
     bool IsNull = false;
 };
 
-// A new database file that is filled without a journal: it is no use until Finish() returned.
+// A new database file, written without a journal: it is valid only after Finish() has returned.
 class SqliteFile {
   public:
-    // Makes the file, which must not exist. `stop` is asked now and then; when it answers true the
-    // statement under way fails.
+    // The file must not exist. `stop` is polled; when it returns true the current statement fails.
     SqliteFile(const std::string& path, std::function<bool()> stop);
     ~SqliteFile();
     SqliteFile(const SqliteFile&) = delete;
     SqliteFile& operator=(const SqliteFile&) = delete;
 
     void Execute(const std::string& sql);
-    // Commits, brings everything to the disk and closes.
+    // Commits, syncs to disk and closes.
     void Finish();
 
   private:
@@ -58,7 +57,7 @@ class SqliteFile {
     sqlite3* db_ = nullptr;
 };
 
-// Adds rows to one table by a prepared statement.
+// Inserts rows into one table through a prepared statement.
 class Inserter {
   public:
     Inserter(SqliteFile& file, std::string_view table, int columns);
@@ -66,7 +65,7 @@ class Inserter {
     Inserter(const Inserter&) = delete;
     Inserter& operator=(const Inserter&) = delete;
 
-    // One value a column, in the table's order.
+    // One value per column, in the order of the table's columns.
     template <typename... Values>
     void Row(const Values&... values) {
         int place = 0;
@@ -76,7 +75,7 @@ class Inserter {
     std::int64_t Rows() const { return rows_; }
 
   private:
-    // Texts are bound without a copy: they live until the row is written.
+    // Texts are bound without copying; they outlive the call of Row().
     void Bind(int place, std::int64_t value);
     void Bind(int place, int value) { Bind(place, std::int64_t{value}); }
     void Bind(int place, unsigned value) { Bind(place, std::int64_t{value}); }
@@ -101,6 +100,27 @@ class Inserter {
     int columns_;
     sqlite3_stmt* statement_ = nullptr;
     std::int64_t rows_ = 0;
+};
+
+// A file written under a temporary name beside its target. Commit() renames it to the target;
+// without Commit() the destructor removes it.
+class PendingFile {
+  public:
+    explicit PendingFile(std::string target);
+    ~PendingFile();
+    PendingFile(const PendingFile&) = delete;
+    PendingFile& operator=(const PendingFile&) = delete;
+
+    const std::string& TemporaryPath() const { return temporary_; }
+    const std::string& Target() const { return target_; }
+
+    // Replaces an existing database of that name. Throws DemoError.
+    void Commit();
+
+  private:
+    std::string target_;
+    std::string temporary_;
+    bool committed_ = false;
 };
 
 }  // namespace morvane::demo

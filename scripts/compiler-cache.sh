@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# Sourced by what compiles: CMake takes a compiler cache where there is one.
+# Sourced by scripts that compile: makes CMake use ccache if it is installed.
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
 fi

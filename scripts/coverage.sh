@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs the test suite on an instrumented build and prints, for each folder of src and for each file below
-# 85 %, the share of lines and branches that it reached. Argument: a regular expression of tests to run.
+# Runs the test suite on an instrumented build and prints the line and branch coverage of each folder of
+# src, and the files below 85 % of lines. Argument: a regular expression that selects the tests.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,7 +14,7 @@ cmake --build "$build" | tail -n 1
 find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -R "${1:-.}" --no-tests=error -j "$(nproc)" | tail -n 4
 
-# Columns: file, lines, lines reached, share, branches, branches reached, share.
+# Columns: file, lines, covered lines, percentage, branches, covered branches, percentage.
 gcovr --root . --filter src/ --exclude-throw-branches --csv "$build/coverage.csv" "$build"
 awk -F, '
     function row(name, lines, hit, branches, taken) {

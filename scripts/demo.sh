@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds Morvane, makes the demo warehouse and runs all five tasks on it. The argument is the scale of
-# the warehouse, 1 unless given; everything lands in the folder demo-out.
+# Builds Morvane, creates the demo warehouse and runs all five tasks on it. Argument: the scale of the
+# warehouse, 1 by default. All output goes to the folder demo-out.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. scripts/timing.sh
 scale=${1:-1}
 
 . scripts/packages.sh
@@ -16,7 +17,7 @@ logs=$folder/logs
 mkdir -p "$folder"
 build/release/demo/morvane-demo "$folder" --scale "$scale" --force
 
-# count_rows <condition on dwm_tables>: these tables and the number of their rows, one a line.
+# count_rows <condition on dwm_tables>: prints one line per table with its name and number of rows.
 count_rows() {
     sqlite3 "$folder/retail.db" "SELECT table_name FROM dwm_tables WHERE $1 ORDER BY 1" |
         while read -r table; do
@@ -34,10 +35,10 @@ build/release/src/morvane -mac "sqlite:$folder" -ntaut -db retail \
 count_rows "$cleaned" >"$folder/dimensions-after.txt"
 count_rows "$archived" >"$folder/facts-after.txt"
 
-# show <facts or dimensions> <what happened to the rows that are gone>
+# show <facts or dimensions> <"archived" or "deleted">: compares the row counts before and after.
 show() {
     join "$folder/$1-before.txt" "$folder/$1-after.txt" |
-        awk -v gone="$2" '{ printf "  %-22s %8d before, %8d %s, %8d kept\n", $1, $2, $2 - $3, gone, $3 }'
+        awk -v verb="$2" '{ printf "  %-22s %8d before, %8d %s, %8d kept\n", $1, $2, $2 - $3, verb, $3 }'
 }
 echo
 echo "The run ended with \"$(tr -d '\r\n' <"$folder/status.txt")\"."

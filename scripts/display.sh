@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-# A display in memory and hands for it; sourced by what drives the real windows. Needs the packages
+# Functions that drive the windows on a virtual display. Sourced by other scripts; needs
 # display_packages.
 
-# start_display: sets DISPLAY; stop_display ends it.
+# start_display: starts a display with a window manager and sets DISPLAY. stop_display stops both.
 start_display() {
     display_folder=$(mktemp -d)
     Xvfb -displayfd 3 -screen 0 1600x1400x24 -nolisten tcp \
@@ -27,34 +27,34 @@ stop_display() {
     rm -rf "$display_folder"
 }
 
-# wait_until <command...>: until it succeeds, for at most a minute.
+# wait_until <command...>: repeats the command until it succeeds, for at most a minute.
 wait_until() {
     local end=$((SECONDS + 60))
     until "$@"; do
-        [ "$SECONDS" -lt "$end" ] || { echo "waited in vain for: $*" >&2; return 1; }
+        [ "$SECONDS" -lt "$end" ] || { echo "timed out waiting for: $*" >&2; return 1; }
         sleep 0.1
     done
 }
 
-# window_named <title>: the number of the shown window; fails when there is none.
+# window_named <title>: prints the id of the visible window; fails if there is none.
 window_named() {
     local windows
     windows=$(xdotool search --onlyvisible --name "^$1\$" 2>/dev/null) && tail -n 1 <<<"$windows"
 }
 
-# Windows may go while they are looked at, which is an error of the one look alone.
+# The window may disappear in between; the caller retries.
 activate() {
     local window
     window=$(window_named "$1") && timeout 5 xdotool windowactivate --sync "$window" 2>/dev/null
 }
 
-# wait_for_window <title>: until it is shown and active.
+# wait_for_window <title>: waits until the window is visible and active.
 wait_for_window() { wait_until activate "$1"; }
 
-# press <keys...>, in the words of xdotool: alt+s ctrl+a Return
+# press <keys...>, in xdotool's notation: alt+s ctrl+a Return
 press() { xdotool key --clearmodifiers --delay 30 "$@"; }
 
-# enter <keys that lead to a text box> <text>: puts the text in place of what was there.
+# enter <keys that focus a text box> <text>: replaces the content of the text box.
 enter() {
     press "$1" ctrl+a
     xdotool type --delay 2 -- "$2"

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Disturbs runs at every statement that they send, on the embedded engine: the statement fails, its
-# answer is lost, the server is lost, the process is killed; and with files that cannot grow. Prints the
-# counts. MORVANE_FAULTS=sample takes a sample, as the tests do.
+# Injects a fault at every statement that a run sends on the embedded engine (the statement fails, its
+# response is lost, the connection is lost, the process is killed) and limits file sizes. Prints the
+# counts. MORVANE_FAULTS=sample takes the same sample as the test suite.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -26,7 +26,7 @@ for shard in "${!shards[@]}"; do
     wait "${shards[$shard]}" || { failed=1; cat "$results/$shard"; }
 done
 
-# A line of counts has: way, kind of fault, task, statements, faults.
+# A line of counts holds: kind of run, kind of fault, task, statements, faults.
 cat "$results"/* | awk '
     $1 == "counts:" {
         task = $4

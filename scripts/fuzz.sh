@@ -1,15 +1,14 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds the fuzz targets, with AddressSanitizer and UndefinedBehaviorSanitizer, and runs them, as many
-# at a time as there are cores. The first argument is the number of seconds for each target, 60 unless
-# given, or "long": 10 million command lines and a million inputs of every other kind. The names of
-# targets may follow; all are run unless some are named. What is found stays in build/fuzz/artifacts, what
-# leads to new code in build/fuzz/corpus, what libFuzzer says in build/fuzz/logs.
+# Builds the fuzz targets with AddressSanitizer and UndefinedBehaviorSanitizer and runs one per core.
+# Arguments: the seconds per target (60 by default), or "long" for 10 million command lines and a
+# million inputs of each other target; then the targets (all by default). Findings are kept in
+# build/fuzz/artifacts, the corpus in build/fuzz/corpus, libFuzzer's output in build/fuzz/logs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 bound=${1:-60}
 targets=("${@:2}")
-# The one with the most to do goes first.
+# The longest one comes first.
 [ ${#targets[@]} -gt 0 ] || targets=(command_line translation)
 
 . scripts/packages.sh

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Installs those of the named Debian packages that are missing.
+# Installs the named Debian packages that are missing, through sudo unless run as root.
 set -euo pipefail
 
 missing=()
@@ -11,8 +11,13 @@ for package in "$@"; do
 done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
-run() { if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi; }
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "Install these packages as root: ${missing[*]}" >&2; exit 1; }
+    as_root=(sudo)
+fi
 echo "Installing ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-run apt-get update -qq
-run apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+"${as_root[@]}" apt-get update -qq
+# sudo does not pass the environment on.
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

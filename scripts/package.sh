@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds the Debian packages morvane and morvane-headless into build/packages. MORVANE_PRESET=dev takes
-# the build of the tests, which is there already: for a look at the packages, not for use.
+# Builds the Debian packages morvane and morvane-headless into build/packages. MORVANE_PRESET=dev
+# packages the debug build instead, to test the packaging without another build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 

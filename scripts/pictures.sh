@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Takes the pictures of the windows in docs/pictures: the real program, used with keys on a display
-# in memory, on a demo warehouse. Arguments: the folder for the pictures, and the scale of the
-# windows, 1 or 2.
+# Takes the screenshots in docs/pictures: drives the program with keystrokes on a virtual display and a
+# demo warehouse. Arguments: the folder for the pictures, and the scale of the windows, 1 or 2.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pictures=${1:-docs/pictures}
@@ -14,10 +13,10 @@ scripts/install-packages.sh "${picture_packages[@]}"
 cmake --preset release >/dev/null
 cmake --build --preset release --target morvane morvane-demo | tail -n 1
 
-# Short names, since the windows show them.
+# Short paths, because the windows show them.
 shop=/tmp/shop
 logs=/tmp/shop/logs
-[ ! -e "$shop" ] || { echo "$shop is in the way"; exit 1; }
+[ ! -e "$shop" ] || { echo "$shop already exists"; exit 1; }
 program=
 finish() {
     [ -z "$program" ] || kill "$program" 2>/dev/null || true
@@ -31,26 +30,26 @@ unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
 build/release/demo/morvane-demo "$shop" --scale 20 >/dev/null
 start_display
 
-# picture <title> <name>: of the window as it is, without the window manager's frame.
+# picture <title> <name>: saves a screenshot of the window without its frame.
 picture() {
-    sleep 0.5 # for the last repaint, which nothing tells
+    sleep 0.5 # wait for the last repaint, which cannot be observed
     import -window "$(window_named "$1")" -strip \
         "$pictures/$2.png"
     echo "$pictures/$2.png"
 }
 
-# Two servers for the list to show.
+# Two servers for the browse list.
 export FREETDSCONF=$shop/freetds.conf
 printf '[head office]\nhost = dw01\nport = 1433\n[stores]\nhost = dw02\ninstance = RETAIL\n' \
     >"$FREETDSCONF"
 
-# A log of the statements tells how far the run has come.
+# The statement log shows how far the run is.
 MORVANE_STATEMENT_LOG=$shop/statements build/release/src/morvane &
 program=$!
 wait_for_window Morvane
 press alt+b
 wait_for_window "Select a server..."
-sleep 2.5 # as long as the search takes
+sleep 2.5 # the duration of the search
 picture "Select a server..." browse-server
 press Escape
 wait_for_window Morvane

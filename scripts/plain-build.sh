@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds everything as a newcomer does, without a preset, and runs the tests. Argument: the compiler.
+# Builds everything without a preset and runs the tests. Argument: the compiler, g++ or clang++.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 compiler=${1:-g++}

@@ -1,30 +1,57 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs clang-tidy on the sources that changed since a commit: the argument, or the branch point from
-# origin/main, or the commit before this one. With "all" on every source, which takes minutes.
+# Runs clang-tidy on the sources that changed since a commit (the argument; by default the branch point
+# from origin/main, or the previous commit on main itself), those with the most changed lines first. A
+# changed header is checked through a source that includes it. MORVANE_TIDY_MOST limits the number of
+# sources. With "all" it checks every source, which takes minutes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 . scripts/packages.sh
-scripts/install-packages.sh "${test_packages[@]}" "${tidy_packages[@]}"
+scripts/install-packages.sh "${test_packages[@]}"
+. scripts/compiler-cache.sh
 cmake --preset dev >/dev/null
 
+folders=(src demo bench)
 since=${1:-$(git merge-base HEAD origin/main 2>/dev/null || true)}
 if [ -z "$since" ] || [ "$since" = "$(git rev-parse HEAD)" ]; then
     since=$(git rev-parse --verify -q HEAD~1 || git rev-parse HEAD)
 fi
+
+# source_of <file>: the file itself, or for a header the source beside it, else one that includes it.
+source_of() {
+    case $1 in
+    *.cpp) echo "$1" ;;
+    *.h)
+        if [ -e "${1%.h}.cpp" ]; then
+            echo "${1%.h}.cpp"
+        else
+            git grep -lF "#include \"${1#src/}\"" -- "${folders[@]/%//*.cpp}" | head -n 1 || true
+        fi
+        ;;
+    esac
+}
 list_sources() {
     if [ "$since" = all ]; then
-        git ls-files 'src/*.cpp' 'demo/*.cpp' 'bench/*.cpp'
-    else
-        git diff --name-only --diff-filter=d "$since" -- 'src/*.cpp' 'demo/*.cpp' 'bench/*.cpp'
+        git ls-files -- "${folders[@]/%//*.cpp}"
+        return
     fi
+    git diff --numstat --no-renames --diff-filter=d "$since" -- "${folders[@]}" | sort -rn | cut -f 3 |
+        while read -r file; do source_of "$file"; done
 }
-# What only Windows compiles is not in the list of commands.
-sources=$(list_sources | while read -r source; do
-    grep -q "$PWD/$source" build/dev/compile_commands.json && echo "$source"
-done || true)
-[ -n "$sources" ] || { echo "No source changed."; exit 0; }
-# g++'s options are in the commands, some of which clang does not know.
-xargs -P "$(nproc)" -n 2 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option \
-    <<<"$sources"
+# Sources that are compiled only on Windows are not in the compilation database.
+mapfile -t sources < <(list_sources | awk '!seen[$0]++' | while read -r source; do
+    ! grep -qF "\"$PWD/$source\"" build/dev/compile_commands.json || echo "$source"
+done)
+[ ${#sources[@]} -gt 0 ] || { echo "No source has changed."; exit 0; }
+
+most=${MORVANE_TIDY_MOST:-${#sources[@]}}
+if [ "${#sources[@]}" -gt "$most" ]; then
+    echo "Checking $most of ${#sources[@]} changed sources; \"scripts/tidy.sh all\" checks all."
+    sources=("${sources[@]:0:$most}")
+else
+    echo "Checking ${#sources[@]} sources."
+fi
+# The commands contain warning options of g++ that clang does not know.
+printf '%s\n' "${sources[@]}" |
+    xargs -P "$(nproc)" -n 2 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Cross-compiles for Windows what needs neither SQLite nor Qt: the program without windows, in
-# build/windows/src/morvane.exe, and with the argument "tests" its tests, which scripts/wine.sh runs. Of
-# the windows, the sources with a part for Windows alone are compiled and thrown away.
+# Cross-compiles for Windows without SQLite and Qt: the program without windows, as
+# build/windows/src/morvane.exe, and with the argument "tests" its tests, which scripts/wine.sh runs. The
+# sources of the windows that have a Windows part are only checked for compile errors.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,14 +14,14 @@ tests=OFF
 cmake --preset windows -DBUILD_TESTING=$tests >/dev/null
 cmake --build --preset windows | tail -n 1
 
-# Windows does not come with any of these.
+# Windows does not include these DLLs.
 if x86_64-w64-mingw32-objdump -p build/windows/src/morvane.exe |
     grep -E 'DLL Name: (libstdc|libgcc|libwinpthread)'; then
-    echo "morvane.exe does not stand alone"
+    echo "morvane.exe needs DLLs of the compiler"
     exit 1
 fi
 
-# The headers are those of this system's toolkit: enough to compile with, nothing to link.
+# The Qt headers of this system are good enough for compiling, but there is no library to link with.
 qt=/usr/include/x86_64-linux-gnu/qt6
 qt_flags=(-isystem /usr/lib/x86_64-linux-gnu/qt6/mkspecs/win32-g++ -isystem "$qt")
 for module in Core Gui Network Widgets; do

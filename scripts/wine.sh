@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs what scripts/windows.sh makes under Wine, without a display: the tests, and then the program
-# itself. What is there of ODBC comes from this system: its driver manager, and FreeTDS.
+# Runs the tests and the program that scripts/windows.sh builds under Wine, without a display. Wine uses
+# the ODBC driver manager and the FreeTDS driver of this system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -18,18 +18,18 @@ ctest --preset windows --no-tests=error
 morvane=build/windows/src/morvane.exe
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
-# The folder as Windows names it.
+# The folder as a Windows path.
 windows_folder="Z:${folder//\//\\}"
 
-# run <options...>: the program with them; what it says goes to the files output and errors.
+# run <options...>: runs the program; its output goes to the files output and errors.
 run() {
     if ! timeout 120 wine "$morvane" "$@" >"$folder/output" 2>"$folder/errors"; then
-        echo "morvane.exe $* did not end well"
+        echo "morvane.exe $* failed"
         exit 1
     fi
 }
 
-# expect <file> <text>: the file holds the text; told with the file's content when it does not.
+# expect <file> <text>: fails and shows the file if it does not contain the text.
 expect() {
     grep -qF -- "$2" "$folder/$1" || { echo "\"$2\" is not in $1:"; cat "$folder/$1"; exit 1; }
 }
@@ -49,7 +49,7 @@ run /mac no-such-server.invalid /ntaut /db "retail ü" /mark \
     /logfile "$windows_folder/copies/ü.txt"
 expect errors "Error while connecting to : no-such-server.invalid"
 expect "status ü.txt" failure
-[ "$(ls "$log" | wc -l)" -eq 1 ] || { echo "there is not one log in $log"; exit 1; }
+[ "$(ls "$log" | wc -l)" -eq 1 ] || { echo "expected one log in $log"; exit 1; }
 expect "my logs ü/night/$(ls "$log")" "Error while connecting to : no-such-server.invalid"
 cmp "$log"/Morvane_Log*.txt "$folder/copies/ü.txt"
 
@@ -61,4 +61,4 @@ expect errors 'The ODBC driver "Nowhere" that MORVANE_ODBC_DRIVER names is not i
 
 run -mac host -ntaut -db retail -mark -log "$windows_folder\\status ü.txt\\logs"
 expect errors 'Cannot make the folder'
-echo "morvane.exe does what was asked of it under $(wine --version)"
+echo "morvane.exe passed under $(wine --version)"

@@ -2,13 +2,12 @@
 #include "core/DatabaseError.h"
 
 #include "base/Text.h"
-#include "core/MaskPasswords.h"
 
 namespace morvane {
 
 namespace {
 
-// A statement can be as long as a user's condition; a message need not be.
+// Longer statements are cut in messages.
 constexpr std::size_t kLongestStatement = 600;
 
 std::string Compose(const std::vector<std::string>& descriptions, const std::string& statement) {
@@ -33,11 +32,10 @@ std::string Compose(const std::vector<std::string>& descriptions, const std::str
 
 }  // namespace
 
-DatabaseError::DatabaseError(std::vector<std::string> descriptions, const std::string& statement,
-                             int code)
-    : std::runtime_error(Compose(descriptions, MaskPasswords(statement))),
+DatabaseError::DatabaseError(std::vector<std::string> descriptions, MaskedSql statement, int code)
+    : std::runtime_error(Compose(descriptions, statement.Text)),
       descriptions_(std::move(descriptions)),
-      statement_(MaskPasswords(statement)),
+      statement_(std::move(statement)),
       code_(code) {}
 
 }  // namespace morvane

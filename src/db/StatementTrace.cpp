@@ -10,7 +10,7 @@
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "core/ForwardingConnection.h"
-#include "core/MaskPasswords.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -31,7 +31,7 @@ class TracedBatch : public StatementBatch {
         for (const Parameter& parameter : parameters) {
             AppendValue(shown, parameter.Value);
         }
-        sink_(MaskPasswords(shown));
+        sink_(MaskPasswords(shown).Text);
         batch_->Add(sql, parameters);
     }
 
@@ -88,7 +88,7 @@ class TracedCommand : public ForwardingCommand {
         for (const auto& [name, value] : values_) {
             AppendValue(shown, value);
         }
-        sink_(MaskPasswords(shown));
+        sink_(MaskPasswords(shown).Text);
     }
 
     StatementSink sink_;
@@ -105,11 +105,11 @@ class TracedConnection : public ForwardingConnection {
           catalogue_(std::move(catalogue)) {}
 
     std::int64_t Execute(std::string_view sql) override {
-        sink_(MaskPasswords(sql));
+        sink_(MaskPasswords(sql).Text);
         return ForwardingConnection::Execute(sql);
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
-        sink_(MaskPasswords(sql));
+        sink_(MaskPasswords(sql).Text);
         return ForwardingConnection::OpenRecordset(sql, kind);
     }
     std::unique_ptr<Command> CreateCommand() override {

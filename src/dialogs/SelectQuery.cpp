@@ -2,90 +2,86 @@
 #include "dialogs/SelectQuery.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/Text.h"
-#include "db/SqlWords.h"
+#include "sql/Keywords.h"
+#include "sql/Quoting.h"
 
 namespace morvane {
 
 namespace {
 
-using Words = std::vector<SqlWord>;
-
-// The language needs no ";" between statements, but these words begin one (or write) wherever they
-// stand outside parentheses.
-const std::vector<std::string_view> kWriting = {
-    "alter",  "backup",     "begin", "checkpoint", "commit",  "create",      "dbcc",
-    "delete", "deny",       "drop",  "dump",       "exec",    "execute",     "grant",
-    "insert", "into",       "kill",  "load",       "merge",   "reconfigure", "restore",
-    "revoke", "rollback",   "save",  "set",        "setuser", "shutdown",    "truncate",
-    "update", "updatetext", "use",   "writetext"};
-
-// What may follow a table's name and is no alias.
-const std::vector<std::string_view> kAfterTable = {
-    "as",     "from",      "where", "group",   "having",      "order", "join",   "inner", "left",
-    "right",  "full",      "cross", "outer",   "on",          "with",  "option", "for",   "union",
-    "except", "intersect", "pivot", "unpivot", "tablesample", "merge", "hash",   "loop"};
-
-const std::vector<std::string_view> kAggregates = {
-    "avg",   "checksum_agg", "count",      "count_big", "grouping", "max", "min",
-    "stdev", "stdevp",       "string_agg", "sum",       "var",      "varp"};
-
-void DropEnd(Words& words) {
-    while (!words.empty() && words.back().Is(";")) {
-        words.pop_back();
+void DropEnd(Tokens& tokens) {
+    while (!tokens.empty() && tokens.back().Is(";")) {
+        tokens.pop_back();
     }
 }
 
-// MERGE is also a way to join.
-bool Writes(const Words& words, std::size_t i) {
-    const bool joins = words[i].Is("merge") && i + 1 < words.size() && words[i + 1].Is("join");
-    return words[i].Depth <= 0 && words[i].IsOneOf(kWriting) && !joins;
+// The text of neighbouring tokens as written.
+std::string AsWritten(std::string_view sql, TokenSpan tokens) {
+    return tokens.empty() ? ""
+                          : std::string(sql.substr(tokens.front().Begin,
+                                                   tokens.back().End - tokens.front().Begin));
 }
 
-bool HaveMatchingParentheses(const Words& words) {
-    return words.back().Depth == 0 && !words.back().Is("(") &&
-           std::all_of(words.begin(), words.end(),
-                       [](const auto& word) { return word.Depth >= 0; });
+bool HasProblem(const ParsedSql& parsed, std::initializer_list<SqlProblem> problems) {
+    return std::any_of(parsed.Problems.begin(), parsed.Problems.end(), [&](SqlProblem problem) {
+        return std::find(problems.begin(), problems.end(), problem) != problems.end();
+    });
 }
 
-std::string WhyRefused(const Words& words) {
-    if (words.empty() || !words[0].Is("select")) {
+bool HasSemicolon(TokenSpan tokens) {
+    return std::any_of(tokens.begin(), tokens.end(), [](const Token& token) {
+        return token.Is(";") || HasSemicolon(token.Inside);
+    });
+}
+
+// T-SQL needs no ";" between statements: a writing keyword outside parentheses begins one. MERGE
+// can also be a join hint.
+const Token* FindWriting(TokenSpan tokens) {
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+        const bool joins = tokens[i].Is("merge") && IsAt(tokens, i + 1, "join");
+        if (HasRole(tokens[i], KeywordRole::Writing) && !joins) {
+            return &tokens[i];
+        }
+    }
+    return nullptr;
+}
+
+std::string WhyRefused(const ParsedSql& parsed) {
+    const Tokens& tokens = parsed.Tokens;
+    if (tokens.empty() || !tokens[0].Is("select")) {
         return "Only a query that begins with the word SELECT can be executed.";
     }
-    // In the rebuilt query an open quote would turn what it holds into statements.
-    if (!words.back().Closed) {
+    // In the rebuilt query an open quote would turn its contents into statements.
+    if (HasProblem(parsed, {SqlProblem::OpenText, SqlProblem::OpenName})) {
         return "A quotation mark or bracket of the query is not closed.";
     }
-    if (!HaveMatchingParentheses(words)) {
+    if (HasProblem(parsed, {SqlProblem::OpenParenthesis, SqlProblem::ExtraParenthesis,
+                            SqlProblem::TooDeep})) {
         return "The parentheses of the query do not match.";
     }
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        if (words[i].Is(";")) {
-            return "Only one query can be executed: nothing may follow the \";\".";
-        }
-        if (Writes(words, i)) {
-            return "Only a query that reads records can be executed: the word " +
-                   ToUpper(words[i].Text) + " is not allowed.";
-        }
+    if (HasSemicolon(tokens)) {
+        return "Only one query can be executed: nothing may follow the \";\".";
+    }
+    if (const Token* writing = FindWriting(tokens)) {
+        return "Only a query that reads records can be executed: the word " +
+               ToUpper(writing->Text) + " is not allowed.";
     }
     return "";
 }
 
 class Parser {
   public:
-    Parser(std::string_view sql, Words words) : sql_(sql), words_(std::move(words)) {}
+    Parser(std::string_view sql, TokenSpan tokens) : sql_(sql), tokens_(tokens) {}
 
     SelectQuery Run() {
-        std::size_t at = ReadHead();
-        if (at < words_.size()) {
-            query_.Rest = sql_.substr(words_[at].Begin, words_.back().End() - words_[at].Begin);
-        }
-        at = ReadItems(at);
-        ReadTable(at + 1);
-        for (; at < words_.size(); ++at) {
-            Note(words_[at]);
-        }
+        const std::size_t items = ReadHead();
+        query_.Rest = AsWritten(sql_, tokens_.subspan(std::min(items, tokens_.size())));
+        const std::size_t from = ReadItems(items);
+        ReadTable(from + 1);
+        ReadClauses(tokens_.subspan(std::min(from, tokens_.size())));
         if (query_.Table.empty()) {
             query_.TableName.clear();
         }
@@ -93,16 +89,6 @@ class Parser {
     }
 
   private:
-    bool IsAt(std::size_t at, std::string_view word) const {
-        return at < words_.size() && words_[at].Is(word);
-    }
-
-    // What TOP takes.
-    bool IsCount(std::size_t at) const {
-        return IsAt(at, "(") || (at < words_.size() && words_[at].Kind == SqlWordKind::Word &&
-                                 words_[at].Text[0] >= '0' && words_[at].Text[0] <= '9');
-    }
-
     void AddToHead(std::string_view text) {
         query_.Head += query_.Head.back() == ' ' ? "" : " ";
         query_.Head += text;
@@ -112,126 +98,141 @@ class Parser {
     std::size_t ReadHead() {
         query_.Head = "Select ";
         std::size_t at = 1;
-        if (IsAt(at, "distinct") || IsAt(at, "all")) {
-            query_.RowByRow = IsAt(at, "all");
-            AddToHead(words_[at++].Text);
+        if (IsAt(tokens_, at, "distinct") || IsAt(tokens_, at, "all")) {
+            query_.RowByRow = tokens_[at].Is("all");
+            AddToHead(tokens_[at++].Text);
         }
-        if (!IsAt(at, "top") || !IsCount(at + 1)) {
+        const bool hasCount =
+            at + 1 < tokens_.size() &&
+            (tokens_[at + 1].IsGroup() || tokens_[at + 1].Kind == TokenKind::Number);
+        if (!IsAt(tokens_, at, "top") || !hasCount) {
             return at;
         }
-        const std::size_t number = ++at;
-        while (at + 1 < words_.size() && words_[number].Is("(") && words_[at].Depth >= 0 &&
-               !(words_[at].Is(")") && words_[at].Depth == words_[number].Depth)) {
-            ++at;
-        }
-        if (at < words_.size()) {
-            const std::size_t begin = words_[number].Begin;
-            AddToHead("TOP " + std::string(sql_.substr(begin, words_[at++].End() - begin)));
-        }
-        if (IsAt(at, "percent")) {
+        AddToHead("TOP " + AsWritten(sql_, tokens_.subspan(at + 1, 1)));
+        at += 2;
+        if (IsAt(tokens_, at, "percent")) {
             AddToHead("PERCENT ");
             ++at;
         }
-        if (IsAt(at, "with") && IsAt(at + 1, "ties")) {
+        if (IsAt(tokens_, at, "with") && IsAt(tokens_, at + 1, "ties")) {
             AddToHead("WITH TIES ");
             at += 2;
         }
         return at;
     }
 
-    // Returns the position of FROM, or the end.
-    std::size_t ReadItems(std::size_t at) {
-        std::size_t begin = at;
-        for (; at < words_.size() && !(words_[at].Depth == 0 && words_[at].Is("from")); ++at) {
-            if (words_[at].Depth == 0 && words_[at].Is(",")) {
-                query_.Items.push_back(ReadItem(begin, at));
-                begin = at + 1;
-            }
-            if (words_[at].IsOneOf(kAggregates) && IsAt(at + 1, "(")) {
-                query_.RowByRow = false;
+    static bool Aggregates(TokenSpan tokens) {
+        for (std::size_t i = 0; i < tokens.size(); ++i) {
+            const bool aggregate =
+                HasRole(tokens[i], KeywordRole::Aggregate) && IsGroupAt(tokens, i + 1);
+            if (aggregate || Aggregates(tokens[i].Inside)) {
+                return true;
             }
         }
-        if (begin < at) {
-            query_.Items.push_back(ReadItem(begin, at));
-        }
-        return at;
+        return false;
     }
 
-    // a, t.a, *, t.*, dbo.t.a; everything else is an expression.
-    SelectItem ReadItem(std::size_t begin, std::size_t end) const {
-        SelectItem item;
-        for (std::size_t i = begin; i < end; ++i) {
-            const bool isDot = (i - begin) % 2 == 1;
-            const bool last = i + 1 == end;
-            if (isDot ? !words_[i].Is(".") || last
-                      : !words_[i].IsName() && !(last && words_[i].Is("*"))) {
+    // Returns the position of FROM, or the end.
+    std::size_t ReadItems(std::size_t begin) {
+        const std::size_t from = FindWord(tokens_, "from", begin);
+        const TokenSpan list = tokens_.subspan(std::min(begin, from), from - std::min(begin, from));
+        if (Aggregates(list)) {
+            query_.RowByRow = false;
+        }
+        std::vector<TokenSpan> items = SplitAtCommas(list);
+        if (items.back().empty()) {
+            items.pop_back();
+        }
+        for (const TokenSpan item : items) {
+            query_.Items.push_back(ReadItem(item));
+        }
+        return from;
+    }
+
+    // a, t.a, *, t.*, dbo.t.a; anything else is an expression.
+    static SelectItem ReadItem(TokenSpan tokens) {
+        for (std::size_t i = 0; i < tokens.size(); ++i) {
+            const bool isDot = i % 2 == 1;
+            const bool last = i + 1 == tokens.size();
+            if (isDot ? !tokens[i].Is(".") || last
+                      : !tokens[i].IsName() && !(last && tokens[i].Is("*"))) {
                 return {};
             }
         }
-        if (end - begin >= 3) {
-            item.Qualifier = words_[end - 3].Named();
+        if (tokens.empty()) {
+            return {};
         }
-        const SqlWord& last = words_[end - 1];
-        item.Kind = last.Is("*") ? SelectItem::Kind::Everything : SelectItem::Kind::Column;
-        item.Column = last.Named();
+        SelectItem item;
+        if (tokens.size() >= 3) {
+            item.Qualifier = tokens[tokens.size() - 3].NameText();
+        }
+        const bool everything = tokens.back().Is("*");
+        item.Kind = everything ? SelectItem::Kind::Everything : SelectItem::Kind::Column;
+        item.Column = tokens.back().NameText();
         return item;
     }
 
-    // A name, perhaps with its schema and database, and an alias.
+    // A name, optionally with schema and database, and an alias.
     void ReadTable(std::size_t at) {
-        if (at >= words_.size() || !words_[at].IsName()) {
+        if (at >= tokens_.size() || !tokens_[at].IsName()) {
             return;
         }
         const std::size_t first = at;
-        while (IsAt(at + 1, ".")) {
-            const std::size_t dots = IsAt(at + 2, ".") ? 2 : 1;  // database..table
-            if (at + dots + 1 >= words_.size() || !words_[at + dots + 1].IsName()) {
+        while (IsAt(tokens_, at + 1, ".")) {
+            const std::size_t dots = IsAt(tokens_, at + 2, ".") ? 2 : 1;  // database..table
+            if (at + dots + 1 >= tokens_.size() || !tokens_[at + dots + 1].IsName()) {
                 return;
             }
             at += dots + 1;
         }
-        query_.Table = sql_.substr(words_[first].Begin, words_[at].End() - words_[first].Begin);
-        query_.TableName = words_[at].Named();
-        query_.Qualifier = words_[at].Text;
-        at += IsAt(at + 1, "as") ? 2U : 1U;
-        if (at < words_.size() && words_[at].IsName() && !words_[at].IsOneOf(kAfterTable)) {
-            query_.Qualifier = words_[at].Text;
+        query_.Table = AsWritten(sql_, tokens_.subspan(first, at + 1 - first));
+        query_.TableName = tokens_[at].NameText();
+        query_.Qualifier = AsWritten(sql_, tokens_.subspan(at, 1));
+        at += IsAt(tokens_, at + 1, "as") ? 2U : 1U;
+        if (at < tokens_.size() && tokens_[at].IsName() &&
+            !HasRole(tokens_[at], KeywordRole::FollowsTable)) {
+            query_.Qualifier = AsWritten(sql_, tokens_.subspan(at, 1));
         }
     }
 
-    // What stands behind the select list and decides what a row is.
-    void Note(const SqlWord& word) {
-        if (word.Depth > 0) {
-            return;
-        }
-        if (word.IsOneOf({"union", "except", "intersect", "pivot", "unpivot", "for"})) {
-            query_.Table.clear();
-        }
-        if (word.IsOneOf({"group", "having"})) {
-            query_.RowByRow = false;
-        }
-        inTables_ = inTables_ && !word.IsOneOf({"where", "group", "having", "order", "option"});
-        if (inTables_ && word.IsOneOf({"join", "apply", ","})) {
-            query_.Joined = true;
+    // From FROM on: what decides what a row is.
+    void ReadClauses(TokenSpan tokens) {
+        constexpr std::array<std::string_view, 6> kManyTables = {"union", "except",  "intersect",
+                                                                 "pivot", "unpivot", "for"};
+        constexpr std::array<std::string_view, 2> kGrouping = {"group", "having"};
+        constexpr std::array<std::string_view, 5> kAfterTables = {"where", "group", "having",
+                                                                  "order", "option"};
+        constexpr std::array<std::string_view, 3> kJoins = {"join", "apply", ","};
+        bool inTables = true;
+        for (const Token& token : tokens) {
+            if (IsOneOf(token, kManyTables)) {
+                query_.Table.clear();
+            }
+            if (IsOneOf(token, kGrouping)) {
+                query_.RowByRow = false;
+            }
+            inTables = inTables && !IsOneOf(token, kAfterTables);
+            if (inTables && IsOneOf(token, kJoins)) {
+                query_.Joined = true;
+            }
         }
     }
 
     std::string_view sql_;
-    Words words_;
+    TokenSpan tokens_;
     SelectQuery query_;
-    bool inTables_ = true;
 };
 
 }  // namespace
 
 std::optional<SelectQuery> ParseSelect(std::string_view sql, std::string& errorText) {
-    Words words = SplitSql(sql);
-    DropEnd(words);
-    errorText = WhyRefused(words);
+    ParsedSql parsed = ParseSql(sql);
+    DropEnd(parsed.Tokens);
+    errorText = WhyRefused(parsed);
     if (!errorText.empty()) {
         return std::nullopt;
     }
-    SelectQuery query = Parser(sql, std::move(words)).Run();
+    SelectQuery query = Parser(sql, parsed.Tokens).Run();
     if (query.Items.empty()) {
         errorText = "The query names nothing to select.";
         return std::nullopt;
@@ -240,12 +241,12 @@ std::optional<SelectQuery> ParseSelect(std::string_view sql, std::string& errorT
 }
 
 std::string OrderedBy(std::string_view sql, std::string_view column) {
-    Words words = SplitSql(sql);
-    DropEnd(words);
-    std::size_t end = words.empty() ? 0 : words.back().End();
-    for (std::size_t i = 2; i < words.size(); ++i) {
-        if (words[i].Depth == 0 && words[i].Is("by") && words[i - 1].Is("order")) {
-            end = words[i - 2].End();
+    Tokens tokens = ParseSql(sql).Tokens;
+    DropEnd(tokens);
+    std::size_t end = tokens.empty() ? 0 : tokens.back().End;
+    for (std::size_t i = 2; i < tokens.size(); ++i) {
+        if (tokens[i].Is("by") && tokens[i - 1].Is("order")) {
+            end = tokens[i - 2].End;
         }
     }
     return std::string(sql.substr(0, end)) + " ORDER BY " + SqlName(column);

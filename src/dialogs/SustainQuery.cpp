@@ -4,7 +4,8 @@
 #include <algorithm>
 
 #include "base/Text.h"
-#include "db/SqlWords.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane {
 
@@ -41,7 +42,7 @@ bool HasColumn(const TableDefinition& table, const std::string& name) {
 // first item is field `first`. Positions behind another table's "*" are not known.
 std::vector<KeyField> ColumnsRead(const SelectQuery& query, const TableDefinition& table,
                                   std::size_t first) {
-    const std::string qualifier = SplitSql(query.Qualifier).at(0).Named();
+    const std::string qualifier = Tokenize(query.Qualifier).at(0).NameText();
     std::vector<KeyField> read;
     std::size_t field = first;
     for (const SelectItem& item : query.Items) {

@@ -8,7 +8,7 @@
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
-#include "db/SqlWords.h"
+#include "sql/Quoting.h"
 
 namespace morvane {
 

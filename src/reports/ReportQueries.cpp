@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "base/Text.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -78,7 +79,7 @@ std::int32_t QueryCount(Connection& connection, const std::string& sql) {
     const std::int64_t count = counted->Eof() ? 0 : (*counted)[0].Integer();
     if (count > std::numeric_limits<std::int32_t>::max()) {
         throw DatabaseError({"The count " + std::to_string(count) + " is too large for a report"},
-                            sql);
+                            MaskPasswords(sql));
     }
     return static_cast<std::int32_t>(count);
 }

@@ -85,7 +85,7 @@ namespace {
 
 #ifdef _WIN32
 
-// The read that follows ends by itself with Ctrl+C.
+// The following read returns on Ctrl+C.
 bool WaitForInput(int) {
     return !CancelSignals::Received();
 }
@@ -100,8 +100,8 @@ bool IsTerminal(int fileDescriptor) {
 
 #else
 
-// False when a signal to cancel has come, before or while waiting. Between the look at it and the
-// wait none can slip in: the signals are let through by the wait alone.
+// False if a signal to cancel was received, before or during the wait. The signals are unblocked
+// only inside ppoll(), so none can arrive unnoticed between the check and the wait.
 bool WaitForInput(int fileDescriptor) {
     sigset_t cancelling;
     sigset_t former;

@@ -27,7 +27,7 @@ class Utf8Console {
     Utf8Console& operator=(const Utf8Console&) = delete;
 
   private:
-    unsigned formerCodePage_ = 0;  // 0 without such a console
+    [[maybe_unused]] unsigned formerCodePage_ = 0;  // Windows only; 0 without a console
 };
 
 // Reads a line of user input; no value at the end of the input or when the user cancels.

@@ -38,7 +38,7 @@ class SummaryLines {
     std::string text_;
 };
 
-// Whether a variant of the task is selected, which is then listed in its place.
+// Whether a variant of the task is selected; it is then listed instead.
 bool HasVariant(const Task& task, const RunSettings& settings) {
     return std::ranges::any_of(kTasks, [&](const Task& other) {
         return other.VariantOf == task.Flag && settings.*other.Flag;

@@ -22,7 +22,7 @@ namespace morvane {
 
 namespace {
 
-// The user's prompt, but a question that nobody can answer is answered No, and the log says so.
+// Answers No to a question that nobody can answer, and logs it.
 class LoggedPrompt : public UserPrompt {
   public:
     LoggedPrompt(UserPrompt& prompt, RunLog& log, std::ostream& errors)
@@ -124,8 +124,8 @@ bool Run::Finish() {
     return result;
 }
 
-// Somebody has called exit(), from inside an event pass. It is a cancel, with no window left to
-// tell it.
+// Called if exit() was called while events were processed. Ends the run like a cancel, but without
+// windows.
 void Run::EndNow() {
     state_.CommandLineMode = true;
     if (!tasksAreOver_) {
@@ -133,7 +133,7 @@ void Run::EndNow() {
         state_.ErrorText += kCrLf;
     }
     if (state_.LockHeld && state_.WarehouseConnection != nullptr) {
-        std::string ignored;  // there is hardly ever a transaction
+        std::string ignored;  // fails if there is no transaction
         TrapErrors(ignored, [this] {
             state_.WarehouseConnection->RollbackTrans();
             return true;
@@ -143,7 +143,7 @@ void Run::EndNow() {
     Finish();
 }
 
-// Why the command line as a whole asks for what must not be done.
+// Problems of the command line as a whole.
 std::string Run::Faults() const {
     std::vector<std::string> faults;
     for (const std::string& fault :
@@ -155,7 +155,7 @@ std::string Run::Faults() const {
     return Join(faults, kCrLf);
 }
 
-// False when the log that was asked for cannot be made: then nothing else is begun.
+// False if the log cannot be created; the run then ends.
 bool Run::OpenLog() {
     if (state_.ConfigMode || !settings_.LogGiven || Trim(settings_.LogDirectory).empty()) {
         return true;
@@ -228,7 +228,7 @@ void Run::ShowProgress() {
     if (!state_.CommandLineMode && services_.HideMainWindow) {
         services_.HideMainWindow();
     }
-    // The lock may be an earlier one, and the connection of then closed since.
+    // If the lock was taken earlier, the connection may have been closed since.
     ReopenWarehouse(state_, settings_.Database);
     const Connection& warehouse = *state_.WarehouseConnection;
     const LocalMoment now = services_.Clock.Now();
@@ -256,7 +256,7 @@ void Run::FinishProgress(bool done) {
         const LocalMoment now = services_.Clock.Now();
         progress.ShowEndTime(LongDate(now.Date) + " " + LocaleTime(now.TimeOfDay));
     }
-    // After a failure too: the window must let itself be closed.
+    // Also after a failure, so that the window can be closed.
     progress.EnableObject(ProgressControl::cmdOK);
     progress.DisableObject(ProgressControl::cmdCancel);
 }
@@ -291,7 +291,7 @@ bool Run::CopyLog() {
     }
     try {
         EnsureFolder(ParentFolder(settings_.LogFileName));
-        // Read before the copy is made: they may be one file.
+        // Read before the copy is created: both may be the same file.
         const std::string content = log_.Path().empty()
                                         ? "Log Directory Path for the Morvane was not specified."
                                         : ReadWholeFile(log_.Path());
@@ -308,7 +308,7 @@ bool Run::CopyLog() {
     }
 }
 
-// What goes wrong with the log itself can no longer be told there.
+// Reports an error of the log itself, which cannot be logged.
 bool Run::ReportLateFailure(const std::string& failure) {
     state_.ErrorText += failure;
     state_.ErrorText += kCrLf;

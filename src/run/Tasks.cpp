@@ -117,14 +117,14 @@ void DescribeFailure(const Task& task, bool cancelled, std::string& errorText) {
     errorText += kCrLf;
 }
 
-// Keeps the summary from listing what was not done.
+// So that the summary does not list tasks that were not completed.
 void ClearFlagsFrom(std::size_t first, RunSettings& settings) {
     for (std::size_t i = first; i < kTasks.size(); ++i) {
         settings.*kTasks[i].Flag = false;
     }
 }
 
-// A task that is performed by itself and not as the variant of another one.
+// False for a variant, which its task performs.
 bool IsSelected(const Task& task, const RunSettings& settings) {
     return task.Perform != nullptr && settings.*task.Flag;
 }
@@ -180,7 +180,7 @@ bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services,
         progress.MarkTaskRunning(listed);
         const Outcome outcome = task.Perform(context);
         if (outcome != Outcome::Done) {
-            // A cancel that ends a wait for the database reaches the task as an error.
+            // A cancel during a wait for the database appears as an error in the task.
             DescribeFailure(task,
                             outcome == Outcome::Cancelled || progress.CancelReported() ||
                                 progress.CheckCancelState(),

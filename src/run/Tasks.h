@@ -26,7 +26,7 @@ struct TaskContext {
 // file and the summary know about a task.
 struct Task {
     bool RunSettings::*Flag;
-    // The task that this one is a variant of, which then performs both; null for a task of its own.
+    // Null, or the task of which this one is a variant and which performs it.
     bool RunSettings::*VariantOf;
     std::string_view Option;       // without the "-"
     std::string_view Caption;      // of its check box; the progress window lists it without the "&"
@@ -38,7 +38,7 @@ struct Task {
     Outcome (*Perform)(TaskContext&);
 };
 
-// In the order in which they are performed, which is also that of the check boxes.
+// In the order of execution, which is also that of the check boxes.
 extern const std::array<Task, 6> kTasks;
 
 // The position of a task in kTasks.

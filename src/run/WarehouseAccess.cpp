@@ -125,7 +125,7 @@ bool UserFollowsOther(const RunState& state, UserPrompt& prompt) {
         .value_or(false);
 }
 
-// Whether the last user allows to take the lock.
+// Done if the lock may be taken after its last user.
 Outcome CheckLastUser(RunState& state, UserPrompt& prompt, OtherUser otherUser) {
     bool locked = false;
     if (otherUser == OtherUser::Asked && !IsLocked(state, locked)) {

@@ -11,6 +11,8 @@
 #include "base/RowSpool.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
+#include "sql/Lexer.h"
+#include "sql/MaskPasswords.h"
 #include "tasks/Elements.h"
 #include "tasks/modDeleteRecords.h"
 
@@ -48,17 +50,6 @@ bool IsNumber(std::string_view text) {
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size();
-}
-
-bool Holds(std::string_view text, std::string_view part) {
-    return text.find(part) != std::string_view::npos;
-}
-
-// True when no server can take the statement for a valid one, however the quotes in its values cut
-// it up: the last literal is left open, and nothing in it hides a quote from that count.
-bool EndsInsideLiteral(std::string_view sql) {
-    return std::count(sql.begin(), sql.end(), '\'') % 2 != 0 && !Holds(sql, "--") &&
-           !Holds(sql, "/*") && !Holds(sql, "[") && !Holds(sql, "\"");
 }
 
 // Builds the DELETE statements for the elements of one table. Key values are not escaped; a value
@@ -104,8 +95,9 @@ const std::string& ElementDelete::Statement(const std::vector<Value>& key) {
         AppendCondition(keyFields_[i], key[i]);
     }
     // A statement that ends inside a literal is sent: the server rejects it with its own error.
-    if (hasQuote_ && !EndsInsideLiteral(sql_)) {
-        throw DatabaseError({"A key value with a quote in it cannot be deleted."}, sql_);
+    if (hasQuote_ && !EndsInsideText(sql_)) {
+        throw DatabaseError({"A key value with a quote in it cannot be deleted."},
+                            MaskPasswords(sql_));
     }
     return sql_;
 }
@@ -128,12 +120,12 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     sql_ += text_;
     if (quoted) {
         sql_ += "'";
-        hasQuote_ = hasQuote_ || Holds(text_, "'");
+        hasQuote_ = hasQuote_ || text_.find('\'') != std::string::npos;
     } else if (value.IsText() && !IsNumber(text_)) {
         throw DatabaseError({"The key column " + field.Name +
                              " holds a value that is not a number and has a type that is "
                              "not written in quotes."},
-                            sql_);
+                            MaskPasswords(sql_));
     }
 }
 
@@ -185,14 +177,14 @@ void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion
         // A version was inserted since it was counted, or the rows of another element match.
         if (deleted > statement.Versions) {
             throw DatabaseError({"The statement deletes more rows than the element had."},
-                                statement.Sql);
+                                MaskPasswords(statement.Sql));
         }
         // A version was deleted since it was counted, or a value does not match its own literal.
         if (deleted >= 0 && deleted < statement.Versions) {
             throw DatabaseError({fmt::format("The statement finds {} of the {} rows that the "
                                              "element had.",
                                              deleted, statement.Versions)},
-                                statement.Sql);
+                                MaskPasswords(statement.Sql));
         }
     });
     std::vector<Value> row;

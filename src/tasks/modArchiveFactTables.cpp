@@ -9,6 +9,7 @@
 #include "base/Text.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -136,7 +137,7 @@ void Archiving::DeleteArchivedRows(const std::string& table, const std::string& 
             {fmt::format("{} rows of {} meet the condition now, and {} were archived: none of "
                          "them was deleted",
                          deleted, table, archived)},
-            sql);
+            MaskPasswords(sql));
     }
     transaction.Commit();
 }

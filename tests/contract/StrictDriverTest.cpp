@@ -101,7 +101,9 @@ TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInPlaceOfOurs) {
     };
     for (const auto& [options, user, password, expected] : cases) {
         options_.Keywords = options;
-        EXPECT_EQ(ErrorOf([&] { Connect(user, password); }), "no error") << options;
+        EXPECT_EQ(ErrorOf([&, &user = user, &password = password] { Connect(user, password); }),
+                  "no error")
+            << options;
         LoginKeywords seen;
         for (const char* keyword :
              {"Authentication", "Encrypt", "PWD", "Trusted_Connection", "UID"}) {
@@ -146,7 +148,8 @@ TEST_F(MicrosoftDriver, ConnectsAgainWhenTheServerRefusesToChangeTheDatabase) {
         driver_.UseError = useError;
         driver_.ClosedDatabase = "closed";
         const auto connection = Connect();
-        const std::string error = ErrorOf([&] { connection->SetDefaultDatabase(name); });
+        const std::string error =
+            ErrorOf([&, &name = name] { connection->SetDefaultDatabase(name); });
         EXPECT_EQ(error == "no error", database == name) << error;
         EXPECT_EQ(driver_.Events, expected);
         EXPECT_EQ(driver_.Login["PWD"], "p");

@@ -142,7 +142,7 @@ TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
 }
 
 TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
-    constexpr std::int64_t kFails = -99;
+    static constexpr std::int64_t kFails = -99;
     const Token rows = Table("a i", {"1", "2"});
     const std::vector<std::pair<std::vector<Token>, std::int64_t>> cases{
         {{Done(4)}, 4},

@@ -49,7 +49,7 @@ TEST_F(DemoProgram, TouchesExistingFilesOnlyWithForce) {
     for (const std::string name : {"retail.db", "retail_archive.db"}) {
         Write(name, "mine");
         EXPECT_EQ(Run(folder_.Path()), 1);
-        EXPECT_TRUE(Contains(output_, name + " exists already"));
+        EXPECT_TRUE(Contains(output_, name + " already exists"));
         EXPECT_EQ(ListFiles(folder_.Path()), name);
         EXPECT_EQ(ReadWholeFile(folder_ / name), "mine");
         std::filesystem::remove(folder_ / name);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Runs the commands that the documentation shows, each page's in their order and in a folder of its
-# own. Arguments: the program, and the program that makes the demo warehouse.
+# own. Arguments: the programs morvane, morvane-demo and morvane-nightly.
 #
 # What becomes of a block of code depends on the words behind its three backquotes:
 #   sh              is run
@@ -15,6 +15,7 @@
 set -euo pipefail
 program=$1
 make_warehouse=$2
+nightly=$3
 repository=$(cd "$(dirname "$0")/../.." && pwd)
 
 work=$(mktemp -d)
@@ -22,7 +23,7 @@ trap 'rm -rf "$work"' EXIT
 mkdir "$work/bin"
 ln -s "$program" "$work/bin/morvane"
 ln -s "$make_warehouse" "$work/bin/morvane-demo"
-ln -s "$repository/packaging/morvane-nightly" "$work/bin/morvane-nightly"
+ln -s "$nightly" "$work/bin/morvane-nightly"
 export PATH=$work/bin:$PATH MORVANE_CONSOLE=1
 ran=0
 

@@ -14,6 +14,7 @@
 #include "db/embedded/Caught.h"
 #include "db/embedded/Sqlite.h"
 #include "db/modDatabaseOperations.h"
+#include "sql/MaskPasswords.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
 
@@ -220,7 +221,7 @@ void ThrowAsAsked(sqlite3_context*, int, sqlite3_value** arguments) {
         case 0:
             throw std::bad_alloc();
         case 1:
-            throw DatabaseError({"refused"}, "select 1");
+            throw DatabaseError({"refused"}, MaskPasswords("select 1"));
         case 2:
             throw std::out_of_range("too far");
         default:

@@ -7,8 +7,8 @@
 #include <utility>
 
 #include "core/ForwardingConnection.h"
-#include "core/MaskPasswords.h"
 #include "db/ConnectionFactory.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::testing {
 
@@ -38,7 +38,7 @@ class InjectingCommand : public ForwardingCommand {
         : ForwardingCommand(std::move(command)), plan_(plan) {}
 
     void SetText(std::string_view sql) override {
-        text_ = MaskPasswords(sql);
+        text_ = MaskPasswords(sql).Text;
         ForwardingCommand::SetText(sql);
     }
     std::int64_t Execute() override {
@@ -67,7 +67,7 @@ class InjectingConnection : public ForwardingConnection {
     }
 
     std::int64_t Execute(std::string_view sql) override {
-        return plan_.Pass(MaskPasswords(sql), true,
+        return plan_.Pass(MaskPasswords(sql).Text, true,
                           [&] { return ForwardingConnection::Execute(sql); });
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/Connection.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::testing {
 
@@ -54,7 +55,7 @@ class FaultPlan {
             if (fault_ == Fault::OutOfMemory) {
                 throw std::bad_alloc();
             }
-            throw DatabaseError({std::string(FaultText(fault_))}, std::string(statement));
+            throw DatabaseError({std::string(FaultText(fault_))}, MaskPasswords(statement));
         }
         return operation();
     }

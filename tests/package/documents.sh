@@ -15,7 +15,13 @@ for program in "$usr"/bin/*; do
     page=$usr/share/man/man1/$(basename "$program").1.gz
     warnings=$(MANROFFSEQ='' man --warnings -E UTF-8 -l -Tutf8 -Z "$page" 2>&1 >/dev/null)
     [ -z "$warnings" ] || fail "$page: $warnings"
-    zgrep -q '^\.TH .*"Morvane [0-9.]*"' "$page" || fail "$page names no version"
+    version=$(zcat "$page" | sed -n 's/^\.TH .*"Morvane \([0-9.]*\)".*/\1/p')
+    [ -n "$version" ] || fail "$page names no version"
+    # morvane itself prints it below the usage text.
+    case $(basename "$program") in
+    morvane) ;;
+    *) [ "$("$program" --version)" = "$(basename "$program") $version" ] || fail "$program: wrong --version" ;;
+    esac
 done
 
 # section <title>: of morvane(1), as it was written.

@@ -7,13 +7,13 @@
 #include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "db/embedded/CreateStatement.h"
-#include "db/embedded/Tokens.h"
+#include "sql/MaskPasswords.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 namespace {
-
-using Tokens = std::vector<Token>;
 
 constexpr const char* kNewTable = "morvane_new_table";
 
@@ -41,12 +41,8 @@ class Alteration {
 
   private:
     [[noreturn]] void Fail(const std::string& text) const {
-        throw DatabaseError({text}, std::string(sql_));
+        throw DatabaseError({text}, MaskPasswords(sql_));
     }
-    bool IsAt(std::size_t i, std::string_view word) const {
-        return i < tokens_.size() && tokens_[i].Is(word);
-    }
-
     void FindTable();
     void AddColumn(std::size_t begin);
     void DropConstraint();
@@ -70,15 +66,15 @@ void Alteration::Run() {
         tokens_[3].Is(".")) {
         tokens_.erase(tokens_.begin() + 2, tokens_.begin() + 4);
     }
-    if (tokens_.size() < 6 || !IsAt(1, "table") || !tokens_[2].IsName()) {
+    if (tokens_.size() < 6 || !IsAt(tokens_, 1, "table") || !tokens_[2].IsName()) {
         Fail("The embedded warehouse does not know this form of ALTER.");
     }
     FindTable();
-    if (IsAt(3, "drop") && IsAt(4, "constraint") && tokens_.size() == 6) {
+    if (IsAt(tokens_, 3, "drop") && IsAt(tokens_, 4, "constraint") && tokens_.size() == 6) {
         DropConstraint();
-    } else if (IsAt(3, "add") && IsAt(4, "constraint")) {
+    } else if (IsAt(tokens_, 3, "add") && IsAt(tokens_, 4, "constraint")) {
         AddPrimaryKey();
-    } else if (IsAt(3, "add") && tokens_[4].IsName() && !IsAt(4, "column")) {
+    } else if (IsAt(tokens_, 3, "add") && tokens_[4].IsName() && !IsAt(tokens_, 4, "column")) {
         AddColumn(4);
     } else {
         Fail("The embedded warehouse does not know this form of ALTER TABLE.");
@@ -101,16 +97,17 @@ void Alteration::FindTable() {
 // The definition goes through the translation of CREATE TABLE, for its type and default.
 void Alteration::AddColumn(std::size_t begin) {
     std::size_t end = tokens_.size();
-    const bool withValues = IsAt(end - 2, "with") && IsAt(end - 1, "values");
+    const bool withValues = IsAt(tokens_, end - 2, "with") && IsAt(tokens_, end - 1, "values");
     end -= withValues ? 2 : 0;
-    const std::string text = "CREATE TABLE t (" + JoinTokens(tokens_, begin, end) + ")";
+    const std::string text =
+        "CREATE TABLE t (" + JoinTokens(TokenSpan(tokens_).subspan(begin, end - begin)) + ")";
     const CreateStatement column(Translate(text, context_).Sql);
     if (column.Items().size() != 1 || !column.Options().empty()) {
         Fail("The embedded warehouse adds one column at a time.");
     }
     bool required = false;
     for (std::size_t i = begin; i + 1 < end; ++i) {
-        required = required || (IsAt(i, "not") && IsAt(i + 1, "null"));
+        required = required || (IsAt(tokens_, i, "not") && IsAt(tokens_, i + 1, "null"));
     }
     CreateStatement definition(createText_);
     definition.AddColumn(column.Items()[0]);
@@ -129,21 +126,21 @@ void Alteration::DropConstraint() {
 
 void Alteration::AddPrimaryKey() {
     std::size_t open = 8;
-    if (!tokens_[5].IsName() || !IsAt(6, "primary") || !IsAt(7, "key")) {
+    if (!tokens_[5].IsName() || !IsAt(tokens_, 6, "primary") || !IsAt(tokens_, 7, "key")) {
         Fail("The embedded warehouse adds no constraint but a primary key.");
     }
-    open += IsAt(open, "clustered") || IsAt(open, "nonclustered") ? 1U : 0U;
-    if (!IsAt(open, "(")) {
+    open += IsAt(tokens_, open, "clustered") || IsAt(tokens_, open, "nonclustered") ? 1U : 0U;
+    if (!IsGroupAt(tokens_, open)) {
         Fail("Incorrect syntax near 'KEY'.");
     }
-    const std::size_t close = ClosingParenthesis(tokens_, open);
-    for (std::size_t i = open + 1; i < close; ++i) {
-        if (tokens_[i].IsName() && !tokens_[i].Is("asc") && !tokens_[i].Is("desc")) {
-            RequireNotNull(tokens_[i].NameText());
+    const Token& columns = tokens_[open];
+    for (const Token& column : columns.Inside) {
+        if (column.IsName() && !column.Is("asc") && !column.Is("desc")) {
+            RequireNotNull(column.NameText());
         }
     }
-    const bool fileGroup = IsAt(close + 1, "on") && close + 3 == tokens_.size();
-    if (close + 1 != tokens_.size() && !fileGroup) {
+    const bool fileGroup = IsAt(tokens_, open + 1, "on") && open + 3 == tokens_.size();
+    if (open + 1 != tokens_.size() && !fileGroup) {
         Fail("The embedded warehouse does not know this form of ADD CONSTRAINT.");
     }
     CreateStatement definition(createText_);
@@ -151,7 +148,7 @@ void Alteration::AddPrimaryKey() {
         Fail("Table '" + table_ + "' already has a primary key defined on it.");
     }
     definition.AddConstraint("CONSTRAINT " + tokens_[5].Text + " PRIMARY KEY " +
-                             JoinTokens(tokens_, open, close + 1));
+                             JoinTokens(TokenSpan(&columns, 1)));
     MakeAnew(definition);
 }
 
@@ -202,7 +199,7 @@ void Alteration::MakeAnew(const CreateStatement& definition, const std::string& 
     } catch (const DatabaseError& error) {
         sqlite3_exec(database_.Handle(), "ROLLBACK TO morvane_alter; RELEASE morvane_alter",
                      nullptr, nullptr, nullptr);
-        throw DatabaseError(error.Descriptions(), std::string(sql_));
+        throw DatabaseError(error.Descriptions(), MaskPasswords(sql_));
     }
 }
 

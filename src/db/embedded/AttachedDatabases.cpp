@@ -5,6 +5,7 @@
 
 #include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 

@@ -12,6 +12,7 @@
 #include "db/embedded/ColumnTypes.h"
 #include "db/embedded/CreateStatement.h"
 #include "db/embedded/DateDefault.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 

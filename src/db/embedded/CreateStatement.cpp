@@ -6,20 +6,19 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "db/embedded/Sqlite.h"
+#include "sql/MaskPasswords.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-using Tokens = std::vector<Token>;
-
 bool IsConstraint(const std::string& item) {
     constexpr std::array<std::string_view, 5> kFirstWords = {"constraint", "primary", "unique",
                                                              "foreign", "check"};
     const Tokens tokens = Tokenize(item);
-    return std::any_of(kFirstWords.begin(), kFirstWords.end(),
-                       [&](std::string_view word) { return tokens.at(0).Is(word); });
+    return !tokens.empty() && IsOneOf(tokens[0], kFirstWords);
 }
 
 // Where PRIMARY KEY stands in a column definition or constraint, outside parentheses.
@@ -31,9 +30,7 @@ struct KeyPlace {
 
 std::optional<KeyPlace> FindPrimaryKey(const Tokens& tokens) {
     for (std::size_t i = 0; i + 1 < tokens.size(); ++i) {
-        if (tokens[i].Is("(")) {
-            i = ClosingParenthesis(tokens, i);
-        } else if (tokens[i].Is("primary") && tokens[i + 1].Is("key")) {
+        if (tokens[i].Is("primary") && tokens[i + 1].Is("key")) {
             KeyPlace place{i, i + 2, {}};
             if (i >= 2 && tokens[i - 2].Is("constraint")) {
                 place.Begin = i - 2;
@@ -58,24 +55,16 @@ std::string DefaultKeyName(std::string_view table) {
 
 CreateStatement::CreateStatement(std::string_view sql) {
     const Tokens tokens = Tokenize(sql);
-    std::size_t open = 0;
-    while (open < tokens.size() && !tokens[open].Is("(")) {
-        ++open;
+    const auto definition = std::find_if(tokens.begin(), tokens.end(),
+                                         [](const Token& token) { return token.IsGroup(); });
+    if (definition - tokens.begin() < 3 || definition == tokens.end() || !tokens[0].Is("create") ||
+        !tokens[1].Is("table")) {
+        throw DatabaseError({"The table's definition cannot be read."}, MaskPasswords(sql));
     }
-    if (open < 3 || open == tokens.size() || !tokens[0].Is("create") || !tokens[1].Is("table")) {
-        throw DatabaseError({"The table's definition cannot be read."}, std::string(sql));
+    for (const TokenSpan item : SplitAtCommas(definition->Inside)) {
+        items_.push_back(JoinTokens(item));
     }
-    const std::size_t close = ClosingParenthesis(tokens, open);
-    std::size_t begin = open + 1;
-    for (std::size_t i = begin; i <= close; ++i) {
-        if (i < close && tokens[i].Is("(")) {
-            i = ClosingParenthesis(tokens, i);
-        } else if (i == close || tokens[i].Is(",")) {
-            items_.push_back(JoinTokens(tokens, begin, i));
-            begin = i + 1;
-        }
-    }
-    options_ = JoinTokens(tokens, close + 1, tokens.size());
+    options_ = JoinTokens({definition + 1, tokens.end()});
 }
 
 std::optional<std::string> CreateStatement::PrimaryKeyName(std::string_view table) const {
@@ -100,8 +89,8 @@ bool CreateStatement::DropConstraint(std::string_view name, std::string_view tab
         const bool isKey = place && EqualsIgnoreCase(keyName, name);
         if (!IsConstraint(*item)) {
             if (isKey) {
-                *item = JoinTokens(tokens, 0, place->Begin) + " " +
-                        JoinTokens(tokens, place->End, tokens.size());
+                *item = JoinTokens(TokenSpan(tokens).first(place->Begin)) + " " +
+                        JoinTokens(TokenSpan(tokens).subspan(place->End));
                 return true;
             }
         } else if (isKey ||
@@ -119,10 +108,8 @@ std::string CreateStatement::ComputedBy(std::string_view column) const {
         if (!EqualsIgnoreCase(tokens.at(0).NameText(), column)) {
             continue;
         }
-        for (std::size_t i = 1; i + 1 < tokens.size(); ++i) {
-            if (tokens[i].Is("as") && tokens[i + 1].Is("(")) {
-                return JoinTokens(tokens, i + 2, ClosingParenthesis(tokens, i + 1));
-            }
+        if (const std::size_t as = FindWord(tokens, "as", 1); IsGroupAt(tokens, as + 1)) {
+            return JoinTokens(tokens[as + 1].Inside);
         }
     }
     return {};

@@ -6,8 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "db/embedded/Tokens.h"
-
 namespace morvane::embedded {
 
 // The text of a CREATE TABLE statement taken apart, so that a table can be made anew with a column

@@ -9,6 +9,7 @@
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/embedded/NameOrder.h"
 #include "db/embedded/Sqlite.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 

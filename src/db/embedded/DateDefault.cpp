@@ -2,21 +2,19 @@
 #include "db/embedded/DateDefault.h"
 
 #include "base/Text.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 std::string ServerDefault(std::string_view sqliteDefault) {
-    std::vector<Token> tokens = Tokenize(sqliteDefault);
-    while (tokens.size() > 2 && tokens.front().Is("(") &&
-           ClosingParenthesis(tokens, 0) + 1 == tokens.size()) {
-        tokens.erase(tokens.begin());
-        tokens.pop_back();
+    Tokens tokens = Tokenize(sqliteDefault);
+    while (tokens.size() == 1 && tokens[0].IsGroup()) {
+        tokens = Tokens(std::move(tokens[0].Inside));
     }
     if (tokens.empty()) {
         return {};
     }
-    const std::string text = JoinTokens(tokens, 0, tokens.size());
+    const std::string text = JoinTokens(tokens);
     if (text == kLocalTimeDefault || EqualsIgnoreCase(text, "current_timestamp")) {
         return "getdate()";
     }

@@ -3,25 +3,23 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <initializer_list>
 
 #include "core/DatabaseError.h"
 #include "db/embedded/DateOperands.h"
-#include "db/embedded/Sqlite.h"
 #include "db/embedded/StoredDates.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-using Tokens = std::vector<Token>;
-
 constexpr std::size_t kDayLength = std::string_view("yyyy-mm-dd").size();
 
 bool IsComparison(const Token& token) {
     constexpr std::array<std::string_view, 7> kOperators = {"=", "<>", "!=", "<", "<=", ">", ">="};
-    return token.Kind == TokenKind::Symbol &&
-           std::find(kOperators.begin(), kOperators.end(), token.Text) != kOperators.end();
+    return token.Kind == TokenKind::Symbol && IsOneOf(token, kOperators);
 }
 
 bool IsOrder(const Token& comparison) {
@@ -41,16 +39,7 @@ bool IsWholeNumber(const Token& token) {
            token.Text.find_first_not_of("0123456789") == std::string::npos;
 }
 
-std::ptrdiff_t Offset(std::size_t i) {
-    return static_cast<std::ptrdiff_t>(i);
-}
-
-struct Range {
-    std::size_t Begin;
-    std::size_t End;
-};
-
-// Functions with dates among their arguments; the first of those, counted from 0.
+// Functions with date arguments, and the position of the first of those.
 struct DateFunction {
     std::string_view Name;
     std::size_t FirstDate;
@@ -60,67 +49,125 @@ constexpr std::array kDateFunctions = {
     DateFunction{"year", 0},     DateFunction{"month", 0},   DateFunction{"day", 0},
 };
 
+// The items of a list as positions, since the tokens move.
+struct Range {
+    std::size_t Begin;
+    std::size_t End;
+};
+std::vector<Range> ItemsOf(const Tokens& list) {
+    std::vector<Range> items;
+    for (const TokenSpan item : SplitAtCommas(list)) {
+        const auto begin = static_cast<std::size_t>(item.data() - list.data());
+        items.push_back({begin, begin + item.size()});
+    }
+    return items;
+}
+
+// What all lists of a statement share.
+struct DateContext {
+    const SqliteDatabase& Catalogue;
+    DateOrder Order;
+    std::vector<DateParameter>& Parameters;
+};
+
+// Works on one list of tokens: the statement or the contents of a pair of parentheses.
 class DateTexts {
   public:
-    DateTexts(Tokens& tokens, const SqliteDatabase& catalogue, DateOrder order)
-        : tokens_(tokens),
-          catalogue_(catalogue),
-          order_(order),
-          operands_(tokens, catalogue),
-          parameters_(
-              static_cast<std::size_t>(std::count_if(tokens.begin(), tokens.end(), IsParameter))) {}
+    DateTexts(Tokens& tokens, const DateOperands& operands, const DateContext& context)
+        : tokens_(tokens), operands_(operands), context_(context) {}
 
-    std::vector<DateParameter> Run() {
-        ReadInserted();
-        for (std::size_t i = 1; i < tokens_.size(); ++i) {
-            if (tokens_[i].Is("+") || tokens_[i].Is("-")) {
-                AddDays(i);
+    // d - 5 becomes dateadd(day, -5, d).
+    void AddDays() {
+        for (std::size_t i = 0; i < tokens_.size(); ++i) {
+            if (tokens_[i].IsGroup()) {
+                Inside(tokens_[i], &DateTexts::AddDays);
+            } else if (i > 0 && (tokens_[i].Is("+") || tokens_[i].Is("-"))) {
+                i = AddDaysAt(i);
             }
         }
-        // From the end, since an operand that is wrapped moves what follows it.
-        for (std::size_t i = tokens_.size(); i-- > 0;) {
-            if (operands_.IsAssignment(i)) {
-                Assign(operands_.Before(i), operands_.From(i + 1));
-            } else if (IsComparison(tokens_[i])) {
-                Unify({operands_.Before(i), operands_.From(i + 1)}, !IsOrder(tokens_[i]));
-            } else if (tokens_[i].Is("between")) {
-                const auto [subject, low, high] = operands_.Range(i);
-                Unify({subject, low, high});
-            } else if (tokens_[i].Is("in") && Is(i + 1, "(")) {
-                UnifyList(operands_.BeforeWord(i), i + 1);
-            } else if ((tokens_[i].Is("isnull") || tokens_[i].Is("coalesce")) && Is(i + 1, "(")) {
-                UnifyList(operands_.From(i + 2), i + 1);
-            } else if (tokens_[i].Kind == TokenKind::Word && Is(i + 1, "(")) {
-                ReadArguments(i);
+    }
+
+    void Compare() {
+        for (next_ = tokens_.size(); next_ > 0;) {
+            CompareAt(--next_);
+        }
+    }
+
+    // The values of an INSERT, each by the column it goes to.
+    void ReadInserted() {
+        std::size_t i = 2;
+        while (IsAt(tokens_, i, ".") || IsAt(tokens_, i + 1, ".")) {
+            ++i;
+        }
+        if (!IsAt(tokens_, 0, "insert") || !IsAt(tokens_, 1, "into") || i >= tokens_.size()) {
+            return;
+        }
+        const std::string table = tokens_[i].NameText();
+        std::vector<DateKind> kinds;
+        if (IsGroupAt(tokens_, ++i)) {
+            for (const TokenSpan column : SplitAtCommas(tokens_[i++].Inside)) {
+                const std::string name = column.empty() ? "" : column[0].NameText();
+                kinds.push_back(
+                    DateKindOf(context_.Catalogue, table, name).value_or(DateKind::None));
+            }
+        } else {
+            kinds = DateKindsOfInserted(context_.Catalogue, table);
+        }
+        if (IsAt(tokens_, i, "values")) {
+            while (IsGroupAt(tokens_, ++i)) {
+                ReadRow(tokens_[i].Inside, kinds);
+                ++i;  // the comma before the next row
             }
         }
-        CompareStoredDates(tokens_, catalogue_);
-        return std::move(parameters_);
     }
 
   private:
-    bool Is(std::size_t i, std::string_view word) const {
-        return i < tokens_.size() && tokens_[i].Is(word);
+    void Inside(Token& group, void (DateTexts::*pass)()) {
+        const DateOperands operands = operands_.Inside(group);
+        (DateTexts(group.Inside, operands, context_).*pass)();
     }
 
-    // d - 5 becomes dateadd(day, -5, d).
-    void AddDays(std::size_t& sign) {
+    void CompareAt(std::size_t i) {
+        if (tokens_[i].IsGroup()) {
+            Inside(tokens_[i], &DateTexts::Compare);
+        } else if (operands_.IsAssignment(i)) {
+            Assign(operands_.Before(i), operands_.From(i + 1));
+        } else if (IsComparison(tokens_[i])) {
+            Unify({operands_.Before(i), operands_.From(i + 1)}, !IsOrder(tokens_[i]));
+        } else if (tokens_[i].Is("between")) {
+            const auto [subject, low, high] = operands_.Range(i);
+            Unify({subject, low, high});
+        } else if (!IsGroupAt(tokens_, i + 1)) {
+            return;
+        } else if (tokens_[i].Is("in")) {
+            ReadList(operands_.BeforeWord(i).Kind, tokens_[i + 1].Inside);
+        } else if (tokens_[i].Is("isnull") || tokens_[i].Is("coalesce")) {
+            ReadList(operands_.Inside(tokens_[i + 1]).From(0).Kind, tokens_[i + 1].Inside);
+        } else if (tokens_[i].Kind == TokenKind::Word) {
+            ReadArguments(tokens_[i], tokens_[i + 1]);
+        }
+    }
+
+    std::size_t AddDaysAt(std::size_t sign) {
         const Operand date = operands_.Before(sign);
         if (date.Kind == DateKind::None) {
             if (operands_.From(sign + 1).Kind != DateKind::None) {
                 FailArithmetic();
             }
-            return;
+            return sign;
         }
         const bool whole = sign + 1 < tokens_.size() && IsWholeNumber(tokens_[sign + 1]) &&
-                           !Is(sign + 2, "*") && !Is(sign + 2, "/") && !Is(sign + 2, "%");
+                           !IsAt(tokens_, sign + 2, "*") && !IsAt(tokens_, sign + 2, "/") &&
+                           !IsAt(tokens_, sign + 2, "%");
         if (!whole) {
             FailArithmetic();
         }
-        const std::string head =
+        const std::string call =
             "dateadd(day, " + tokens_[sign].Text + tokens_[sign + 1].Text + ", x)";
-        tokens_.erase(tokens_.begin() + Offset(sign), tokens_.begin() + Offset(sign + 2));
-        sign = PutInPlaceOfX(Tokenize(head), date) - 1;
+        const auto at = tokens_.begin() + static_cast<std::ptrdiff_t>(sign);
+        tokens_.erase(at, at + 2);
+        WrapIn(call, date);
+        return date.Begin + 1;
     }
 
     [[noreturn]] static void FailArithmetic() {
@@ -129,25 +176,20 @@ class DateTexts {
              " is dateadd."});
     }
 
-    // The texts of a list are compared with `partner`.
-    void UnifyList(const Operand& partner, std::size_t open) {
-        if (partner.Kind == DateKind::None) {
+    // Literals and parameters of a list that is compared with a date.
+    void ReadList(DateKind kind, Tokens& list) {
+        if (kind == DateKind::None) {
             return;
         }
-        const std::size_t close = ClosingParenthesis(tokens_, open);
-        for (std::size_t i = open + 1; i < close; ++i) {
-            const bool alone =
-                (i == open + 1 || Is(i - 1, ",")) && (i + 1 == close || Is(i + 1, ","));
-            if (IsValue(tokens_[i]) && alone) {
-                ReadValue(i, partner.Kind);
-            } else if (tokens_[i].Is("(")) {
-                i = ClosingParenthesis(tokens_, i);
+        for (const auto& [begin, end] : ItemsOf(list)) {
+            if (end == begin + 1 && IsValue(list[begin])) {
+                ReadValue(list[begin], kind);
             }
         }
     }
 
-    // The sides of one comparison, in their order. Where a time of day is among them, all get one,
-    // but for two columns that are compared for equality: CompareStoredDates knows all forms.
+    // The sides of one comparison, from left to right. If one of them has a time of day, all get
+    // one, except two columns compared for equality: CompareStoredDates handles all their forms.
     void Unify(std::initializer_list<Operand> sides, bool equality = false) {
         DateKind kind = DateKind::None;
         for (const Operand& side : sides) {
@@ -160,7 +202,7 @@ class DateTexts {
         }
         for (auto side = std::rbegin(sides); side != std::rend(sides); ++side) {
             if (side->Kind == DateKind::Date && kind != DateKind::Date) {
-                PutInPlaceOfX(Tokenize("convert(datetime, x)"), *side);
+                WrapIn("convert(datetime, x)", *side);
             } else {
                 ReadAs(*side, kind);
             }
@@ -170,58 +212,38 @@ class DateTexts {
     void Assign(const Operand& column, const Operand& value) {
         const bool holdsDay = column.Kind == DateKind::Date;
         if (value.Form == OperandForm::Value && IsParameter(tokens_[value.Begin])) {
-            ReadValue(value.Begin, column.Kind, true);
+            ReadValue(tokens_[value.Begin], column.Kind, true);
         } else if (value.Kind == DateKind::None) {
             ReadAs(value, column.Kind);
         } else if (column.Kind != DateKind::None && holdsDay != (value.Kind == DateKind::Date)) {
-            PutInPlaceOfX(Tokenize(holdsDay ? "convert(date, x)" : "convert(datetime, x)"), value);
+            WrapIn(holdsDay ? "convert(date, x)" : "convert(datetime, x)", value);
         }
     }
 
-    // The pieces of [begin, end) between its commas.
-    std::vector<Range> SplitList(std::size_t begin, std::size_t end) const {
-        std::vector<Range> pieces{{begin, end}};
-        for (std::size_t i = begin; i < end; ++i) {
-            if (tokens_[i].Is("(")) {
-                i = ClosingParenthesis(tokens_, i);
-            } else if (tokens_[i].Is(",")) {
-                pieces.back().End = i;
-                pieces.push_back({i + 1, end});
-            }
-        }
-        return pieces;
-    }
-
-    // The functions read a text as a session does whose month comes first: in any other, what
-    // they are given is converted before.
-    void ReadArguments(std::size_t name) {
+    // The functions read texts with the month first. In other sessions their arguments are
+    // converted before the call.
+    void ReadArguments(const Token& name, Token& group) {
+        const DateOperands operands = operands_.Inside(group);
+        DateTexts inside(group.Inside, operands, context_);
         const auto* const function =
             std::find_if(kDateFunctions.begin(), kDateFunctions.end(),
-                         [&](const DateFunction& known) { return tokens_[name].Is(known.Name); });
-        if (tokens_[name].Is("cast")) {
-            ReadCast(name + 2, ClosingParenthesis(tokens_, name + 1));
+                         [&](const DateFunction& known) { return name.Is(known.Name); });
+        if (name.Is("cast")) {
+            const std::size_t as = FindWord(group.Inside, "as");
+            if (as + 1 < group.Inside.size()) {
+                inside.ReadArgument({0, as}, DateKindOfType(group.Inside[as + 1].NameText()));
+            }
         } else if (function != kDateFunctions.end()) {
-            const auto arguments = SplitList(name + 2, ClosingParenthesis(tokens_, name + 1));
+            const auto arguments = ItemsOf(group.Inside);
             for (std::size_t i = arguments.size(); i-- > function->FirstDate;) {
-                ReadArgument(arguments[i], DateKind::SessionDateTime);
+                inside.ReadArgument(arguments[i], DateKind::SessionDateTime);
             }
-        } else if (tokens_[name].Is("convert")) {
-            const auto arguments = SplitList(name + 2, ClosingParenthesis(tokens_, name + 1));
-            // A third one, the style, would tell the form whatever the session.
+        } else if (name.Is("convert")) {
+            const auto arguments = ItemsOf(group.Inside);
+            // A third argument, the style, gives the form whatever the session.
             if (arguments.size() == 2) {
-                ReadArgument(arguments[1], DateKindOfType(tokens_[name + 2].NameText()));
+                inside.ReadArgument(arguments[1], DateKindOfType(group.Inside[0].NameText()));
             }
-        }
-    }
-
-    // "value as type" in [begin, end).
-    void ReadCast(std::size_t begin, std::size_t end) {
-        std::size_t as = begin;
-        while (as < end && !tokens_[as].Is("as")) {
-            as = Is(as, "(") ? ClosingParenthesis(tokens_, as) + 1 : as + 1;
-        }
-        if (as + 1 < end) {
-            ReadArgument({begin, as}, DateKindOfType(tokens_[as + 1].NameText()));
         }
     }
 
@@ -229,102 +251,75 @@ class DateTexts {
         const Operand operand = operands_.From(argument.Begin);
         const bool parameter =
             operand.Form == OperandForm::Value && IsParameter(tokens_[operand.Begin]);
-        if (operand.End == argument.End && (parameter || order_ == DateOrder::DayFirst)) {
+        if (operand.End == argument.End && (parameter || context_.Order == DateOrder::DayFirst)) {
             ReadAs(operand, kind);
         }
     }
 
-    // The values of an INSERT, each by the column that it goes to.
-    void ReadInserted() {
-        std::size_t i = 2;
-        while (Is(i, ".") || Is(i + 1, ".")) {
-            ++i;
-        }
-        if (!Is(0, "insert") || !Is(1, "into") || i >= tokens_.size()) {
-            return;
-        }
-        const std::string table = tokens_[i].NameText();
-        std::vector<DateKind> kinds;
-        if (Is(++i, "(")) {
-            const std::size_t close = ClosingParenthesis(tokens_, i);
-            for (const Range& column : SplitList(i + 1, close)) {
-                const std::string name = tokens_[column.Begin].NameText();
-                kinds.push_back(DateKindOf(catalogue_, table, name).value_or(DateKind::None));
-            }
-            i = close + 1;
-        } else {
-            kinds = DateKindsOfInserted(catalogue_, table);
-        }
-        if (!Is(i, "values")) {
-            return;
-        }
-        while (Is(++i, "(")) {
-            const std::size_t close = ClosingParenthesis(tokens_, i);
-            ReadRow(SplitList(i + 1, close), kinds);
-            i = close + 1;  // the comma before the next row, or the end
-        }
-    }
-
-    void ReadRow(const std::vector<Range>& values, const std::vector<DateKind>& kinds) {
+    void ReadRow(Tokens& row, const std::vector<DateKind>& kinds) {
+        const std::vector<Range> values = ItemsOf(row);
         for (std::size_t i = 0; i < std::min(values.size(), kinds.size()); ++i) {
             const auto [begin, end] = values[i];
             if (end != begin + 1 || kinds[i] == DateKind::None) {
                 continue;
             }
-            if (IsParameter(tokens_[begin])) {
-                ReadValue(begin, kinds[i], true);
-            } else if (tokens_[begin].Kind == TokenKind::Text) {
-                const std::string text = LiteralText(tokens_[begin].Text);
-                tokens_[begin].Text = QuotedText(ValueForColumn(text, {kinds[i], true}, order_));
+            if (IsParameter(row[begin])) {
+                ReadValue(row[begin], kinds[i], true);
+            } else if (row[begin].Kind == TokenKind::Text) {
+                const std::string text = Unquoted(row[begin].Text);
+                row[begin].Text =
+                    QuotedText(ValueForColumn(text, {kinds[i], true}, context_.Order));
             }
         }
     }
 
-    // What is no date itself and is taken for one.
+    // Something that is not a date and is used as one.
     void ReadAs(const Operand& operand, DateKind kind) {
         if (kind == DateKind::None) {
             return;
         }
         if (operand.Form == OperandForm::Value) {
-            ReadValue(operand.Begin, kind);
-        } else if (operand.Form == OperandForm::OtherColumn && order_ == DateOrder::DayFirst) {
+            ReadValue(tokens_[operand.Begin], kind);
+        } else if (operand.Form == OperandForm::OtherColumn &&
+                   context_.Order == DateOrder::DayFirst) {
             const char* type = kind == DateKind::Date              ? "date"
                                : kind == DateKind::SessionDateTime ? "datetime"
                                                                    : "datetime2";
-            PutInPlaceOfX(Tokenize("tsql_day_first('" + std::string(type) + "', x)"), operand);
+            WrapIn("tsql_day_first('" + std::string(type) + "', x)", operand);
         }
     }
 
-    void ReadValue(std::size_t i, DateKind kind, bool written = false) {
-        if (IsParameter(tokens_[i])) {
-            const auto before =
-                std::count_if(tokens_.begin(), tokens_.begin() + Offset(i), IsParameter);
-            parameters_[static_cast<std::size_t>(before)] = {kind, written};
+    void ReadValue(Token& value, DateKind kind, bool written = false) {
+        if (IsParameter(value)) {
+            std::size_t number = 0;  // "?1" is the first
+            std::from_chars(value.Text.data() + 1, value.Text.data() + value.Text.size(), number);
+            context_.Parameters[number - 1] = {kind, written};
         } else {
-            const std::string text = LiteralText(tokens_[i].Text);
-            tokens_[i].Text = QuotedText(DateForColumn(text, kind, order_));
+            value.Text = QuotedText(DateForColumn(Unquoted(value.Text), kind, context_.Order));
         }
     }
 
-    // Puts a call around an operand, in the place of the call's last argument, which is "x".
-    // Returns the position after it.
-    std::size_t PutInPlaceOfX(Tokens call, const Operand& operand) {
-        const auto begin = tokens_.begin() + Offset(operand.Begin);
-        const auto end = tokens_.begin() + Offset(operand.End);
-        call.front().SpaceBefore = begin->SpaceBefore;
+    // Puts an operand in the place of "x", the last argument of a call.
+    void WrapIn(const std::string& call, const Operand& operand) {
+        Tokens wrapped = Tokenize(call);
+        const auto begin = tokens_.begin() + static_cast<std::ptrdiff_t>(operand.Begin);
+        const auto end = tokens_.begin() + static_cast<std::ptrdiff_t>(operand.End);
+        wrapped.front().SpaceBefore = begin->SpaceBefore;
         begin->SpaceBefore = true;
-        call.erase(call.end() - 2);
-        call.insert(call.end() - 1, begin, end);
-        const std::size_t after = operand.Begin + call.size();
-        tokens_.insert(tokens_.erase(begin, end), call.begin(), call.end());
-        return after;
+        Tokens& arguments = wrapped.back().Inside;
+        arguments.pop_back();
+        arguments.insert(arguments.end(), std::move_iterator(begin), std::move_iterator(end));
+        if (operand.End <= next_) {
+            next_ = next_ + wrapped.size() - (operand.End - operand.Begin);
+        }
+        tokens_.insert(tokens_.erase(begin, end), std::move_iterator(wrapped.begin()),
+                       std::move_iterator(wrapped.end()));
     }
 
     Tokens& tokens_;
-    const SqliteDatabase& catalogue_;
-    DateOrder order_;
-    DateOperands operands_;
-    std::vector<DateParameter> parameters_;
+    const DateOperands& operands_;
+    const DateContext& context_;
+    std::size_t next_ = 0;  // the tokens from here on have been compared
 };
 
 std::optional<std::string> StoredDate(std::string_view text, DateKind kind, DateOrder order) {
@@ -350,9 +345,15 @@ std::optional<std::string> StoredDate(std::string_view text, DateKind kind, Date
 
 }  // namespace
 
-std::vector<DateParameter> NormalizeDateTexts(Tokens& tokens, const SqliteDatabase& catalogue,
-                                              DateOrder order) {
-    return DateTexts(tokens, catalogue, order).Run();
+void NormalizeDateTexts(Tokens& statement, const SqliteDatabase& catalogue, DateOrder order,
+                        std::vector<DateParameter>& parameters) {
+    const DateContext context{catalogue, order, parameters};
+    const DateOperands operands(statement, catalogue);
+    DateTexts texts(statement, operands, context);
+    texts.ReadInserted();
+    texts.AddDays();
+    texts.Compare();
+    CompareStoredDates(statement, catalogue);
 }
 
 std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order) {

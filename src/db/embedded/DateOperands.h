@@ -4,21 +4,21 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "db/embedded/Catalogue.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 enum class OperandForm {
     Expression,
-    Value,        // a text literal or a parameter, which is converted to the type of what it meets
-    DateColumn,   // a column of dates, or a function that gives what one holds
+    Value,        // a text literal or a parameter, converted to the type it is compared with
+    DateColumn,   // a column of dates, or a function that returns the value of one
     OtherColumn,  // a column that holds no dates
 };
 
-// One side of an operator: the tokens [Begin, End). Kind is None for anything but a date.
+// One side of an operator: the tokens [Begin, End) of its list. Kind is None for anything but a
+// date.
 struct Operand {
     std::size_t Begin = 0;
     std::size_t End = 0;
@@ -27,19 +27,23 @@ struct Operand {
     std::string Table{};  // of a column that was found in one
 };
 
-// Finds out which operands of a statement are dates: columns, by the queries around them from the
-// inside out, and the functions that give dates.
+// Finds the operands that are dates in a statement or in the contents of one pair of parentheses:
+// columns, looked up in the enclosing queries from the inside out, and functions that return dates.
 class DateOperands {
   public:
-    DateOperands(const std::vector<Token>& tokens, const SqliteDatabase& catalogue)
-        : tokens_(tokens), catalogue_(catalogue) {}
+    // `outer` belongs to the tokens that contain these.
+    DateOperands(const Tokens& tokens, const SqliteDatabase& catalogue,
+                 const DateOperands* outer = nullptr)
+        : tokens_(tokens), catalogue_(catalogue), outer_(outer) {}
 
-    // The operand that ends before `end`, or begins at `begin`; an empty one when none does.
+    DateOperands Inside(const Token& group) const { return {group.Inside, catalogue_, this}; }
+
+    // The operand that ends before `end`, or begins at `begin`. Empty if there is none.
     Operand Before(std::size_t end) const;
     Operand From(std::size_t begin) const;
     // The operand before a word such as IN or BETWEEN, with or without NOT.
     Operand BeforeWord(std::size_t word) const;
-    // The operands of the BETWEEN at `between`; empty ones for expressions of another form.
+    // The operands of the BETWEEN at `between`; empty for other forms of expression.
     struct BetweenOperands {
         Operand Subject;
         Operand Low;
@@ -55,21 +59,18 @@ class DateOperands {
         DateKind Kind;
     };
 
-    bool Is(std::size_t i, std::string_view word) const {
-        return i < tokens_.size() && tokens_[i].Is(word);
-    }
-    Operand Call(std::size_t open, std::size_t close) const;
+    Operand Call(std::size_t group) const;
     Operand Column(std::size_t begin, std::size_t end) const;
-    DateKind CallKind(std::size_t open, std::size_t close) const;
+    DateKind CallKind(const Token& name, const Token& group) const;
     DateKind ComputedKind(const std::string& table, const std::string& column) const;
-    std::optional<FoundColumn> FindInQuery(std::size_t begin, std::size_t end,
-                                           const std::string& table,
+    std::optional<FoundColumn> FindInQuery(const std::string& table,
                                            const std::string& column) const;
-    std::optional<FoundColumn> FindInFrom(std::size_t i, std::size_t end, const std::string& table,
+    std::optional<FoundColumn> FindInFrom(std::size_t i, const std::string& table,
                                           const std::string& column) const;
 
-    const std::vector<Token>& tokens_;
+    const Tokens& tokens_;
     const SqliteDatabase& catalogue_;
+    const DateOperands* outer_;
 };
 
 }  // namespace morvane::embedded

@@ -28,6 +28,7 @@
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/StatementCache.h"
 #include "db/embedded/Translation.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -47,7 +48,7 @@ void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
     if (statement.ParameterCount() != static_cast<int>(values)) {
         throw DatabaseError({"The statement has " + std::to_string(statement.ParameterCount()) +
                              " places and the command " + std::to_string(values) + " parameters."},
-                            sqlite3_sql(statement.Handle()));
+                            MaskPasswords(sqlite3_sql(statement.Handle())));
     }
 }
 
@@ -63,7 +64,7 @@ std::shared_ptr<EmbeddedConnection> Require(const OpenConnection& open,
                                             std::string_view statement) {
     auto connection = open.lock();
     if (connection == nullptr) {
-        throw DatabaseError({"The connection is closed."}, std::string(statement));
+        throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
     }
     return connection;
 }
@@ -294,7 +295,7 @@ bool EmbeddedConnection::BindDate(SqliteStatement& statement,
         const std::string& text = std::get<std::string>(value.Data());
         statement.Bind(static_cast<int>(i) + 1, Value(readDate(text, meets[i], context_.Order)));
     } catch (const DatabaseError& error) {
-        throw DatabaseError(error.Descriptions(), statement.ShownAs());
+        throw DatabaseError(error.Descriptions(), MaskPasswords(statement.ShownAs()));
     }
     return true;
 }
@@ -487,7 +488,8 @@ void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {
             return;
         }
     }
-    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."}, text_);
+    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
+                        MaskPasswords(text_));
 }
 
 std::vector<const Value*> EmbeddedCommand::Values() const {

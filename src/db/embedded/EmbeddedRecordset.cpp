@@ -4,6 +4,7 @@
 #include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "db/embedded/ColumnTypes.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::embedded {
 
@@ -86,7 +87,8 @@ EmbeddedRecordset::EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStat
     sqlite3_stmt* handle = statement_.Handle();
     const int columns = sqlite3_column_count(handle);
     if (columns == 0) {
-        throw DatabaseError({"The statement returns no rows to open."}, sqlite3_sql(handle));
+        throw DatabaseError({"The statement returns no rows to open."},
+                            MaskPasswords(sqlite3_sql(handle)));
     }
     eof_ = !statement_.Step();
     for (int column = 0; column < columns; ++column) {
@@ -99,7 +101,7 @@ void EmbeddedRecordset::MoveNext() {
     if (database_.expired()) {
         throw DatabaseError({"The rows can no longer be read: their connection is closed or has"
                              " another default database."},
-                            statement_.ShownAs());
+                            MaskPasswords(statement_.ShownAs()));
     }
     eof_ = !statement_.Step();
     if (eof_) {

@@ -5,45 +5,40 @@
 #include <vector>
 
 #include "core/DatabaseError.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-using Tokens = std::vector<Token>;
-
-bool Is(const Tokens& tokens, std::size_t i, std::string_view text) {
-    return i < tokens.size() && tokens[i].Is(text);
-}
-
-bool IsLiteral(const Tokens& tokens, std::size_t i, std::string_view text) {
-    return i < tokens.size() && tokens[i].Text == text;
-}
-
-// Where "tsql_datediff('day', a, b) = 0" stands: its two operands, each without its comma.
-struct DayComparison {
-    std::size_t Begin = 0;
-    std::size_t Comma = 0;
-    std::size_t Close = 0;
-
-    bool Read(const Tokens& tokens, std::size_t i) {
-        if (!Is(tokens, i, "tsql_datediff") || !Is(tokens, i + 1, "(") ||
-            !IsLiteral(tokens, i + 2, "'day'") || !Is(tokens, i + 3, ",")) {
-            return false;
-        }
-        Begin = i;
-        Close = ClosingParenthesis(tokens, i + 1);
-        for (Comma = i + 4; Comma < Close && !Is(tokens, Comma, ",");) {
-            Comma = Is(tokens, Comma, "(") ? ClosingParenthesis(tokens, Comma) + 1 : Comma + 1;
-        }
-        return Comma < Close && Is(tokens, Close + 1, "=") && IsLiteral(tokens, Close + 2, "0");
-    }
-};
-
 // A day as a number, which an index can hold.
-std::string DayNumber(const Tokens& tokens, std::size_t begin, std::size_t end) {
-    return "tsql_datediff('day', '1900-01-01 00:00:00'," + JoinTokens(tokens, begin, end) + ")";
+std::string DayNumber(TokenSpan date) {
+    return "tsql_datediff('day', '1900-01-01 00:00:00'," + JoinTokens(date) + ")";
+}
+
+bool IsParameter(TokenSpan operand) {
+    return operand.size() == 1 && operand[0].Kind == TokenKind::Parameter;
+}
+
+// The two dates of "(tsql_datediff('day', a, b) = 0)". Empty for any other condition.
+std::vector<TokenSpan> ComparedDays(TokenSpan condition) {
+    if (condition.size() != 1 || !condition[0].IsGroup()) {
+        return {};
+    }
+    const TokenSpan comparison = condition[0].Inside;
+    const bool matches = comparison.size() == 4 && comparison[0].Is("tsql_datediff") &&
+                         comparison[1].IsGroup() && comparison[2].Is("=") &&
+                         comparison[3].Text == "0";
+    if (!matches) {
+        return {};
+    }
+    std::vector<TokenSpan> arguments = SplitAtCommas(comparison[1].Inside);
+    if (arguments.size() != 3 || JoinTokens(arguments[0]) != "'day'") {
+        return {};
+    }
+    arguments.erase(arguments.begin());
+    return arguments;
 }
 
 }  // namespace
@@ -51,33 +46,29 @@ std::string DayNumber(const Tokens& tokens, std::size_t begin, std::size_t end) 
 std::unique_ptr<HistoryIndex> HistoryIndex::For(const SqliteDatabase& database,
                                                 std::string_view sql) {
     const Tokens tokens = Tokenize(sql);
-    if (!Is(tokens, 0, "update") || tokens.size() < 4 || !tokens[1].IsName() ||
-        !Is(tokens, 2, "set")) {
+    if (tokens.size() < 4 || !tokens[0].Is("update") || !tokens[1].IsName() ||
+        !tokens[2].Is("set")) {
         return nullptr;
     }
-    std::size_t i = 3;
-    while (i < tokens.size() && !tokens[i].Is("where")) {
-        ++i;
-    }
     std::string columns;
-    for (++i; i + 3 < tokens.size() && tokens[i].IsName() && Is(tokens, i + 1, "=") &&
-              IsLiteral(tokens, i + 2, "?") && Is(tokens, i + 3, "and");
+    std::size_t i = FindWord(tokens, "where", 3) + 1;
+    for (; i + 3 < tokens.size() && tokens[i].IsName() && tokens[i + 1].Is("=") &&
+           tokens[i + 2].Kind == TokenKind::Parameter && tokens[i + 3].Is("and");
          i += 4) {
         columns += tokens[i].Text + ", ";
     }
-    DayComparison days;
-    if (!Is(tokens, i, "(") || ClosingParenthesis(tokens, i) + 1 != tokens.size() ||
-        !days.Read(tokens, i + 1) || days.Close + 4 != tokens.size()) {
+    const auto days = ComparedDays(TokenSpan(tokens).subspan(std::min(i, tokens.size())));
+    if (days.empty()) {
         return nullptr;
     }
-    const bool valueFirst = days.Comma == days.Begin + 5 && IsLiteral(tokens, days.Begin + 4, "?");
-    const std::string first = DayNumber(tokens, days.Begin + 4, days.Comma);
-    const std::string second = DayNumber(tokens, days.Comma + 1, days.Close);
+    const std::string first = DayNumber(days[0]);
+    const std::string second = DayNumber(days[1]);
     std::unique_ptr<HistoryIndex> index(new HistoryIndex(database));
     index->table_ = tokens[1].Text;
-    index->columns_ = columns + (valueFirst ? second : first);
+    index->columns_ = columns + (IsParameter(days[0]) ? second : first);
     index->name_ = QuotedName("morvane history " + index->columns_);
-    index->statement_ = JoinTokens(tokens, 0, days.Begin) + " " + first + " = " + second + ")";
+    index->statement_ =
+        JoinTokens(TokenSpan(tokens).first(i)) + " (" + first + " = " + second + ")";
     return index->columns_.find('?') == std::string::npos ? std::move(index) : nullptr;
 }
 

@@ -5,7 +5,8 @@
 #include <utility>
 
 #include "core/DatabaseError.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
@@ -17,15 +18,19 @@ constexpr std::int64_t kFewRows = 50000;
 // goes (measured at ten million rows; more so in larger tables).
 constexpr std::int64_t kLeastShare = 8;
 
-// The table of "DELETE FROM t WHERE ...". Empty when the condition has a query of its own, which
-// may need the indexes.
+bool HasQuery(TokenSpan tokens) {
+    return std::any_of(tokens.begin(), tokens.end(), [](const Token& token) {
+        return token.Is("select") || HasQuery(token.Inside);
+    });
+}
+
+// The table of "DELETE FROM t WHERE ...". Empty if the condition contains a query, which may need
+// the indexes.
 std::string TableToDeleteFrom(std::string_view sql) {
-    const std::vector<Token> tokens = Tokenize(sql);
+    const Tokens tokens = Tokenize(sql);
     const bool simple = tokens.size() > 3 && tokens[0].Is("delete") && tokens[1].Is("from") &&
                         tokens[2].IsName() && tokens[3].Is("where");
-    const bool hasQuery = std::any_of(tokens.begin(), tokens.end(),
-                                      [](const Token& token) { return token.Is("select"); });
-    return simple && !hasQuery ? tokens[2].NameText() : "";
+    return simple && !HasQuery(tokens) ? tokens[2].NameText() : "";
 }
 
 // A recordset that is still being read would hinder a change of the schema.

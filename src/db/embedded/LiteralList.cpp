@@ -2,62 +2,67 @@
 #include "db/embedded/LiteralList.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/Text.h"
 #include "db/embedded/Catalogue.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Lexer.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-constexpr std::size_t kLong = 1000;  // bytes; shorter lists are compiled sooner than looked up here
-constexpr std::string_view kOpening = " IN ('";
-constexpr std::string_view kNot = " NOT";
+constexpr std::size_t kLong = 1000;  // bytes; compiling a shorter list is faster than this
 
-// Whether the text ends with "t.c" or "t.c NOT", a column that holds no dates.
-bool EndsWithPlainColumn(const SqliteDatabase& database, std::string_view sql) {
-    if (sql.size() > kNot.size() && EqualsIgnoreCase(sql.substr(sql.size() - kNot.size()), kNot)) {
-        sql.remove_suffix(kNot.size());
+// Reads a query up to the first list of texts, as in "t.c IN ('a'". Returns the position of that
+// text; npos if there is none or if t.c may hold dates.
+std::size_t FindList(const SqliteDatabase& database, std::string_view sql) {
+    Lexer lexer(sql);
+    std::array<Lexeme, 6> last;  // t . c [not] in (
+    Lexeme lexeme;
+    for (std::size_t begin = lexer.Position(); lexer.Next(lexeme) && !lexeme.Problem;
+         begin = lexer.Position()) {
+        if (lexeme.Kind == TokenKind::Text && last[5].Is("(") && last[4].Is("in")) {
+            const std::size_t name = last[3].Is("not") ? 0 : 1;
+            return last[name + 1].Is(".") && DateKindOf(database, last[name].Text,
+                                                        last[name + 2].Text) == DateKind::None
+                       ? begin
+                       : std::string_view::npos;
+        }
+        std::rotate(last.begin(), last.begin() + 1, last.end());
+        last.back() = lexeme;
     }
-    const std::string_view name = sql.substr(sql.find_last_of(" (,=\r\n") + 1);
-    const std::size_t dot = name.find('.');
-    return dot != std::string_view::npos &&
-           DateKindOf(database, name.substr(0, dot), name.substr(dot + 1)) == DateKind::None;
+    return std::string_view::npos;
 }
 
-// The position behind the text literal at `begin`; npos when there is none.
+// The position after the text literal at `begin`; npos if there is none.
 std::size_t SkipText(std::string_view list, std::size_t begin) {
-    if (begin >= list.size() || list[begin] != '\'') {
-        return std::string_view::npos;
-    }
-    std::size_t end = list.find('\'', begin + 1);
-    while (end != std::string_view::npos && end + 1 < list.size() && list[end + 1] == '\'') {
-        end = list.find('\'', end + 2);
-    }
-    return end == std::string_view::npos ? end : end + 1;
+    Lexeme lexeme;
+    Lexer lexer(list.substr(std::min(begin, list.size())));
+    const bool text =
+        lexer.Position() == 0 && lexer.Next(lexeme) && !lexeme.Problem && lexeme.Text[0] == '\'';
+    return text ? begin + lexeme.Text.size() : std::string_view::npos;
 }
 
 }  // namespace
 
 std::string LiteralList::Replace(const SqliteDatabase& database, std::string_view sql) {
-    const std::size_t opening = sql.size() < kLong ? std::string_view::npos : sql.find(kOpening);
-    // A rollback would take the table back to an earlier list.
-    if (opening == std::string_view::npos || sqlite3_get_autocommit(database.Handle()) == 0) {
+    // A rollback would restore an earlier list.
+    if (sql.size() < kLong || sqlite3_get_autocommit(database.Handle()) == 0) {
         return std::string(sql);
     }
-    const std::string_view before = sql.substr(0, opening);
-    const std::string_view list = sql.substr(opening + kOpening.size() - 1);
-    const bool inText = std::count(before.begin(), before.end(), '\'') % 2 != 0;
-    if (inText || !EndsWithPlainColumn(database, before)) {
+    const std::size_t begin = FindList(database, sql);
+    if (begin == std::string_view::npos) {
         return std::string(sql);
     }
+    const std::string_view list = sql.substr(begin);
     const std::size_t length = Hold(database, list);
     if (length == 0) {
         return std::string(sql);
     }
-    std::string shorter(before);
-    shorter += " IN (SELECT item FROM temp.\"literal list\"";
+    std::string shorter(sql.substr(0, begin));
+    shorter += "SELECT item FROM temp.\"literal list\"";
     shorter += list.substr(length);
     return shorter;
 }
@@ -74,7 +79,7 @@ std::size_t LiteralList::Hold(const SqliteDatabase& database, std::string_view l
         if (end == std::string_view::npos) {
             return 0;
         }
-        items.push_back(LiteralText(list.substr(begin, end - begin)));
+        items.push_back(Unquoted(list.substr(begin, end - begin)));
     }
     if (end < kLong || end == list.size() || list[end] != ')') {
         return 0;

@@ -6,7 +6,8 @@
 #include <vector>
 
 #include "base/Text.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
@@ -34,6 +35,22 @@ bool NamesMetaTable(std::string_view sql) {
 
 std::string CopyOf(const MetaTable& table) {
     return "\"copy of " + std::string(table.Name) + "\"";
+}
+
+// Replaces the names of the meta tables by those of their copies. False if there are none.
+bool ReadCopies(Tokens& tokens) {
+    bool found = false;
+    for (Token& token : tokens) {
+        found = ReadCopies(token.Inside) || found;
+        for (const MetaTable& table : kMetaTables) {
+            if (EqualsIgnoreCase(token.NameText(), table.Name)) {
+                token.Kind = TokenKind::Name;
+                token.Text = CopyOf(table);
+                found = true;
+            }
+        }
+    }
+    return found;
 }
 
 std::int64_t Number(const SqliteDatabase& database, const std::string& sql) {
@@ -121,18 +138,9 @@ std::string MetaTableCopies::Replace(const SqliteDatabase& database, const std::
     if (!NamesMetaTable(sql)) {
         return sql;
     }
-    std::vector<Token> tokens = Tokenize(sql);
-    bool found = false;
-    for (Token& token : tokens) {
-        for (const MetaTable& table : kMetaTables) {
-            if (EqualsIgnoreCase(token.NameText(), table.Name)) {
-                token = {TokenKind::Name, CopyOf(table), token.SpaceBefore};
-                found = true;
-            }
-        }
-    }
-    return found && tokens[0].Is("select") && Serve(database) ? JoinTokens(tokens, 0, tokens.size())
-                                                              : sql;
+    Tokens tokens = Tokenize(sql);
+    const bool found = ReadCopies(tokens);
+    return found && tokens[0].Is("select") && Serve(database) ? JoinTokens(tokens) : sql;
 }
 
 // True when there are copies and they hold what the meta tables hold.

@@ -9,65 +9,46 @@
 #include "core/DatabaseError.h"
 #include "db/embedded/DateForms.h"
 #include "db/embedded/Sqlite.h"
-#include "db/embedded/Tokens.h"
+#include "sql/Quoting.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-using Tokens = std::vector<Token>;
-
-struct Range {
-    std::size_t Begin;
-    std::size_t End;
-    bool Empty() const { return Begin >= End; }
-};
-
-// The clauses of "UPDATE t SET ... [FROM ...] [WHERE ...]".
+// The clauses of "UPDATE t SET ... [FROM ...] [WHERE ...]", without their first words.
 struct UpdateClauses {
     std::string Target;
-    Range Set{};
-    Range From{};
-    Range Where{};
+    TokenSpan Head;  // UPDATE t SET ...
+    TokenSpan Set;
+    TokenSpan From;
+    TokenSpan Where;
 };
 
-// The position of a word outside parentheses, or the end.
-std::size_t FindWord(const Tokens& tokens, std::size_t begin, std::size_t end,
-                     std::string_view word) {
-    for (std::size_t i = begin; i < end; ++i) {
-        if (tokens[i].Is("(")) {
-            i = ClosingParenthesis(tokens, i);
-        } else if (tokens[i].Is(word)) {
-            return i;
-        }
-    }
-    return end;
-}
-
-std::optional<UpdateClauses> ParseUpdate(const Tokens& tokens) {
+std::optional<UpdateClauses> ParseUpdate(TokenSpan tokens) {
     if (tokens.size() < 6 || !tokens[0].Is("update") || !tokens[1].IsName() ||
         !tokens[2].Is("set")) {
         return std::nullopt;
     }
-    const std::size_t end = tokens.size();
-    const std::size_t where = FindWord(tokens, 3, end, "where");
-    const std::size_t from = FindWord(tokens, 3, where, "from");
-    return UpdateClauses{tokens[1].NameText(),
-                         {3, from},
-                         {std::min(from + 1, where), where},
-                         {std::min(where + 1, end), end}};
+    const std::size_t where = FindWord(tokens, "where", 3);
+    const std::size_t from = std::min(FindWord(tokens, "from", 3), where);
+    const auto clause = [&](std::size_t word, std::size_t end) {
+        const std::size_t begin = std::min(word + 1, end);
+        return tokens.subspan(begin, end - begin);
+    };
+    return UpdateClauses{tokens[1].NameText(), tokens.first(from), clause(2, from),
+                         clause(from, where), clause(where, tokens.size())};
 }
 
-// "column IS NOT value" for a SET clause of one literal, so that no row is written in vain.
-std::string ChangesSomething(const Tokens& tokens, const UpdateClauses& update) {
-    const auto [begin, end] = update.Set;
-    const bool literal = end == begin + 3 && tokens[begin].IsName() && tokens[begin + 1].Is("=") &&
-                         tokens[begin + 2].Kind == TokenKind::Number;
+// "column IS NOT value" for a SET clause with one number, so that unchanged rows are not written.
+std::string ChangesSomething(const UpdateClauses& update) {
+    const TokenSpan set = update.Set;
+    const bool literal =
+        set.size() == 3 && set[0].IsName() && set[1].Is("=") && set[2].Kind == TokenKind::Number;
     if (!literal) {
         return {};
     }
-    return QuotedName(update.Target) + "." + tokens[begin].Text + " IS NOT " +
-           tokens[begin + 2].Text;
+    return QuotedName(update.Target) + "." + set[0].Text + " IS NOT " + set[2].Text;
 }
 
 [[noreturn]] void FailFrom() {
@@ -76,17 +57,16 @@ std::string ChangesSomething(const Tokens& tokens, const UpdateClauses& update) 
          "that names the changed table once."});
 }
 
-// The tables of the FROM list but the changed one.
-std::vector<std::string> OtherTables(const Tokens& tokens, const UpdateClauses& update) {
+// The tables of the FROM list except the updated one.
+std::vector<std::string> OtherTables(const UpdateClauses& update) {
     std::vector<std::string> others;
     bool targetSeen = false;
-    for (std::size_t i = update.From.Begin; i < update.From.End; i += 2) {
-        const bool last = i + 1 == update.From.End;
-        if (!tokens[i].IsName() || (!last && !tokens[i + 1].Is(",")) || i + 2 == update.From.End) {
+    for (const TokenSpan table : SplitAtCommas(update.From)) {
+        if (table.size() != 1 || !table[0].IsName()) {
             FailFrom();
         }
-        if (!EqualsIgnoreCase(tokens[i].NameText(), update.Target)) {
-            others.push_back(tokens[i].NameText());
+        if (!EqualsIgnoreCase(table[0].NameText(), update.Target)) {
+            others.push_back(table[0].NameText());
         } else if (targetSeen) {
             FailFrom();
         } else {
@@ -99,22 +79,23 @@ std::vector<std::string> OtherTables(const Tokens& tokens, const UpdateClauses& 
     return others;
 }
 
-std::vector<Range> SplitConjunction(const Tokens& tokens, Range condition) {
-    std::vector<Range> terms;
-    while (!condition.Empty()) {
-        const std::size_t end = FindWord(tokens, condition.Begin, condition.End, "and");
-        terms.push_back({condition.Begin, end});
-        condition.Begin = end + 1;
+std::vector<TokenSpan> SplitConjunction(TokenSpan condition) {
+    std::vector<TokenSpan> terms;
+    while (!condition.empty()) {
+        const std::size_t end = FindWord(condition, "and");
+        terms.push_back(condition.first(end));
+        condition = condition.subspan(std::min(end + 1, condition.size()));
     }
     return terms;
 }
 
-bool IsColumnOf(const Tokens& tokens, std::size_t i, std::string_view table) {
-    return tokens[i].IsName() && EqualsIgnoreCase(tokens[i].NameText(), table) &&
-           tokens[i + 1].Is(".") && tokens[i + 2].IsName();
+// True for "table.column" at the beginning of the tokens.
+bool IsColumnOf(TokenSpan tokens, std::string_view table) {
+    return tokens.size() >= 3 && tokens[0].IsName() &&
+           EqualsIgnoreCase(tokens[0].NameText(), table) && tokens[1].Is(".") && tokens[2].IsName();
 }
 
-// A condition "t.a = f.x AND t.b = f.y AND <something about f alone>".
+// A condition "t.a = f.x AND t.b = f.y AND <terms about f alone>".
 struct KeyCondition {
     std::vector<std::string> TargetColumns;
     std::vector<std::string> ForeignColumns;
@@ -122,52 +103,49 @@ struct KeyCondition {
     std::string LastForeignName;  // the bare name of the last of ForeignColumns
 };
 
-// "f.x in (t.a, tsql_date_form(t.a, ...", as dates in any form are compared. Without an index both
-// are brought to one form.
-bool AddDateTerm(const Tokens& tokens, Range term, std::string_view target,
-                 std::string_view foreign, KeyCondition& condition) {
-    const std::size_t begin = term.Begin;
-    const bool matches = term.End > begin + 9 && tokens[begin + 3].Is("in") &&
-                         tokens[begin + 4].Is("(") && tokens[begin + 9].Is("tsql_date_form") &&
-                         IsColumnOf(tokens, begin, foreign) &&
-                         IsColumnOf(tokens, begin + 5, target) &&
-                         ClosingParenthesis(tokens, begin + 4) + 1 == term.End;
+// "f.x in (t.a, tsql_date_form(t.a, ...": the comparison of dates in any form. Without an index,
+// both sides are converted to one form.
+bool AddDateTerm(TokenSpan term, std::string_view target, std::string_view foreign,
+                 KeyCondition& condition) {
+    if (term.size() != 5 || !IsColumnOf(term, foreign) || !term[3].Is("in") || !term[4].IsGroup()) {
+        return false;
+    }
+    const TokenSpan list = term[4].Inside;
+    const bool matches = IsColumnOf(list, target) && IsAt(list, 4, "tsql_date_form");
     if (matches) {
-        const auto full = [&](std::size_t column) {
-            return "tsql_date_form(" + JoinTokens(tokens, column, column + 3) + ", " +
+        const auto full = [](TokenSpan column) {
+            return "tsql_date_form(" + JoinTokens(column) + ", " +
                    std::to_string(static_cast<int>(DateForm::Full)) + ")";
         };
-        condition.TargetColumns.push_back(full(begin + 5));
-        condition.ForeignColumns.push_back(full(begin));
-        condition.LastForeignName = tokens[begin + 2].NameText();
+        condition.TargetColumns.push_back(full(list.first(3)));
+        condition.ForeignColumns.push_back(full(term.first(3)));
+        condition.LastForeignName = term[2].NameText();
     }
     return matches;
 }
 
-// False when the term has another form.
-bool AddTerm(const Tokens& tokens, Range term, std::string_view target, std::string_view foreign,
+// False if the term has another form.
+bool AddTerm(TokenSpan term, std::string_view target, std::string_view foreign,
              KeyCondition& condition) {
-    const std::string text = JoinTokens(tokens, term.Begin, term.End);
-    if (term.End == term.Begin + 7 && tokens[term.Begin + 3].Is("=") &&
-        IsColumnOf(tokens, term.Begin, target) && IsColumnOf(tokens, term.Begin + 4, foreign)) {
-        condition.TargetColumns.push_back(JoinTokens(tokens, term.Begin, term.Begin + 3));
-        condition.ForeignColumns.push_back(JoinTokens(tokens, term.Begin + 4, term.End));
-        condition.LastForeignName = tokens[term.Begin + 6].NameText();
+    if (term.size() == 7 && term[3].Is("=") && IsColumnOf(term, target) &&
+        IsColumnOf(term.subspan(4), foreign)) {
+        condition.TargetColumns.push_back(JoinTokens(term.first(3)));
+        condition.ForeignColumns.push_back(JoinTokens(term.subspan(4)));
+        condition.LastForeignName = term[6].NameText();
         return true;
     }
-    if (term.End == term.Begin + 5 && IsColumnOf(tokens, term.Begin, foreign) &&
-        tokens[term.Begin + 4].Kind == TokenKind::Number) {
-        condition.ForeignTerms.push_back(text);
+    if (term.size() == 5 && IsColumnOf(term, foreign) && term[4].Kind == TokenKind::Number) {
+        condition.ForeignTerms.push_back(JoinTokens(term));
         return true;
     }
-    return AddDateTerm(tokens, term, target, foreign, condition);
+    return AddDateTerm(term, target, foreign, condition);
 }
 
-std::optional<KeyCondition> ParseKeyCondition(const Tokens& tokens, Range where,
-                                              std::string_view target, std::string_view foreign) {
+std::optional<KeyCondition> ParseKeyCondition(TokenSpan where, std::string_view target,
+                                              std::string_view foreign) {
     KeyCondition condition;
-    for (const Range term : SplitConjunction(tokens, where)) {
-        if (!AddTerm(tokens, term, target, foreign, condition)) {
+    for (const TokenSpan term : SplitConjunction(where)) {
+        if (!AddTerm(term, target, foreign, condition)) {
             return std::nullopt;
         }
     }
@@ -236,39 +214,35 @@ std::string MembershipTest(sqlite3* database, const KeyCondition& condition,
     return "(" + Join(condition.TargetColumns, ", ") + ") IN (" + keys + ")";
 }
 
-std::string SemiJoin(sqlite3* database, const Tokens& tokens, const UpdateClauses& update,
+std::string SemiJoin(sqlite3* database, const UpdateClauses& update,
                      const std::vector<std::string>& others) {
     std::vector<std::string> quoted;
     for (const std::string& table : others) {
         quoted.push_back(QuotedName(table));
     }
-    const std::string head = JoinTokens(tokens, 0, update.Set.End) + " WHERE ";
-    const std::string changes = ChangesSomething(tokens, update);
-    const std::string where =
-        update.Where.Empty() ? "1" : JoinTokens(tokens, update.Where.Begin, update.Where.End);
+    const std::string head = JoinTokens(update.Head) + " WHERE ";
+    const std::string changes = ChangesSomething(update);
+    const std::string where = update.Where.empty() ? "1" : JoinTokens(update.Where);
     const std::string byLookUp = head + And(changes, "EXISTS (SELECT 1 FROM " + Join(quoted, ", ") +
                                                          " WHERE " + where + ")");
     if (others.size() != 1) {
         return byLookUp;
     }
-    const auto keys = ParseKeyCondition(tokens, update.Where, update.Target, others[0]);
+    const auto keys = ParseKeyCondition(update.Where, update.Target, others[0]);
     if (!keys || AnswersByIndex(database, byLookUp, others[0], keys->TargetColumns.size())) {
         return byLookUp;
     }
     return head + And(changes, MembershipTest(database, *keys, others[0]));
 }
 
-// True when every assignment is "column = literal or ?", which no other table's row can change.
-bool SetsConstants(const Tokens& tokens, Range set) {
-    for (std::size_t i = set.Begin; i < set.End; i += 4) {
-        const bool literal = i + 2 < set.End && tokens[i].IsName() && tokens[i + 1].Is("=") &&
-                             !tokens[i + 2].IsName() && tokens[i + 2].Kind != TokenKind::Symbol;
-        const bool ends = i + 3 == set.End || (i + 4 < set.End && tokens[i + 3].Is(","));
-        if (!literal || !ends) {
-            return false;
-        }
-    }
-    return true;
+// True if every assignment is "column = literal or ?", which no row of another table can affect.
+bool SetsConstants(TokenSpan set) {
+    const std::vector<TokenSpan> assignments = SplitAtCommas(set);
+    return std::all_of(assignments.begin(), assignments.end(), [](TokenSpan assignment) {
+        return assignment.size() == 3 && assignment[0].IsName() && assignment[1].Is("=") &&
+               !assignment[2].IsName() && !assignment[2].IsGroup() &&
+               assignment[2].Kind != TokenKind::Symbol;
+    });
 }
 
 }  // namespace
@@ -279,25 +253,23 @@ std::string RewriteUpdate(sqlite3* database, std::string_view sql) {
     if (!update) {
         return std::string(sql);
     }
-    if (update->From.Empty()) {
-        const std::string changes = ChangesSomething(tokens, *update);
-        return update->Where.Empty() && !changes.empty() ? std::string(sql) + " WHERE " + changes
+    if (update->From.empty()) {
+        const std::string changes = ChangesSomething(*update);
+        return update->Where.empty() && !changes.empty() ? std::string(sql) + " WHERE " + changes
                                                          : std::string(sql);
     }
-    const std::vector<std::string> others = OtherTables(tokens, *update);
-    const std::string where =
-        update->Where.Empty()
-            ? ""
-            : " WHERE " + JoinTokens(tokens, update->Where.Begin, update->Where.End);
+    const std::vector<std::string> others = OtherTables(*update);
     if (others.empty()) {
-        return JoinTokens(tokens, 0, update->Set.End) + where;
+        const std::string where =
+            update->Where.empty() ? "" : " WHERE " + JoinTokens(update->Where);
+        return JoinTokens(update->Head) + where;
     }
-    if (!SetsConstants(tokens, update->Set)) {
+    if (!SetsConstants(update->Set)) {
         throw DatabaseError(
             {"The embedded warehouse knows UPDATE ... FROM only with constants in "
              "its SET clause."});
     }
-    return SemiJoin(database, tokens, *update, others);
+    return SemiJoin(database, *update, others);
 }
 
 }  // namespace morvane::embedded

@@ -8,6 +8,7 @@
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::embedded {
 
@@ -34,17 +35,6 @@ std::string Describe(sqlite3* database) {
     }
 }
 
-std::string Quoted(std::string_view text, char quote) {
-    std::string quoted(1, quote);
-    for (const char c : text) {
-        quoted += c;
-        if (c == quote) {
-            quoted += c;
-        }
-    }
-    return quoted + quote;
-}
-
 bool IsBlankOrSemicolon(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ';';
 }
@@ -64,15 +54,7 @@ void RequireWritable(sqlite3* database, const std::string& path) {
 }  // namespace
 
 void ThrowSqliteError(sqlite3* database, std::string_view statement) {
-    throw DatabaseError({Describe(database)}, std::string(statement));
-}
-
-std::string QuotedName(std::string_view name) {
-    return Quoted(name, '"');
-}
-
-std::string QuotedText(std::string_view text) {
-    return Quoted(text, '\'');
+    throw DatabaseError({Describe(database)}, MaskPasswords(statement));
 }
 
 SqliteStatement::SqliteStatement(sqlite3* database, std::string_view sql, std::string_view shownAs)
@@ -88,11 +70,11 @@ SqliteStatement::SqliteStatement(sqlite3* database, std::string_view sql, std::s
     for (; tail != sql.data() + sql.size(); ++tail) {
         if (!IsBlankOrSemicolon(*tail)) {
             throw DatabaseError({"The embedded warehouse takes one statement at a time."},
-                                shownAs_);
+                                MaskPasswords(shownAs_));
         }
     }
     if (handle == nullptr) {
-        throw DatabaseError({"The statement is empty."}, shownAs_);
+        throw DatabaseError({"The statement is empty."}, MaskPasswords(shownAs_));
     }
 }
 

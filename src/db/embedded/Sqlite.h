@@ -77,10 +77,4 @@ class SqliteDatabase {
 // Throws the last error of the database as a DatabaseError.
 [[noreturn]] void ThrowSqliteError(sqlite3* database, std::string_view statement);
 
-// A name as an SQLite identifier: in double quotes, quotes doubled.
-std::string QuotedName(std::string_view name);
-
-// A text as an SQL literal: in single quotes, quotes doubled.
-std::string QuotedText(std::string_view text);
-
 }  // namespace morvane::embedded

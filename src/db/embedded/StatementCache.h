@@ -10,6 +10,10 @@
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/Translation.h"
 
+namespace morvane {
+class Lexer;
+}
+
 namespace morvane::embedded {
 
 struct CachedStatement {
@@ -57,11 +61,10 @@ class DeleteByLiterals {
     const std::vector<Value>& Literals() const { return literals_; }
 
   private:
-    bool ParseComparison(std::string_view& rest);
+    bool ParseLiteral(Lexer& lexer);
     Value& NextLiteral();
 
     std::string shape_;
-    std::string text_;
     std::vector<Value> literals_;
     std::size_t literalCount_ = 0;
 };

@@ -10,76 +10,80 @@
 #include "db/embedded/Catalogue.h"
 #include "db/embedded/DateForms.h"
 #include "db/embedded/DateOperands.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
 namespace {
-
-using Tokens = std::vector<Token>;
 
 constexpr std::array kFormsOfAMoment = {
     DateForm::Full,           DateForm::WithT,       DateForm::Milliseconds,
     DateForm::Microseconds,   DateForm::SevenDigits, DateForm::ShortFraction,
     DateForm::WithoutSeconds, DateForm::Day,         DateForm::Compact};
 
-std::ptrdiff_t Offset(std::size_t i) {
-    return static_cast<std::ptrdiff_t>(i);
-}
-
 bool IsColumn(const Operand& operand) {
     return operand.Form == OperandForm::DateColumn;
 }
 
-// A date, or what has been made one.
+// A date, or a value that has been converted to one.
 bool IsDate(const Operand& operand) {
     return operand.Kind != DateKind::None || operand.Form == OperandForm::Value;
 }
 
+constexpr std::array<std::string_view, 3> kEqualities = {"=", "<>", "!="};
+constexpr std::array<std::string_view, 4> kOrders = {"<", "<=", ">", ">="};
+constexpr std::array<std::string_view, 2> kDirections = {"asc", "desc"};
+constexpr std::array<std::string_view, 3> kQueryJoins = {"union", "except", "intersect"};
+
+bool JoinsQueries(TokenSpan tokens) {
+    return std::any_of(tokens.begin(), tokens.end(), [](const Token& token) {
+        return IsOneOf(token, kQueryJoins) || JoinsQueries(token.Inside);
+    });
+}
+
+// What all lists of a statement share.
+struct StatementContext {
+    const SqliteDatabase& Catalogue;
+    std::string UpdatedTable;  // empty if the statement is not an UPDATE
+    bool JoinsQueries;         // its ORDER BY can name only columns of the result
+};
+
+// Works on one list of tokens: the statement or the contents of a pair of parentheses.
 class StoredDates {
   public:
-    StoredDates(Tokens& tokens, const SqliteDatabase& catalogue)
-        : tokens_(tokens), catalogue_(catalogue), operands_(tokens, catalogue) {}
+    StoredDates(Tokens& tokens, const DateOperands& operands, const StatementContext& context)
+        : tokens_(tokens), operands_(operands), context_(context) {}
 
-    // From the end, since what is rewritten moves what follows it.
+    // From the end, since a rewritten comparison moves what follows it.
     void Run() {
-        // Their ORDER BY can name only a column of the result.
-        const bool joinsQueries =
-            std::any_of(tokens_.begin(), tokens_.end(),
-                        [](const Token& token) { return IsOneOf(token, kQueryJoins); });
         for (next_ = tokens_.size(); next_-- > 0;) {
             const std::size_t i = next_;
-            if (IsOneOf(tokens_[i], kEqualities) && !operands_.IsAssignment(i)) {
+            if (tokens_[i].IsGroup()) {
+                Inside(tokens_[i], [](StoredDates& inside) { inside.Run(); });
+            } else if (IsOneOf(tokens_[i], kEqualities) && !operands_.IsAssignment(i)) {
                 FindAllForms(i);
             } else if (IsOneOf(tokens_[i], kOrders)) {
                 CompareByOrder(i);
             } else if (tokens_[i].Is("between")) {
                 CompareWithRange(i);
-            } else if (tokens_[i].Is("in") && i + 2 < tokens_.size() && tokens_[i + 1].Is("(")) {
+            } else if (tokens_[i].Is("in") && IsGroupAt(tokens_, i + 1)) {
                 FindListed(i);
-            } else if (tokens_[i].Is("by") && !joinsQueries) {
+            } else if (tokens_[i].Is("by") && !context_.JoinsQueries) {
                 SortByMoment(i + 1);
             }
         }
     }
 
   private:
-    static constexpr std::array<std::string_view, 3> kEqualities = {"=", "<>", "!="};
-    static constexpr std::array<std::string_view, 3> kQueryJoins = {"union", "except", "intersect"};
-    static constexpr std::array<std::string_view, 2> kDirections = {"asc", "desc"};
-    static constexpr std::array<std::string_view, 4> kOrders = {"<", "<=", ">", ">="};
+    template <typename Action>
+    void Inside(Token& group, Action action) {
+        const DateOperands operands = operands_.Inside(group);
+        StoredDates inside(group.Inside, operands, context_);
+        action(inside);
+    }
 
-    // The operand's text. It may be written several times, so that its parameters get numbers.
     std::string Sql(const Operand& operand) const {
-        Tokens copy(tokens_.begin() + Offset(operand.Begin), tokens_.begin() + Offset(operand.End));
-        const auto isParameter = [](const Token& token) {
-            return token.Kind == TokenKind::Parameter;
-        };
-        auto number =
-            std::count_if(tokens_.begin(), tokens_.begin() + Offset(operand.Begin), isParameter);
-        for (Token& token : copy) {
-            token.Text += isParameter(token) ? std::to_string(++number) : "";
-        }
-        return JoinTokens(copy, 0, copy.size());
+        return JoinTokens(TokenSpan(tokens_).subspan(operand.Begin, operand.End - operand.Begin));
     }
 
     std::string InForm(const Operand& operand, DateForm form) const {
@@ -87,20 +91,16 @@ class StoredDates {
         if (operand.Form != OperandForm::Value || token.Kind != TokenKind::Text) {
             return fmt::format("tsql_date_form({}, {})", Sql(operand), static_cast<int>(form));
         }
-        const std::string text = InDateForm(LiteralText(token.Text), form);
+        const std::string text = InDateForm(Unquoted(token.Text), form);
         return IsCompact(text) ? text : QuotedText(text);
     }
 
-    // Puts SQL in the place of the tokens [begin, end), which is not looked at again.
+    // Replaces the tokens [begin, end) by SQL, which is not rewritten again.
     void Replace(std::size_t begin, std::size_t end, const std::string& sql) {
         Tokens made = Tokenize(sql);
-        for (Token& token : made) {
-            // With its number it counts no longer.
-            token.Kind = token.Kind == TokenKind::Parameter ? TokenKind::Symbol : token.Kind;
-        }
         made.front().SpaceBefore = tokens_[begin].SpaceBefore;
-        const auto at =
-            tokens_.erase(tokens_.begin() + Offset(begin), tokens_.begin() + Offset(end));
+        const auto first = tokens_.begin() + static_cast<std::ptrdiff_t>(begin);
+        const auto at = tokens_.erase(first, first + static_cast<std::ptrdiff_t>(end - begin));
         tokens_.insert(at, made.begin(), made.end());
         next_ = begin;
     }
@@ -117,13 +117,14 @@ class StoredDates {
         return Join(forms, ", ");
     }
 
-    bool IsUpdate() const { return tokens_[0].Is("update"); }
+    bool IsUpdate() const { return !context_.UpdatedTable.empty(); }
     bool IsOfUpdated(const Operand& column) const {
-        return IsUpdate() && EqualsIgnoreCase(column.Table, tokens_[1].NameText());
+        return IsUpdate() && EqualsIgnoreCase(column.Table, context_.UpdatedTable);
     }
 
-    // d = x becomes d in (x, and x in all other forms). Two columns of one kind are left alone,
-    // but in an UPDATE ... FROM: it decides what is deleted, and SemiJoin knows "f.x in (t.a, ...".
+    // d = x becomes "d in (x, x in its other forms)". Two columns of one kind are left alone,
+    // except in an UPDATE: its FROM decides what is deleted, and SemiJoin handles "f.x in (t.a,
+    // ...".
     void FindAllForms(std::size_t i) {
         Operand column = operands_.Before(i);
         Operand other = operands_.From(i + 1);
@@ -144,27 +145,26 @@ class StoredDates {
     }
 
     void FindListed(std::size_t in) {
-        if (!IsColumn(operands_.BeforeWord(in)) || tokens_[in + 2].Is("select")) {
+        Token& group = tokens_[in + 1];
+        if (!IsColumn(operands_.BeforeWord(in)) || group.Inside.empty() ||
+            group.Inside[0].Is("select")) {
             return;
         }
-        const std::size_t close = ClosingParenthesis(tokens_, in + 1);
-        std::string list;
-        for (std::size_t i = in + 2; i < close;) {
-            std::size_t end = i;  // of the item that begins here
-            while (end < close && !tokens_[end].Is(",")) {
-                end = tokens_[end].Is("(") ? ClosingParenthesis(tokens_, end) + 1 : end + 1;
+        std::vector<std::string> items;
+        Inside(group, [&](const StoredDates& list) {
+            for (const TokenSpan item : SplitAtCommas(list.tokens_)) {
+                const auto begin = static_cast<std::size_t>(item.data() - list.tokens_.data());
+                const Operand operand = list.operands_.From(begin);
+                const bool date =
+                    IsDate(operand) && !IsColumn(operand) && operand.End == begin + item.size();
+                items.push_back(date ? list.AllForms(operand) : JoinTokens(item));
             }
-            const Operand item = operands_.From(i);
-            const bool date = IsDate(item) && !IsColumn(item) && item.End == end;
-            list += (list.empty() ? "" : ", ") + (date ? AllForms(item) : Sql({i, end}));
-            i = end + 1;
-        }
-        Replace(in + 2, close, list);
-        next_ = in;
+        });
+        group.Inside = Tokenize(Join(items, ", "));
     }
 
-    // d < x becomes "what comes before the end of that day, and exactly so". For d > x the rows are
-    // added whose date SQLite holds as a number, unless it is known that there are none.
+    // d < x becomes "before the end of that day, and exactly before x". For d > x, dates that
+    // SQLite holds as numbers are included, unless it is known that there are none.
     std::string Ordered(const Operand& column, const std::string& comparison,
                         const Operand& other) const {
         if (!IsColumn(column)) {
@@ -176,7 +176,7 @@ class StoredDates {
         std::string days = sql + " < " + InForm(other, DateForm::EndOfDay);
         if (comparison[0] == '>') {
             days = sql + " >= " + InForm(other, DateForm::StartOfDay);
-            if (name.empty() || MayHoldNumbers(catalogue_, column.Table, name)) {
+            if (name.empty() || MayHoldNumbers(context_.Catalogue, column.Table, name)) {
                 days = "(" + days + " or " + sql + " < '')";
             }
         }
@@ -202,7 +202,7 @@ class StoredDates {
         }
     }
 
-    // The columns of GROUP BY or ORDER BY: one moment is one group, whatever its forms.
+    // The columns of GROUP BY or ORDER BY: equal moments form one group, whatever their form.
     void SortByMoment(std::size_t begin) {
         std::vector<Operand> columns;
         for (Operand next = operands_.From(begin); next.End != 0; next = operands_.From(begin)) {
@@ -223,15 +223,19 @@ class StoredDates {
     }
 
     Tokens& tokens_;
-    const SqliteDatabase& catalogue_;
-    DateOperands operands_;
+    const DateOperands& operands_;
+    const StatementContext& context_;
     std::size_t next_ = 0;
 };
 
 }  // namespace
 
-void CompareStoredDates(std::vector<Token>& tokens, const SqliteDatabase& catalogue) {
-    StoredDates(tokens, catalogue).Run();
+void CompareStoredDates(Tokens& statement, const SqliteDatabase& catalogue) {
+    const bool update = IsAt(statement, 0, "update") && statement.size() > 1;
+    const StatementContext context{catalogue, update ? statement[1].NameText() : "",
+                                   JoinsQueries(statement)};
+    const DateOperands operands(statement, catalogue);
+    StoredDates(statement, operands, context).Run();
 }
 
 }  // namespace morvane::embedded

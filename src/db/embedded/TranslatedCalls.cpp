@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
-// How calls of the server's functions become calls of those that the engine has.
+// Translates calls of the server's functions.
 
-#include "db/embedded/Sqlite.h"
 #include "db/embedded/Translator.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
@@ -13,7 +13,7 @@ struct Renamed {
     std::string_view To;
 };
 
-// The server's functions that SQLite has under another name, or not at all.
+// Functions that SQLite has under another name, or that the engine registers.
 constexpr std::array kFunctions = {
     Renamed{"getdate", "tsql_getdate"},
     Renamed{"datediff", "tsql_datediff"},
@@ -27,7 +27,7 @@ constexpr std::array kFunctions = {
     Renamed{"charindex", "tsql_charindex"},
 };
 
-// Functions that take the part of a date as their first argument, as a bare word.
+// Functions whose first argument is a date part, a bare word.
 constexpr std::array<std::string_view, 3> kDatePartFunctions = {"datediff", "dateadd", "datepart"};
 
 // year(d) is datepart(year, d), and so on.
@@ -35,100 +35,93 @@ constexpr std::array<std::string_view, 3> kPartNames = {"year", "month", "day"};
 
 }  // namespace
 
-std::size_t Translator::RewriteCall(std::size_t i) {
-    const std::string& name = tokens_[i].Text;
-    const std::size_t open = i + 1;
-    const std::size_t close = ClosingParenthesis(tokens_, open);
-    const bool space = tokens_[i].SpaceBefore;
-    if (EqualsIgnoreCase(name, "convert")) {
-        return RewriteConvert(open, close, space);
+std::size_t Translator::RewriteCall(TokenSpan tokens, std::size_t i) {
+    const Token& function = tokens[i];
+    const std::string& name = function.Text;
+    const Token& group = tokens[i + 1];
+    const TokenSpan arguments = group.Inside;
+    const std::size_t next = i + 2;
+    if (function.Is("convert")) {
+        RewriteConvert(arguments, function.SpaceBefore);
+        return next;
     }
-    if (EqualsIgnoreCase(name, "openrowset")) {
-        return RewriteRowset(i, close);
+    if (function.Is("openrowset")) {
+        RewriteRowset(function, arguments);
+        return next;
     }
-    if (EqualsIgnoreCase(name, "cast")) {
-        return RewriteCast(open, close, space);
+    if (function.Is("cast")) {
+        RewriteCast(arguments, function.SpaceBefore);
+        return next;
     }
     if (ContainsWord(kPartNames, name)) {
-        Emit("tsql_datepart('" + ToLower(name) + "', ", space);
-        Rewrite(open + 1, close, false);
+        Emit("tsql_datepart('" + ToLower(name) + "', ", function.SpaceBefore);
+        Rewrite(arguments);
         out_ += ')';
-        return close + 1;
+        return next;
     }
-    const auto* const renamed = std::find_if(
-        kFunctions.begin(), kFunctions.end(),
-        [&](const Renamed& function) { return EqualsIgnoreCase(function.From, name); });
-    Emit(renamed == kFunctions.end() ? name : renamed->To, space);
+    const auto* const renamed =
+        std::find_if(kFunctions.begin(), kFunctions.end(),
+                     [&](const Renamed& known) { return EqualsIgnoreCase(known.From, name); });
+    Emit(renamed == kFunctions.end() ? name : renamed->To, function.SpaceBefore);
     if (!ContainsWord(kDatePartFunctions, name)) {
-        return RewriteParenthesis(open);
+        RewriteGroup(group);
+        return next;
     }
-    if (tokens_[open + 1].Kind != TokenKind::Word) {
+    if (arguments.empty() || arguments[0].Kind != TokenKind::Word) {
         Fail("Invalid parameter 1 specified for " + ToLower(name) + ".");
     }
-    Emit("(" + QuotedText(tokens_[open + 1].Text), false);
-    Rewrite(open + 2, close, false);
+    Emit("(" + QuotedText(arguments[0].Text), false);
+    Rewrite(arguments.subspan(1));
     out_ += ')';
-    return close + 1;
+    return next;
 }
 
-std::size_t Translator::EmitType(std::size_t i, std::size_t close) {
-    if (i >= close || !tokens_[i].IsName()) {
+std::size_t Translator::EmitType(TokenSpan tokens, std::size_t i) {
+    if (i >= tokens.size() || !tokens[i].IsName()) {
         FailUnknown("this form of CONVERT or CAST");
     }
     std::string length = "-1";
     std::string scale = "0";
-    const std::string type = tokens_[i].NameText();
+    const std::string type = tokens[i].NameText();
     ++i;
-    if (IsAt(i, "(")) {
-        const std::size_t end = ClosingParenthesis(tokens_, i);
-        const bool scaled = end == i + 4 && IsAt(i + 2, ",") && IsNumber(i + 3);
-        if ((!IsNumber(i + 1) && !IsAt(i + 1, "max")) || (end != i + 2 && !scaled)) {
+    if (IsGroupAt(tokens, i)) {
+        const Tokens& size = tokens[i].Inside;
+        const auto isNumber = [&](std::size_t at) { return size[at].Kind == TokenKind::Number; };
+        const bool scaled = size.size() == 3 && size[1].Is(",") && isNumber(2);
+        if ((size.size() != 1 && !scaled) || (!isNumber(0) && !size[0].Is("max"))) {
             FailUnknown("this length of a type");
         }
-        length = IsNumber(i + 1) ? tokens_[i + 1].Text : "2147483647";
-        scale = scaled ? tokens_[i + 3].Text : scale;
-        i = end + 1;
+        length = isNumber(0) ? size[0].Text : "2147483647";
+        scale = scaled ? size[2].Text : scale;
+        ++i;
     }
     out_ += QuotedText(type) + ", " + length + ", " + scale;
     return i;
 }
 
-std::size_t Translator::RewriteConvert(std::size_t open, std::size_t close, bool space) {
+void Translator::RewriteConvert(TokenSpan arguments, bool space) {
     Emit("tsql_convert(", space);
-    const std::size_t comma = EmitType(open + 1, close);
-    if (!IsAt(comma, ",")) {
+    const std::size_t comma = EmitType(arguments, 0);
+    if (!IsAt(arguments, comma, ",")) {
         FailUnknown("this form of CONVERT");
     }
-    int arguments = 0;
-    for (std::size_t i = comma; i < close; ++i) {
-        if (tokens_[i].Is("(")) {
-            i = ClosingParenthesis(tokens_, i);
-        } else if (tokens_[i].Is(",")) {
-            ++arguments;
-        }
-    }
-    Rewrite(comma, close, false);
-    out_ += arguments == 1 ? ", 0)" : ")";
-    return close + 1;
+    const bool hasStyle = SplitAtCommas(arguments.subspan(comma)).size() > 2;
+    Rewrite(arguments.subspan(comma));
+    out_ += hasStyle ? ")" : ", 0)";
 }
 
-std::size_t Translator::RewriteCast(std::size_t open, std::size_t close, bool space) {
-    std::size_t as = close;
-    for (std::size_t i = open + 1; i < close; ++i) {
-        if (tokens_[i].Is("(")) {
-            i = ClosingParenthesis(tokens_, i);
-        } else if (tokens_[i].Is("as")) {
-            as = i;
-        }
+void Translator::RewriteCast(TokenSpan arguments, bool space) {
+    std::size_t as = arguments.size();
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        as = arguments[i].Is("as") ? i : as;
     }
     Emit("tsql_convert(", space);
-    if (as == close || EmitType(as + 1, close) != close) {
+    if (as == arguments.size() || EmitType(arguments, as + 1) != arguments.size()) {
         FailUnknown("this form of CAST");
     }
     out_ += ", ";
-    Rewrite(open + 1, as, false);
+    Rewrite(arguments.first(as));
     out_ += ", 0)";
-    return close + 1;
 }
 
 }  // namespace morvane::embedded

@@ -6,18 +6,20 @@
 #include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
 #include "db/embedded/Translator.h"
+#include "sql/Keywords.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-// Words that SQLite reserves and the server does not: there they can only be names.
+// Reserved by SQLite but not by the server: in T-SQL they can only be names.
 constexpr std::array<std::string_view, 9> kReservedBySqliteAlone = {
     "limit",      "autoincrement", "notnull", "isnull", "returning",
     "deferrable", "indexed",       "glob",    "regexp",
 };
 
-// Of a session's order of dates only this matters: the year is told by its four digits.
+// Only the order of day and month matters: the year has four digits.
 struct NamedOrder {
     std::string_view Name;
     DateOrder Order;
@@ -48,7 +50,7 @@ std::optional<DateOrder> FindOrder(const std::array<NamedOrder, N>& orders, std:
     return std::nullopt;
 }
 
-// The server's collations tell by their name whether they ignore letter case.
+// The name of a server collation says whether it ignores case.
 std::string SqliteCollation(const Token& written) {
     const std::string name = written.NameText();
     if (name.find('_') == std::string::npos) {
@@ -57,39 +59,60 @@ std::string SqliteCollation(const Token& written) {
     return ToUpper(name).find("_CI_") != std::string::npos ? "NOCASE" : "BINARY";
 }
 
+// True for a select item that is not a column and has no alias.
+bool IsUnnamedExpression(TokenSpan item) {
+    if (item.empty() || item.back().Is("*")) {
+        return false;
+    }
+    bool column = true;  // a, t.a, [t].[a]
+    for (std::size_t i = 0; i < item.size(); ++i) {
+        column = column && (i % 2 == 0 ? item[i].IsName() : item[i].Is("."));
+    }
+    if (column) {
+        return false;
+    }
+    if (item.size() < 2) {
+        return true;
+    }
+    const Token& last = item.back();
+    const Token& before = item[item.size() - 2];
+    const bool named = last.IsName() && !last.Is("end") && !last.Is("null") &&
+                       (before.IsName() || before.IsGroup() || before.Kind == TokenKind::Number ||
+                        before.Kind == TokenKind::Text);
+    return !named;
+}
+
+// True for a "+" next to a text literal, which joins texts.
+bool JoinsTexts(TokenSpan tokens, std::size_t i) {
+    return (i > 0 && tokens[i - 1].Kind == TokenKind::Text) ||
+           (i + 1 < tokens.size() && tokens[i + 1].Kind == TokenKind::Text);
+}
+
 }  // namespace
 
 Translation Translator::Run() {
-    RequireShallow();
-    while (!tokens_.empty() && tokens_.back().Is(";")) {
-        tokens_.pop_back();
+    while (!statement_.empty() && statement_.back().Is(";")) {
+        statement_.pop_back();
     }
-    if (IsAt(0, "set") && tokens_.size() == 3) {
+    if (IsAt(statement_, 0, "set") && statement_.size() == 3) {
         return ReadSetting();
     }
     const StatementKind kind = FindKind();
     if (kind == StatementKind::Alter) {
-        return {kind, std::string(sql_), {}, {}, {}};
+        return {.Kind = kind, .Sql = std::string(sql_)};
     }
     definition_ = kind == StatementKind::Definition;
+    NumberParameters(statement_);
     NormalizeDates();
-    Rewrite(0, tokens_.size(), kind == StatementKind::Select);
-    return {kind, std::move(out_), std::move(attachedFiles_), std::move(parameterDates_), {}};
-}
-
-void Translator::RequireShallow() const {
-    constexpr int kDeepest = 1000;
-    int depth = 0;
-    for (const Token& token : tokens_) {
-        depth += token.Is("(") ? 1 : token.Is(")") ? -1 : 0;
-        if (depth > kDeepest) {
-            Fail("The statement has too many parentheses one inside the other.");
-        }
-    }
+    Rewrite(statement_, kind == StatementKind::Select);
+    return {.Kind = kind,
+            .Sql = std::move(out_),
+            .AttachedFiles = std::move(attachedFiles_),
+            .ParameterDates = std::move(parameterDates_)};
 }
 
 StatementKind Translator::FindKind() const {
-    if (tokens_.empty()) {
+    if (statement_.empty()) {
         Fail("The statement is empty.");
     }
     struct Verb {
@@ -103,38 +126,62 @@ StatementKind Translator::FindKind() const {
         Verb{"alter", StatementKind::Alter},
     };
     for (const Verb& verb : kVerbs) {
-        if (tokens_[0].Is(verb.Word)) {
+        if (statement_[0].Is(verb.Word)) {
             return verb.Kind;
         }
     }
-    FailUnknown("a statement that begins with \"" + tokens_[0].Text + "\"");
+    FailUnknown("a statement that begins with \"" + JoinTokens(TokenSpan(statement_).first(1)) +
+                "\"");
 }
 
 Translation Translator::ReadSetting() const {
-    const std::string value =
-        tokens_[2].Kind == TokenKind::Text ? LiteralText(tokens_[2].Text) : tokens_[2].NameText();
-    const bool on = IsAt(2, "on");
-    if (on || IsAt(2, "off")) {
-        if (IsAt(1, "noexec")) {
-            return {on ? StatementKind::NoExecOn : StatementKind::NoExecOff, {}, {}, {}, {}};
+    const Token& setting = statement_[1];
+    const std::string value = statement_[2].Kind == TokenKind::Text ? Unquoted(statement_[2].Text)
+                                                                    : statement_[2].NameText();
+    const bool on = statement_[2].Is("on");
+    if (on || statement_[2].Is("off")) {
+        if (setting.Is("noexec")) {
+            return {.Kind = on ? StatementKind::NoExecOn : StatementKind::NoExecOff};
         }
-        if (IsAt(1, "nocount")) {
-            return {StatementKind::Setting, {}, {}, {}, {}};
+        if (setting.Is("nocount")) {
+            return {.Kind = StatementKind::Setting};
         }
     }
-    if (IsAt(1, "dateformat")) {
+    if (setting.Is("dateformat")) {
         if (const auto order = FindOrder(kDateFormats, value)) {
-            return {StatementKind::Setting, {}, {}, {}, order};
+            return {.Kind = StatementKind::Setting, .NewOrder = order};
         }
         Fail("SET DATEFORMAT date order '" + value + "' is invalid.");
     }
-    if (IsAt(1, "language")) {
+    if (setting.Is("language")) {
         if (const auto order = FindOrder(kLanguages, value)) {
-            return {StatementKind::Setting, {}, {}, {}, order};
+            return {.Kind = StatementKind::Setting, .NewOrder = order};
         }
         FailUnknown("the language '" + value + "'");
     }
-    FailUnknown("the setting " + tokens_[1].Text + " " + tokens_[2].Text);
+    FailUnknown("the setting " + JoinTokens(TokenSpan(statement_).subspan(1)));
+}
+
+// An operand can be written several times, its parameters included.
+void Translator::NumberParameters(Tokens& tokens) {
+    for (Token& token : tokens) {
+        if (token.Kind == TokenKind::Parameter) {
+            token.Text = "?" + std::to_string(++parameters_);
+        }
+        NumberParameters(token.Inside);
+    }
+}
+
+void Translator::NormalizeDates() {
+    if (context_.Catalogue == nullptr) {
+        return;
+    }
+    parameterDates_.resize(parameters_);
+    try {
+        NormalizeDateTexts(statement_, *context_.Catalogue, context_.Order, parameterDates_);
+    } catch (const DatabaseError& error) {
+        throw DatabaseError(error.Descriptions(), MaskPasswords(sql_));
+    }
 }
 
 void Translator::Emit(std::string_view text, bool spaceBefore) {
@@ -146,66 +193,64 @@ void Translator::Emit(std::string_view text, bool spaceBefore) {
     out_ += text;
 }
 
-void Translator::Rewrite(std::size_t begin, std::size_t end, bool nameColumns) {
+void Translator::Rewrite(TokenSpan tokens, bool nameColumns) {
     std::string limit;
-    std::size_t i = begin;
-    while (i < end) {
-        if (tokens_[i].Is("select")) {
-            i = RewriteSelectHead(i, limit);
+    std::size_t i = 0;
+    while (i < tokens.size()) {
+        if (tokens[i].Is("select")) {
+            i = RewriteSelectHead(tokens, i, limit);
             if (nameColumns) {
-                i = RewriteSelectList(i, end);
+                i = RewriteSelectList(tokens, i);
                 nameColumns = false;
             }
         } else {
-            if (!limit.empty() && tokens_[i].Is("union")) {
+            if (!limit.empty() && tokens[i].Is("union")) {
                 FailUnknown("TOP together with UNION");
             }
-            i = RewriteOne(i, end);
+            i = RewriteOne(tokens, i);
         }
     }
     out_ += limit;
 }
 
-std::size_t Translator::RewriteSelectHead(std::size_t i, std::string& limit) {
-    Emit("SELECT", tokens_[i].SpaceBefore);
+std::size_t Translator::RewriteSelectHead(TokenSpan tokens, std::size_t i, std::string& limit) {
+    Emit("SELECT", tokens[i].SpaceBefore);
     ++i;
-    if (IsAt(i, "distinct") || IsAt(i, "all")) {
-        Emit(tokens_[i].Text, true);
+    if (IsAt(tokens, i, "distinct") || IsAt(tokens, i, "all")) {
+        Emit(tokens[i].Text, true);
         ++i;
     }
-    if (!IsAt(i, "top")) {
+    if (!IsAt(tokens, i, "top")) {
         return i;
     }
     ++i;
-    const bool parenthesis = IsAt(i, "(");
-    i += parenthesis ? 1 : 0;
-    if (i >= tokens_.size() || tokens_[i].Kind != TokenKind::Number) {
+    const TokenSpan count = IsGroupAt(tokens, i) ? TokenSpan(tokens[i].Inside)
+                                                 : tokens.subspan(i, i < tokens.size() ? 1 : 0);
+    if (count.size() != 1 || count[0].Kind != TokenKind::Number) {
         FailUnknown("TOP without a number");
     }
-    limit = " LIMIT " + tokens_[i].Text;
+    limit = " LIMIT " + count[0].Text;
     ++i;
-    if (parenthesis && !IsAt(i++, ")")) {
-        FailUnknown("TOP without a number");
-    }
-    if (IsAt(i, "percent") || IsAt(i, "with")) {
+    if (IsAt(tokens, i, "percent") || IsAt(tokens, i, "with")) {
         FailUnknown("TOP with PERCENT or WITH TIES");
     }
-    if (i < tokens_.size()) {
-        tokens_[i].SpaceBefore = true;
+    if (i < tokens.size() && !tokens[i].SpaceBefore) {
+        out_ += ' ';
     }
     return i;
 }
 
-std::size_t Translator::RewriteSelectList(std::size_t i, std::size_t end) {
+std::size_t Translator::RewriteSelectList(TokenSpan tokens, std::size_t i) {
     while (true) {
         const std::size_t item = i;
-        while (i < end && !tokens_[i].Is(",") && !EndsSelectList(i)) {
-            i = RewriteOne(i, end);
+        while (i < tokens.size() && !tokens[i].Is(",") &&
+               !HasRole(tokens[i], KeywordRole::Clause)) {
+            i = RewriteOne(tokens, i);
         }
-        if (IsUnnamedExpression(item, i)) {
+        if (IsUnnamedExpression(tokens.subspan(item, i - item))) {
             Emit("AS \"\"", true);
         }
-        if (i >= end || !tokens_[i].Is(",")) {
+        if (!IsAt(tokens, i, ",")) {
             return i;
         }
         Emit(",", false);
@@ -213,140 +258,89 @@ std::size_t Translator::RewriteSelectList(std::size_t i, std::size_t end) {
     }
 }
 
-bool Translator::EndsSelectList(std::size_t i) const {
-    constexpr std::array<std::string_view, 9> kEnds = {
-        "select", "from", "where", "group", "order", "union", "except", "intersect", "into"};
-    return tokens_[i].Kind == TokenKind::Word && ContainsWord(kEnds, tokens_[i].Text);
-}
-
-bool Translator::IsUnnamedExpression(std::size_t begin, std::size_t end) const {
-    if (begin >= end || tokens_[end - 1].Is("*")) {
-        return false;
-    }
-    bool column = true;  // a, t.a, [t].[a]
-    for (std::size_t i = begin; i < end; ++i) {
-        const bool name = (i - begin) % 2 == 0;
-        column = column && (name ? tokens_[i].IsName() : tokens_[i].Is("."));
-    }
-    if (column) {
-        return false;
-    }
-    const Token& last = tokens_[end - 1];
-    const Token& before = tokens_[end - 2];
-    const bool named = last.IsName() && !last.Is("end") && !last.Is("null") &&
-                       (before.IsName() || before.Is(")") || before.Kind == TokenKind::Number ||
-                        before.Kind == TokenKind::Text);
-    return !named;
-}
-
-std::size_t Translator::RewriteOne(std::size_t i, std::size_t end) {
-    if (const std::size_t next = definition_ ? RewriteInDefinition(i, end) : i; next != i) {
+std::size_t Translator::RewriteOne(TokenSpan tokens, std::size_t i) {
+    if (const std::size_t next = definition_ ? RewriteInDefinition(tokens, i) : i; next != i) {
         return next;
     }
-    const Token& token = tokens_[i];
-    if (token.Is("(")) {
-        return RewriteParenthesis(i);
-    }
+    const Token& token = tokens[i];
     if (token.Is("{")) {
-        return RewriteEscape(i);
-    }
-    if (token.Is("+") && JoinsTexts(i)) {
-        Emit("||", token.SpaceBefore);
-        return i + 1;
+        return RewriteEscape(tokens, i);
     }
     if (token.Is("!<") || token.Is("!>")) {
         FailUnknown("the operator " + token.Text);
     }
-    if (!token.IsName()) {
-        Emit(token.Text, token.SpaceBefore);
-        return i + 1;
-    }
-    if (token.Text[0] == '@') {
+    if (token.IsName() && token.Text[0] == '@') {
         FailUnknown("variables such as " + token.Text);
     }
-    if (IsAt(i + 1, ".") && i + 1 < end) {
-        return RewriteNameChain(i);
+    if (token.IsName() && IsAt(tokens, i + 1, ".")) {
+        return RewriteNameChain(tokens, i);
     }
-    if (token.Kind == TokenKind::Word && IsAt(i + 1, "(")) {
-        return RewriteCall(i);
+    if (token.Kind == TokenKind::Word && IsGroupAt(tokens, i + 1)) {
+        return RewriteCall(tokens, i);
     }
-    if (token.Is("current_timestamp")) {
+    if (token.IsGroup()) {
+        RewriteGroup(token);
+    } else if (token.Is("+") && JoinsTexts(tokens, i)) {
+        Emit("||", token.SpaceBefore);
+    } else if (token.Is("current_timestamp")) {
         Emit("tsql_getdate()", token.SpaceBefore);
     } else if (token.Kind == TokenKind::Word && ContainsWord(kReservedBySqliteAlone, token.Text)) {
         Emit(QuotedName(token.Text), token.SpaceBefore);
     } else {
-        Emit(token.Text, token.SpaceBefore);
+        Emit(token);
     }
     return i + 1;
 }
 
-std::size_t Translator::RewriteInDefinition(std::size_t i, std::size_t end) {
-    const Token& token = tokens_[i];
-    const bool nameFollows = i + 1 < end && tokens_[i + 1].IsName();
+std::size_t Translator::RewriteInDefinition(TokenSpan tokens, std::size_t i) {
+    const Token& token = tokens[i];
+    const bool nameFollows = i + 1 < tokens.size() && tokens[i + 1].IsName();
     if (token.Is("clustered") || token.Is("nonclustered")) {
         return i + 1;
     }
-    if (token.Is("on") && nameFollows && i > 0 && tokens_[i - 1].Is(")") &&
-        !tokens_[i + 1].Is("delete") && !tokens_[i + 1].Is("update")) {
+    if (token.Is("on") && nameFollows && i > 0 && tokens[i - 1].IsGroup() &&
+        !tokens[i + 1].Is("delete") && !tokens[i + 1].Is("update")) {
         return i + 2;  // a file group
     }
-    if (IsAt(i + 1, "(") && IsAt(i + 2, "max") && IsAt(i + 3, ")")) {
+    const bool hasArguments = IsGroupAt(tokens, i + 1);
+    if (hasArguments && tokens[i + 1].Inside.size() == 1 && tokens[i + 1].Inside[0].Is("max")) {
         Emit(token.Text + "(2147483647)", token.SpaceBefore);
-        return i + 4;
-    }
-    if (token.Is("collate") && nameFollows) {
-        Emit("COLLATE " + SqliteCollation(tokens_[i + 1]), token.SpaceBefore);
         return i + 2;
     }
-    const bool getDate = token.Is("getdate") && IsAt(i + 1, "(") && IsAt(i + 2, ")");
+    if (token.Is("collate") && nameFollows) {
+        Emit("COLLATE " + SqliteCollation(tokens[i + 1]), token.SpaceBefore);
+        return i + 2;
+    }
+    const bool getDate = token.Is("getdate") && hasArguments && tokens[i + 1].Inside.empty();
     if (getDate || token.Is("current_timestamp")) {
         Emit("(" + std::string(kLocalTimeDefault) + ")", token.SpaceBefore);
-        return i + (getDate ? 3 : 1);
+        return i + (getDate ? 2 : 1);
     }
     return i;
 }
 
-void Translator::NormalizeDates() {
-    if (context_.Catalogue == nullptr) {
-        return;
-    }
-    try {
-        parameterDates_ = NormalizeDateTexts(tokens_, *context_.Catalogue, context_.Order);
-    } catch (const DatabaseError& error) {
-        throw DatabaseError(error.Descriptions(), std::string(sql_));
-    }
-}
-
-std::size_t Translator::RewriteParenthesis(std::size_t open) {
-    const std::size_t close = ClosingParenthesis(tokens_, open);
-    Emit("(", tokens_[open].SpaceBefore);
+void Translator::RewriteGroup(const Token& group) {
+    Emit("(", group.SpaceBefore);
     const std::size_t start = out_.size();
-    Rewrite(open + 1, close, false);
+    Rewrite(group.Inside);
     if (start < out_.size() && out_[start] == ' ') {
         out_.erase(start, 1);
     }
     out_ += ')';
-    return close + 1;
 }
 
-std::size_t Translator::RewriteEscape(std::size_t i) {
-    const bool shape = i + 3 < tokens_.size() && (IsAt(i + 1, "ts") || IsAt(i + 1, "d")) &&
-                       tokens_[i + 2].Kind == TokenKind::Text && IsAt(i + 3, "}");
+std::size_t Translator::RewriteEscape(TokenSpan tokens, std::size_t i) {
+    const bool shape = (IsAt(tokens, i + 1, "ts") || IsAt(tokens, i + 1, "d")) &&
+                       IsAt(tokens, i + 3, "}") && tokens[i + 2].Kind == TokenKind::Text;
     if (!shape) {
         FailUnknown("this {...} form");
     }
-    const std::string& quoted = tokens_[i + 2].Text;
-    const auto moment = ParseDateTime(quoted.substr(1, quoted.size() - 2));
+    const auto moment = ParseDateTime(Unquoted(tokens[i + 2].Text));
     if (!moment) {
         Fail("Conversion failed when converting date and/or time from character string.");
     }
-    Emit(QuotedText(FormatDateTime(*moment)), tokens_[i].SpaceBefore);
+    Emit(QuotedText(FormatDateTime(*moment)), tokens[i].SpaceBefore);
     return i + 4;
-}
-
-bool Translator::JoinsTexts(std::size_t i) const {
-    return (i > 0 && tokens_[i - 1].Kind == TokenKind::Text) ||
-           (i + 1 < tokens_.size() && tokens_[i + 1].Kind == TokenKind::Text);
 }
 
 Translation Translate(std::string_view sql, const TranslationContext& context) {

@@ -28,13 +28,13 @@ enum class StatementKind {
 // A T-SQL statement as SQLite understands it.
 struct Translation {
     StatementKind Kind = StatementKind::Select;
-    std::string Sql;
+    std::string Sql{};
     // Other database files that the statement names, as schemas of the same name.
-    std::vector<std::string> AttachedFiles;
+    std::vector<std::string> AttachedFiles{};
     // The kinds of date that the parameters meet, by their position.
-    std::vector<DateParameter> ParameterDates;
+    std::vector<DateParameter> ParameterDates{};
     // The session's order of dates from now on; no value when it stays.
-    std::optional<DateOrder> NewOrder;
+    std::optional<DateOrder> NewOrder{};
 };
 
 // Where a statement runs: what its names can mean.

@@ -9,96 +9,89 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "db/embedded/Tokens.h"
 #include "db/embedded/Translation.h"
+#include "sql/MaskPasswords.h"
+#include "sql/Tokens.h"
 
 namespace morvane::embedded {
 
-// One statement on its way from the server's SQL to SQLite's: what Translate() does, in three files
-// (statements and expressions, names of tables, calls of functions).
+// Writes one T-SQL statement as SQLite's SQL; what Translate() does. Split over three files:
+// statements and expressions, names of tables, function calls. `tokens` is always the list that
+// holds the token in question: the statement or the contents of a pair of parentheses.
 class Translator {
   public:
     Translator(std::string_view sql, const TranslationContext& context)
-        : sql_(sql), context_(context), tokens_(Tokenize(sql, context.LinkedServers)) {}
+        : sql_(sql), context_(context), statement_(Tokenize(sql, context.LinkedServers)) {}
 
     Translation Run();
 
   private:
     [[noreturn]] void Fail(const std::string& text) const {
-        throw DatabaseError({text}, std::string(sql_));
+        throw DatabaseError({text}, MaskPasswords(sql_));
     }
     [[noreturn]] void FailUnknown(const std::string& what) const {
         Fail("The embedded warehouse does not know " + what + ".");
     }
 
-    // Parentheses are rewritten one inside the other. SQLite takes no more either.
-    void RequireShallow() const;
-
-    bool IsAt(std::size_t i, std::string_view text) const {
-        return i < tokens_.size() && tokens_[i].Is(text);
-    }
-    bool IsNumber(std::size_t i) const {
-        return i < tokens_.size() && tokens_[i].Kind == TokenKind::Number;
-    }
-
     // Translation.cpp
     StatementKind FindKind() const;
-    // SET NOEXEC, SET DATEFORMAT and what else a program tells its session.
+    // SET NOEXEC, SET DATEFORMAT and other session settings.
     Translation ReadSetting() const;
-    // Two quotes that touch would be one doubled quote.
-    void Emit(std::string_view text, bool spaceBefore);
-    // Writes the tokens [begin, end), which hold whole parentheses, rewritten. `nameColumns`: they
-    // are a query whose result columns somebody sees.
-    void Rewrite(std::size_t begin, std::size_t end, bool nameColumns);
-    // SELECT [DISTINCT] [TOP n]; the limit goes to the end of the query.
-    std::size_t RewriteSelectHead(std::size_t i, std::string& limit);
-    // The result columns; one without a name of its own gets the empty name, as on the server.
-    std::size_t RewriteSelectList(std::size_t i, std::size_t end);
-    bool EndsSelectList(std::size_t i) const;
-    bool IsUnnamedExpression(std::size_t begin, std::size_t end) const;
-    // Writes the token at `i` with all that belongs to it; returns the position after.
-    std::size_t RewriteOne(std::size_t i, std::size_t end);
-    // What CREATE TABLE says only to the server goes; the rest of its words SQLite knows. Returns
-    // `i` for a token without a meaning of its own here.
-    std::size_t RewriteInDefinition(std::size_t i, std::size_t end);
+    void NumberParameters(Tokens& tokens);
     void NormalizeDates();
-    std::size_t RewriteParenthesis(std::size_t open);
-    // {ts '...'}, {d '...'}: a date as every server reads it.
-    std::size_t RewriteEscape(std::size_t i);
-    // "+" next to a text literal joins texts.
-    bool JoinsTexts(std::size_t i) const;
+    // Appends text, separated from a quote that would merge with it.
+    void Emit(std::string_view text, bool spaceBefore);
+    void Emit(const Token& token) { Emit(token.Text, token.SpaceBefore); }
+    // Writes all tokens. `nameColumns`: they are the query whose result columns the caller sees.
+    void Rewrite(TokenSpan tokens, bool nameColumns = false);
+    // SELECT [DISTINCT] [TOP n]; the limit goes to the end of the query.
+    std::size_t RewriteSelectHead(TokenSpan tokens, std::size_t i, std::string& limit);
+    // The result columns. An unnamed one gets the empty name, as on the server.
+    std::size_t RewriteSelectList(TokenSpan tokens, std::size_t i);
+    // Writes token `i` and everything that belongs to it. Returns the position after that.
+    std::size_t RewriteOne(TokenSpan tokens, std::size_t i);
+    // CREATE TABLE: drops what only the server understands. Returns `i` if the token has no special
+    // meaning there.
+    std::size_t RewriteInDefinition(TokenSpan tokens, std::size_t i);
+    void RewriteGroup(const Token& group);
+    // {ts '...'}, {d '...'}: a date that every server reads the same way.
+    std::size_t RewriteEscape(TokenSpan tokens, std::size_t i);
 
     // TranslatedNames.cpp
-    // a.b, dbo.t, dbo.t.a, db.dbo.t, db..t: what stands before the table goes.
-    std::size_t RewriteNameChain(std::size_t i);
-    // The database before "dbo." must be the one in use; the server's own list of databases is
-    // made on the spot. True when the whole name has been written.
-    bool ReplaceDatabase(const std::vector<std::size_t>& parts, std::size_t first);
-    // The server that the first part of server.database.dbo.table names.
-    std::string LinkedServer(const std::vector<std::size_t>& parts) const;
-    // A table of another database file, which is then a schema by the name of the file. `at` is
-    // where its name begins: only the target of an INSERT may be one, and only in the database
-    // that the connection has been told.
-    void EmitForeignTable(std::size_t at, const std::string& server, const std::string& database,
-                          const std::string& table);
-    // OPENROWSET('SQLOLEDB', 'server'; 'user'; 'password', database.dbo.table) at `i`.
-    std::size_t RewriteRowset(std::size_t i, std::size_t close);
+    // a.b, dbo.t, dbo.t.a, db.dbo.t, db..t: drops what precedes the table.
+    std::size_t RewriteNameChain(TokenSpan tokens, std::size_t i);
+    using NameParts = std::vector<const Token*>;  // null for an empty part
+    // The database before "dbo." must be the current one; master.dbo.sysdatabases becomes a query.
+    // True if the whole name has been written.
+    bool ReplaceDatabase(const NameParts& parts, std::size_t first, bool isTarget);
+    // The server in server.database.dbo.table.
+    std::string LinkedServer(const NameParts& parts) const;
+    // A table in another database file, which is attached as a schema named after the file. It must
+    // be the target of an INSERT and in the connection's copy database.
+    void EmitForeignTable(bool isTarget, bool spaceBefore, const std::string& server,
+                          const std::string& database, const std::string& table);
+    // True for the token after INSERT INTO.
+    bool IsInsertTarget(const Token& token) const;
+    // OPENROWSET('SQLOLEDB', 'server'; 'user'; 'password', database.dbo.table)
+    void RewriteRowset(const Token& name, TokenSpan arguments);
 
     // TranslatedCalls.cpp
-    std::size_t RewriteCall(std::size_t i);
-    // A type at `i`: its name, length and scale as three arguments. Returns the position after.
-    std::size_t EmitType(std::size_t i, std::size_t close);
+    std::size_t RewriteCall(TokenSpan tokens, std::size_t i);
+    // Writes the type at `i` as three arguments: name, length, scale. Returns the position after
+    // it.
+    std::size_t EmitType(TokenSpan tokens, std::size_t i);
     // convert(type, value [, style])
-    std::size_t RewriteConvert(std::size_t open, std::size_t close, bool space);
+    void RewriteConvert(TokenSpan arguments, bool space);
     // cast(value as type)
-    std::size_t RewriteCast(std::size_t open, std::size_t close, bool space);
+    void RewriteCast(TokenSpan arguments, bool space);
 
     std::string_view sql_;
     const TranslationContext& context_;
-    std::vector<Token> tokens_;
+    Tokens statement_;
     std::string out_;
     std::vector<std::string> attachedFiles_;
     std::vector<DateParameter> parameterDates_;
+    std::size_t parameters_ = 0;
     bool definition_ = false;
 };
 

@@ -10,6 +10,7 @@
 #include "base/Text.h"
 #include "db/odbc/OdbcStatement.h"
 #include "db/odbc/OdbcTypes.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -173,7 +174,8 @@ void OdbcBatch::Finish() {
             descriptions.push_back(fmt::format(
                 "{} statements were sent together, beginning with this one.", statements_.size()));
         }
-        throw DatabaseError(std::move(descriptions), statements_[failed], error.Code());
+        throw DatabaseError(std::move(descriptions), MaskPasswords(statements_[failed]),
+                            error.Code());
     }
     executed_ += statements_.size();
     statements_.clear();

@@ -28,7 +28,8 @@ std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
         return BufferRecordset(rows);
     } catch (const DatabaseError& error) {
         throw DatabaseError(error.Descriptions(),
-                            "the catalogue's description of " + std::string(table), error.Code());
+                            MaskedSql{"the catalogue's description of " + std::string(table)},
+                            error.Code());
     }
 }
 

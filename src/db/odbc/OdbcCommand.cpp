@@ -5,6 +5,7 @@
 
 #include "base/Text.h"
 #include "db/odbc/OdbcRecordset.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -43,7 +44,8 @@ void OdbcCommand::SetParameter(std::string_view name, const Value& value) {
             return;
         }
     }
-    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."}, text_);
+    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
+                        MaskPasswords(text_));
 }
 
 void OdbcCommand::Ready() {

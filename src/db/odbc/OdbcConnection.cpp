@@ -13,6 +13,7 @@
 #include "db/odbc/OdbcRecordset.h"
 #include "db/odbc/OdbcSession.h"
 #include "db/odbc/OdbcStatement.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane {
 
@@ -121,7 +122,7 @@ void OdbcConnection::Close() {
 
 OdbcSession& OdbcConnection::Session(std::string_view statement) const {
     if (session_ == nullptr) {
-        throw DatabaseError({"The connection is closed."}, std::string(statement));
+        throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
     }
     return *session_;
 }

@@ -7,6 +7,7 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -75,7 +76,7 @@ void ThrowDescriptions(std::vector<std::string> descriptions, std::string_view s
     if (descriptions.empty()) {
         descriptions = {"The server does not answer any more, and the driver gives no reason."};
     }
-    throw DatabaseError(std::move(descriptions), std::string(statement), code);
+    throw DatabaseError(std::move(descriptions), MaskPasswords(statement), code);
 }
 
 void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement) {

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "core/DatabaseError.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -57,7 +58,8 @@ void OdbcRecordset::DescribeColumns() {
     SQLSMALLINT count = 0;
     statement_.Call([&] { return SQLNumResultCols(statement_.Get(), &count); });
     if (count == 0) {
-        throw DatabaseError({"The statement returns no rows to open."}, statement_.Sql());
+        throw DatabaseError({"The statement returns no rows to open."},
+                            MaskPasswords(statement_.Sql()));
     }
     for (SQLSMALLINT i = 1; i <= count; ++i) {
         const auto position = static_cast<SQLUSMALLINT>(i);

@@ -6,6 +6,7 @@
 #include <array>
 
 #include "db/odbc/OdbcStatement.h"
+#include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
@@ -83,11 +84,11 @@ void OdbcSession::Close() {
 
 void OdbcSession::RequireUsable(std::string_view sql) const {
     if (!open_) {
-        throw DatabaseError({"The connection is closed."}, std::string(sql));
+        throw DatabaseError({"The connection is closed."}, MaskPasswords(sql));
     }
     if (transactionFailed_) {
         throw DatabaseError({"The transaction has ended with an error before this statement."},
-                            std::string(sql));
+                            MaskPasswords(sql));
     }
 }
 

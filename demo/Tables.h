@@ -15,7 +15,13 @@ struct TableCount {
     std::int64_t Rows;
 };
 
-// Fill the tables of one kind row by row; memory does not grow with the model.
+// Creates all tables and fills the two meta tables. The declared column types are those of SQL
+// Server, because the embedded engine derives its types from them.
+void MakeTables(SqliteFile& file);
+// Creates the secondary indexes. Call this after filling the tables: it is faster.
+void MakeIndexes(SqliteFile& file);
+
+// Fill the tables row by row, in constant memory.
 std::vector<TableCount> FillDimensions(SqliteFile& file, const RetailModel& model);
 std::vector<TableCount> FillFacts(SqliteFile& file, const RetailModel& model);
 

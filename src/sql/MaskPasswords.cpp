@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "core/MaskPasswords.h"
+#include "sql/MaskPasswords.h"
 
 #include <algorithm>
 
@@ -9,7 +9,7 @@ namespace morvane {
 
 namespace {
 
-// It holds no quote: the statement that sets it is not sent otherwise.
+// An UPDATE of the archive settings. Its password holds no quote: such a statement is never sent.
 std::string MaskColumn(std::string_view sql) {
     constexpr std::string_view kColumn = "sqlpassword = '";
     const std::size_t found = ToLower(sql).find(kColumn);
@@ -21,28 +21,28 @@ std::string MaskColumn(std::string_view sql) {
     return std::string(sql.substr(0, begin)) + "***" + std::string(sql.substr(end));
 }
 
-}  // namespace
-
-// A password stands in the statement as it is, so that it can hold anything, quotes too. Only the
-// frame around it is sure: it ends where the rows to insert begin, the last time that something
-// looks like that, or not at all.
-std::string MaskPasswords(std::string_view sql) {
-    const std::string lower = ToLower(sql);
-    const std::size_t rowset = lower.find("openrowset");
-    if (rowset == std::string::npos) {
-        return MaskColumn(sql);
-    }
+// OPENROWSET holds the password unescaped, so it may contain anything, quotes included. It ends at
+// the last text that looks like the start of the inserted rows.
+std::string MaskRowset(std::string_view sql, std::string_view lower, std::size_t rowset) {
     const std::size_t login = lower.find(';', rowset);
-    if (login == std::string::npos) {
+    if (login == std::string_view::npos) {
         return std::string(sql.substr(0, rowset)) + "OPENROWSET(***";
     }
     const std::size_t end = lower.rfind(") select *, {ts ");
     std::string masked(sql.substr(0, login));
     masked += "; ***";
-    if (end != std::string::npos && end > login) {
+    if (end != std::string_view::npos && end > login) {
         masked += sql.substr(end);
     }
     return masked;
+}
+
+}  // namespace
+
+MaskedSql MaskPasswords(std::string_view sql) {
+    const std::string lower = ToLower(sql);
+    const std::size_t rowset = lower.find("openrowset");
+    return {rowset == std::string::npos ? MaskColumn(sql) : MaskRowset(sql, lower, rowset)};
 }
 
 }  // namespace morvane

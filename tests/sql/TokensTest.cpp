@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "sql/Tokens.h"
+
+#include "core/DatabaseError.h"
+#include "sql/Quoting.h"
+
+namespace morvane::testing {
+namespace {
+
+std::string ErrorOf(const std::string& sql) {
+    try {
+        Tokenize(sql);
+        return "";
+    } catch (const DatabaseError& error) {
+        return error.Descriptions()[0];
+    }
+}
+
+TEST(Tokens, FormATreeThatJoinsToTheStatement) {
+    const std::string sql =
+        "select a.[b]]c] , N'it''s'  from t /* x /* y */ ( */ where (a in (1, 2.5e-3)) -- )\nor b "
+        "<> ?";
+    const Tokens tokens = Tokenize(sql);
+    EXPECT_EQ(JoinTokens(tokens),
+              "select a.\"b]c\" , 'it''s' from t where (a in (1, 2.5e-3)) or b <> ?");
+    const std::size_t where = FindWord(tokens, "where");
+    ASSERT_TRUE(IsGroupAt(tokens, where + 1));
+    const Token& group = tokens[where + 1];
+    EXPECT_EQ(sql.substr(group.Begin, group.End - group.Begin), "(a in (1, 2.5e-3))");
+    EXPECT_EQ(SplitAtCommas(group.Inside[2].Inside).size(), 2U);
+    EXPECT_EQ(FindWord(tokens, "in"), tokens.size()) << "it is inside the parentheses";
+}
+
+TEST(Tokens, SaysWhatKeepsATextFromBeingAStatement) {
+    for (const auto& [sql, error] : std::map<std::string, std::string>{
+             {"select 'a''", "Unclosed quotation mark."},
+             {"select [a]]", "Unclosed bracket or quotation mark in a name."},
+             {"select /* /* */ 1", "Missing end comment mark '*/'."},
+             {"select (1", "A parenthesis is not closed."},
+             {"select 1) (", "Incorrect syntax near ')'."},
+             {"select `a`", "Incorrect syntax near '`'."},
+             {std::string(1001, '(') + std::string(1001, ')'),
+              "The statement has too many nested parentheses."}}) {
+        EXPECT_EQ(ErrorOf(sql), error) << sql;
+    }
+}
+
+TEST(Quoting, KeepsANameThatNeedsNoQuotes) {
+    EXPECT_EQ(SqlName("store_id"), "store_id");
+    for (const std::string name : {"order", "1st", "a b", "a]b", "", "$x"}) {
+        EXPECT_EQ(Unquoted(SqlName(name)), name);
+        EXPECT_EQ(Tokenize("select " + SqlName(name)).size(), 2U) << name;
+    }
+}
+
+}  // namespace
+}  // namespace morvane::testing
