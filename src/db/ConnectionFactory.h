@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "core/Connection.h"
-#include "db/odbc/OdbcConnection.h"
+#include "db/odbc/OdbcDriver.h"
 
 namespace morvane {
 

@@ -7,6 +7,8 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
+#include "sql/Lexer.h"
+#include "sql/Quoting.h"
 
 namespace morvane {
 
@@ -22,19 +24,12 @@ constexpr std::array<std::string_view, 6> kTypesWithLength = {"char",     "varch
 constexpr std::array<std::string_view, 2> kTypesWithPrecision = {"decimal", "numeric"};
 constexpr std::array<std::string_view, 3> kTypesWithFraction = {"time", "datetime2",
                                                                 "datetimeoffset"};
-// Row versions, which no insert may give: their copies hold eight bytes.
+// Row versions cannot be inserted; a copy stores their eight bytes.
 constexpr std::array<std::string_view, 2> kRowVersions = {"timestamp", "rowversion"};
 
-// In brackets a name may be a keyword and hold anything.
-std::string Bracketed(const std::string& name) {
-    std::string text = "[";
-    for (const char c : name) {
-        text += c;
-        if (c == ']') {
-            text += c;
-        }
-    }
-    return text + "]";
+// In brackets a name may be a keyword and contain any character.
+std::string Bracketed(std::string_view name) {
+    return Quoted(name, '[', ']');
 }
 
 constexpr std::array<std::string_view, 34> kSystemTypes = {
@@ -51,27 +46,23 @@ constexpr std::array<std::string_view, 34> kSystemTypes = {
     "hierarchyid",   "geometry",       "geography",
     "sysname"};
 
-// A sequence, a function or a type of the warehouse, which the archive does not know. The server
-// stores such names in brackets, and of those it stores the system's types alone as well. Literals
-// are not looked into.
+// Whether the expression refers to a sequence, function or type of the warehouse, which the archive
+// does not have. The server stores such names in brackets, like those of system types. Skips
+// literals.
 bool NamesObject(std::string_view expression) {
-    const std::string text = ToLower(expression);
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] == '\'') {
-            i = text.find('\'', i + 1);
-        } else if (text[i] == '[') {
-            const std::size_t end = text.find(']', i);
-            const std::string_view name = std::string_view(text).substr(i + 1, end - i - 1);
-            if (end == std::string::npos || !Holds(kSystemTypes, name) ||
-                text.substr(end + 1, 1) == ".") {
-                return true;
-            }
-            i = end;
-        } else if (text.compare(i, 14, "next value for") == 0) {
+    constexpr std::array<std::string_view, 3> kNextValue = {"next", "value", "for"};
+    std::size_t nextValue = 0;  // how many of these words precede
+    bool afterType = false;
+    Lexer lexer(expression);
+    for (Lexeme lexeme; lexer.Next(lexeme);) {
+        if (afterType && lexeme.Is(".")) {
             return true;
         }
-        if (i == std::string::npos) {
-            return false;
+        nextValue = lexeme.Is(kNextValue[nextValue]) ? nextValue + 1 : 0;
+        afterType = lexeme.Text.starts_with('[');
+        if (nextValue == kNextValue.size() ||
+            (afterType && !Holds(kSystemTypes, ToLower(Unquoted(lexeme.Text))))) {
+            return true;
         }
     }
     return false;

@@ -12,7 +12,21 @@ namespace morvane {
 
 namespace {
 
-// A rule that the meta data breaks; what() is the message for the user.
+// The columns of the query on dwm_star_relations.
+enum RelationColumn : std::size_t {
+    kSelected,
+    kForeignTable,
+    kForeignColumns,
+    kPrimaryTable,
+    kPrimaryColumns,
+    kSlowMovingDim,
+    kOriginalPrimaryKey
+};
+
+// The columns of the query on dwm_tables.
+enum TableColumn : std::size_t { kTableName, kTableType, kWhereClause, kIsSelected };
+
+// The meta data is invalid; what() is the message for the user.
 class MetaDataError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -37,7 +51,7 @@ class MetaDataCheck {
     void RefuseNullsInTable(const Recordset& row);
     void CheckControlColumns(const std::string& dimension);
 
-    // What the catalogue knows of a table, asked once.
+    // Queries the catalogue once per table.
     const std::optional<NamedTable>& FindTable(std::string_view table);
     bool ColumnExists(std::string_view table, std::string_view column) {
         const auto& found = FindTable(table);
@@ -101,16 +115,18 @@ bool MetaDataCheck::CheckRelationsTable() {
 
 void MetaDataCheck::CheckRelation(const Recordset& relation) {
     RefuseNullsInRelation(relation);
-    const std::string foreignTable = relation[1].Text();
-    const std::string primaryTable = relation[3].Text();
+    const std::string foreignTable = relation[kForeignTable].Text();
+    const std::string primaryTable = relation[kPrimaryTable].Text();
     RequireTable(foreignTable);
     RequireTable(primaryTable);
-    const std::vector<std::string> foreignColumns = SplitColumnList(relation[2].Text());
-    const std::vector<std::string> primaryColumns = SplitColumnList(relation[4].Text());
+    const std::vector<std::string> foreignColumns =
+        SplitColumnList(relation[kForeignColumns].Text());
+    const std::vector<std::string> primaryColumns =
+        SplitColumnList(relation[kPrimaryColumns].Text());
     RequireColumns(foreignTable, foreignColumns);
     RequireColumns(primaryTable, primaryColumns);
-    if (relation[5].Flag()) {
-        RequireColumns(primaryTable, SplitColumnList(relation[6].Text()));
+    if (relation[kSlowMovingDim].Flag()) {
+        RequireColumns(primaryTable, SplitColumnList(relation[kOriginalPrimaryKey].Text()));
     }
     if (primaryColumns.size() != foreignColumns.size()) {
         throw MetaDataError(
@@ -128,10 +144,10 @@ void MetaDataCheck::RefuseNullsInRelation(const Recordset& relation) {
         if (!EqualsIgnoreCase(field.Name, "original_primary_key")) {
             throw MetaDataError(field.Name + " Column Empty in dwm_star_relations Table");
         }
-        if (relation[5].Flag()) {
+        if (relation[kSlowMovingDim].Flag()) {
             throw MetaDataError(
                 "original_primary_key Column Empty  for slow Moving Dimension Table : " +
-                relation[3].Text());
+                relation[kPrimaryTable].Text());
         }
     }
 }
@@ -158,8 +174,8 @@ bool MetaDataCheck::CheckTablesTable() {
 
 void MetaDataCheck::CheckTable(const Recordset& row) {
     RefuseNullsInTable(row);
-    const std::string table = row[0].Text();
-    const std::string type = row[1].Text();
+    const std::string table = row[kTableName].Text();
+    const std::string type = row[kTableType].Text();
     if (type != "DIMENSION" && type != "FACT") {
         throw MetaDataError("table_type  Incorrect for TableName : " + table +
                             " in the dwm_tables Table.");
@@ -180,9 +196,9 @@ void MetaDataCheck::RefuseNullsInTable(const Recordset& row) {
         if (!EqualsIgnoreCase(field.Name, "is_selected")) {
             throw MetaDataError(field.Name + " Column Empty in dwm_tables Table");
         }
-        if (row[1].Text() == "DIMENSION") {
-            throw MetaDataError("is_selected Column Empty for Dimension Table : " + row[0].Text() +
-                                " in dwm_tables Table");
+        if (row[kTableType].Text() == "DIMENSION") {
+            throw MetaDataError("is_selected Column Empty for Dimension Table : " +
+                                row[kTableName].Text() + " in dwm_tables Table");
         }
     }
 }

@@ -5,7 +5,7 @@
 
 #include "core/RunSettings.h"
 #include "core/RunState.h"
-#include "db/odbc/OdbcConnection.h"
+#include "db/odbc/OdbcDriver.h"
 
 namespace morvane {
 

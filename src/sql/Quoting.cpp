@@ -8,8 +8,6 @@
 
 namespace morvane {
 
-namespace {
-
 std::string Quoted(std::string_view text, char opening, char closing) {
     std::string quoted(1, opening);
     for (const char c : text) {
@@ -21,14 +19,16 @@ std::string Quoted(std::string_view text, char opening, char closing) {
     return quoted += closing;
 }
 
-}  // namespace
-
 std::string QuotedName(std::string_view name) {
     return Quoted(name, '"', '"');
 }
 
 std::string QuotedText(std::string_view text) {
     return Quoted(text, '\'', '\'');
+}
+
+std::string WideLiteral(std::string_view text) {
+    return "N" + QuotedText(text);
 }
 
 std::string Unquoted(std::string_view quoted) {

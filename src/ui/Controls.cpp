@@ -45,6 +45,16 @@ QLabel* MakeText(const char* name, const QString& text, QWidget* parent) {
     return label;
 }
 
+DialogButtons MakeDialogButtons(const char* cancelCaption, QWidget* parent) {
+    auto* box = new QDialogButtonBox(parent);
+    auto* cmdOK = Named("cmdOK", new QPushButton("OK", box));
+    auto* cmdCancel = Named("cmdCancel", new QPushButton(cancelCaption, box));
+    box->addButton(cmdOK, QDialogButtonBox::AcceptRole);
+    box->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    cmdOK->setDefault(true);
+    return {box, cmdOK, cmdCancel};
+}
+
 void EnableObject(QWidget& objControl) {
     objControl.setEnabled(true);
     SetBackground(objControl, QPalette::Base);

@@ -2,7 +2,9 @@
 #pragma once
 
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QLabel>
+#include <QPushButton>
 #include <QString>
 #include <QWidget>
 #include <initializer_list>
@@ -26,6 +28,15 @@ Control* Named(const char* name, Control* control) {
 QLabel* MakeLabel(const char* name, const char* caption, QWidget* buddy, QWidget* parent);
 // A label for longer text, with word wrap.
 QLabel* MakeText(const char* name, const QString& text, QWidget* parent);
+
+struct DialogButtons {
+    QDialogButtonBox* Box;
+    QPushButton* cmdOK;
+    QPushButton* cmdCancel;
+};
+
+// The buttons of a dialog, with OK as the default one. The caller connects them.
+DialogButtons MakeDialogButtons(const char* cancelCaption, QWidget* parent);
 
 // Enables a control, with the background of a text box.
 void EnableObject(QWidget& objControl);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/frmBrowseComputer.h"
 
-#include <QDialogButtonBox>
 #include <QNetworkDatagram>
 #include <QNetworkInterface>
 #include <QNetworkProxy>
@@ -80,18 +79,14 @@ void frmBrowseComputer::MakeControls() {
 }
 
 QWidget* frmBrowseComputer::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    const DialogButtons buttons = MakeDialogButtons("&Cancel", this);
+    cmdOK_ = buttons.cmdOK;
     cmdOK_->setToolTip("Take the selected server");
-    cmdOK_->setDefault(true);
     cmdOK_->setEnabled(false);
-    cmdCancel->setToolTip("Close without taking a server");
-    connect(buttons, &QDialogButtonBox::accepted, this, &frmBrowseComputer::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &frmBrowseComputer::reject);
-    return buttons;
+    buttons.cmdCancel->setToolTip("Close without taking a server");
+    connect(cmdOK_, &QPushButton::clicked, this, &frmBrowseComputer::accept);
+    connect(buttons.cmdCancel, &QPushButton::clicked, this, &frmBrowseComputer::reject);
+    return buttons.Box;
 }
 
 void frmBrowseComputer::AddServer(const QString& text, const QString& server) {

@@ -72,8 +72,6 @@ void frmMain::ConnectHandlers() {
     connect(cmdClose_, &QPushButton::clicked, this, Safe(&frmMain::cmdClose_Click));
 }
 
-// ---- Loading
-
 // Queued, so that the window is visible before it waits for a server.
 void frmMain::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
@@ -119,8 +117,6 @@ void frmMain::TryConnection() {
     EnableWarehouseButtons();
 }
 
-// ---- States
-
 void frmMain::chkOptions_Click() {
     UpdateAtomicDeletion();
     UpdateProcessButton();
@@ -163,8 +159,6 @@ void frmMain::changeEvent(QEvent* event) {
     }
 }
 
-// ---- Choosing
-
 void frmMain::cmdServer_Click() {
     const QString server = browsing_.BrowseForComputer("Select a server...", this);
     if (!server.isEmpty()) {
@@ -203,8 +197,6 @@ void frmMain::cmdLogFile_Click() {
         txtLogFile_->setText(chosen);
     }
 }
-
-// ---- The dialogs
 
 bool frmMain::PrepareWarehouse(OtherUser otherUser) {
     const HourglassPointer pointer;
@@ -249,8 +241,6 @@ void frmMain::cmdDimensions_Click() {
     frmSustainRec dialog(state_, services_, this);
     dialog.exec();
 }
-
-// ---- The run
 
 void frmMain::cmdProcess_Click() {
     if (Trim(ToText(txtLogFile_->text())).empty()) {
@@ -324,8 +314,6 @@ void frmMain::ShowAgain() {
         UpdateProcessButton();
     });
 }
-
-// ---- Leaving
 
 void frmMain::cmdClose_Click() {
     close();

@@ -2,7 +2,6 @@
 #include "ui/frmProgress.h"
 
 #include <QCoreApplication>
-#include <QDialogButtonBox>
 #include <QGroupBox>
 #include <QPushButton>
 #include <QScreen>
@@ -96,8 +95,8 @@ frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
     setObjectName("frmProgress");
     setWindowTitle("Progress Of the Morvane Tool");
     setWindowFlag(Qt::WindowMinimizeButtonHint);
-    setWindowModality(
-        Qt::ApplicationModal);  // events processed during a run reach only this window
+    // Events processed during a run must reach only this window.
+    setWindowModality(Qt::ApplicationModal);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(MakeWarehouseFrame());
@@ -131,18 +130,15 @@ QGroupBox* frmProgress::MakeTimeFrame() {
     return frame;
 }
 
-QDialogButtonBox* frmProgress::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    cmdCancel_ = Named("cmdCancel", new QPushButton("Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel_, QDialogButtonBox::RejectRole);
-    cmdOK_->setDefault(true);
+QWidget* frmProgress::MakeButtons() {
+    const DialogButtons buttons = MakeDialogButtons("Cancel", this);
+    cmdOK_ = buttons.cmdOK;
+    cmdCancel_ = buttons.cmdCancel;
     // Cancel has the focus during a run, but Enter must not press it.
     cmdCancel_->setAutoDefault(false);
     connect(cmdOK_, &QPushButton::clicked, this, &frmProgress::CloseWindow);
     connect(cmdCancel_, &QPushButton::clicked, this, [this] { mUserCancel = true; });
-    return buttons;
+    return buttons.Box;
 }
 
 // The values of the two top frames start in the same column.

@@ -6,7 +6,6 @@
 
 #include "core/ProgressWindow.h"
 
-class QDialogButtonBox;
 class QGroupBox;
 class QPushButton;
 
@@ -63,7 +62,7 @@ class frmProgress : public QDialog, public ProgressWindow {
   private:
     QGroupBox* MakeWarehouseFrame();
     QGroupBox* MakeTimeFrame();
-    QDialogButtonBox* MakeButtons();
+    QWidget* MakeButtons();
     void AlignCaptions();
     void ResetControls();
     void SettleLayout();

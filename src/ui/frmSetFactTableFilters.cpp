@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/frmSetFactTableFilters.h"
 
-#include <QDialogButtonBox>
 #include <QFrame>
 #include <QPushButton>
 #include <QScreen>
@@ -85,15 +84,11 @@ QWidget* frmSetFactTableFilters::MakeDirections() {
 }
 
 QWidget* frmSetFactTableFilters::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
-    cmdOK_->setDefault(true);
+    const DialogButtons buttons = MakeDialogButtons("&Cancel", this);
+    cmdOK_ = buttons.cmdOK;
     connect(cmdOK_, &QPushButton::clicked, this, &frmSetFactTableFilters::accept);
-    connect(cmdCancel, &QPushButton::clicked, this, &frmSetFactTableFilters::reject);
-    return buttons;
+    connect(buttons.cmdCancel, &QPushButton::clicked, this, &frmSetFactTableFilters::reject);
+    return buttons.Box;
 }
 
 // If the conditions cannot be read, the window stays empty and nothing can be saved.

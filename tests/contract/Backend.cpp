@@ -36,10 +36,23 @@ class EmbeddedDatabase : public TestDatabase {
     TestWarehouse warehouse_;
 };
 
+constexpr const char* kSqliteDriver = "SQLite3";
+
+// The server is a folder, a database a file in it.
+std::string SqliteString(const odbc::LoginDetails& details) {
+    const std::string file = details.Database.empty()
+                                 ? ":memory:"
+                                 : details.Login.Server + "/" + details.Database + ".db";
+    return std::string("Driver={") + kSqliteDriver + "};Database=" + file +
+           ";FKSupport=0;NoWCHAR=1;";
+}
+
 class SqliteOdbcDatabase : public TestDatabase {
   public:
     std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateOdbcConnection({.Driver = "SQLite3"});
+        auto connection =
+            CreateOdbcConnection({.OtherDriver = odbc::OdbcDriver{
+                                      kSqliteDriver, odbc::DriverFamily::Other, SqliteString}});
         connection->SetProperty("Data Source", warehouse_.Folder());
         connection->SetConnectionTimeout(20);
         return connection;
@@ -131,8 +144,9 @@ std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server) {
 std::vector<Backend> AllBackends() {
     std::vector<Backend> backends;
     backends.push_back({"Embedded", [] { return std::make_unique<EmbeddedDatabase>(); }, true, ""});
-    backends.push_back({"SqliteOdbc", [] { return std::make_unique<SqliteOdbcDatabase>(); }, false,
-                        IsInstalled("SQLite3") ? "" : "the ODBC driver SQLite3 is not installed"});
+    backends.push_back(
+        {"SqliteOdbc", [] { return std::make_unique<SqliteOdbcDatabase>(); }, false,
+         IsInstalled(kSqliteDriver) ? "" : "the ODBC driver SQLite3 is not installed"});
     const auto live = FindLiveServer();
     backends.push_back({"LiveServer", [live] { return MakeLiveDatabase(live.value()); }, true,
                         live ? "" : "MORVANE_TEST_SERVER names no server"});

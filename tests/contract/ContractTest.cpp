@@ -132,6 +132,7 @@ TEST_P(Contract, ParametersFillThePlacesByPosition) {
     Run("create table t(a int, b varchar(9), w datetime)");
     Run("insert into t values (1, 'x', null)");
     Run("insert into t values (2, 'y', null)");
+    Run("insert into t values (2, '', null)");
     const auto command = connection_->CreateCommand();
     command->SetText("update t set w = ? where b = ? and a = ?");
     command->AppendParameter({.Name = "w",
@@ -148,11 +149,11 @@ TEST_P(Contract, ParametersFillThePlacesByPosition) {
     command->SetParameter("b", Value(std::string("y")));
     EXPECT_EQ(command->Execute(), 1);
     command->SetParameter("b", Value());
-    EXPECT_EQ(command->Execute(), 0) << "NULL equals nothing";
+    EXPECT_EQ(command->Execute(), 0) << "NULL equals nothing, not even an empty text";
     command->SetText("delete from t where w = ? and b = ? and a = ?");
     command->SetParameter("b", Value(std::string("y")));
     EXPECT_EQ(command->Execute(), 1) << "another text keeps the parameters";
-    EXPECT_EQ(Text("select a, b from t"), "1|x");
+    EXPECT_EQ(Text("select a, b from t order by a"), "1|x 2|");
 }
 
 TEST_P(Contract, ACommandOpensItsRowsAgainAndAgain) {
@@ -262,14 +263,15 @@ TEST_P(Contract, ATransactionIsAllOrNothing) {
 TEST_P(Contract, NothingOfATransactionStandsAfterAnErrorInIt) {
     Run("create table t(a int not null, primary key(a))");
     Run("insert into t values (1)");
-    EXPECT_THROW(
-        {
-            Transaction transaction(*connection_);
-            Run("insert into t values (2)");
-            Run("insert into t values (1)");
-            transaction.Commit();
-        },
-        DatabaseError);
+    {
+        Transaction transaction(*connection_);
+        Run("insert into t values (2)");
+        EXPECT_THROW(Run("insert into t values (1)"), DatabaseError);
+        if (GetParam().Name != "Embedded") {  // the server may have rolled back
+            EXPECT_THROW(Run("insert into t values (4)"), DatabaseError);
+            EXPECT_THROW(transaction.Commit(), DatabaseError);
+        }
+    }
     EXPECT_EQ(Text("select a from t"), "1");
     Run("insert into t values (3)");
     EXPECT_EQ(Text("select count(*) from t"), "2") << "the connection goes on";

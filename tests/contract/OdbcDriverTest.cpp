@@ -13,14 +13,14 @@ const OdbcDriver kFreeTds{"FreeTDS", DriverFamily::FreeTds};
 const OdbcDriver kMicrosoft{"ODBC Driver 18 for SQL Server", DriverFamily::Microsoft};
 
 LoginDetails Login(const std::string& server, const std::string& password = "p") {
-    return {server, false, "u", password, "", ""};
+    return {{server, false, "u", password}, "", "", 0};
 }
 
 TEST(OdbcDriver, TheBestInstalledOneIsPicked) {
     EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS", "ODBC Driver 17 for SQL Server"}, {}).Name,
               "ODBC Driver 17 for SQL Server");
     EXPECT_EQ(PickDriver({"freetds"}, {}).Name, "freetds");
-    EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS"}, "sqlite3").Family, DriverFamily::Sqlite);
+    EXPECT_EQ(PickDriver({"FreeTDS", "SQL Server"}, "sql server").Family, DriverFamily::OldWindows);
 }
 
 TEST(OdbcDriver, AMissingDriverIsNamedWithItsPackage) {

@@ -12,7 +12,7 @@
 #include "db/TableScript.h"
 #include "db/odbc/CallWatch.h"
 #include "db/odbc/OdbcConnection.h"
-#include "db/odbc/OdbcStatement.h"
+#include "db/odbc/OdbcSession.h"
 #include "run/WarehouseAccess.h"
 #include "support/ScriptedPrompt.h"
 #include "tasks/modDeleteRecords.h"

@@ -45,7 +45,7 @@ TEST(ServerAnswer, MalformedAndHostileAnswersNameNothing) {
     EXPECT_EQ(ParseServerAnswer(Answer(Instance("D;W", "A", "1") + good)), Servers{"DW01\\A"});
 }
 
-TEST(DataSources, AreReadFromTheConfigurationfiles) {
+TEST(DataSources, AreReadFromTheConfigurationFiles) {
     const TempFolder files;
     const auto write = [&](const char* name, const char* text) {
         std::ofstream(files / name) << text;

@@ -3,24 +3,14 @@
 
 #include "base/Text.h"
 #include "db/ConnectionFactory.h"
+#include "sql/Quoting.h"
 
 namespace morvane::testing {
 
 namespace {
 
-std::string Quoted(const std::string& text) {
-    std::string quoted = "'";
-    for (const char c : text) {
-        quoted += c;
-        if (c == '\'') {
-            quoted += c;
-        }
-    }
-    return quoted + "'";
-}
-
 std::string QuotedOrNull(const std::string& text) {
-    return text.empty() ? "NULL" : Quoted(text);
+    return text.empty() ? "NULL" : QuotedText(text);
 }
 
 }  // namespace
@@ -45,16 +35,17 @@ TestWarehouse::TestWarehouse() : SqliteFile(Folder() + "/dw.db") {
 
 void TestWarehouse::AddTable(const std::string& name, const std::string& type, bool selected,
                              const std::string& whereClause) const {
-    Run("INSERT INTO dwm_tables VALUES(" + Quoted(name) + "," + Quoted(type) + "," +
+    Run("INSERT INTO dwm_tables VALUES(" + QuotedText(name) + "," + QuotedText(type) + "," +
         QuotedOrNull(whereClause) + "," + (selected ? "1" : "0") + ")");
 }
 
 void TestWarehouse::AddRelation(const std::string& foreignTable, const std::string& foreignColumns,
                                 const std::string& primaryTable, const std::string& primaryColumns,
                                 bool slowMoving, const std::string& originalKey) const {
-    Run("INSERT INTO dwm_star_relations VALUES(1," + Quoted(foreignTable) + "," +
-        Quoted(foreignColumns) + "," + Quoted(primaryTable) + "," + Quoted(primaryColumns) + "," +
-        (slowMoving ? "1" : "0") + "," + QuotedOrNull(originalKey) + ")");
+    Run("INSERT INTO dwm_star_relations VALUES(1," + QuotedText(foreignTable) + "," +
+        QuotedText(foreignColumns) + "," + QuotedText(primaryTable) + "," +
+        QuotedText(primaryColumns) + "," + (slowMoving ? "1" : "0") + "," +
+        QuotedOrNull(originalKey) + ")");
 }
 
 void TestWarehouse::Relate(const std::vector<std::string>& relations) const {
@@ -87,7 +78,7 @@ void TestWarehouse::AddFact(const std::string& name, const std::string& columns,
 void TestWarehouse::MakeLock(bool set, const std::string& user) const {
     Run("CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100) COLLATE NOCASE);"
         "INSERT INTO dwm_multiuse VALUES(" +
-        std::string(set ? "1" : "0") + "," + Quoted(user) + ")");
+        std::string(set ? "1" : "0") + "," + QuotedText(user) + ")");
 }
 
 }  // namespace morvane::testing

@@ -19,20 +19,16 @@
 namespace morvane::testing {
 namespace {
 
-std::string Answer(const std::string& records) {
-    return std::string("\x05") + static_cast<char>(records.size() & 0xFF) +
-           static_cast<char>(records.size() >> 8) + records;
+// An answer with one instance.
+std::string Instance(const std::string& host, const std::string& name) {
+    const std::string record = "ServerName;" + host + ";InstanceName;" + name + ";tcp;1433;;";
+    return {"\x05" + std::string(1, static_cast<char>(record.size())) + '\0' + record};
 }
 
-std::string Instance(const std::string& host, const std::string& name, const std::string& port) {
-    return "ServerName;" + host + ";InstanceName;" + name +
-           ";IsClustered;No;Version;15.0.2000.5;tcp;" + port + ";;";
-}
-
-// Answers what asks for servers, on a port of its own.
+// Answers requests for servers.
 class Responder {
   public:
-    std::vector<QByteArray> Answers;
+    std::vector<std::string> Answers;
     QByteArray Asked;
 
     Responder() {
@@ -41,14 +37,13 @@ class Responder {
             while (socket_.hasPendingDatagrams()) {
                 const QNetworkDatagram request = socket_.receiveDatagram();
                 Asked += request.data();
-                for (const QByteArray& answer : Answers) {
-                    socket_.writeDatagram(request.makeReply(answer));
+                for (const std::string& answer : Answers) {
+                    socket_.writeDatagram(request.makeReply(QByteArray::fromStdString(answer)));
                 }
             }
         });
     }
     quint16 Port() const { return socket_.localPort(); }
-    void Add(const std::string& answer) { Answers.push_back(QByteArray::fromStdString(answer)); }
 
   private:
     QUdpSocket socket_;
@@ -85,10 +80,9 @@ struct BrowsingTest : public UiFixture {
     }
 };
 
-TEST_F(BrowsingTest, ListsWhatAnswersWhileItIsSearching) {
-    Network.Add(Answer(Instance("zeta", "MSSQLSERVER", "1433") + Instance("dw01", "B", "2000")));
-    Network.Add("garbage");
-    Network.Add(Answer(Instance("DW01", "b", "2000")));
+TEST_F(BrowsingTest, ListsServersWhileItSearches) {
+    Network.Answers = {Instance("zeta", "MSSQLSERVER"), "garbage", Instance("dw01", "B"),
+                       Instance("DW01", "b")};
     const QString chosen = BrowseServer([&](QWidget& dialog) {
         auto& list = Find<QListWidget>(dialog, "lstServers");
         auto& state = Find<QLabel>(dialog, "lblState");
@@ -106,7 +100,7 @@ TEST_F(BrowsingTest, ListsWhatAnswersWhileItIsSearching) {
     EXPECT_TRUE(Network.Asked.contains('\x03'));
 }
 
-TEST_F(BrowsingTest, EscapeLeavesWhileItIsSearching) {
+TEST_F(BrowsingTest, EscapeEndsASearch) {
     EXPECT_EQ(BrowseServer([](QWidget& dialog) {
                   QTest::keyClick(&Find<QListWidget>(dialog, "lstServers"), Qt::Key_Escape);
                   EXPECT_EQ(Find<QLabel>(dialog, "lblState").text(), "Searching...");
@@ -128,8 +122,8 @@ TEST_F(BrowsingTest, AnEmbeddedWarehouseAsksForItsFolder) {
     EXPECT_EQ(ToText(chosen), "sqlite:" + Files.Path());
 }
 
-TEST_F(BrowsingTest, AFolderThatIsGoneOpensItsParentAndNothingIsRemembered) {
-    // Where Qt would save what its dialog has shown.
+TEST_F(BrowsingTest, AMissingFolderOpensItsParentAndNoHistoryIsSaved) {
+    // Where Qt would save the history of its dialog.
     const QString usual = QFileInfo(QSettings("QtProject", "").fileName()).path();
     const std::string saved = Files / "saved";
     std::filesystem::create_directory(saved);
@@ -153,7 +147,7 @@ TEST_F(BrowsingTest, DataSourcesAreListedOnceWithTheirServer) {
     std::ofstream(Files / "freetds.conf") << "[central]\nhost = dw06\nport = 1433\n"
                                              "[Inst]\nhost = dw07\ninstance = A\n";
     Sources.Files.FreeTdsConf = {Files / "freetds.conf"};
-    Network.Add(Answer(Instance("DW07", "a", "2000")));  // already known from the file
+    Network.Answers = {Instance("DW07", "a")};  // already known from the file
     EXPECT_EQ(BrowseServer([](QWidget& dialog) {
                   auto& list = Find<QListWidget>(dialog, "lstServers");
                   auto& state = Find<QLabel>(dialog, "lblState");

@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kInterval{200};
 
 #ifndef _WIN32
 
-// A thread takes no signals: they must end the waits of the program's own thread.
+// Threads inherit the signal mask. Signals must go to the main thread and interrupt its waits.
 class SignalsBlocked {
   public:
     SignalsBlocked() {
@@ -95,7 +95,7 @@ CallWatch::Call::Call(CallWatch& watch, SQLHANDLE statement,
 CallWatch::Call::~Call() {
     std::unique_lock lock(watch_.mutex_);
     if (watch_.canceller_.joinable()) {
-        // The statement must not go while it is being cancelled.
+        // The statement must not be freed while it is being cancelled.
         std::thread canceller = std::move(watch_.canceller_);
         lock.unlock();
         canceller.join();
@@ -118,15 +118,15 @@ void CallWatch::Run() {
                 requested_ = Clock::now();
             }
             if (active_ && !ending_) {
-                LookAtCall();
+                CheckCall();
             }
         } catch (...) {
-            // Neither memory nor a thread to be had: no reason to end the program.
+            // Out of memory or threads; try again.
         }
     }
 }
 
-void CallWatch::LookAtCall() {
+void CallWatch::CheckCall() {
     const Clock::time_point now = Clock::now();
     if (limit_ && now >= *limit_) {
         ShutSockets();

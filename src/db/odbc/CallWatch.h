@@ -9,20 +9,20 @@
 #include <thread>
 #include <vector>
 
-#include "db/odbc/OdbcApi.h"
+#include "db/odbc/OdbcHandle.h"
 
 namespace morvane::odbc {
 
-// Whether the user has asked to end the run. Called from a thread of the watch.
+// Whether the user has cancelled the run. Called from the watch's thread.
 using CancelRequest = std::function<bool()>;
 
-// Ends the waits of one connection for a server that does not answer. A driver's call that runs on
-// after the user has asked to cancel is first cancelled as ODBC has it, and some seconds later the
-// connection's sockets are shut down, which every driver takes for a lost server. The same ends a
-// login that takes too long. On Windows, where sockets cannot be found, only the first is done.
+// Interrupts a connection's calls to an unresponsive server. When the user has cancelled, a running
+// driver call is first cancelled with SQLCancel; some seconds later the connection's sockets are
+// shut down, which drivers report as a lost connection. A login that takes too long ends the same
+// way. On Windows the sockets cannot be found, so only SQLCancel is used.
 class CallWatch {
   public:
-    // A statement may go on this long after a request to cancel, and its cancellation take so long.
+    // How long a statement may run after the user has cancelled, and how long SQLCancel may take.
     static constexpr std::chrono::seconds kGrace{5};
     static constexpr std::chrono::seconds kCancelling{3};
 
@@ -31,15 +31,15 @@ class CallWatch {
     CallWatch(const CallWatch&) = delete;
     CallWatch& operator=(const CallWatch&) = delete;
 
-    // To be called once the login has succeeded: the sockets opened since this object was made are
-    // the connection's.
+    // Call this after a successful login: the sockets opened since construction are the
+    // connection's.
     void TakeSockets();
 
-    // A call of the driver that is under way for as long as this object lives; one at a time.
+    // The scope of a driver call; one at a time.
     class Call {
       public:
-        // `statement` is null for a call on the connection itself. `limit` is the time after which
-        // the call is given up whether or not the user has asked for it.
+        // `statement` is null for a call on the connection itself. After `limit` the call is given
+        // up even if the user has not cancelled.
         explicit Call(CallWatch& watch, SQLHANDLE statement = SQL_NULL_HANDLE,
                       std::optional<std::chrono::seconds> limit = {});
         ~Call();
@@ -56,7 +56,7 @@ class CallWatch {
   private:
     using Clock = std::chrono::steady_clock;
 
-    // A socket by its number and identity: the number may be another file's by now.
+    // File number and inode: the number may have been reused.
     struct Socket {
         int Number;
         unsigned long long Identity;
@@ -65,13 +65,13 @@ class CallWatch {
 
     static std::vector<Socket> InternetSockets();
     void Run();
-    void LookAtCall();
+    void CheckCall();
     std::vector<Socket> OwnSockets() const;
     void ShutSockets();
 
     CancelRequest cancelRequested_;
-    const std::vector<Socket> others_;        // open before this connection
-    std::optional<std::vector<Socket>> own_;  // without a value until the login is done
+    const std::vector<Socket> others_;        // opened before this connection
+    std::optional<std::vector<Socket>> own_;  // not set before TakeSockets()
 
     mutable std::mutex mutex_;
     std::condition_variable wake_;
@@ -81,8 +81,8 @@ class CallWatch {
     SQLHANDLE statement_ = SQL_NULL_HANDLE;
     Clock::time_point started_;
     std::optional<Clock::time_point> limit_;
-    std::optional<Clock::time_point> requested_;  // when the wish to cancel was first seen
-    std::thread canceller_;                       // SQLCancel may wait for the call itself
+    std::optional<Clock::time_point> requested_;  // when the cancel was first seen
+    std::thread canceller_;                       // SQLCancel may block until the call returns
     std::thread thread_;
 };
 

@@ -8,56 +8,43 @@
 #include <charconv>
 
 #include "base/Text.h"
-#include "db/odbc/OdbcStatement.h"
-#include "db/odbc/OdbcTypes.h"
+#include "sql/Lexer.h"
 #include "sql/MaskPasswords.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
 namespace {
 
-// Enough that the time of a round trip no longer counts, and little for a server to hold.
+// Large enough to make round trips negligible, small enough for the server's memory.
 constexpr std::size_t kMostStatements = 500;
 constexpr std::size_t kMostBytes = 100'000;
 
-// The columns in which a request tells how it went.
+// The result columns of a request.
 constexpr std::string_view kCounts = "morvane_counts";
 constexpr std::string_view kFailed = "morvane_failed";
 
-// Wide only where it must be: an index of a narrow column serves a narrow text alone.
-std::string Quoted(std::string_view text) {
-    const std::string wide = WideLiteral(text);
-    return IsAscii(text) ? wide.substr(1) : wide;
+// A literal, as N'...' only for non-ASCII text: the index of a varchar column is not used for an
+// nvarchar value.
+std::string TextLiteral(std::string_view text) {
+    return IsAscii(text) ? QuotedText(text) : WideLiteral(text);
 }
 
-// The end of the literal, quoted name or comment that begins at `start`, or `start` itself.
-std::size_t SkipQuoted(std::string_view sql, std::size_t start) {
-    static constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kQuotes{
-        {{"'", "'"}, {"\"", "\""}, {"[", "]"}, {"--", "\n"}, {"/*", "*/"}}};
-    for (const auto& [open, close] : kQuotes) {
-        if (sql.substr(start, open.size()) == open) {
-            const std::size_t end = sql.find(close, start + open.size());
-            return end == std::string_view::npos ? sql.size() : end + close.size();
-        }
-    }
-    return start;
-}
-
-// The statement with "@P1", "@P2" ... at its "?" places.
+// Replaces the "?" placeholders by "@P1", "@P2" and so on.
 std::string WithNames(std::string_view sql) {
     std::string text;
+    std::size_t copied = 0;
     int places = 0;
-    for (std::size_t i = 0; i < sql.size();) {
-        const std::size_t end = SkipQuoted(sql, i);
-        if (end > i) {
-            text += sql.substr(i, end - i);
-            i = end;
-        } else {
-            text += sql[i] == '?' ? "@P" + std::to_string(++places) : std::string(1, sql[i]);
-            ++i;
+    Lexer lexer(sql);
+    for (Lexeme lexeme; lexer.Next(lexeme);) {
+        if (lexeme.Kind == TokenKind::Parameter) {
+            const auto begin = static_cast<std::size_t>(lexeme.Text.data() - sql.data());
+            text += sql.substr(copied, begin - copied);
+            text += "@P" + std::to_string(++places);
+            copied = begin + lexeme.Text.size();
         }
     }
-    return text;
+    return text += sql.substr(copied);
 }
 
 std::string_view IntegerType(DataType type) {
@@ -80,8 +67,8 @@ bool IsHex(std::string_view text) {
            text.find_first_not_of("0123456789ABCDEFabcdef", 2) == std::string_view::npos;
 }
 
-// A value as the request has it: the type of its parameter, and its literal. The types of texts
-// have one length, so that texts of different lengths are one statement for the server.
+// A parameter in the request: its declared type and its value. Text types have a fixed length, so
+// that the server sees the same statement for texts of different lengths.
 struct Literal {
     std::string_view Type;
     std::string Text;
@@ -104,9 +91,9 @@ Literal LiteralOf(const Parameter& parameter) {
         return {"varbinary(max)", text};
     }
     if (IsAscii(text)) {
-        return {text.size() > 8000 ? "varchar(max)" : "varchar(8000)", Quoted(text)};
+        return {text.size() > 8000 ? "varchar(max)" : "varchar(8000)", TextLiteral(text)};
     }
-    return {Utf16Length(text) > 4000 ? "nvarchar(max)" : "nvarchar(4000)", Quoted(text)};
+    return {Utf16Length(text) > 4000 ? "nvarchar(max)" : "nvarchar(4000)", TextLiteral(text)};
 }
 
 }  // namespace
@@ -124,12 +111,12 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
             values += "," + literal.Text;
         }
         const std::string named = WithNames(sql);
-        // The reference of sp_execute excludes NULL.
+        // The sp_execute reference does not allow NULL.
         const bool hasNull = std::ranges::any_of(
             parameters, [](const Parameter& parameter) { return parameter.Value.IsNull(); });
         const std::string call =
             hasNull ? "sp_executesql " + WideLiteral(named) + "," + WideLiteral(types)
-                    : "sp_execute " + Handle(named, types);
+                    : "sp_execute " + HandleVariable(named, types);
         text_ += "exec " + call + values;
     }
     text_ += Counts() ? " set @n = @n + cast(@@rowcount as varchar(20)) + ' '\n" : "\n";
@@ -139,8 +126,8 @@ void OdbcBatch::Add(std::string_view sql, const std::vector<Parameter>& paramete
     }
 }
 
-// The variable with the handle of a prepared text, which is prepared before its first execution.
-std::string OdbcBatch::Handle(const std::string& sql, const std::string& types) {
+// The variable that holds the handle of a prepared statement. Prepares it on first use.
+std::string OdbcBatch::HandleVariable(const std::string& sql, const std::string& types) {
     const auto [found, isNew] =
         handles_.emplace(std::pair(types, sql), fmt::format("@h{}", handles_.size()));
     if (isNew) {
@@ -183,7 +170,7 @@ void OdbcBatch::Finish() {
     text_.clear();
 }
 
-// `failed` becomes the number of the statement that failed, when the server tells.
+// Sets `failed` to the number of the failed statement if the server reports it.
 void OdbcBatch::Send(const std::string& request, std::size_t& failed) {
     OdbcStatement statement(session_, request);
     statement.ExecuteDirectly();
@@ -203,10 +190,10 @@ void OdbcBatch::Send(const std::string& request, std::size_t& failed) {
             std::from_chars(text.data(), text.data() + text.size(), failed);
         }
     } while (statement.Call([&] { return SQLMoreResults(statement.Get()); }) != SQL_NO_DATA);
-    TellCounts(counts);
+    ReportCounts(counts);
 }
 
-void OdbcBatch::TellCounts(const std::string& counts) {
+void OdbcBatch::ReportCounts(const std::string& counts) {
     if (!Counts()) {
         return;
     }

@@ -13,9 +13,9 @@
 
 namespace morvane::odbc {
 
-// Sends some hundred statements in one request. A text with parameters is prepared there once for
-// all its executions. The server stops at the first error, and says which statement it was; counts
-// that somebody wants come back together.
+// Sends several hundred statements in one request, in which a text with parameters is prepared
+// once. The server stops at the first error and reports which statement failed. Row counts, if
+// requested, are returned together at the end.
 class OdbcBatch : public StatementBatch {
   public:
     OdbcBatch(std::shared_ptr<OdbcSession> session, RowCountSink counted)
@@ -25,17 +25,16 @@ class OdbcBatch : public StatementBatch {
     void Finish() override;
 
   private:
-    std::string Handle(const std::string& sql, const std::string& types);
-    // Every statement of the request is followed by what keeps its count, where that is wanted.
+    std::string HandleVariable(const std::string& sql, const std::string& types);
     bool Counts() const { return static_cast<bool>(counted_); }
     void Send(const std::string& request, std::size_t& failed);
-    void TellCounts(const std::string& counts);
+    void ReportCounts(const std::string& counts);
 
     std::shared_ptr<OdbcSession> session_;
     RowCountSink counted_;
-    std::vector<std::string> statements_;  // that wait
-    std::string text_;                     // what executes them
-    // What is prepared in the request: the types of the parameters and the text, and the variable.
+    std::vector<std::string> statements_;  // pending
+    std::string text_;                     // the request that executes them
+    // By parameter types and text: the variables with the handles of prepared statements.
     std::map<std::pair<std::string, std::string>, std::string> handles_;
     std::size_t executed_ = 0;
 };

@@ -9,16 +9,16 @@
 #include "core/DatabaseError.h"
 #include "core/Recordset.h"
 #include "db/odbc/OdbcRecordset.h"
-#include "db/odbc/OdbcTypes.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
 namespace {
 
-// "Invalid object name": a server older than the views, or another kind of server.
+// "Invalid object name": the server does not have the catalogue views.
 constexpr int kNoSuchObject = 208;
 
-// An error names the question and not its long text.
+// An error contains a description of the query instead of its long text.
 std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
                                  const std::string& sql, std::string_view table) {
     try {
@@ -33,10 +33,9 @@ std::unique_ptr<Recordset> Query(const std::shared_ptr<OdbcSession>& session,
     }
 }
 
-// Everything about the columns of the tables and views of a name. The table that a statement would
-// mean by it comes first: OBJECT_ID looks where a statement looks. The type is the base type of an
-// alias type, and a type of the common language runtime its own. Columns that "select *" leaves out
-// are left out.
+// The columns of all tables and views with a name. The table that a statement would mean comes
+// first: OBJECT_ID resolves the name like a statement. An alias type is reported as its base type,
+// a CLR type as itself. Hidden columns, which "select *" omits, are excluded.
 std::string ColumnsQuery(std::string_view table) {
     const std::string name = WideLiteral(table);
     return "SELECT o.object_id AS table_id, c.name AS column_name,"
@@ -128,7 +127,7 @@ SQLSMALLINT Length(std::string_view text) {
 
 using SessionPtr = std::shared_ptr<OdbcSession>;
 
-// The rows of a catalogue function, whose columns have numbers (from 1) of the ODBC standard.
+// The rows of a catalogue function, whose column numbers (from 1) the ODBC standard defines.
 template <typename Function>
 std::unique_ptr<Recordset> Rows(const SessionPtr& session, const char* name, Function&& function) {
     OdbcStatement statement(session, name);
@@ -156,8 +155,8 @@ constexpr std::size_t kSchemaName = 2;
 constexpr std::size_t kTableName = 3;
 constexpr std::size_t kColumnName = 4;
 
-// The digits of a fraction from the length of the whole as text, which is all that some servers
-// tell. When in doubt the most, of which nothing is lost.
+// The number of fractional second digits, computed from the display size because some servers
+// report nothing else. When in doubt the maximum, which loses nothing.
 int FractionDigits(std::string_view type, std::int64_t length) {
     constexpr std::int64_t kMostDigits = 7;
     const std::int64_t whole = type == "time" ? 8 : type == "datetime2" ? 19 : 26;
@@ -179,7 +178,7 @@ ColumnDefinition DescribeColumn(const Recordset& row) {
     ColumnDefinition column;
     column.Name = TextAt(row, kColumnName);
     column.TypeName = ToLower(TextAt(row, kTypeName));
-    // "int identity", "numeric() identity": the copy of a key takes what it is given.
+    // "int identity", "numeric() identity": identity is not copied.
     column.TypeName = column.TypeName.substr(0, column.TypeName.find_first_of(" ("));
     const std::int64_t size = row[kColumnSize - 1].IsNull() ? 0 : row[kColumnSize - 1].Integer();
     const std::int64_t digits =
@@ -223,7 +222,7 @@ std::optional<KeyDefinition> PrimaryKeyOf(const SessionPtr& session, std::string
     return key;
 }
 
-// The schema whose table of that name is meant: dbo, unless the name stands only elsewhere.
+// The table's schema: dbo, unless the table exists in other schemas only.
 std::string ChooseSchema(const std::set<std::string>& schemas) {
     return schemas.contains("dbo") || schemas.empty() ? "dbo" : *schemas.begin();
 }
@@ -248,7 +247,7 @@ bool FunctionsKnowIndex(const SessionPtr& session, std::string_view table) {
                              SQL_INDEX_ALL, SQL_QUICK);
     });
     for (; !rows->Eof(); rows->MoveNext()) {
-        // A row without an index name tells about the table itself.
+        // A row without an index name describes the table itself.
         if (Names(*rows, kTableName, table) && !(*rows)[kIndexName - 1].IsNull()) {
             return true;
         }
@@ -321,7 +320,7 @@ auto OdbcCatalogue::FromViews(Ask&& ask) -> std::optional<decltype(ask())> {
     return std::nullopt;
 }
 
-// Most tables stand where a statement looks, which the server knows without reading its views.
+// Tries OBJECT_ID first, which is faster than the views and finds most tables.
 bool OdbcCatalogue::TableExists(std::string_view table) {
     const auto known = FromViews([&] {
         const std::string name = "QUOTENAME(RTRIM(" + WideLiteral(table) + "))";

@@ -11,11 +11,11 @@
 
 namespace morvane::odbc {
 
-// Questions to a session's catalogue. SQL Server is asked through its views sys.objects,
-// sys.columns and others, which compare names as the server does and tell all of a type. Where
-// there are no such views the catalogue functions of ODBC answer. Those take names for patterns, in
-// which "_" matches any character, and drivers escape it each in a way of its own: what comes back
-// is compared again here, letter case ignored. All throw DatabaseError.
+// Catalogue queries of a session. With SQL Server it uses the views sys.objects, sys.columns and
+// others, which compare names like the server and describe types completely. Without these views it
+// uses ODBC's catalogue functions. They treat names as patterns, in which "_" matches any character
+// and which each driver escapes differently, so their results are filtered by name here, ignoring
+// case. All functions throw DatabaseError.
 class OdbcCatalogue {
   public:
     explicit OdbcCatalogue(std::shared_ptr<OdbcSession> session);
@@ -25,7 +25,7 @@ class OdbcCatalogue {
     TableDefinition DescribeTable(std::string_view table);
 
   private:
-    // The result of `ask`; no value when the server has no such views.
+    // The result of `ask`; no value if the server does not have the views.
     template <typename Ask>
     auto FromViews(Ask&& ask) -> std::optional<decltype(ask())>;
 

@@ -9,10 +9,8 @@
 #include "db/odbc/OdbcBatch.h"
 #include "db/odbc/OdbcCatalogue.h"
 #include "db/odbc/OdbcCommand.h"
-#include "db/odbc/OdbcDriver.h"
 #include "db/odbc/OdbcRecordset.h"
 #include "db/odbc/OdbcSession.h"
-#include "db/odbc/OdbcStatement.h"
 #include "sql/MaskPasswords.h"
 
 namespace morvane {
@@ -21,7 +19,7 @@ namespace odbc {
 
 namespace {
 
-// "USE statement is not supported to switch between databases." Azure SQL Database says so.
+// Azure SQL Database: "USE statement is not supported to switch between databases."
 constexpr int kUseNotSupported = 40508;
 
 class OdbcConnection : public Connection {
@@ -47,7 +45,7 @@ class OdbcConnection : public Connection {
     std::int64_t Execute(std::string_view sql) override { return Session(sql).Execute(sql); }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override;
     std::unique_ptr<Command> CreateCommand() override {
-        Session();
+        RequireOpen();
         return std::make_unique<OdbcCommand>(session_);
     }
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override;
@@ -56,7 +54,7 @@ class OdbcConnection : public Connection {
     void CommitTrans() override { Session().CommitTrans(); }
     void RollbackTrans() override { Session().RollbackTrans(); }
 
-    // The server decides by the login's rights what a statement may do.
+    // The login's permissions decide what a statement may do.
     void RequireName(NameOf, std::string_view) const override {}
 
     bool TableExists(std::string_view table) override { return Catalogue().TableExists(table); }
@@ -68,11 +66,15 @@ class OdbcConnection : public Connection {
     }
 
   private:
-    // Throws when the connection is closed.
-    OdbcSession& Session(std::string_view statement = {}) const;
+    // Throws if the connection is closed.
+    void RequireOpen(std::string_view statement = {}) const;
+    OdbcSession& Session(std::string_view statement = {}) const {
+        RequireOpen(statement);
+        return *session_;
+    }
     OdbcCatalogue& Catalogue();
     void Use(std::shared_ptr<OdbcSession> session, const std::string& database);
-    std::shared_ptr<OdbcSession> Login(const std::string& database) const;
+    std::shared_ptr<OdbcSession> LogIn(const std::string& database) const;
 
     OdbcOptions options_;
     CancelRequest cancel_;
@@ -86,21 +88,16 @@ class OdbcConnection : public Connection {
 
 void OdbcConnection::Open() {
     Close();
-    driver_ = PickDriver(InstalledDrivers(), options_.Driver);
+    driver_ = options_.OtherDriver ? *options_.OtherDriver
+                                   : PickDriver(InstalledDrivers(), options_.Driver);
     const std::string database = Property("Initial Catalog");
-    Use(Login(database), database);
+    Use(LogIn(database), database);
 }
 
-std::shared_ptr<OdbcSession> OdbcConnection::Login(const std::string& database) const {
-    LoginDetails login;
-    login.Server = Property("Data Source");
-    login.IntegratedSecurity = EqualsIgnoreCase(Property("Integrated Security"), "SSPI");
-    login.UserName = Property("User ID");
-    login.Password = Property("Password");
-    login.Database = database;
-    login.ExtraOptions = options_.Keywords;
-    login.QueryTimeout = ParseQueryTimeout(options_.QueryTimeout);
-    return OdbcSession::Login(driver_, login, timeoutSeconds_, cancel_);
+std::shared_ptr<OdbcSession> OdbcConnection::LogIn(const std::string& database) const {
+    const LoginDetails details{Login(), database, options_.Keywords,
+                               ParseQueryTimeout(options_.QueryTimeout)};
+    return OdbcSession::Login(driver_, details, timeoutSeconds_, cancel_);
 }
 
 void OdbcConnection::Use(std::shared_ptr<OdbcSession> session, const std::string& database) {
@@ -110,7 +107,7 @@ void OdbcConnection::Use(std::shared_ptr<OdbcSession> session, const std::string
     database_ = session_->SpeaksTSql() ? session_->CurrentCatalog() : database;
 }
 
-// Recordsets and commands may still hold the session.
+// Recordsets and commands may still refer to the session.
 void OdbcConnection::Close() {
     if (session_ != nullptr) {
         session_->Close();
@@ -120,15 +117,14 @@ void OdbcConnection::Close() {
     database_.clear();
 }
 
-OdbcSession& OdbcConnection::Session(std::string_view statement) const {
+void OdbcConnection::RequireOpen(std::string_view statement) const {
     if (session_ == nullptr) {
         throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
     }
-    return *session_;
 }
 
 OdbcCatalogue& OdbcConnection::Catalogue() {
-    Session();
+    RequireOpen();
     return *catalogue_;
 }
 
@@ -145,13 +141,13 @@ std::string OdbcConnection::Property(std::string_view name) const {
 }
 
 void OdbcConnection::SetDefaultDatabase(std::string_view name) {
-    Session();
+    RequireOpen();
     if (name == database_ && !name.empty()) {
         return;
     }
     const std::string database(name);
     if (!session_->SpeaksTSql()) {
-        Use(Login(database), database);
+        Use(LogIn(database), database);
         return;
     }
     try {
@@ -161,13 +157,13 @@ void OdbcConnection::SetDefaultDatabase(std::string_view name) {
         if (error.Code() != kUseNotSupported) {
             throw;
         }
-        // Only when the new login has succeeded does the old one end.
-        Use(Login(database), database);
+        // The old session stays open if the new login fails.
+        Use(LogIn(database), database);
     }
 }
 
 std::unique_ptr<Recordset> OdbcConnection::OpenRecordset(std::string_view sql, RecordsetKind kind) {
-    Session(sql);
+    RequireOpen(sql);
     OdbcStatement statement(session_, std::string(sql));
     statement.ExecuteDirectly();
     auto rows = std::make_unique<OdbcRecordset>(std::move(statement));

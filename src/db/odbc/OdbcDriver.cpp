@@ -7,9 +7,9 @@
 #include <limits>
 
 #include "base/Text.h"
-#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
 #include "db/odbc/OdbcHandle.h"
+#include "sql/Quoting.h"
 
 namespace morvane::odbc {
 
@@ -31,25 +31,15 @@ bool Contains(std::string_view text, std::string_view part) {
 }
 
 DriverFamily FamilyOf(std::string_view name) {
-    if (Contains(name, "sqlite")) {
-        return DriverFamily::Sqlite;
-    }
     if (Contains(name, "odbc driver")) {
         return DriverFamily::Microsoft;
     }
     return EqualsIgnoreCase(name, "SQL Server") ? DriverFamily::OldWindows : DriverFamily::FreeTds;
 }
 
-// Microsoft's drivers double a "}" in a braced value.
+// Microsoft's drivers require "}" to be doubled in a braced value.
 std::string BracedDoubling(std::string_view value) {
-    std::string braced = "{";
-    for (const char c : value) {
-        braced += c;
-        if (c == '}') {
-            braced += c;
-        }
-    }
-    return braced + "}";
+    return Quoted(value, '{', '}');
 }
 
 [[noreturn]] void RefuseForFreeTds(std::string_view keyword, const char* what) {
@@ -57,8 +47,8 @@ std::string BracedDoubling(std::string_view value) {
                          " that holds " + what + "."});
 }
 
-// Before it has a connection, and with it a character set, FreeTDS takes each byte for a character
-// of ISO 8859-1. Those are the bytes C2 and C3 of UTF-8 and the one that follows.
+// Before the connection has a character set, FreeTDS interprets the string as ISO 8859-1, whose
+// non-ASCII characters have the lead bytes C2 and C3 in UTF-8.
 std::string Latin1(std::string_view keyword, std::string_view value) {
     std::string text;
     for (std::size_t i = 0; i < value.size(); ++i) {
@@ -76,7 +66,7 @@ std::string Latin1(std::string_view keyword, std::string_view value) {
     return text;
 }
 
-// FreeTDS reads a braced value up to "};" and doubles nothing.
+// In FreeTDS a braced value ends at "};", without a way to escape it.
 std::string BracedPlain(std::string_view keyword, std::string_view value) {
     if (value.find("};") != std::string_view::npos) {
         RefuseForFreeTds(keyword, "\"};\"");
@@ -86,8 +76,8 @@ std::string BracedPlain(std::string_view keyword, std::string_view value) {
 
 struct ServerAddress {
     std::string Host;
-    std::string Instance;  // empty for the default one
-    std::string Port;      // empty when none is given
+    std::string Instance;  // empty for the default instance
+    std::string Port;      // empty if not given
 };
 
 ServerAddress ParseServer(const std::string& server) {
@@ -122,10 +112,10 @@ ServerAddress ParseServer(const std::string& server) {
     return address;
 }
 
-// What a connection string says, each value as it is written there.
+// Collects the keywords of a connection string.
 class ConnectionText {
   public:
-    // A user's option of the same meaning stands instead.
+    // Ignored if the user has given an option with the same meaning.
     void Add(std::string_view keyword, std::string_view value) {
         if (!HasOption(keyword)) {
             own_ += std::string(keyword) + "=" + std::string(value) + ";";
@@ -155,7 +145,7 @@ class ConnectionText {
         std::string Value;
     };
 
-    // Keywords that say the same.
+    // Maps synonyms to one keyword.
     static std::string Meaning(std::string_view keyword) {
         const std::string name = ToLower(Trim(keyword));
         if (name == "address" || name == "addr" || name == "servername") {
@@ -171,7 +161,7 @@ class ConnectionText {
     std::vector<Option> options_;
 };
 
-// Calls `take` with each keyword and its value as it is written; a value in braces may hold ";".
+// Calls `take` with each keyword and its value as written. A braced value may contain ";".
 template <typename Take>
 void ForEachOption(std::string_view options, Take&& take) {
     while (!options.empty()) {
@@ -193,19 +183,19 @@ void ForEachOption(std::string_view options, Take&& take) {
     }
 }
 
-// Authentication= chooses the way of logging in, and the drivers refuse Trusted_Connection beside
-// it. A user name still says whose token is meant.
+// Authentication= selects the login method, and drivers refuse to combine it with
+// Trusted_Connection. A user name selects the token.
 template <typename Brace>
 void AddLogin(ConnectionText& text, const LoginDetails& login, Brace&& brace) {
-    const bool other = text.HasOption("Authentication");
-    if (login.IntegratedSecurity) {
-        if (!other) {
+    const bool hasMethod = text.HasOption("Authentication");
+    if (login.Login.NTAuthentication) {
+        if (!hasMethod) {
             text.Add("Trusted_Connection", "yes");
         }
     } else {
-        text.Add("UID", brace("user name", login.UserName));
-        if (!other || !login.Password.empty()) {
-            text.Add("PWD", brace("password", login.Password));
+        text.Add("UID", brace("user name", login.Login.UserName));
+        if (!hasMethod || !login.Login.Password.empty()) {
+            text.Add("PWD", brace("password", login.Login.Password));
         }
     }
     if (!login.Database.empty()) {
@@ -213,8 +203,8 @@ void AddLogin(ConnectionText& text, const LoginDetails& login, Brace&& brace) {
     }
 }
 
-// FreeTDS has a keyword and words of its own for what Microsoft's drivers call Encrypt. Refused, it
-// still encrypts the login where the server can, as those do.
+// Translates the value of Microsoft's keyword Encrypt to FreeTDS's Encryption. "request" still
+// encrypts the login if the server supports it, as Microsoft's drivers do with "no".
 std::string FreeTdsEncryption(std::string_view encrypt) {
     for (const std::string_view refusal : {"no", "optional", "false", "0"}) {
         if (EqualsIgnoreCase(encrypt, refusal)) {
@@ -228,7 +218,7 @@ std::string FreeTdsEncryption(std::string_view encrypt) {
 }
 
 std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
-    const ServerAddress address = ParseServer(login.Server);
+    const ServerAddress address = ParseServer(login.Login.Server);
     ConnectionText text;
     ForEachOption(login.ExtraOptions, [&](std::string_view keyword, std::string_view value) {
         if (EqualsIgnoreCase(keyword, "Encrypt")) {
@@ -237,7 +227,7 @@ std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
             text.AddOption(keyword, value);
         }
     });
-    // Without an explicit version the driver ignores the login time-out.
+    // Without an explicit version the driver ignores the login timeout.
     text.Add("TDS_Version", "7.4");
     text.Add("ClientCharset", "UTF-8");
     if (!address.Instance.empty() && address.Port.empty()) {
@@ -251,12 +241,12 @@ std::string FreeTdsString(const OdbcDriver& driver, const LoginDetails& login) {
     if (login.QueryTimeout > 0) {
         text.Add("Timeout", std::to_string(login.QueryTimeout));
     }
-    // The driver takes the last of two equal keywords.
+    // Of duplicate keywords the driver uses the last.
     return "Driver={" + driver.Name + "};" + text.Own() + text.Options();
 }
 
 std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login) {
-    const ServerAddress address = ParseServer(login.Server);
+    const ServerAddress address = ParseServer(login.Login.Server);
     std::string server = address.Host;
     server += address.Instance.empty() ? "" : "\\" + address.Instance;
     server += address.Port.empty() ? "" : "," + address.Port;
@@ -270,16 +260,8 @@ std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login)
     }
     AddLogin(text, login,
              [](std::string_view, std::string_view value) { return BracedDoubling(value); });
-    // These drivers take the first of two equal keywords.
+    // Of duplicate keywords these drivers use the first.
     return "Driver={" + driver.Name + "};" + text.Options() + text.Own();
-}
-
-std::string SqliteString(const OdbcDriver& driver, const LoginDetails& login) {
-    const std::string file = login.Database.empty()
-                                 ? ":memory:"
-                                 : login.Server + kPathSeparator + login.Database + ".db";
-    return "Driver={" + driver.Name + "};Database=" + file + ";FKSupport=0;NoWCHAR=1;" +
-           login.ExtraOptions;
 }
 
 }  // namespace
@@ -333,8 +315,8 @@ std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& 
         case DriverFamily::OldWindows:
             text = MicrosoftString(driver, login);
             break;
-        case DriverFamily::Sqlite:
-            text = SqliteString(driver, login);
+        case DriverFamily::Other:
+            text = driver.MakeString(login);
             break;
     }
     if (text.size() > static_cast<std::size_t>(std::numeric_limits<SQLSMALLINT>::max())) {

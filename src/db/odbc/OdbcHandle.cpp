@@ -13,8 +13,8 @@ namespace morvane::odbc {
 
 namespace {
 
-// "[FreeTDS][SQL Server]Login failed" names the vendor and the driver before the message.
-std::string_view WithoutSpeakers(std::string_view message) {
+// Strips the "[vendor][driver]" prefix.
+std::string_view WithoutPrefix(std::string_view message) {
     while (!message.empty() && message[0] == '[') {
         const std::size_t end = message.find(']');
         if (end == std::string_view::npos) {
@@ -39,7 +39,7 @@ OdbcHandle OdbcHandle::Environment() {
     if (!SQL_SUCCEEDED(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &environment.handle_))) {
         throw DatabaseError({"The ODBC driver manager does not start."});
     }
-    // The version number travels in the pointer itself.
+    // The version number is passed as the pointer value.
     SQLSetEnvAttr(environment.handle_, SQL_ATTR_ODBC_VERSION,
                   reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(SQL_OV_ODBC3)), 0);
     return environment;
@@ -66,7 +66,7 @@ Diagnostics ReadDiagnostics(const OdbcHandle& handle) {
         const auto* text = reinterpret_cast<const char*>(message.data());
         const auto* stateText = reinterpret_cast<const char*>(state.data());
         diagnostics.Descriptions.push_back(
-            fmt::format("{} ({}, {})", WithoutSpeakers(text), stateText, native));
+            fmt::format("{} ({}, {})", WithoutPrefix(text), stateText, native));
         diagnostics.Code = diagnostics.Code == 0 ? native : diagnostics.Code;
     }
 }

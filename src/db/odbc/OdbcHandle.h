@@ -1,22 +1,26 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#ifdef _WIN32
+#include <windows.h>  // sql.h requires it
+#endif
+#include <sql.h>
+#include <sqlext.h>
+
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "db/odbc/OdbcApi.h"
-
 namespace morvane::odbc {
 
-// An ODBC environment, connection or statement handle and its end.
+// Owns an ODBC environment, connection or statement handle.
 class OdbcHandle {
   public:
     OdbcHandle() = default;
     // Throws DatabaseError with the parent's diagnostics.
     OdbcHandle(SQLSMALLINT type, const OdbcHandle& parent);
-    // The environment, which has no parent; ODBC 3.
+    // An ODBC 3 environment.
     static OdbcHandle Environment();
 
     OdbcHandle(OdbcHandle&& other) noexcept { Swap(other); }
@@ -30,7 +34,7 @@ class OdbcHandle {
 
     SQLHANDLE Get() const { return handle_; }
     SQLSMALLINT Type() const { return type_; }
-    // Forgets a handle that the end of its parent has freed.
+    // Gives up a handle that was freed together with its parent.
     void Release() { handle_ = SQL_NULL_HANDLE; }
 
   private:
@@ -43,24 +47,24 @@ class OdbcHandle {
     SQLHANDLE handle_ = SQL_NULL_HANDLE;
 };
 
-// Every diagnostic record of a handle, in order: the server's words without the "[driver]" parts
-// before them, and the SQLSTATE and native code after them. To be read before any other call on
-// the handle.
+// The diagnostic records of a handle in order, each as the server's message without the
+// "[vendor][driver]" prefix, followed by the SQLSTATE and the native code. Any other call on the
+// handle discards them.
 struct Diagnostics {
     std::vector<std::string> Descriptions;
-    int Code = 0;  // the first native one that is not 0
+    int Code = 0;  // the first native code other than 0
 };
 Diagnostics ReadDiagnostics(const OdbcHandle& handle);
 
-// Throws even when the driver returned no diagnostics.
+// Throw DatabaseError, even if the driver returned no diagnostics.
 [[noreturn]] void ThrowDescriptions(std::vector<std::string> descriptions,
                                     std::string_view statement, int code);
 [[noreturn]] void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement);
 
-// Throws unless the call succeeded; "no data" is a success.
+// Throws DatabaseError unless the call succeeded or returned SQL_NO_DATA.
 void Check(SQLRETURN result, const OdbcHandle& handle, std::string_view statement = {});
 
-// A text as the driver manager takes it; it only reads it.
+// A text in the type of ODBC's input parameters, which are not const. The driver only reads it.
 SQLCHAR* OdbcText(std::string_view text);
 
 }  // namespace morvane::odbc

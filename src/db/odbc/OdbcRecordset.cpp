@@ -5,6 +5,7 @@
 
 #include <array>
 
+#include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "sql/MaskPasswords.h"
 
@@ -12,10 +13,91 @@ namespace morvane::odbc {
 
 namespace {
 
+// Types of the SQL Server drivers, documented in sqlncli.h; sqlext.h does not define them.
+constexpr SQLSMALLINT kSqlServerTime = -154;
+constexpr SQLSMALLINT kSqlServerDateTimeOffset = -155;
+constexpr SQLSMALLINT kSqlServerXml = -152;
+
+// The OLE DB type code of an ODBC type; the type's name distinguishes money from other decimals.
+DataType DataTypeOf(SQLSMALLINT odbcType, std::string_view typeName) {
+    switch (odbcType) {
+        case SQL_BIT:
+            return DataType::Boolean;
+        case SQL_TINYINT:
+            return DataType::TinyInt;
+        case SQL_SMALLINT:
+            return DataType::SmallInt;
+        case SQL_INTEGER:
+            return DataType::Integer;
+        case SQL_BIGINT:
+            return DataType::BigInt;
+        case SQL_REAL:
+            return DataType::Single;
+        case SQL_FLOAT:
+        case SQL_DOUBLE:
+            return DataType::Double;
+        case SQL_DECIMAL:
+        case SQL_NUMERIC:
+            return ToLower(typeName).find("money") != std::string::npos ? DataType::Currency
+                                                                        : DataType::Numeric;
+        case SQL_CHAR:
+            return DataType::Char;
+        case SQL_LONGVARCHAR:
+            return DataType::LongVarChar;
+        case SQL_WCHAR:
+            return DataType::WChar;
+        case SQL_WVARCHAR:
+        case SQL_TYPE_TIME:
+        case kSqlServerTime:
+        case kSqlServerDateTimeOffset:
+            return DataType::VarWChar;
+        case SQL_WLONGVARCHAR:
+        case kSqlServerXml:
+            return DataType::LongVarWChar;
+        case SQL_TYPE_DATE:
+        case SQL_DATETIME:  // the ODBC 2 code of a date
+        case SQL_TIMESTAMP:
+        case SQL_TYPE_TIMESTAMP:
+            return DataType::DBTimeStamp;
+        case SQL_GUID:
+            return DataType::Guid;
+        case SQL_BINARY:
+            return DataType::Binary;
+        case SQL_VARBINARY:
+        case SQL_LONGVARBINARY:
+            return DataType::VarBinary;
+        default:
+            return DataType::VarChar;
+    }
+}
+
+// How a column is fetched without loss.
+enum class FetchAs { Text, Integer, Real, Single, Binary };
+
+FetchAs FetchKind(DataType type) {
+    switch (type) {
+        case DataType::Boolean:
+        case DataType::TinyInt:
+        case DataType::SmallInt:
+        case DataType::Integer:
+        case DataType::BigInt:
+            return FetchAs::Integer;
+        case DataType::Double:
+            return FetchAs::Real;
+        case DataType::Single:
+            return FetchAs::Single;
+        case DataType::Binary:
+        case DataType::VarBinary:
+            return FetchAs::Binary;
+        default:
+            return FetchAs::Text;
+    }
+}
+
 constexpr std::size_t kFirstBuffer = 8192;
 
-// What a driver may leave free at the end of a piece that it cuts between characters, with room to
-// spare, and a byte that no UTF-8 text holds.
+// An upper bound of the bytes that a driver leaves unused at the end of a piece cut between
+// characters, and a byte that does not occur in UTF-8.
 constexpr std::size_t kMostLeftFree = 16;
 constexpr char kUntouched = '\xFF';
 
@@ -26,19 +108,11 @@ std::string TypeName(const OdbcStatement& statement, SQLUSMALLINT column) {
     return reinterpret_cast<const char*>(name.data());
 }
 
-std::string HexText(const std::string& bytes) {
-    std::string text = "0x";
-    for (const char byte : bytes) {
-        text += fmt::format("{:02X}", static_cast<unsigned char>(byte));
-    }
-    return text;
-}
-
 bool IsDecimal(DataType type) {
     return type == DataType::Numeric || type == DataType::Currency;
 }
 
-// Microsoft's driver writes ".5", as the server's own tools do.
+// Microsoft's driver returns ".5", like the server's own tools.
 void AddLeadingZero(std::string& number) {
     const std::size_t point = number.starts_with('-') ? 1 : 0;
     if (number.substr(point, 1) == ".") {
@@ -78,8 +152,7 @@ void OdbcRecordset::DescribeColumns() {
         field.DefinedSize = static_cast<int>(size);
         field.Precision = number ? static_cast<int>(size) : 0;
         field.NumericScale = number ? digits : 0;
-        // SQLite compares the bytes; a server compares as the column's collation says, of which a
-        // driver knows nothing that could be relied upon.
+        // A server compares by the column's collation, which drivers do not report reliably.
         field.Comparison =
             statement_.Session().SpeaksTSql() ? TextComparison::ByCollation : TextComparison::Exact;
         fields_.push_back(std::move(field));
@@ -96,13 +169,13 @@ void OdbcRecordset::Fetch() {
         SQLFreeStmt(statement_.Get(), SQL_CLOSE);
         return;
     }
-    // In ascending order, as drivers demand.
+    // Drivers require ascending order.
     for (std::size_t column = 0; column < fields_.size(); ++column) {
         FetchValue(column);
     }
 }
 
-// False for NULL.
+// Returns false for NULL.
 template <typename Number>
 bool OdbcRecordset::FetchNumber(SQLUSMALLINT position, SQLSMALLINT type, Number& number) {
     SQLLEN indicator = 0;
@@ -133,15 +206,16 @@ void OdbcRecordset::FetchValue(std::size_t column) {
             break;
         case FetchAs::Single:
             if (SQLREAL number = 0; FetchNumber(position, SQL_C_FLOAT, number)) {
-                value.SetText(fmt::format("{}", number));  // the digits that a single has
+                value.SetText(fmt::format("{}", number));  // with the digits of a single
             } else {
                 value.SetNull();
             }
             break;
         case FetchAs::Binary:
             FetchText(position, SQL_C_BINARY, value);
-            if (!value.IsNull()) {
-                value.SetText(HexText(value.Text()));
+            if (Value bytes; !value.IsNull()) {
+                bytes.SetBytes(value.Text());
+                value.SetText(bytes.Text());
             }
             break;
         case FetchAs::Text:
@@ -155,7 +229,7 @@ void OdbcRecordset::FetchValue(std::size_t column) {
     }
 }
 
-// Piece by piece: each call gives what fits, with a terminating zero for texts.
+// Fetches the value piece by piece. Each call returns what fits, text with a terminating zero.
 void OdbcRecordset::FetchText(SQLUSMALLINT position, SQLSMALLINT type, Value& value) {
     const std::size_t terminator = type == SQL_C_CHAR ? 1 : 0;
     std::size_t length = 0;
@@ -186,8 +260,8 @@ void OdbcRecordset::FetchText(SQLUSMALLINT position, SQLSMALLINT type, Value& va
     value.SetText(std::string_view(buffer_).substr(0, length));
 }
 
-// How much of the buffer, from `start` on, a piece has filled that was cut. Drivers that cut
-// between characters leave up to three bytes behind the zero as they were.
+// The length of a truncated piece at `start` in the buffer. Drivers that cut between characters
+// leave up to three bytes after the zero untouched.
 std::size_t OdbcRecordset::PieceLength(std::size_t start, std::size_t terminator) const {
     if (terminator == 0) {
         return buffer_.size() - start;

@@ -6,19 +6,17 @@
 #include <vector>
 
 #include "core/Recordset.h"
-#include "db/odbc/OdbcStatement.h"
-#include "db/odbc/OdbcTypes.h"
+#include "db/odbc/OdbcSession.h"
 
 namespace morvane::odbc {
 
-// The rows of an executed statement, fetched as they are asked for. The statement is owned; while
-// the recordset lives, its connection can carry no other open result.
+// The rows of an executed statement, fetched on demand. While the recordset is open, its connection
+// cannot have another open result.
 class OdbcRecordset : public Recordset {
   public:
     explicit OdbcRecordset(OdbcStatement statement);
 
-    // The statement, to be executed again. Only at the end of the rows; the recordset is empty
-    // then.
+    // Takes the statement back, so that it can be executed again. Only at the end of the rows.
     OdbcStatement TakeStatement() { return std::move(statement_); }
 
     bool Eof() const override { return eof_; }

@@ -3,25 +3,41 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
+#include <charconv>
 
-#include "db/odbc/OdbcStatement.h"
+#include "base/Text.h"
 #include "sql/MaskPasswords.h"
 
 namespace morvane::odbc {
 
 namespace {
 
-// Whatever the login or the server says: dates in a condition mean the same rows with every
-// driver, and the lock sees the count of its UPDATE.
+// Overrides the defaults of login and server. Dates in conditions must have the same meaning with
+// every driver, and the lock relies on the row count of its UPDATE.
 constexpr std::string_view kSessionSettings =
     "SET LANGUAGE us_english SET DATEFORMAT mdy SET NOCOUNT OFF";
 
-// The drivers' own limit counts the waits for an answer one by one. Ours comes after it.
+// The driver's own login timeout applies to each wait for an answer. Ours covers the whole login
+// and expires later.
 constexpr int kMoreSeconds = 1;
 
 SQLPOINTER AsPointer(SQLULEN number) {
     return reinterpret_cast<SQLPOINTER>(number);
+}
+
+// The longest statement sent as nvarchar parameter of sp_executesql.
+constexpr std::size_t kMostCallCharacters = 4000;
+
+// Sets the default timeout unless `own` has a value; 0 means no timeout.
+void SetQueryTimeout(const OdbcHandle& statement, int byDefault, std::optional<int> own) {
+    const int seconds = own.value_or(byDefault);
+    // Not every driver supports the attribute; the drivers' default is no timeout.
+    if (seconds > 0 || byDefault > 0) {
+        SQLSetStmtAttr(statement.Get(), SQL_ATTR_QUERY_TIMEOUT,
+                       AsPointer(static_cast<SQLULEN>(seconds)), 0);
+    }
 }
 
 }  // namespace
@@ -58,7 +74,7 @@ void OdbcSession::Connect(const LoginDetails& login, int timeoutSeconds,
         watch_->TakeSockets();
         return;
     }
-    // Without the text in the error: it holds the password.
+    // The connection string contains the password and must not be part of the error.
     std::vector<std::string> descriptions = ReadDiagnostics(connection_).Descriptions;
     if (call.GivenUp()) {
         descriptions.insert(
@@ -165,7 +181,6 @@ void OdbcSession::BeginTrans() {
     inTransaction_ = true;
 }
 
-// Always ended before autocommit returns, which would roll back what is pending.
 void OdbcSession::CommitTrans() {
     if (!inTransaction_) {
         return;
@@ -182,12 +197,12 @@ void OdbcSession::RollbackTrans() {
     }
     const bool failed = std::exchange(transactionFailed_, false);
     if (failed && SpeaksTSql()) {
-        // The victim of a deadlock, or a trigger that rolled back: there is no transaction left,
-        // and drivers would be refused the end of one that is not there.
+        // A deadlock or a trigger may have rolled back already. The server would refuse the
+        // driver's ROLLBACK without a transaction.
         try {
             Execute("IF @@TRANCOUNT = 0 BEGIN TRANSACTION");
         } catch (const DatabaseError&) {
-            // What is wrong shows in the rollback itself.
+            // The rollback below reports the error.
         }
     }
     inTransaction_ = transactionFailed_ = false;
@@ -195,6 +210,119 @@ void OdbcSession::RollbackTrans() {
          [&] { return SQLEndTran(SQL_HANDLE_DBC, connection_.Get(), SQL_ROLLBACK); });
     Call(connection_, "ROLLBACK", [&] { return SetAutocommit(SQL_AUTOCOMMIT_ON); });
     manualCommit_ = false;
+}
+
+OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, std::string sql,
+                             std::optional<int> timeoutSeconds)
+    : session_(std::move(session)), sql_(std::move(sql)) {
+    session_->Ready(sql_);
+    handle_ = OdbcHandle(SQL_HANDLE_STMT, session_->Connection());
+    SetQueryTimeout(handle_, session_->QueryTimeout(), timeoutSeconds);
+}
+
+OdbcStatement& OdbcStatement::operator=(OdbcStatement&& other) noexcept {
+    Free();
+    session_ = std::move(other.session_);
+    sql_ = std::move(other.sql_);
+    handle_ = std::move(other.handle_);
+    return *this;
+}
+
+void OdbcStatement::Free() {
+    if (session_ == nullptr) {
+        return;
+    }
+    if (session_->IsOpen()) {
+        handle_ = OdbcHandle();
+    } else {
+        handle_.Release();
+    }
+    session_.reset();
+}
+
+void OdbcStatement::Prepare() {
+    Call([&] { return SQLPrepare(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size())); });
+}
+
+SQLRETURN OdbcStatement::ExecuteDirectly() {
+    return CountsAsCall() ? ExecuteAsCall() : Call([&] {
+        return SQLExecDirect(Get(), OdbcText(sql_), static_cast<SQLINTEGER>(sql_.size()));
+    });
+}
+
+// For a plain batch FreeTDS reports only the first row count, which may be a trigger's; for a call
+// it reports all. Only statements that change rows are sent as a call: a SET would be undone at its
+// end.
+bool OdbcStatement::CountsAsCall() const {
+    if (session_->Driver().Family != DriverFamily::FreeTds ||
+        Utf16Length(sql_) > kMostCallCharacters || sql_.find('{') != std::string::npos) {
+        return false;
+    }
+    std::string_view text = sql_;
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    for (const std::string_view verb : {"insert ", "update ", "delete "}) {
+        if (EqualsIgnoreCase(text.substr(0, verb.size()), verb)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+SQLRETURN OdbcStatement::ExecuteAsCall() {
+    static constexpr std::string_view kCall = "{call sp_executesql(?)}";
+    textLength_ = static_cast<SQLLEN>(sql_.size());
+    return Call([&] {
+        SQLBindParameter(Get(), 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_WVARCHAR, kMostCallCharacters,
+                         0, OdbcText(sql_), textLength_, &textLength_);
+        return SQLExecDirect(Get(), OdbcText(kCall), static_cast<SQLINTEGER>(kCall.size()));
+    });
+}
+
+SQLRETURN OdbcStatement::ExecutePrepared() {
+    return Call([&] { return SQLExecute(Get()); });
+}
+
+std::int64_t OdbcStatement::Finish() {
+    // Also after an error: an open cursor would block other statements on the connection.
+    struct CloseAtEnd {
+        SQLHANDLE Statement;
+        ~CloseAtEnd() { SQLFreeStmt(Statement, SQL_CLOSE); }
+    } const closeAtEnd{Get()};
+    std::int64_t affected = -1;
+    do {
+        SQLSMALLINT columns = 0;
+        SQLLEN count = -1;
+        // Skip the rows that a trigger selects.
+        if (SQL_SUCCEEDED(SQLNumResultCols(Get(), &columns)) && columns == 0 &&
+            SQL_SUCCEEDED(SQLRowCount(Get(), &count)) && count >= 0) {
+            affected = count;
+        }
+    } while (Call([&] { return SQLMoreResults(Get()); }) != SQL_NO_DATA);
+    return affected;
+}
+
+std::string OdbcStatement::FetchSingleText() const {
+    if (Call([&] { return SQLFetch(Get()); }) == SQL_NO_DATA) {
+        return {};
+    }
+    std::array<SQLCHAR, 16384> text{};
+    SQLLEN indicator = SQL_NULL_DATA;
+    Call([&] { return SQLGetData(Get(), 1, SQL_C_CHAR, text.data(), text.size(), &indicator); });
+    return indicator == SQL_NULL_DATA ? "" : reinterpret_cast<const char*>(text.data());
+}
+
+int ParseQueryTimeout(const std::string& text) {
+    if (text.empty()) {
+        return 0;
+    }
+    int seconds = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seconds);
+    if (error != std::errc() || stop != end || seconds < 0) {
+        throw DatabaseError(
+            {"MORVANE_QUERY_TIMEOUT is \"" + text + "\", which is no number of seconds."});
+    }
+    return seconds;
 }
 
 }  // namespace morvane::odbc
