@@ -9,6 +9,7 @@
 #include "base/Platform.h"
 #include "base/PrivateFile.h"
 #include "base/modFileFunctions.h"
+#include "db/ConnectionFactory.h"
 #include "run/Environment.h"
 #include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
@@ -196,6 +197,13 @@ TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
         ASSERT_EQ(chown(secret.c_str(), 65534, 65534), 0);
         EXPECT_TRUE(Contains(ErrorOf([&] { ReadPrivateLine(secret); }), "belongs to another user"));
     }
+}
+
+TEST(StatementLog, IsNeverAPipeThatNobodyReads) {
+    const TempFolder files;
+    ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
+    const auto connect = ConnectionsWith({.StatementLog = files / "pipe"});
+    EXPECT_TRUE(Contains(ErrorOf([&] { connect("sqlite:/nowhere"); }), "not a regular file"));
 }
 
 TEST(LoginPasswords, AreForLoginsWithAUserAndNoPassword) {
