@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/SemiJoin.h"
+#include "db/embedded/Translation.h"
 
 #include <gtest/gtest.h>
 
@@ -77,62 +77,6 @@ TEST_F(SemiJoin, AnUpdateOfAllRowsWritesOnlyTheRowsThatChange) {
     for (const char* sql : {"UPDATE dim SET is_deletable = 1 WHERE is_sustainable = 0",
                             "UPDATE dim SET k = k + 1", "UPDATE dim SET lock = 1, c = ?"}) {
         EXPECT_EQ(Rewrite(sql), sql);
-    }
-}
-
-TEST_F(SemiJoin, AFromThatCouldMeanSomethingElseIsRefused) {
-    for (const char* sql : {"UPDATE dim SET k = 0 FROM fact WHERE dim.k = fact.fk",
-                            "UPDATE dim SET k = 0 FROM dim,dim WHERE dim.k = 1",
-                            "UPDATE dim SET k = 0 FROM dim d, fact WHERE d.k = fact.fk",
-                            "UPDATE dim SET k = 0 FROM dim JOIN fact ON dim.k = fact.fk",
-                            "UPDATE dim SET k = fact.fk FROM dim,fact WHERE dim.c = fact.fc"}) {
-        EXPECT_THROW(Rewrite(sql), DatabaseError) << sql;
-    }
-}
-
-// The plan decides speed alone: NULLs, doubled matches, mixed types, letter case and the forms of
-// dates must give the same marks with and without an index.
-TEST(SemiJoinResult, IsTheSameWithAndWithoutAnIndex) {
-    const auto marks = [](const std::string& index) {
-        const testing::TestWarehouse warehouse;
-        warehouse.Run(
-            "CREATE TABLE dim(k int, c varchar(9) COLLATE NOCASE, d date, is_deletable bit);"
-            "CREATE TABLE fact(fk varchar(9), fc varchar(9) COLLATE NOCASE, fd date, kept bit);"
-            "INSERT INTO dim VALUES(1,'a','2020-01-01',1),(2,'B','2020-01-01',1),"
-            "(3,'c','20200101',1),(NULL,'d','2020-01-01',1),(5,NULL,'2020-01-01',1),"
-            "(6,'f','2020-01-01',0),(7,'g','20200102',1),(8,'h','2020-01-01',1);"
-            "INSERT INTO fact VALUES('1','A','20200101',0),('1','a','2020-01-01',0),"
-            "('2','b','2020-01-01',1),('3','x','2020-01-01',0),(NULL,'d','2020-01-01',0),"
-            "('5',NULL,'2020-01-01',0),('7','G','20200102',1),('7','g','2020-01-02T00:00:00',0),"
-            "('8','h','2020-01-01 00:00:01',0);" +
-            index);
-        auto connection = warehouse.Connect();
-        connection->Execute(
-            "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.fk AND dim.c = "
-            "fact.fc AND dim.d = fact.fd AND fact.kept=0");
-        return warehouse.Text("SELECT coalesce(k, 'NULL') || '=' || is_deletable FROM dim");
-    };
-    const std::string expected = "1=0 2=1 3=1 NULL=1 5=1 6=0 7=0 8=1";
-    EXPECT_EQ(marks(""), expected);
-    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fk, fc, fd)"), expected);
-    EXPECT_EQ(marks("CREATE INDEX ix ON fact(fd)"), expected);
-}
-
-// Keys that a bit stands for, and those beyond: below 0, above the bound, and no integers at all.
-TEST(SemiJoinResult, FindsIntegerKeysOfAnyValueInEachStatementAnew) {
-    const testing::TestWarehouse warehouse;
-    warehouse.Run(
-        "CREATE TABLE dim(k int, kept bit, is_deletable bit);"
-        "CREATE TABLE fact(fk int);"
-        "INSERT INTO dim VALUES(0,1,1),(1,0,1),(64,1,1),(65,0,1),(-1,1,1),(67108863,1,1),"
-        "(67108864,1,1),(5000000000,1,1),('x',1,1),(2.5,1,1),(NULL,0,1);"
-        "INSERT INTO fact VALUES(64),(64),(0),(NULL),(-1),(-1),(67108864),(67108863),(5000000000),"
-        "('x'),(2.5),(0)");
-    auto connection = warehouse.Connect();
-    for (int run = 0; run < 2; ++run) {
-        connection->Execute("UPDATE dim SET is_deletable = 1");
-        connection->Execute("UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.fk");
-        EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE is_deletable = kept"), "0");
     }
 }
 
