@@ -12,7 +12,6 @@
 #include "base/Text.h"
 #include "db/embedded/AlterTable.h"
 #include "db/embedded/Names.h"
-#include "db/embedded/SemiJoin.h"
 #include "db/embedded/Translation.h"
 #include "dialogs/SelectQuery.h"
 #include "sql/Quoting.h"
