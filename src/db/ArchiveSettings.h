@@ -19,9 +19,13 @@ struct ArchiveSettings {
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings);
 void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings);
 
-// From the one row of the warehouse's dwm_archive, NULL as an empty text. Throws DatabaseError,
-// also when there is no such row.
+// Reads the only row of dwm_archive; NULL becomes an empty text or false. Throws DatabaseError,
+// also if there is no such row.
 ArchiveSettings ReadArchiveSettings(Connection& warehouse);
+
+// Puts that row, trimmed, into the settings of a run. Returns false and leaves them unchanged if
+// the table or the row is missing or if a column that a run needs is NULL.
+bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings);
 
 // Writes that row. The values stand in the statement as they are, the password too, so that none
 // may hold a single quote: DatabaseError names the field then, and nothing is sent.

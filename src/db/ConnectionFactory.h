@@ -3,20 +3,27 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "core/Connection.h"
+#include "db/odbc/OdbcDriver.h"
 
 namespace morvane {
 
-// A closed connection of the engine that the server's name asks for: "sqlite:<folder>" is the
-// embedded one, every other name a SQL Server.
-std::unique_ptr<Connection> CreateConnection(std::string_view server);
+struct ConnectionOptions {
+    OdbcOptions Odbc = {};
+    std::string StatementLog = {};  // a file that gets every statement; none if empty
+    // Once it returns true, a SQL Server that does not answer is waited for only a few seconds, and
+    // an embedded database in use not at all. May be called from another thread.
+    std::function<bool()> CancelRequested = {};
+};
 
-// The same for a run that can be cancelled: once `cancelRequested` says so, a SQL Server that does
-// not answer is waited for some seconds only, and an embedded database in use no longer. It may be
-// called from another thread.
-std::unique_ptr<Connection> CreateCancellableConnection(
-    std::string_view server, const std::function<bool()>& cancelRequested);
+// Makes closed connections of the engine that the server's name asks for: "sqlite:<folder>" is the
+// embedded one, any other name a SQL Server.
+ConnectionFactory ConnectionsWith(ConnectionOptions options);
+
+// The same without options.
+std::unique_ptr<Connection> CreateConnection(std::string_view server);
 
 }  // namespace morvane

@@ -52,6 +52,9 @@ struct LiveServer {
 };
 std::optional<LiveServer> FindLiveServer();
 
+// Makes connections to it, with the ODBC options of the environment.
+ConnectionFactory LiveConnections();
+
 // A new database on it, dropped at the end.
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
 
