@@ -9,13 +9,13 @@
 
 namespace morvane {
 
-// A closed connection of the engine that the server's name asks for: "sqlite:<folder>" is the
-// embedded one, every other name a SQL Server.
+// Creates a closed connection with the engine for the server's name: the embedded engine for
+// "sqlite:<folder>", SQL Server over ODBC for every other name.
 std::unique_ptr<Connection> CreateConnection(std::string_view server);
 
-// The same for a run that can be cancelled: once `cancelRequested` says so, a SQL Server that does
-// not answer is waited for some seconds only, and an embedded database in use no longer. It may be
-// called from another thread.
+// The same for a run that can be cancelled. Once `cancelRequested` returns true, the connection
+// waits only a few seconds for a SQL Server that does not answer, and no longer for a locked
+// embedded database. It may be called from another thread.
 std::unique_ptr<Connection> CreateCancellableConnection(
     std::string_view server, const std::function<bool()>& cancelRequested);
 

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "core/ForwardingConnection.h"
 #include "sql/MaskPasswords.h"
@@ -17,8 +16,13 @@ namespace morvane {
 
 namespace {
 
-void AppendValue(std::string& shown, const Value& value) {
-    shown += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+// The statement followed by the parameter values, with passwords masked.
+std::string WithValues(std::string statement, const std::vector<Parameter>& parameters) {
+    for (const Parameter& parameter : parameters) {
+        const Value& value = parameter.Value;
+        statement += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+    }
+    return MaskPasswords(statement).Text;
 }
 
 class TracedBatch : public StatementBatch {
@@ -27,12 +31,7 @@ class TracedBatch : public StatementBatch {
         : batch_(std::move(batch)), sink_(sink) {}
 
     void Add(std::string_view sql, const std::vector<Parameter>& parameters) override {
-        std::string shown(sql);
-        shown += parameters.empty() ? "" : " --";
-        for (const Parameter& parameter : parameters) {
-            AppendValue(shown, parameter.Value);
-        }
-        sink_(MaskPasswords(shown).Text);
+        sink_(WithValues(std::string(sql) + (parameters.empty() ? "" : " --"), parameters));
         batch_->Add(sql, parameters);
     }
 
@@ -54,23 +53,18 @@ class TracedCommand : public ForwardingCommand {
     }
 
     void DeleteParameter(std::size_t position) override {
-        values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(position));
+        parameters_.erase(parameters_.begin() + static_cast<std::ptrdiff_t>(position));
         ForwardingCommand::DeleteParameter(position);
     }
 
     void AppendParameter(Parameter parameter) override {
-        values_.emplace_back(parameter.Name, parameter.Value);
+        parameters_.push_back(parameter);
         ForwardingCommand::AppendParameter(std::move(parameter));
     }
 
     void SetParameter(std::string_view name, const Value& value) override {
         ForwardingCommand::SetParameter(name, value);
-        for (auto& [heldName, held] : values_) {
-            if (EqualsIgnoreCase(heldName, name)) {
-                held = value;
-                break;
-            }
-        }
+        SetParameterValue(parameters_, name, value);
     }
 
     std::int64_t Execute() override {
@@ -84,17 +78,11 @@ class TracedCommand : public ForwardingCommand {
     }
 
   private:
-    void Show() const {
-        std::string shown = text_ + " --";
-        for (const auto& [name, value] : values_) {
-            AppendValue(shown, value);
-        }
-        sink_(MaskPasswords(shown).Text);
-    }
+    void Show() const { sink_(WithValues(text_ + " --", parameters_)); }
 
     StatementSink sink_;
     std::string text_;
-    std::vector<std::pair<std::string, Value>> values_;
+    std::vector<Parameter> parameters_;
 };
 
 class TracedConnection : public ForwardingConnection {

@@ -11,20 +11,6 @@ namespace morvane {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\f\v";
-
-// Every run of white space as one blank.
-std::string OneLine(std::string_view text) {
-    std::string line;
-    for (const char c : text) {
-        const bool blank = kBlanks.find(c) != std::string_view::npos;
-        if (!blank || line.empty() || line.back() != ' ') {
-            line += blank ? ' ' : c;
-        }
-    }
-    return line;
-}
-
 std::optional<TableDefinition> Describe(Connection& connection, const std::string& table) {
     try {
         return table.empty() ? std::nullopt : std::optional(connection.DescribeTable(table));

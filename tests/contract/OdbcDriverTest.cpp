@@ -16,7 +16,7 @@ LoginDetails Login(const std::string& server, const std::string& password = "p")
     return {{server, false, "u", password}, "", "", 0};
 }
 
-TEST(OdbcDriver, TheBestInstalledOneIsPicked) {
+TEST(OdbcDriver, ThePreferredInstalledDriverIsPicked) {
     EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS", "ODBC Driver 17 for SQL Server"}, {}).Name,
               "ODBC Driver 17 for SQL Server");
     EXPECT_EQ(PickDriver({"freetds"}, {}).Name, "freetds");
@@ -40,7 +40,7 @@ TEST(OdbcDriver, AMissingDriverIsNamedWithItsPackage) {
     EXPECT_THROW(PickDriver({"FreeTDS"}, "Oracle"), DatabaseError);
 }
 
-TEST(OdbcDriver, FreeTdsGetsTheStringThatItUnderstands) {
+TEST(OdbcDriver, FreeTdsGetsItsOwnKeywords) {
     EXPECT_EQ(BuildConnectionString(kFreeTds, Login("host,14330")),
               "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=host;Port=14330;"
               "Encryption=require;UID={u};PWD={p};");
@@ -49,7 +49,7 @@ TEST(OdbcDriver, FreeTdsGetsTheStringThatItUnderstands) {
               "Encryption=require;UID={u};PWD={p};");
 }
 
-TEST(OdbcDriver, AValueCannotAddAKeyword) {
+TEST(OdbcDriver, AValueCannotInjectAKeyword) {
     EXPECT_NE(
         BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"\xFC'};"),
         std::string::npos);

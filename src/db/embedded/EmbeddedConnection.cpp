@@ -482,14 +482,10 @@ void EmbeddedConnection::RollbackTrans() {
 }
 
 void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {
-    for (Parameter& parameter : parameters_) {
-        if (EqualsIgnoreCase(parameter.Name, name)) {
-            parameter.Value = value;
-            return;
-        }
+    if (!SetParameterValue(parameters_, name, value)) {
+        throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
+                            MaskPasswords(text_));
     }
-    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
-                        MaskPasswords(text_));
 }
 
 std::vector<const Value*> EmbeddedCommand::Values() const {

@@ -12,7 +12,7 @@ namespace morvane::odbc {
 
 // What a connection string is made of.
 struct LoginDetails {
-    // The server is "host", "host,port" or "host\\instance"; "(local)" and "." mean this machine.
+    // The server is "host", "host,port" or "host\instance"; "(local)" and "." mean this machine.
     ServerLogin Login;
     std::string Database;  // empty for the login's default database
     // The user's own "Keyword=value;..." options, which replace ours.
