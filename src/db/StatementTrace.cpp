@@ -147,7 +147,7 @@ class TracedConnection : public ForwardingConnection {
 };
 
 // Each line of the log is one statement.
-std::string OneLine(std::string_view statement) {
+std::string WithoutLineBreaks(std::string_view statement) {
     std::string line(statement);
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
@@ -172,7 +172,7 @@ std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection
         throw FileError("Cannot write the file \"" + std::string(path) + "\"");
     }
     const StatementSink write = [file](std::string_view statement) {
-        *file << OneLine(statement) << '\n' << std::flush;
+        *file << WithoutLineBreaks(statement) << '\n' << std::flush;
     };
     return TraceStatements(std::move(connection), write, write);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/DatabaseError.h"
+#include "db/odbc/OdbcHandle.h"
 #include "support/ErrorOf.h"
 
 namespace morvane::odbc {
@@ -62,6 +63,10 @@ TEST(OdbcDriver, AValueCannotInjectAKeyword) {
         EXPECT_THROW(BuildConnectionString(kFreeTds, Login(server)), DatabaseError) << server;
         EXPECT_THROW(BuildConnectionString(kMicrosoft, Login(server)), DatabaseError) << server;
     }
+}
+
+TEST(OdbcHandle, ThrowsWithoutDiagnosticsToo) {
+    EXPECT_THROW(OdbcHandle(SQL_HANDLE_DBC, OdbcHandle()), DatabaseError);
 }
 
 }  // namespace
