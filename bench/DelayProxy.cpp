@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// A proxy on loopback that adds a fixed delay in each direction, and counts round trips.
+// A TCP proxy on the loopback interface that delays each direction by a fixed time and counts round
+// trips.
 //
 //     morvane-delay-proxy <server> <port> <milliseconds one way>
 //
-// prints the port that it listens on, and when it gets SIGTERM the numbers of connections, round
-// trips, and bytes to and from the server.
+// prints the port it listens on and, on SIGTERM, the numbers of connections, round trips, and bytes
+// to and from the server.
 
 #include <arpa/inet.h>
 #include <netdb.h>
@@ -33,7 +34,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::nanoseconds;
 
-constexpr std::size_t kPiece = 65536;
+constexpr std::size_t kChunkSize = 65536;
 
 volatile std::sig_atomic_t stopped = 0;
 
@@ -47,7 +48,7 @@ void Require(bool condition, const char* what) {
     }
 }
 
-// Without this the kernel would hold small packets back, which is no delay of the network's.
+// Disables Nagle's algorithm, which would add delays of its own.
 void SendAtOnce(int socket) {
     const int on = 1;
     setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
@@ -62,37 +63,37 @@ struct Socket {
     int Number;
 };
 
-// One direction of a connection: the bytes on their way, in order, each piece with the time at
-// which it arrives. A piece without bytes is the end.
+// One direction of a connection: a queue of chunks with their arrival times. An empty chunk marks
+// the end of the stream.
 class Stream {
   public:
     Stream(int from, int to) : from_(from), to_(to) {}
 
-    bool Reads() const { return !ended_; }
-    bool Waits() const { return !pieces_.empty(); }
-    bool Over() const { return ended_ && pieces_.empty(); }
-    Clock::time_point Due() const { return pieces_.front().Due; }
+    bool IsReading() const { return !ended_; }
+    bool HasQueued() const { return !chunks_.empty(); }
+    bool IsOver() const { return ended_ && chunks_.empty(); }
+    Clock::time_point Due() const { return chunks_.front().Due; }
     int From() const { return from_; }
     int To() const { return to_; }
 
-    // Returns the number of bytes that came; 0 at the end.
+    // Returns the number of bytes received, 0 at the end of the stream.
     std::size_t Receive(Clock::time_point due) {
-        std::array<char, kPiece> bytes;
+        std::array<char, kChunkSize> bytes;
         const ssize_t count = recv(from_, bytes.data(), bytes.size(), MSG_DONTWAIT);
         if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
             return 0;
         }
         ended_ = count <= 0;
         const auto size = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
-        pieces_.push_back({due, std::string(bytes.data(), size)});
+        chunks_.push_back({due, std::string(bytes.data(), size)});
         return size;
     }
 
-    // Passes on what is due. Returns the number of bytes.
-    std::size_t PassOn(Clock::time_point now) {
+    // Forwards the chunks that are due. Returns the number of bytes.
+    std::size_t Forward(Clock::time_point now) {
         std::size_t passed = 0;
-        while (!pieces_.empty() && pieces_.front().Due <= now) {
-            std::string& bytes = pieces_.front().Bytes;
+        while (!chunks_.empty() && chunks_.front().Due <= now) {
+            std::string& bytes = chunks_.front().Bytes;
             if (bytes.empty()) {
                 shutdown(to_, SHUT_WR);
             }
@@ -101,9 +102,9 @@ class Stream {
             if (count < 0 && (errno == EAGAIN || errno == EINTR)) {
                 break;
             }
-            if (count < 0) {  // The receiver has gone.
+            if (count < 0) {  // The receiver has closed the connection.
                 ended_ = true;
-                pieces_.clear();
+                chunks_.clear();
                 break;
             }
             passed += static_cast<std::size_t>(count);
@@ -111,13 +112,13 @@ class Stream {
             if (!bytes.empty()) {
                 break;
             }
-            pieces_.pop_front();
+            chunks_.pop_front();
         }
         return passed;
     }
 
   private:
-    struct Piece {
+    struct Chunk {
         Clock::time_point Due;
         std::string Bytes;
     };
@@ -125,7 +126,7 @@ class Stream {
     int from_;
     int to_;
     bool ended_ = false;
-    std::deque<Piece> pieces_;
+    std::deque<Chunk> chunks_;
 };
 
 struct Counts {
@@ -146,7 +147,7 @@ class Link {
 
     Stream& Up() { return up_; }
     Stream& Down() { return down_; }
-    bool Over() const { return up_.Over() || down_.Over(); }
+    bool IsOver() const { return up_.IsOver() || down_.IsOver(); }
 
     void FromClient(nanoseconds delay, Counts& counts) {
         const std::size_t count = up_.Receive(std::max(Clock::now(), established_) + delay);
@@ -161,9 +162,9 @@ class Link {
         counts.FromServer += down_.Receive(Clock::now() + delay);
     }
 
-    void PassOn(Clock::time_point now) {
-        up_.PassOn(now);
-        clientsTurn_ = down_.PassOn(now) > 0 || clientsTurn_;
+    void Forward(Clock::time_point now) {
+        up_.Forward(now);
+        clientsTurn_ = down_.Forward(now) > 0 || clientsTurn_;
     }
 
   private:
@@ -182,7 +183,7 @@ class DelayProxy {
         addrinfo hints{};
         hints.ai_family = AF_INET;
         hints.ai_socktype = SOCK_STREAM;
-        Require(getaddrinfo(server, port, &hints, &target_) == 0, "The server's name is unknown.");
+        Require(getaddrinfo(server, port, &hints, &target_) == 0, "Unknown server name.");
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -199,18 +200,18 @@ class DelayProxy {
         sockaddr_in address{};
         socklen_t size = sizeof(address);
         Require(getsockname(listener_.Number, reinterpret_cast<sockaddr*>(&address), &size) == 0,
-                "The port is unknown.");
+                "Cannot determine the port.");
         return ntohs(address.sin_port);
     }
 
-    // Until the signal, which `waiting` lets through while nothing is to be done.
+    // Runs until SIGTERM, which the signal mask `waiting` admits while polling.
     void Serve(const sigset_t& waiting) {
         while (stopped == 0) {
             Wait(waiting);
             for (const auto& link : links_) {
-                link->PassOn(Clock::now());
+                link->Forward(Clock::now());
             }
-            std::erase_if(links_, [](const auto& link) { return link->Over(); });
+            std::erase_if(links_, [](const auto& link) { return link->IsOver(); });
         }
     }
 
@@ -227,8 +228,8 @@ class DelayProxy {
     Counts counts_;
 };
 
-// On a network a connection is established a round trip after the client asks for it; the kernel
-// has answered for us already.
+// On a network, connecting takes a round trip. Here the kernel has already accepted the connection,
+// so the first bytes are delayed instead.
 void DelayProxy::Accept() {
     const int client = accept4(listener_.Number, nullptr, nullptr, SOCK_CLOEXEC);
     if (client < 0) {
@@ -245,7 +246,7 @@ void DelayProxy::Accept() {
     }
 }
 
-// Sleeps until bytes come or are due, and takes those that came.
+// Sleeps until bytes arrive or are due, and receives those that arrived.
 void DelayProxy::Wait(const sigset_t& waiting) {
     const auto now = Clock::now();
     auto due = now + std::chrono::hours(1);
@@ -253,14 +254,14 @@ void DelayProxy::Wait(const sigset_t& waiting) {
     std::vector<Link*> owners = {nullptr};
     for (const auto& link : links_) {
         for (Stream* stream : {&link->Up(), &link->Down()}) {
-            if (stream->Reads()) {
+            if (stream->IsReading()) {
                 polled.push_back({stream->From(), POLLIN, 0});
                 owners.push_back(link.get());
             }
-            if (!stream->Waits()) {
+            if (!stream->HasQueued()) {
                 continue;
             }
-            if (stream->Due() <= now) {  // The receiver did not take all of it.
+            if (stream->Due() <= now) {  // The receiver accepted only a part.
                 polled.push_back({stream->To(), POLLOUT, 0});
                 owners.push_back(nullptr);
             } else {
@@ -300,8 +301,8 @@ int Run(char** arguments) {
     struct sigaction action {};
     action.sa_handler = Stop;
     sigaction(SIGTERM, &action, nullptr);
-    prctl(PR_SET_TIMERSLACK, 1000UL, 0UL, 0UL,
-          0UL);  // The default is a tenth of the shortest delay.
+    // The default slack is a tenth of the shortest delay.
+    prctl(PR_SET_TIMERSLACK, 1000UL, 0UL, 0UL, 0UL);
     std::printf("%d\n", proxy.Port());
     std::fflush(stdout);
     proxy.Serve(waiting);

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# How re-linking grows with the number of marked versions, in a table that has no index for it: many
-# elements of four versions each, and one element of all versions. Prints the seconds and, for each
-# doubling, the ratio, which is 2 where the time grows in proportion. Arguments: the smallest number of
-# versions, and how often it is doubled.
+# Measures how re-linking grows with the number of marked versions in a table without a suitable index:
+# with four versions per element, and with all versions in one element. Prints the seconds and the ratio
+# for each doubling, which is 2 for linear growth. Arguments: the smallest number of versions, and the
+# number of doublings.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 smallest=${1:-32000}
@@ -13,7 +13,7 @@ doublings=${2:-3}
 scripts/install-packages.sh "${bench_packages[@]}"
 . bench/measure.sh
 
-# make_history <versions> <versions of each element>; of four versions the second one stays.
+# make_history <versions> <versions per element>: of every four versions, only the second one is kept.
 make_history() {
     rm -f "$work/program/retail.db"
     sqlite3 "$work/program/retail.db" "
@@ -32,7 +32,7 @@ make_history() {
             datetime('1700-01-01', (i % $2 + 1) || ' days'), i % $2 = $2 - 1, i % 4 <> 1, 0 FROM n"
 }
 
-# seconds <versions> <versions of each element>: the median of three runs, user and system time.
+# seconds <versions> <versions per element>: prints the median CPU time of three runs.
 seconds() {
     rm -f "$work/figures.txt"
     for _ in 1 2 3; do

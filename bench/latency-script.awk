@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
-# Makes a client's script of a statement log: the values take the places of the "?", questions to the
-# catalogue are left out. Each statement is a batch, and inside a transaction `most` statements are.
+# Turns a statement log into a client's script: replaces the "?" by their values and omits catalogue
+# queries. Each statement is a batch; inside a transaction, a batch has up to `most` statements.
 /^-- catalogue/ { next }
 {
     text = $0

@@ -1,14 +1,14 @@
 # SPDX-License-Identifier: Apache-2.0
-# The warehouse of bench/latency.sh as SQL text; sourced. 6 fact tables and 24 dimensions, four of them
-# slowly moving. An element of those has three versions, one of which no fact refers to: one element in
-# four lacks its first version, one in four its current one, the others the one between. A tenth of
-# each plain dimension is unused.
+# Sourced by bench/latency.sh: the SQL of its warehouse, with 6 fact tables and 24 dimensions, four of
+# them slowly-moving. Each of their elements has three versions, one of them unused: in one of four
+# elements the first, in one of four the current one, in the others the middle one. A tenth of each plain
+# dimension is unused.
 facts="sales returns shipments inventory visits purchases"
 slow_dimensions="customer product store supplier"
 plain_dimensions="calendar promotion channel currency return_reason carrier warehouse ship_mode page
     device campaign buyer segment city brand category department store_format country site"
 
-# What a table refers to.
+# Prints what a table references.
 references() {
     case $1 in
         sales) echo calendar customer product store promotion channel currency ;;
@@ -39,7 +39,7 @@ elements() {
     esac
 }
 
-# reference <table> <elements of each slowly moving dimension>: the key that row n refers to.
+# reference <table> <elements per slowly-moving dimension>: prints the key that row n references.
 reference() {
     if is_slow "$1"; then
         local element="(n * 7) % $2"
@@ -50,7 +50,7 @@ reference() {
     fi
 }
 
-# The columns of the references, and what is inserted there.
+# The foreign columns, and the expressions inserted there.
 key_columns() { for table in $(references "$1"); do printf ', %s_key' "$table"; done; }
 key_definitions() { for table in $(references "$1"); do printf ', %s_key int NOT NULL' "$table"; done; }
 key_values() { for table in $(references "$1"); do printf ', %s' "$(reference "$table" "$2")"; done; }
@@ -117,8 +117,8 @@ meta_sql() {
     done
 }
 
-# warehouse_sql <elements of each slowly moving dimension> <rows of each fact table>: the dimensions
-# are marked as the program marks them, and have a copy each, saved_<name>.
+# warehouse_sql <elements per slowly-moving dimension> <rows per fact table>: prints the SQL. The
+# dimensions are marked as the program would mark them, and each has a copy saved_<name>.
 warehouse_sql() {
     local digits="(SELECT 0 AS n UNION ALL SELECT 1 UNION ALL SELECT 2 UNION ALL SELECT 3 UNION ALL
         SELECT 4 UNION ALL SELECT 5 UNION ALL SELECT 6 UNION ALL SELECT 7 UNION ALL SELECT 8 UNION ALL
@@ -144,7 +144,7 @@ warehouse_sql() {
     echo go
 }
 
-# The dimensions as they were at first.
+# Restores the dimensions from their copies.
 fresh_sql() {
     local table
     for table in $plain_dimensions $slow_dimensions; do

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# What a network costs: runs on a live server through a proxy that delays, beside the same statements
-# from a client's script. Arguments: the number of rounds (5), the number of runs with 100,000 marked
-# versions (3; 0 leaves them out), the rows of each of the six fact tables (50,000), the one-way delays in
-# ms, and how many statements of a transaction the client's script sends together (1). The server is named
+# Measures the cost of network latency: compares runs on a live server, through a delaying proxy, with a
+# client's script of the same statements. Arguments: the number of rounds (5), the number of runs with
+# 100,000 marked versions (3; 0 skips them), the rows per fact table (50,000), the one-way delays in ms,
+# and the number of statements of a transaction that the script sends together (1). The server is given
 # as for the live tests, with its port: MORVANE_TEST_SERVER=host,port, MORVANE_TEST_USER and
-# MORVANE_TEST_PASSWORD. Makes two databases there, morvane_bench_..., and drops them.
+# MORVANE_TEST_PASSWORD. Creates two databases there, morvane_bench_..., and drops them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 rounds=${1:-5}
@@ -41,7 +41,7 @@ clean_up() {
     rm -rf "$work"
 }
 
-# client <server:port> <database>: executes the script on standard input, prints its rows.
+# client <server:port> <database>: executes the script on standard input and prints its result rows.
 client() {
     bsqldb -q -S "$1" -U "$MORVANE_TEST_USER" -P "$MORVANE_TEST_PASSWORD" -D "$2" 2>"$work/client.txt"
     if grep -q '^Msg' "$work/client.txt"; then
@@ -60,7 +60,7 @@ start_proxy() {
     until read -r listening <"$work/proxy.txt"; do sleep 0.02; done
 }
 
-# Leaves the number of round trips in $trips.
+# Sets $trips to the number of round trips.
 stop_proxy() {
     kill "$proxy_id"
     wait "$proxy_id"
@@ -68,8 +68,8 @@ stop_proxy() {
     trips=$(awk 'NR == 2 { print $2 }' "$work/proxy.txt")
 }
 
-# try_program <delay> <database> <options...>: one run on a fresh copy of the dimensions; its seconds are
-# left in measured.txt, its round trips in $trips.
+# try_program <delay> <database> <options...>: one run on a fresh copy of the dimensions. Writes its
+# seconds to measured.txt and sets $trips.
 try_program() {
     local delay=$1 database=$2
     shift 2
@@ -83,8 +83,8 @@ try_program() {
     grep -qs '^ok' "$work/status.txt"
 }
 
-# run_program <file for the figures> <delay> <database> <options...>: seconds and round trips. Other
-# users of a server can disturb its catalogue; a failed run is repeated, twice at most.
+# run_program <output file> <delay> <database> <options...>: appends seconds and round trips. Other
+# users of the server can disturb its catalogue, so a failed run is repeated up to twice.
 run_program() {
     local figures=$1 attempt
     shift
@@ -107,7 +107,7 @@ run_client() {
     echo "$(tail -1 "$work/measured.txt" | cut -d' ' -f1) $trips" >>"$1"
 }
 
-# What tells one state of the dimensions from another.
+# Prints a summary that identifies the state of the dimensions.
 fingerprint() {
     local table dates
     for table in $plain_dimensions $slow_dimensions; do
@@ -119,8 +119,8 @@ fingerprint() {
     done | client "$host:$port" "$small"
 }
 
-# same_afterwards <option>: a run writes the statement log, from which the client's script is made;
-# both must leave the same rows.
+# same_afterwards <option>: runs the program with a statement log, creates the client's script from it,
+# and checks that both leave the same rows.
 same_afterwards() {
     MORVANE_STATEMENT_LOG=$work/statements.txt run_program "$work/unused.txt" 0 "$small" "$1"
     fingerprint >"$work/program.txt"
@@ -131,7 +131,7 @@ same_afterwards() {
     echo "  $1: the client's script leaves the same rows; it takes $trips round trips"
 }
 
-# pair <round> <delay> <option>: both in turn, and in turn the first.
+# pair <round> <delay> <option>: runs both; they take turns in going first.
 pair() {
     [ $(($1 % 2)) = 0 ] || run_client "$work/client$3-$2.txt" "$2" "$work/script$3.sql"
     run_program "$work/program$3-$2.txt" "$2" "$small" "$3"
@@ -140,7 +140,7 @@ pair() {
 
 seconds() { cut -d' ' -f1 "$1" | median; }
 trips_of() { cut -d' ' -f2 "$1" | median; }
-# The median of the ratios line by line.
+# The median of the line-by-line ratios.
 ratio() { paste -d' ' "$1" "$2" | awk '{ print $1 / $3 }' | median; }
 
 make_warehouse() {
@@ -154,7 +154,7 @@ printf 'SELECT CAST(@@VERSION AS varchar(60))\ngo\n' | client "$host:$port" mast
 echo "Driver: ${MORVANE_ODBC_DRIVER:-the one that the program chooses}"
 make_warehouse "$small" 384 "$fact_rows"
 echo "30 tables, 1,536 marked versions, 6 times $fact_rows fact rows"
-run_program "$work/unused.txt" 0 "$small" -mark # makes the lock's table
+run_program "$work/unused.txt" 0 "$small" -mark # creates the lock's table
 same_afterwards -mark
 same_afterwards -del
 for task in -chkmd -mark -grep -del; do
@@ -188,7 +188,7 @@ done
 echo
 echo "Deletion with 100,000 marked versions, medians of $large_runs"
 make_warehouse "$large" 25000 "$fact_rows"
-run_program "$work/unused.txt" 0 "$large" -chkmd # makes the lock's table
+run_program "$work/unused.txt" 0 "$large" -chkmd # creates the lock's table
 for ((round = 0; round < large_runs; ++round)); do
     for delay in 0 2.5; do
         run_program "$work/large-$delay.txt" "$delay" "$large" -del

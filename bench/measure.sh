@@ -1,6 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
-# What the benchmarks share; sourced. Makes the programs of the release, and a folder "$work" that
-# goes when the script ends.
+# Sourced by the benchmarks. Builds the release, and creates a folder "$work" that is removed at exit.
 cmake --preset release -B build/bench -DMORVANE_UI=OFF >/dev/null
 cmake --build build/bench --target morvane morvane-demo >/dev/null
 morvane=$PWD/build/bench/src/morvane
@@ -10,8 +9,8 @@ work=$(mktemp -d "${MORVANE_BENCH_FOLDER:-/tmp}/morvane-bench-XXXXXX")
 trap 'rm -rf "$work"' EXIT
 mkdir "$work/program" "$work/hand" "$work/logs"
 
-# measure <file for the figures> <command...>: wall, user, system seconds, peak KB, and the 512-byte
-# blocks that came from the disk and not from the page cache, on a line.
+# measure <output file> <command...>: appends a line with wall, user and system seconds, peak KB, and the
+# number of 512-byte blocks read from the disk (not from the page cache).
 measure() {
     local figures=$1 failed=0 TIMEFORMAT='%3R %3U %3S'
     shift
@@ -21,7 +20,7 @@ measure() {
     echo "$(cat "$work/time.txt") $(tail -1 "$work/peak.txt")" >>"$figures"
 }
 
-# measure_program <file for the figures> <options of the program...>
+# measure_program <output file> <options of the program...>
 measure_program() {
     local figures=$1
     shift
@@ -30,19 +29,20 @@ measure_program() {
     grep -q '^ok' "$work/status.txt" || { cat "$work/err.txt"; exit 1; }
 }
 
-# measure_shell <file for the figures> <SQL file>
+# measure_shell <output file> <SQL file>
 measure_shell() {
     measure "$1" sqlite3 "$work/hand/retail.db" \
         "ATTACH '$work/hand/retail_archive.db' AS archive" ".read $2"
 }
 
-# The middle of the numbers on standard input.
+# Prints the median of the numbers on standard input.
 median() { sort -n | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'; }
 
 dimensions="calendar geography department category brand product store employee promotion
     customer_segment customer carrier"
 
-# The number of rows in which the two copies differ, over the dimensions; the facts by their number.
+# Prints the number of rows in which the dimensions of the two copies differ, plus the differences in
+# the numbers of facts.
 differences() {
     local query=""
     for table in sales shipments; do

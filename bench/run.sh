@@ -1,10 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Compares the program with hand-written SQL in the sqlite3 shell, each on a copy of the same file,
-# in turn and several times, and prints the ratios; then the program's peak memory as the warehouse
-# grows. Arguments: the scale of the warehouse (33: 10 million fact rows), the number of pairs, and
-# the scales for the memory, and a pattern that the names of the rows to measure must match. Needs
-# some 8 GB in the folder named by MORVANE_BENCH_FOLDER.
+# Compares the program with hand-written SQL in the sqlite3 shell, in several pairs of runs on copies of
+# the same file, and prints the ratios; then the program's peak memory as the warehouse grows. Arguments:
+# the scale of the warehouse (33: 10 million fact rows), the number of pairs, the scales for the memory,
+# and a pattern that selects rows by name. Needs some 8 GB in the folder MORVANE_BENCH_FOLDER.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scale=${1:-33}
@@ -33,7 +32,7 @@ compare() {
     local pair
     for ((pair = 0; pair < pairs; ++pair)); do
         fresh_copies "$base"
-        # Who comes first after the copying has it a little harder.
+        # The first one after the copying is at a slight disadvantage.
         [ $((pair % 2)) = 0 ] || measure_shell "$work/b.txt" "$sql"
         measure_program "$work/a.txt" "$@"
         [ $((pair % 2)) = 1 ] || measure_shell "$work/b.txt" "$sql"
@@ -48,7 +47,7 @@ compare() {
         "$(different=$(differences); [ "$different" = 0 ] && echo same || echo "$different rows")"
 }
 
-echo "Making the warehouses: scale $scale"
+echo "Creating the warehouses: scale $scale"
 "$demo" "$work" --scale "$scale" >/dev/null
 sqlite3 "$work/retail.db" ".read bench/sql/more-products.sql"
 sqlite3 "$work/retail.db" "SELECT 'Fact rows: ' || ((SELECT count(*) FROM sales) +
@@ -61,7 +60,7 @@ printf '%-34s %8s %8s %7s %7s %10s\n' "" "s" "s" "" "ratio" "afterwards"
 compare "archiving" "$work/retail.db" bench/sql/archive.sql \
     -clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist
 compare "marking" "$work/retail.db" bench/sql/mark.sql -mark
-# Without marks the detailed report reads no rows: what is left is the summary.
+# Without marks the detailed report reads no rows, which leaves the summary.
 cp "$work/retail.db" "$work/marked.db"
 for table in $dimensions; do
     sqlite3 "$work/marked.db" "UPDATE $table SET is_deletable = 0 WHERE is_deletable <> 0"

@@ -1,5 +1,5 @@
-# CPU seconds of each task over the fact rows, both logarithmic; called by bench/plot.sh with the
-# folder of the series and the picture to write.
+# CPU seconds of each task over the fact rows, both logarithmic. Called by bench/plot.sh, which sets the
+# folder of the series and the picture.
 if (picture[strlen(picture) - 2:] eq "png") {
     set terminal pngcairo size 900,620 font "DejaVu Sans,13" background rgb "white"
 } else {
@@ -23,7 +23,7 @@ series(task, who) = folder . "/" . task . "-" . who
 tasks = "archiving marking reports deletion"
 colours = "#c44e52 #4c72b0 #8172b2 #55803e"
 
-# The name of a task at the last point of its line.
+# Labels each line at its last point.
 plot for [i=1:4] series(word(tasks, i), "program") with linespoints lw 2.5 pt 7 ps 0.9 \
          lc rgb word(colours, i) notitle, \
      for [i=1:4] series(word(tasks, i), "shell") with linespoints lw 1.5 dt 2 pt 6 ps 0.9 \

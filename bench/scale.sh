@@ -1,11 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Measures how the cost of a run grows with the warehouse: all tasks in one run; then, on a fresh
-# copy, the tasks one after the other, each in a process of its own, on one file by the program and on
-# another by hand-written SQL in the sqlite3 shell, task by task in turn. Writes a table
-# (docs/plots/scale.tsv) that bench/plot.sh draws. Arguments: the scales ("3 33 325": 1, 10 and 100
-# million fact rows) and the table. Needs some 0.13 GB for each step of the largest scale in the folder
-# named by MORVANE_BENCH_FOLDER: 42 GB.
+# Measures how the cost of a run grows with the warehouse: all tasks in one run; then, on a fresh copy,
+# each task in its own process, alternating between the program and hand-written SQL in the sqlite3 shell
+# on another copy. Writes a table (docs/plots/scale.tsv) for bench/plot.sh. Arguments: the scales
+# ("3 33 325": 1, 10 and 100 million fact rows) and the table. Needs some 0.13 GB per unit of the largest
+# scale (42 GB by default) in the folder MORVANE_BENCH_FOLDER.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scales=${1:-3 33 325}
@@ -16,7 +15,7 @@ scripts/install-packages.sh "${bench_packages[@]}"
 . bench/measure.sh
 mkdir -p "$(dirname "$table")"
 
-# row <task> <who> <file with one line of figures>
+# row <task> <who> <file with one line of figures>: appends a row to the table.
 row() {
     awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v task="$1" -v who="$2" \
         '{ printf "%s\t%s\t%s\t%s\t%.3f\t%.3f\t%.3f\t%.1f\t%.1f\n",
@@ -37,13 +36,13 @@ task() {
     row "$name" shell "$work/figures.txt"
 }
 
-# What is on the disk now, in bytes.
+# size <file> <name>: appends a row with the size of a file in bytes.
 size() { stat -c %s "$1" | awk -v OFS='\t' -v scale="$scale" -v facts="$facts" -v what="$2" \
     '{ print scale, facts, what, "bytes", $1 }' | tee -a "$new_table"; }
 
 archive_options=(-clsf -bkmac "sqlite:$work/program" -bkdb retail_archive -bkusr archivist)
 
-# How many rows each table of the program's warehouse and archive has.
+# Prints the number of rows of each table in the program's warehouse and archive.
 row_numbers() {
     local query="" table
     for table in sales shipments inventory $dimensions; do
@@ -61,7 +60,7 @@ measure_scale() {
     mkdir "$work/program" "$work/hand"
     "$demo" "$work/program" --scale "$scale" >/dev/null
     cp "$work/program/retail.db" "$work/program/retail_archive.db" "$work/hand"
-    sync "$work"/*/*.db  # or the first run would write these pages to the disk
+    sync "$work"/*/*.db  # otherwise the first run would write these pages
     facts=$(sqlite3 "$work/program/retail.db" "SELECT (SELECT count(*) FROM sales) +
         (SELECT count(*) FROM shipments) + (SELECT count(*) FROM inventory)")
     size "$work/program/retail.db" warehouse
@@ -87,7 +86,7 @@ measure_scale() {
     fi
 }
 
-# A run that fails leaves the table of the last one.
+# A failing run leaves the old table in place.
 new_table=$work/scale.tsv
 printf 'scale\tfacts\ttask\twho\twall s\tCPU s\tsystem s\tpeak MB\tread MB\n' >"$new_table"
 for scale in $scales; do

@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: Apache-2.0
-# Writes the SQL of a warehouse with many tables: tables=2000, relations=5000, and shape, which is
-# "snowflake" (any table refers to any later one), "chain" (each dimension to the next), "wide" (facts
-# to all dimensions) or "hub" (each table to one dimension). One table in 40 is a fact table, one in
-# four a slowly-moving dimension; each has 40 rows.
+# Prints the SQL of a warehouse with many tables. Variables: tables=2000, relations=5000, and shape:
+# "snowflake" (any table references any later one), "chain" (each dimension the next), "wide" (facts all
+# dimensions) or "hub" (each table the same dimension). One table in 40 is a fact table, one in four a
+# slowly-moving dimension; each has 40 rows.
 function relate(from, to) {
     printf "INSERT INTO dwm_star_relations VALUES(1,'%s','f%d','%s','id',%d,'code');\n",
         name(from), ++columns[from], name(to), slow(to)

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Measures how the tasks grow with the number of tables and relations, the rows being few: warehouses
-# of four shapes (bench/tables.awk), on each the check, archiving, marking, the reports and deletion,
-# each a process of its own. Prints CPU seconds, seconds on the clock, and the ratio of the CPU seconds
-# to those of the size before. Arguments: the numbers of tables ("500 1000 2000"), each with two and a
-# half times as many relations; the number of rounds (3), of which the median counts; the shapes.
+# Measures how the tasks grow with the number of tables and relations, with few rows: runs each task in
+# its own process on warehouses of four shapes (bench/tables.awk). Prints CPU seconds, wall-clock seconds,
+# and the ratio of the CPU seconds to those of the previous size. Arguments: the numbers of tables ("500
+# 1000 2000"; there are two and a half times as many relations), the number of rounds (3), of which the
+# median is printed, and the shapes.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 sizes=${1:-500 1000 2000}
@@ -15,7 +15,7 @@ shapes=${3:-snowflake chain wide hub}
 scripts/install-packages.sh "${bench_packages[@]}"
 . bench/measure.sh
 
-# task <name> <options...>: measures into a file for the shape, size and task.
+# task <name> <options...>: appends the figures to a file for the shape, size and task.
 task() {
     local figures=$work/figures-$shape-$size-$1
     shift

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Version.h"
 #include "demo/DemoWarehouse.h"
 #include "demo/SqliteFile.h"
 
@@ -107,7 +108,7 @@ int main(int argc, char** argv) {
                 fmt::print("{}", kUsage);
                 break;
             case Action::ShowVersion:
-                fmt::print("morvane-demo {}\n", MORVANE_VERSION);
+                fmt::print("morvane-demo {}\n", morvane::kVersion);
                 break;
             case Action::Create:
                 Create(options);

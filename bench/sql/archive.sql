@@ -1,6 +1,6 @@
--- Archiving by hand: the archive's tables as the program makes them, then the same copy and delete.
--- The indexes of the facts are made anew: to take each row out of each of them takes more than twice
--- as long, and grows faster than the rows.
+-- Archiving by hand: the archive tables as the program creates them, then the same copy and delete. The
+-- indexes of the facts are dropped and re-created: deleting each row from each index takes more than
+-- twice as long and grows faster than the rows.
 CREATE TABLE archive.sales (sale_id bigint NOT NULL, order_date datetime NOT NULL,
     date_key int NOT NULL, product_key int NOT NULL, store_key int NOT NULL,
     customer_key int NOT NULL, geography_key int NOT NULL, employee_key int NULL,

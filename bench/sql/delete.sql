@@ -1,7 +1,7 @@
--- Normal deletion by hand. The versions of an element of the demo warehouse adjoin, and the first
--- marked version is no current one: so a kept version begins where the run of marked versions
--- before it began, and the end of a history stays as it is. Only kept versions that follow a
--- marked one are looked at.
+-- Normal deletion by hand. In the demo warehouse each version ends when the next one starts, and the
+-- first marked version is not current. So a kept version takes over the start of the marked versions
+-- directly before it, and the end of a history does not change. Visits only kept versions that follow a
+-- marked one.
 BEGIN;
 UPDATE customer AS kept SET start_date =
     (SELECT min(v.start_date) FROM customer v

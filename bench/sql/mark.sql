@@ -1,6 +1,6 @@
--- The marks of the demo warehouse by hand: each dimension after all that refer to it, its old marks
--- taken back and the unused rows marked, so that no other row is written. An indexed foreign column
--- is probed, one without an index is read once.
+-- Marking by hand: each dimension after all tables that reference it. Resets old marks and marks unused
+-- rows, without writing any other row. Probes foreign columns that have an index and scans the others
+-- once.
 UPDATE calendar SET is_deletable = 0 WHERE is_deletable <> 0;
 UPDATE calendar SET is_deletable = 1 WHERE is_sustainable = 0
     AND NOT EXISTS (SELECT 1 FROM inventory f WHERE f.date_key = calendar.date_key)

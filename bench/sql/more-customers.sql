@@ -1,5 +1,5 @@
--- 333,334 customers more, of three adjoining versions each, which nothing refers to: a million
--- versions whose history is re-linked before they go.
+-- Adds 333,334 unreferenced customers with three consecutive versions each: a million versions to
+-- re-link before they are deleted.
 WITH RECURSIVE element(n) AS (SELECT 1 UNION ALL SELECT n + 1 FROM element WHERE n < 333334),
      version(v, first_day, last_day, is_current) AS (VALUES
          (0, '2012-01-01 00:00:00', '2015-06-01 00:00:00', 0),

@@ -1,5 +1,5 @@
--- What the reports are made of where each dimension has marked rows: the counts, and those rows with
--- the shell's own HTML.
+-- The content of the reports if each dimension has marked rows: the counts, and those rows in the
+-- shell's HTML format.
 .read bench/sql/summary.sql
 .mode html
 SELECT calendar_date,date_key FROM calendar WHERE is_deletable=1 ORDER BY calendar_date,date_key;

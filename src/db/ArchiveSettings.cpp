@@ -2,12 +2,8 @@
 #include "db/ArchiveSettings.h"
 
 #include <array>
-#include <filesystem>
 #include <utility>
 
-#include "base/Text.h"
-#include "base/modFileFunctions.h"
-#include "db/embedded/EmbeddedConnection.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane {
@@ -34,16 +30,6 @@ void RequireNoQuote(const ArchiveSettings& archive) {
                                  "Nothing was saved."});
         }
     }
-}
-
-// Embedded servers are folders, which have many names.
-bool SameServer(const std::string& a, const std::string& b) {
-    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
-        return EqualsIgnoreCase(a, b);
-    }
-    std::error_code error;
-    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
-                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
 }
 
 }  // namespace
@@ -77,15 +63,6 @@ void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive) 
                           archive.Database + "' where ID = 1") == 0) {
         throw NoRow();
     }
-}
-
-std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
-    std::vector<std::string> names = list.Names;
-    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
-        const std::string own = warehouse.DefaultDatabase();
-        std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
-    }
-    return names;
 }
 
 }  // namespace morvane

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 #include "core/Connection.h"
 #include "core/RunSettings.h"
-#include "db/ListDatabases.h"
 
 namespace morvane {
 
@@ -28,8 +26,5 @@ ArchiveSettings ReadArchiveSettings(Connection& warehouse);
 // Writes that row. The values stand in the statement as they are, the password too, so that none
 // may hold a single quote: DatabaseError names the field then, and nothing is sent.
 void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive);
-
-// The databases of a server that the warehouse can be archived in: all but the warehouse itself.
-std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse);
 
 }  // namespace morvane

@@ -3,13 +3,13 @@
 
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "dialogs/SaveRows.h"
+#include "dialogs/UpdatableRows.h"
 
 namespace morvane {
 
 namespace {
 
-// What is pasted often ends with a line end.
+// Pasted text often ends with a line break.
 std::string_view WithoutMargins(std::string_view text) {
     constexpr std::string_view kWhiteSpace = " \t\r\n";
     const std::size_t first = text.find_first_not_of(kWhiteSpace);
@@ -19,24 +19,15 @@ std::string_view WithoutMargins(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
 }
 
-ColumnValue Describe(const Field& field, Value value) {
-    return {.Name = field.Name,
-            .Type = field.Type,
-            .Size = field.DefinedSize,
-            .Precision = field.Precision,
-            .NumericScale = field.NumericScale,
-            .Value = std::move(value)};
-}
-
-// The server compares no column of its old types for long texts; converted it does.
-ColumnValue DescribeForKey(const Field& field, const Value& value) {
-    ColumnValue column = Describe(field, value);
+// SQL Server cannot compare columns of type text and ntext.
+std::string ComparableName(const Field& field) {
     if (field.Type == DataType::LongVarChar) {
-        column.Name = "cast(" + field.Name + " as varchar(max))";
-    } else if (field.Type == DataType::LongVarWChar) {
-        column.Name = "cast(" + field.Name + " as nvarchar(max))";
+        return "cast(" + field.Name + " as varchar(max))";
     }
-    return column;
+    if (field.Type == DataType::LongVarWChar) {
+        return "cast(" + field.Name + " as nvarchar(max))";
+    }
+    return field.Name;
 }
 
 }  // namespace
@@ -66,7 +57,7 @@ bool FactConditions::Change(std::size_t row, std::string_view condition, std::st
     });
 }
 
-// A refusal leaves the connection in compile-only mode, in which nothing would ever be saved.
+// A refusal leaves the connection in compile-only mode, in which nothing could be saved.
 bool FactConditions::Compiles(const Row& row, const std::string& condition,
                               std::string& errorText) {
     if (ValidateQuery("select * from " + row.Table.Text() + " where " + condition, warehouse_,
@@ -76,15 +67,16 @@ bool FactConditions::Compiles(const Row& row, const std::string& condition,
     try {
         warehouse_.Execute("Set NOEXEC OFF");
     } catch (const DatabaseError&) {
-        // The connection is lost, which the refusal says already.
+        // The connection is lost, as the refusal already says.
     }
     return false;
 }
 
 void FactConditions::Save(Row& row, const std::string& condition) {
     const RowChange change{
-        {Describe(tableField_, row.Table), DescribeForKey(conditionField_, row.Condition)},
-        {Describe(conditionField_, Value(condition))}};
+        {MakeColumnValue(tableField_, tableField_.Name, row.Table),
+         MakeColumnValue(conditionField_, ComparableName(conditionField_), row.Condition)},
+        {MakeColumnValue(conditionField_, conditionField_.Name, Value(condition))}};
     SaveRows(warehouse_, "dwm_tables", {change});
     row.Condition = Value(condition);
 }

@@ -9,20 +9,20 @@
 
 namespace morvane {
 
-// The fact tables of a warehouse, each with the condition that its rows meet when they are to be
-// archived. An empty condition archives nothing.
+// The fact tables of a warehouse, each with its archiving condition. Rows that meet the condition
+// are archived; with an empty condition none are.
 class FactConditions {
   public:
-    // Reads them. Throws DatabaseError. The connection is kept.
+    // Reads the conditions. Throws DatabaseError. The connection must outlive this object.
     explicit FactConditions(Connection& warehouse);
 
     std::size_t Count() const { return rows_.size(); }
     std::string Table(std::size_t row) const { return rows_[row].Table.Text(); }
     std::string Condition(std::size_t row) const { return rows_[row].Condition.Text(); }
 
-    // Compiles a new condition and saves it at once, without the white space around it; an empty
-    // one needs no compiling. False when the server refuses it, or when the table's row is not as
-    // it was read: then `errorText` says why, and nothing has changed.
+    // Trims a new condition, compiles it unless it is empty, and saves it at once. Returns false,
+    // with the reason in `errorText` and nothing changed, if the server refuses the condition or
+    // another user has changed the row.
     bool Change(std::size_t row, std::string_view condition, std::string& errorText);
 
   private:

@@ -7,6 +7,7 @@
 
 #include "base/Clock.h"
 #include "base/Text.h"
+#include "core/Transaction.h"
 #include "sql/Quoting.h"
 
 namespace morvane {
@@ -19,7 +20,48 @@ bool IsFlagName(const std::string& name) {
     return EqualsIgnoreCase(name, "is_selected") || EqualsIgnoreCase(name, "is_sustainable");
 }
 
-ColumnValue Described(const Field& field, const std::string& column, Value value) {
+// "a = ?", or "a IS NULL" for NULL.
+std::string Condition(const ColumnValue& column) {
+    return column.Name + (column.Value.IsNull() ? " IS NULL" : " = ?");
+}
+
+// Keeps a long condition from filling the message.
+std::string Shorten(const std::string& text) {
+    constexpr std::size_t kLongestValue = 100;
+    return text.size() > kLongestValue ? text.substr(0, kLongestValue) + "..." : text;
+}
+
+std::string DescribeRow(const RowChange& change) {
+    std::vector<std::string> pieces;
+    for (const ColumnValue& column : change.Key) {
+        pieces.push_back(column.Name + " = " +
+                         (column.Value.IsNull() ? "NULL" : Shorten(column.Value.Text())));
+    }
+    return Join(pieces, ", ");
+}
+
+std::int64_t Update(Connection& connection, const std::string& table, const RowChange& change) {
+    const auto command = connection.CreateCommand();
+    std::vector<std::string> assignments;
+    std::vector<std::string> conditions;
+    for (const ColumnValue& column : change.NewValues) {
+        assignments.push_back(column.Name + " = ?");
+        command->AppendParameter(column);
+    }
+    for (const ColumnValue& column : change.Key) {
+        conditions.push_back(Condition(column));
+        if (!column.Value.IsNull()) {
+            command->AppendParameter(column);
+        }
+    }
+    command->SetText("UPDATE " + table + " SET " + Join(assignments, ", ") + " WHERE " +
+                     Join(conditions, " AND "));
+    return command->Execute();
+}
+
+}  // namespace
+
+ColumnValue MakeColumnValue(const Field& field, const std::string& column, Value value) {
     if (field.Type == DataType::DBTimeStamp && value.IsText()) {
         value.SetText(NeutralDate(value.Text()));
     }
@@ -27,7 +69,39 @@ ColumnValue Described(const Field& field, const std::string& column, Value value
             field.Precision, field.NumericScale, std::move(value)};
 }
 
-}  // namespace
+void SaveRows(Connection& connection, const std::string& table,
+              const std::vector<RowChange>& changes) {
+    Transaction transaction(connection);
+    for (const RowChange& change : changes) {
+        if (Update(connection, table, change) != 1) {
+            throw DatabaseError({"Nothing was saved: the row of " + table + " with " +
+                                 DescribeRow(change) +
+                                 " was changed or deleted meanwhile, or is not the only one."});
+        }
+    }
+    transaction.Commit();
+}
+
+void PackedRows::Append(const std::vector<Field>& row) {
+    for (const Field& field : row) {
+        AppendPacked(bytes_, field.Value);
+    }
+    rowEnds_.push_back(bytes_.size());
+}
+
+std::string_view PackedRows::BytesAt(std::size_t row, std::size_t field) const {
+    const char* value = bytes_.data() + (row == 0 ? 0 : rowEnds_.at(row - 1));
+    for (; field > 0; --field) {
+        value += PackedSize(value);
+    }
+    return {value, PackedSize(value)};
+}
+
+Value PackedRows::At(std::size_t row, std::size_t field) const {
+    Value value;
+    Unpack(BytesAt(row, field), value);
+    return value;
+}
 
 UpdatableRows::UpdatableRows(Connection& connection, UpdatableQuery query)
     : query_(std::move(query)) {
@@ -54,7 +128,7 @@ void UpdatableRows::ChooseColumns() {
     }
 }
 
-// A field that is not what the key takes it for would find another row.
+// If a field is not the key column that it is taken for, saving could hit another row.
 void UpdatableRows::CheckKey() {
     for (const KeyField& key : query_.Key) {
         if (key.Field >= fields_.size() || !EqualsIgnoreCase(fields_[key.Field].Name, key.Column)) {
@@ -92,7 +166,8 @@ std::string UpdatableRows::KeyOf(std::size_t row) const {
     return key;
 }
 
-// Rows of the same key change places at most among themselves: what they show is the same.
+// Several rows can have the same key. They show the same values, so it does not matter if they swap
+// their marks.
 void UpdatableRows::CarryOver(const UpdatableRows& before) {
     if (query_.Key.empty()) {
         return;
@@ -117,9 +192,9 @@ void UpdatableRows::CarryOver(const UpdatableRows& before) {
     }
 }
 
-// One list row for each table row: a query that joins shows some of them more than once.
+// A query with a join can show a table row more than once. It is written once.
 std::vector<std::size_t> UpdatableRows::RowsToWrite() const {
-    // What an UPDATE finds the row by.
+    // The values by which an UPDATE finds the row.
     const auto found = [this](std::size_t row) {
         const Value flag = OldFlag(row);
         return KeyOf(row) + (flag.IsNull() ? "?" : flag.Text());
@@ -168,11 +243,11 @@ RowChange UpdatableRows::ChangeOf(std::size_t row) const {
     RowChange change;
     for (const KeyField& key : query_.Key) {
         change.Key.push_back(
-            Described(fields_[key.Field], SqlName(key.Column), rows_.At(row, key.Field)));
+            MakeColumnValue(fields_[key.Field], SqlName(key.Column), rows_.At(row, key.Field)));
     }
-    change.Key.push_back(Described(fields_[0], flag, OldFlag(row)));
+    change.Key.push_back(MakeColumnValue(fields_[0], flag, OldFlag(row)));
     change.NewValues.push_back(
-        Described(fields_[0], flag, Value(std::int64_t{Checked(row) ? 1 : 0})));
+        MakeColumnValue(fields_[0], flag, Value(std::int64_t{Checked(row) ? 1 : 0})));
     return change;
 }
 

@@ -3,9 +3,9 @@
 
 #include <string>
 
+#include "core/Connection.h"
 #include "core/RunState.h"
 #include "core/UserPrompt.h"
-#include "db/ListDatabases.h"
 
 namespace morvane {
 

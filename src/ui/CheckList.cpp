@@ -18,7 +18,7 @@ constexpr int kRowsToFit = 100;
 constexpr int kWidestColumn = 40;  // characters
 constexpr int kRowPadding = 6;
 
-// Rows with room between their check boxes.
+// Adds space between the rows.
 class RowDelegate : public QStyledItemDelegate {
   public:
     using QStyledItemDelegate::QStyledItemDelegate;
@@ -78,7 +78,8 @@ int CheckList::columnCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : static_cast<int>(headers_.size());
 }
 
-// It is asked for while the list is painted: what it cannot give, the cell itself tells.
+// Called while the list is painted, where no message box can be opened. An error appears as the
+// cell's text.
 QVariant CheckList::data(const QModelIndex& index, int role) const {
     if (!index.isValid() || !rows_) {
         return {};
@@ -93,7 +94,7 @@ QVariant CheckList::data(const QModelIndex& index, int role) const {
 QVariant CheckList::Read(const QModelIndex& index, int role) const {
     const auto row = static_cast<std::size_t>(index.row());
     const auto column = static_cast<std::size_t>(index.column());
-    // The tip has the whole of a text that the column cuts off.
+    // The tool tip shows text that does not fit its column.
     if ((role == Qt::DisplayRole || role == Qt::ToolTipRole) && column < rows_->ColumnCount()) {
         return ToQString(rows_->Cell(row, column));
     }
@@ -143,7 +144,7 @@ CheckListView::CheckListView(QWidget* parent) : QTreeView(parent) {
     setItemDelegate(new RowDelegate(this));
     setRootIsDecorated(false);
     setItemsExpandable(false);
-    setUniformRowHeights(true);  // or every row would be measured
+    setUniformRowHeights(true);  // avoids measuring every row
     setAllColumnsShowFocus(true);
     setAlternatingRowColors(true);
     setSelectionMode(QAbstractItemView::ExtendedSelection);

@@ -10,8 +10,8 @@
 
 namespace morvane {
 
-// The rows of a query with a check box each, as a list shows them. It keeps no copy of the rows'
-// texts: a list of a million rows opens at once.
+// List model of the rows of a query, each with a check box. It makes the cells' texts on demand, so
+// that a list of a million rows opens at once.
 class CheckList : public QAbstractTableModel {
     Q_OBJECT
 
@@ -19,13 +19,13 @@ class CheckList : public QAbstractTableModel {
     using QAbstractTableModel::QAbstractTableModel;
 
     void Show(UpdatableRows rows);
-    // Column headers over no rows; nothing can be saved then.
+    // Shows column headers without rows. Nothing can be saved then.
     void ShowHeaders(const QStringList& headers);
 
-    // Null while no query is shown.
+    // Null if no query is shown.
     UpdatableRows* Rows() { return rows_ ? &*rows_ : nullptr; }
     void CheckAll(bool checked);
-    // The texts of the checked rows, in the order of the list.
+    // The texts of the checked rows, in list order.
     QStringList CheckedTexts() const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -44,18 +44,18 @@ class CheckList : public QAbstractTableModel {
     QStringList headers_;
 };
 
-// Runs a query and shows its rows. On failure the list stays as it was: DatabaseError.
+// Runs a query and shows its rows. Throws DatabaseError and then leaves the list unchanged.
 void OpenRecordsetIntoList(CheckList& list, Connection& connection, UpdatableQuery query);
 
-// A list with check boxes. The mouse checks one row, the space key all rows that are selected; the
-// enter key does nothing, so that it presses no button of the window by accident.
+// A list with check boxes. A click checks one row, the space key all selected rows. Enter does
+// nothing, so that it does not press a button of the window.
 class CheckListView : public QTreeView {
     Q_OBJECT
 
   public:
     explicit CheckListView(QWidget* parent);
 
-    // Columns as wide as the first rows need, within reason.
+    // Fits the columns to the first rows, up to a maximum width.
     void FitColumns();
 
   protected:

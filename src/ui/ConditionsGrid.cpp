@@ -12,12 +12,12 @@ namespace morvane {
 
 namespace {
 
-constexpr int kCellMargins = 8;  // above and below a text together, as much as its editor has
+constexpr int kCellMargins = 8;  // above plus below the text, as in its editor
 constexpr int kTableColumn = 0;
 constexpr int kConditionColumn = 1;
 constexpr int kLongestLines = 4;         // of a condition in its cell
-constexpr int kToolTipLetters = 2000;    // more would not fit on a screen
-constexpr int kTableColumnLetters = 36;  // a longer name is cut, and in its tool tip
+constexpr int kToolTipLetters = 2000;    // more would not fit on the screen
+constexpr int kTableColumnLetters = 36;  // the tool tip shows longer names
 
 QTableWidgetItem* MakeItem() {
     auto* item = new QTableWidgetItem;
@@ -32,7 +32,7 @@ void SetItem(QTableWidgetItem& item, const QString& text) {
         tip.isEmpty() ? tip : "<p style=\"white-space:pre-wrap\">" + tip.toHtmlEscaped() + "</p>");
 }
 
-// An editor for texts of many lines, that accepts them with Enter as a cell does.
+// Edits multi-line text and accepts it with Enter, like a single-line editor.
 class ConditionDelegate : public QStyledItemDelegate {
   public:
     explicit ConditionDelegate(ConditionsGrid& grid) : QStyledItemDelegate(&grid), grid_(grid) {}
@@ -86,7 +86,7 @@ void ConditionDelegate::updateEditorGeometry(QWidget* editor, const QStyleOption
     FitToText(*qobject_cast<QPlainTextEdit*>(editor), option.rect);
 }
 
-// Over its cell, and as high as its text needs and the grid allows.
+// Places the editor over its cell, as high as its text needs and the grid allows.
 void ConditionDelegate::FitToText(QPlainTextEdit& editor, const QRect& cell) const {
     const qreal lines = editor.document()->documentLayout()->documentSize().height();
     const qreal margins = 2 * (editor.document()->documentMargin() + editor.frameWidth());
@@ -116,7 +116,7 @@ bool ConditionDelegate::eventFilter(QObject* object, QEvent* event) {
         }
     }
     if (event->type() == QEvent::FocusOut) {
-        // Whoever looks a name up in another window comes back to a half-written condition.
+        // Keep the editor open while the user looks something up in another window.
         const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
         if (reason == Qt::ActiveWindowFocusReason || reason == Qt::PopupFocusReason) {
             return false;
@@ -140,7 +140,7 @@ ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
     horizontalHeader()->setStretchLastSection(true);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
-    // Queued: the last column takes its new width only after it has told of it.
+    // Queued, since the signal is emitted before the last column has its new width.
     connect(horizontalHeader(), &QHeaderView::sectionResized, this,
             &ConditionsGrid::resizeRowsToContents, Qt::QueuedConnection);
 }

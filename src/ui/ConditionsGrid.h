@@ -5,8 +5,8 @@
 
 namespace morvane {
 
-// Fact tables and their conditions, which are edited in place. A condition can be long: its row
-// shows the first lines, its tool tip and its editor all of it.
+// Fact tables and their conditions, which are edited in place. A row shows the first lines of a
+// long condition; the tool tip and the editor show all of it.
 class ConditionsGrid : public QTableWidget {
     Q_OBJECT
 
@@ -15,13 +15,13 @@ class ConditionsGrid : public QTableWidget {
 
     void AddTable(const QString& table, const QString& condition);
     void SetCondition(int row, const QString& condition);
-    // To be called when all tables are there.
+    // Call this after the last AddTable().
     void FitColumns();
-    // Ends an edit under way as the Enter key does.
+    // Accepts the text of a cell being edited, as Enter does.
     void FinishEdit();
 
   signals:
-    // The user has changed a condition. The cell keeps its old text until it is set.
+    // The user has edited a condition. The cell keeps its old text until SetCondition().
     void ConditionEdited(int row, const QString& condition);
 };
 

@@ -63,7 +63,7 @@ QWidget* ConnectionFields::MakeAuthentication(const ConnectionCaptions& captions
     lblSQLPassword_ = MakeLabel("lblSQLPassword", captions.Password, txtSQLPassword_, frame);
 
     auto* layout = new QGridLayout(frame);
-    // The login's fields stand under the text of their option, not under its button.
+    // Indents the login's fields to the text of their option.
     layout->setColumnMinimumWidth(0, style()->pixelMetric(QStyle::PM_ExclusiveIndicatorWidth) +
                                          style()->pixelMetric(QStyle::PM_RadioButtonLabelSpacing));
     layout->setColumnStretch(2, 1);
@@ -131,7 +131,7 @@ void ConnectionFields::ClearDatabases() {
 void ConnectionFields::SetDatabases(const std::vector<std::string>& names,
                                     const std::string& remembered) {
     {
-        const QSignalBlocker quiet(cboDB_);  // one signal for all of it
+        const QSignalBlocker quiet(cboDB_);  // emits only one DatabaseChosen()
         cboDB_->clear();
         for (const std::string& name : names) {
             cboDB_->addItem(ToQString(name));

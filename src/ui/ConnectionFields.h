@@ -6,16 +6,14 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QRadioButton>
-#include <QStringList>
 #include <QWidget>
 
-#include "core/UserPrompt.h"
-#include "db/ListDatabases.h"
+#include "core/RunSettings.h"
 #include "ui/Controls.h"
 
 namespace morvane {
 
-// The texts in which the windows that ask for a server differ.
+// The texts that differ between the windows.
 struct ConnectionCaptions {
     const char* Server;
     const char* ServerTip;
@@ -26,9 +24,9 @@ struct ConnectionCaptions {
     const char* Database;
 };
 
-// A server, the login there, and one of its databases: the controls txtServer, cmdServer,
-// optSecureLogin, optSQLLogin, txtSQLUsername, txtSQLPassword, cboDB and cmdDBRefresh. It fills its
-// list of databases; what a change means for the rest of a window is the window's matter.
+// A server, the login, and one of its databases: the controls txtServer, cmdServer, optSecureLogin,
+// optSQLLogin, txtSQLUsername, txtSQLPassword, cboDB and cmdDBRefresh. The window reacts to changes
+// and fills the list of databases.
 class ConnectionFields : public QWidget {
     Q_OBJECT
 
@@ -38,24 +36,25 @@ class ConnectionFields : public QWidget {
     ServerLogin Login() const;
     void SetLogin(const ServerLogin& login);
     void SetServer(const QString& server);
-    // Integrated security can be ruled out: then the SQL login is chosen.
+    // Disables integrated security and chooses the SQL login.
     void RuleOutSecureLogin();
 
     std::string Database() const;
-    // The only database of the list, chosen; none when the name is empty.
+    // Makes this database the only one in the list and chooses it. With an empty name the list is
+    // empty.
     void SetDatabase(const std::string& name);
     void ClearDatabases();
-    // Puts a server's databases into the list; one with the name `remembered` is chosen, else none.
+    // Fills the list with a server's databases and chooses `remembered` if it is among them.
     void SetDatabases(const std::vector<std::string>& names, const std::string& remembered);
 
   signals:
-    // The server, the kind of login, or (CredentialsChanged) the name or password was edited: what
-    // was known about the server does not hold any more.
+    // The server, the kind of login, or the user name or password was edited. What is known about
+    // the server is out of date.
     void ServerChanged();
     void LoginKindChanged();
     void CredentialsChanged();
     void BrowseAsked();
-    // The button was pressed, or the list is about to open.
+    // The Refresh button was pressed, or the list is about to open.
     void RefreshAsked();
     void DatabaseChosen();
 

@@ -1,8 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/Controls.h"
 
+#include <QEvent>
+#include <QGridLayout>
 #include <QGuiApplication>
+#include <QHelpEvent>
+#include <QPainter>
 #include <QPalette>
+#include <QStyle>
+#include <QToolTip>
 #include <exception>
 
 namespace morvane {
@@ -39,6 +45,16 @@ QLabel* MakeText(const char* name, const QString& text, QWidget* parent) {
     return label;
 }
 
+DialogButtons MakeDialogButtons(const char* cancelCaption, QWidget* parent) {
+    auto* box = new QDialogButtonBox(parent);
+    auto* cmdOK = Named("cmdOK", new QPushButton("OK", box));
+    auto* cmdCancel = Named("cmdCancel", new QPushButton(cancelCaption, box));
+    box->addButton(cmdOK, QDialogButtonBox::AcceptRole);
+    box->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    cmdOK->setDefault(true);
+    return {box, cmdOK, cmdCancel};
+}
+
 void EnableObject(QWidget& objControl) {
     objControl.setEnabled(true);
     SetBackground(objControl, QPalette::Base);
@@ -57,7 +73,7 @@ PointerShape::~PointerShape() {
     try {
         QGuiApplication::restoreOverrideCursor();
     } catch (const std::exception&) {
-        // The pointer keeps its shape.
+        // A destructor must not throw. The pointer keeps its shape.
     }
 }
 
@@ -65,6 +81,50 @@ void DropDownList::showPopup() {
     emit DropDown();
     if (count() > 0) {
         QComboBox::showPopup();
+    }
+}
+
+ElidedLabel::ElidedLabel(const QString& name, QWidget* parent) : QLabel(parent) {
+    setObjectName(name);
+    setTextFormat(Qt::PlainText);
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+// Leaves out the text's width, which would widen the window.
+QSize ElidedLabel::sizeHint() const {
+    const QMargins margins = contentsMargins();
+    return {margins.left() + margins.right(),
+            fontMetrics().height() + margins.top() + margins.bottom()};
+}
+
+bool ElidedLabel::event(QEvent* event) {
+    if (event->type() != QEvent::ToolTip) {
+        return QLabel::event(event);
+    }
+    const QString whole = ShownText() == text() ? QString() : text().toHtmlEscaped();
+    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), whole, this);
+    return true;
+}
+
+void ElidedLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    style()->drawItemText(&painter, contentsRect(),
+                          static_cast<int>(alignment()) | Qt::TextSingleLine, palette(),
+                          isEnabled(), ShownText(), foregroundRole());
+}
+
+QString ElidedLabel::ShownText() const {
+    return fontMetrics().elidedText(text(), Qt::ElideMiddle, contentsRect().width());
+}
+
+void LayOutLines(QWidget* frame, std::initializer_list<CaptionedLine> lines) {
+    auto* layout = new QGridLayout(frame);
+    layout->setColumnStretch(1, 1);
+    int row = 0;
+    for (const CaptionedLine& line : lines) {
+        layout->addWidget(MakeLabel(line.CaptionName, line.Caption, nullptr, frame), row, 0);
+        layout->addWidget(line.Value, row, 1);
+        ++row;
     }
 }
 

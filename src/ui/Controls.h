@@ -2,35 +2,48 @@
 #pragma once
 
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QLabel>
+#include <QPushButton>
 #include <QString>
 #include <QWidget>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
 namespace morvane {
 
-// The program's texts are UTF-8.
+// Conversions between Qt's texts and the program's, which are UTF-8.
 QString ToQString(std::string_view text);
 std::string ToText(const QString& text);
 
-// Gives a control its object name, by which tests and style sheets find it.
+// Sets a control's object name, by which tests and style sheets find it.
 template <typename Control>
 Control* Named(const char* name, Control* control) {
     control->setObjectName(QString::fromLatin1(name));
     return control;
 }
 
-// A label whose access key goes to `buddy`, which may be null.
+// A label. Its access key ("&" in the caption) moves the focus to `buddy`, which may be null.
 QLabel* MakeLabel(const char* name, const char* caption, QWidget* buddy, QWidget* parent);
-// A label that wraps and can be selected as text is; for directions.
+// A label for longer text, with word wrap.
 QLabel* MakeText(const char* name, const QString& text, QWidget* parent);
 
-// Enables a control and gives it the background of a window; the reverse greys it.
+struct DialogButtons {
+    QDialogButtonBox* Box;
+    QPushButton* cmdOK;
+    QPushButton* cmdCancel;
+};
+
+// The buttons of a dialog, with OK as the default one. The caller connects them.
+DialogButtons MakeDialogButtons(const char* cancelCaption, QWidget* parent);
+
+// Enables a control, with the background of a text box.
 void EnableObject(QWidget& objControl);
+// Disables a control, with the background of its window.
 void DisableObject(QWidget& objControl);
 
-// A pointer of the shape for as long as this lives, whatever it is over.
+// Sets the mouse pointer's shape for the whole program while it exists.
 class PointerShape {
   public:
     explicit PointerShape(Qt::CursorShape shape);
@@ -45,8 +58,8 @@ class HourglassPointer : public PointerShape {
     HourglassPointer() : PointerShape(Qt::WaitCursor) {}
 };
 
-// A list to choose from that says so before it opens, when it can still be filled. An empty one
-// does not open.
+// A combo box that emits DropDown() before its popup opens, so that a slot can fill it. The popup
+// of an empty list does not open.
 class DropDownList : public QComboBox {
     Q_OBJECT
 
@@ -57,5 +70,31 @@ class DropDownList : public QComboBox {
   signals:
     void DropDown();
 };
+
+// A single line of plain text that never widens its window: text that does not fit is elided in
+// the middle, and the tool tip shows all of it.
+class ElidedLabel : public QLabel {
+  public:
+    ElidedLabel(const QString& name, QWidget* parent);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    bool event(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    QString ShownText() const;
+};
+
+struct CaptionedLine {
+    const char* CaptionName;
+    const char* Caption;
+    ElidedLabel* Value;
+};
+
+// Lays out a frame in two columns, captions and values.
+void LayOutLines(QWidget* frame, std::initializer_list<CaptionedLine> lines);
 
 }  // namespace morvane

@@ -6,10 +6,13 @@
 #include <QIcon>
 #include <QThread>
 #include <QTimer>
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
+#include <string>
 #include <thread>
 
 #include "core/ErrorTrap.h"
@@ -17,19 +20,90 @@
 #include "run/ConsolePrompt.h"
 #include "run/ConsoleText.h"
 #include "run/ExitGuard.h"
-#include "ui/BrowsingDialogs.h"
-#include "ui/Display.h"
-#include "ui/MessageBoxPrompt.h"
-#include "ui/Slots.h"
+#include "ui/Messages.h"
 #include "ui/frmMain.h"
 #include "ui/frmProgress.h"
+#include "ui/modBrowsing.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace morvane {
 
 namespace {
 
-// An unattended run asks in the terminal that it was started from, if there is one. Everything else
-// is a matter of the windows.
+bool IsSet(const char* variable) {
+    const char* value = std::getenv(variable);
+    return value != nullptr && *value != '\0';
+}
+
+bool ConsoleIsAskedFor() {
+    return IsSet("MORVANE_CONSOLE") && std::string_view(std::getenv("MORVANE_CONSOLE")) != "0";
+}
+
+#ifdef _WIN32
+
+bool DisplayOpens() {
+    return true;
+}
+
+#else
+
+// Runs in a child process: Qt ends the process if it cannot open a display.
+[[noreturn]] void TryDisplay() {
+    const rlimit noCore{0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    const int nowhere = open("/dev/null", O_WRONLY);
+    dup2(nowhere, STDERR_FILENO);
+    int count = 1;
+    std::string name = "morvane";
+    std::array<char*, 2> arguments{name.data(), nullptr};
+    const QGuiApplication application(count, arguments.data());
+    _exit(0);
+}
+
+bool DisplayOpens() {
+    constexpr std::array kVariables{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
+    if (std::none_of(kVariables.begin(), kVariables.end(), IsSet)) {
+        return false;
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        TryDisplay();
+    }
+    int status = -1;
+    return child > 0 && waitpid(child, &status, 0) == child && status == 0;
+}
+
+#endif
+
+// Returns why no window can be shown, as a sentence for the user, or an empty text.
+std::string_view ObstacleToWindows() {
+    if (ConsoleIsAskedFor()) {
+        return "MORVANE_CONSOLE turns the windows off.";
+    }
+    return DisplayOpens() ? "" : "The settings window cannot be shown: no display can be opened.";
+}
+
+// Closes the console that Windows opened for this process alone, as it does for a program started
+// from the desktop. A console shared with other processes stays open.
+void CloseOwnConsole() {
+#ifdef _WIN32
+    std::array<DWORD, 2> processes{};
+    if (GetConsoleProcessList(processes.data(), static_cast<DWORD>(processes.size())) == 1) {
+        FreeConsole();
+    }
+#endif
+}
+
+// Asks the questions of an unattended run in its terminal, if there is one. Otherwise uses message
+// boxes.
 class WindowPrompt : public UserPrompt {
   public:
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override {
@@ -49,11 +123,11 @@ class WindowPrompt : public UserPrompt {
     MessageBoxPrompt boxes_{[] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }};
 };
 
-// Set by a thread of the toolkit's, which waits for the end of the process from then on.
+// Set by the Qt thread that notices the loss. That thread then waits for the process to end.
 std::atomic<bool> displayLost = false;
 
-// The toolkit's Wayland client says so when its display is gone, and then ends the process by
-// _exit(), from whatever thread has noticed. So the remark is where the end is put in order.
+// When its display is gone, Qt's Wayland client logs a message and then calls _exit(), in any
+// thread. So the message is the last chance to end the run in order.
 void NoteLostDisplay() {
     if (QThread::currentThread() == QCoreApplication::instance()->thread()) {
         ExitGuard::ExitInOrder();
@@ -66,7 +140,7 @@ void NoteLostDisplay() {
     }
 }
 
-// Qt's remarks are for its developers; only what ends the program is for the user.
+// Prints only Qt's messages about errors. The rest is of no use to the user.
 void ShowFatalMessages(QtMsgType type, const QMessageLogContext&, const QString& message) {
     if (message.startsWith("The Wayland connection ")) {
         NoteLostDisplay();
@@ -76,8 +150,8 @@ void ShowFatalMessages(QtMsgType type, const QMessageLogContext&, const QString&
     }
 }
 
-// Takes a signal one step further: whatever waits for an answer gets none, an edit that is under
-// way is given up, and when no dialog is left the window itself is closed.
+// Called repeatedly after a signal. Each call rejects the innermost dialog, which drops an edit in
+// progress; when none is left, it closes the window.
 void CloseInnermost(frmMain& window, frmProgress& progress) {
     auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
     if (dialog != nullptr && dialog != &progress) {
@@ -87,15 +161,16 @@ void CloseInnermost(frmMain& window, frmProgress& progress) {
     window.isVisible() ? window.close() : progress.close();
 }
 
-// Shows the settings window until it is closed. Ctrl+C closes it too, and its lock is released.
-void ShowUntilClosed(frmMain& window, frmProgress& progress, UserPrompt& prompt) {
+// Shows the settings window until it is closed, by the user or by a signal such as Ctrl+C. Closing
+// it releases the lock.
+void ShowUntilClosed(frmMain& window, frmProgress& progress) {
     QEventLoop loop;
     QObject::connect(&window, &frmMain::Closed, &loop, &QEventLoop::quit);
     QTimer signalWatch;
     QObject::connect(&signalWatch, &QTimer::timeout, &window, [&] {
         if (CancelSignals::Received()) {
-            // Queued: a message that this brings up must not keep the timer from its next turn.
-            const auto close = [&] { RunSlot(prompt, [&] { CloseInnermost(window, progress); }); };
+            // Queued, so that a message box opened by closing does not block this timer.
+            const auto close = [&] { window.Try([&] { CloseInnermost(window, progress); }); };
             QMetaObject::invokeMethod(&window, close, Qt::QueuedConnection);
         }
     });
@@ -107,14 +182,14 @@ void ShowUntilClosed(frmMain& window, frmProgress& progress, UserPrompt& prompt)
 void Run(const StartInput& input, WindowPrompt& prompt) {
     const SystemClock clock;
     frmProgress progress(CancelSignals::Received);
-    BrowsingDialogs browsing;
+    BrowsingDialogs browsing(prompt);
     RunServices services{clock,     prompt,    progress, CancellableConnections(),
                          std::cout, std::cerr, {},       {}};
     services.ShowMainWindow = [&](RunState& state, const RunSettings&) {
         prompt.Unattended = false;
         frmMain window(state, services, browsing);
         QObject::connect(&progress, &frmProgress::Closed, &window, &frmMain::ShowAgain);
-        ShowUntilClosed(window, progress, prompt);
+        ShowUntilClosed(window, progress);
     };
     StartUp(input, services);
 }
@@ -128,13 +203,13 @@ int RunInWindows(const StartInput& input, char** argv) {
     }
     CloseOwnConsole();
     qInstallMessageHandler(ShowFatalMessages);
-    int ownNameOnly = 1;  // the options are the program's own, none of them the window system's
+    int ownNameOnly = 1;  // Qt must not interpret the program's options
     WindowPrompt prompt;
     const Application application(ownNameOnly, argv, prompt);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setDesktopFileName("morvane");
-    QApplication::setWindowIcon(QIcon::fromTheme("morvane"));  // none where it is not installed
-    UseSystemLocale();  // as it was before the window system set it
+    QApplication::setWindowIcon(QIcon::fromTheme("morvane"));  // null if not installed
+    UseSystemLocale();                                         // Qt has changed it
     const CancelSignals cancelSignals;
     try {
         Run(input, prompt);
@@ -143,7 +218,7 @@ int RunInWindows(const StartInput& input, char** argv) {
     }
     if (displayLost) {
         std::cout.flush();
-        std::_Exit(0);  // the toolkit would wait for its thread
+        std::_Exit(0);  // Qt would wait for its thread
     }
     return 0;
 }

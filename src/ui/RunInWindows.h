@@ -5,9 +5,9 @@
 
 namespace morvane {
 
-// The program with its windows, or on the console when MORVANE_CONSOLE asks for that or no display
-// can be opened. Of `argv` the window system gets the program's name alone. The result is the exit
-// code: always 0.
+// Runs the program with its windows, or on the console if MORVANE_CONSOLE asks for that or no
+// display can be opened. Qt gets only the program's name from `argv`. Returns the exit code, which
+// is always 0.
 int RunInWindows(const StartInput& input, char** argv);
 
 }  // namespace morvane

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/frmBrowseComputer.h"
 
-#include <QDialogButtonBox>
+#include <QNetworkDatagram>
+#include <QNetworkInterface>
+#include <QNetworkProxy>
 #include <QStyle>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <chrono>
 #include <utility>
 
 #include "db/embedded/EmbeddedConnection.h"
@@ -15,19 +19,35 @@ namespace {
 
 constexpr int kServerRole = Qt::UserRole;
 constexpr qsizetype kEmbeddedRow = 0;
-// More than a list can be used with; a hostile network could name servers without end.
-constexpr int kMostServers = 1000;
+constexpr int kMostServers = 1000;  // a hostile network could send any number
+constexpr std::chrono::seconds kSearchTime{2};
+constexpr int kAnswersPerEvent = 16;  // so that a flood of answers does not block the window
 
 }  // namespace
 
 ServerSources SourcesOfThisMachine() {
-    return {TargetsOfThisMachine(),
-            FindDataSourcePlaces([](const char* name) { return qgetenv(name).toStdString(); })};
+    ServerSources sources;
+    sources.Broadcast = {QHostAddress(QHostAddress::Broadcast)};
+    sources.Direct = {QHostAddress(QHostAddress::LocalHost)};
+    sources.Files =
+        FindDataSourcePlaces([](const char* name) { return qgetenv(name).toStdString(); });
+    for (const QNetworkInterface& network : QNetworkInterface::allInterfaces()) {
+        if (!network.flags().testFlags(QNetworkInterface::IsUp | QNetworkInterface::CanBroadcast)) {
+            continue;
+        }
+        for (const QNetworkAddressEntry& entry : network.addressEntries()) {
+            if (!entry.broadcast().isNull() && !sources.Broadcast.contains(entry.broadcast())) {
+                sources.Broadcast.append(entry.broadcast());
+            }
+        }
+    }
+    return sources;
 }
 
-frmBrowseComputer::frmBrowseComputer(const QString& title, const ServerSources& sources,
-                                     FolderChooser chooseFolder, QWidget* owner)
-    : QDialog(owner), chooseFolder_(std::move(chooseFolder)) {
+frmBrowseComputer::frmBrowseComputer(UserPrompt& prompt, const QString& title,
+                                     const ServerSources& sources, FolderChooser chooseFolder,
+                                     QWidget* owner)
+    : Window(prompt, owner), chooseFolder_(std::move(chooseFolder)) {
     setObjectName("frmBrowseComputer");
     setWindowTitle(title);
     MakeControls();
@@ -42,7 +62,7 @@ void frmBrowseComputer::MakeControls() {
     auto* layout = new QVBoxLayout(this);
     lstServers_ = Named("lstServers", new QListWidget(this));
     const int icon = style()->pixelMetric(QStyle::PM_SmallIconSize);
-    lstServers_->setIconSize(QSize(icon, icon));  // a style has them in different sizes
+    lstServers_->setIconSize(QSize(icon, icon));  // the style's icons differ in size
     lstServers_->setSpacing(1);
     lstServers_->setToolTip("The servers that were found; double-click one to take it");
     lstServers_->addItem(new QListWidgetItem(style()->standardIcon(QStyle::SP_DirIcon),
@@ -54,24 +74,20 @@ void frmBrowseComputer::MakeControls() {
     layout->addWidget(MakeButtons());
 
     connect(lstServers_, &QListWidget::itemSelectionChanged, this,
-            [this] { cmdOK_->setEnabled(!lstServers_->selectedItems().isEmpty()); });
+            Safe(&frmBrowseComputer::UpdateOK));
     connect(lstServers_, &QListWidget::itemDoubleClicked, this, &frmBrowseComputer::accept);
     resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22);
 }
 
 QWidget* frmBrowseComputer::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
+    const DialogButtons buttons = MakeDialogButtons("&Cancel", this);
+    cmdOK_ = buttons.cmdOK;
     cmdOK_->setToolTip("Take the selected server");
-    cmdOK_->setDefault(true);
     cmdOK_->setEnabled(false);
-    cmdCancel->setToolTip("Close without taking a server");
-    connect(buttons, &QDialogButtonBox::accepted, this, &frmBrowseComputer::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &frmBrowseComputer::reject);
-    return buttons;
+    buttons.cmdCancel->setToolTip("Close without taking a server");
+    connect(cmdOK_, &QPushButton::clicked, this, &frmBrowseComputer::accept);
+    connect(buttons.cmdCancel, &QPushButton::clicked, this, &frmBrowseComputer::reject);
+    return buttons.Box;
 }
 
 void frmBrowseComputer::AddServer(const QString& text, const QString& server) {
@@ -90,16 +106,40 @@ void frmBrowseComputer::AddServer(const QString& text, const QString& server) {
     lstServers_->insertItem(row, item);
 }
 
-void frmBrowseComputer::Search(const ServerSources& sources) {
-    lblState_->setText("Searching...");
-    auto* search = new SqlServerResolution(sources.Network, this);
-    connect(search, &SqlServerResolution::Answered, this,
-            [this](const QString& server) { AddServer(server, server); });
-    connect(search, &SqlServerResolution::Finished, this, &frmBrowseComputer::ShowHowMany);
-    search->Start();
+void frmBrowseComputer::UpdateOK() {
+    cmdOK_->setEnabled(!lstServers_->selectedItems().isEmpty());
 }
 
-void frmBrowseComputer::ShowHowMany() {
+void frmBrowseComputer::Search(const ServerSources& sources) {
+    lblState_->setText("Searching...");
+    connect(&socket_, &QUdpSocket::readyRead, this, Safe(&frmBrowseComputer::ReadAnswers));
+    socket_.setProxy(QNetworkProxy::NoProxy);
+    const bool bound = socket_.bind(QHostAddress::AnyIPv4);
+    const auto ask = [&](char request, const QList<QHostAddress>& addresses) {
+        bool sent = false;
+        for (const QHostAddress& address : addresses) {
+            sent |= bound && socket_.writeDatagram(&request, 1, address, sources.Port) == 1;
+        }
+        return sent;
+    };
+    const bool askedNetworks = ask(kAskAllServers, sources.Broadcast);
+    const bool askedHosts = ask(kAskOneServer, sources.Direct);
+    QTimer::singleShot(askedNetworks || askedHosts ? kSearchTime : std::chrono::seconds(0), this,
+                       Safe(&frmBrowseComputer::EndSearch));
+}
+
+void frmBrowseComputer::ReadAnswers() {
+    for (int i = 0; i < kAnswersPerEvent && socket_.hasPendingDatagrams(); ++i) {
+        for (const std::string& name :
+             ParseServerAnswer(socket_.receiveDatagram().data().toStdString())) {
+            const QString server = ToQString(name);
+            AddServer(server, server);
+        }
+    }
+}
+
+void frmBrowseComputer::EndSearch() {
+    socket_.close();
     const int found = lstServers_->count() - 1;
     lblState_->setText(found == 0   ? QString("No servers found.")
                        : found == 1 ? QString("1 server found.")
@@ -107,6 +147,10 @@ void frmBrowseComputer::ShowHowMany() {
 }
 
 void frmBrowseComputer::accept() {
+    Try([this] { TakeSelected(); });
+}
+
+void frmBrowseComputer::TakeSelected() {
     const QList<QListWidgetItem*> selected = lstServers_->selectedItems();
     if (selected.isEmpty()) {
         return;

@@ -1,40 +1,46 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QDialog>
+#include <QHostAddress>
 #include <QLabel>
+#include <QList>
 #include <QListWidget>
 #include <QPushButton>
 #include <QSet>
 #include <QString>
+#include <QUdpSocket>
 #include <functional>
 
-#include "dialogs/DataSources.h"
-#include "ui/SqlServerResolution.h"
+#include "dialogs/ServerLists.h"
+#include "ui/Messages.h"
 
 namespace morvane {
 
-// Where servers are looked for.
+// Where to look for servers.
 struct ServerSources {
-    SearchTargets Network;
+    QList<QHostAddress> Broadcast;  // networks
+    QList<QHostAddress> Direct;     // single hosts
+    quint16 Port = 1434;            // of the SQL Server Resolution Protocol
     DataSourcePlaces Files;
 };
 
+// This machine, its configuration files, and every network on which it can broadcast.
 ServerSources SourcesOfThisMachine();
 
-// A list of the servers that can be found: an embedded warehouse's folder to be chosen, the data
-// sources of this machine, and what answers on the network while the list is already in use.
-class frmBrowseComputer : public QDialog {
+// Lists the servers to choose from: the folder of an embedded warehouse, the data sources of this
+// machine, and the servers that answer on the network. Their answers arrive while the list is in
+// use; without a network there are none.
+class frmBrowseComputer : public Window {
     Q_OBJECT
 
   public:
-    // Asks for a folder, over the window it gets; empty when the user cancels.
+    // Asks for a folder in a dialog over `owner`. Returns an empty text if the user cancels.
     using FolderChooser = std::function<QString(QWidget* owner)>;
 
-    frmBrowseComputer(const QString& title, const ServerSources& sources,
+    frmBrowseComputer(UserPrompt& prompt, const QString& title, const ServerSources& sources,
                       FolderChooser chooseFolder, QWidget* owner);
 
-    // What was accepted, as the name of a server.
+    // The name of the accepted server.
     const QString& Chosen() const { return chosen_; }
 
     void accept() override;
@@ -44,12 +50,16 @@ class frmBrowseComputer : public QDialog {
     QWidget* MakeButtons();
     void AddServer(const QString& text, const QString& server);
     void Search(const ServerSources& sources);
-    void ShowHowMany();
+    void ReadAnswers();
+    void EndSearch();
+    void UpdateOK();
+    void TakeSelected();
 
     QListWidget* lstServers_ = nullptr;
     QLabel* lblState_ = nullptr;
     QPushButton* cmdOK_ = nullptr;
-    QSet<QString> known_;  // texts and servers that are listed, in lower case
+    QUdpSocket socket_;
+    QSet<QString> known_;  // listed texts and servers, in lower case
     FolderChooser chooseFolder_;
     QString chosen_;
 };

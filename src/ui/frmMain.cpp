@@ -4,14 +4,13 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QTimer>
-#include <optional>
 
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
-#include "core/ErrorTrap.h"
 #include "db/modCheckMetaData.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/ConfigFile.h"
+#include "dialogs/ServerLists.h"
 #include "run/ArchiveDetails.h"
 #include "run/CommandLine.h"
 #include "run/ConsoleProgress.h"
@@ -19,7 +18,6 @@
 #include "run/OutputFiles.h"
 #include "run/RunTasks.h"
 #include "run/ValidateSettings.h"
-#include "ui/Slots.h"
 #include "ui/frmSetFactTableFilters.h"
 #include "ui/frmSustainRec.h"
 
@@ -35,7 +33,7 @@ constexpr auto kAtomic = &RunSettings::AtomicDeletion;
 }  // namespace
 
 frmMain::frmMain(RunState& state, RunServices& services, Browsing& browsing, QWidget* parent)
-    : QDialog(parent),
+    : Window(services.Prompt, parent),
       state_(state),
       services_(services),
       browsing_(browsing),
@@ -57,51 +55,35 @@ frmMain::~frmMain() {
 }
 
 void frmMain::ConnectHandlers() {
-    const auto reset = Guarded(&frmMain::ResetConnectionState);
+    const auto reset = Safe(&frmMain::ResetConnectionState);
     connect(fields_, &ConnectionFields::ServerChanged, this, reset);
     connect(fields_, &ConnectionFields::LoginKindChanged, this, reset);
     connect(fields_, &ConnectionFields::CredentialsChanged, this, reset);
-    connect(fields_, &ConnectionFields::BrowseAsked, this, Guarded(&frmMain::cmdServer_Click));
-    connect(fields_, &ConnectionFields::RefreshAsked, this, Guarded(&frmMain::cmdDBRefresh_Click));
+    connect(fields_, &ConnectionFields::BrowseAsked, this, Safe(&frmMain::cmdServer_Click));
+    connect(fields_, &ConnectionFields::RefreshAsked, this, Safe(&frmMain::cmdDBRefresh_Click));
     for (QCheckBox* box : chkOptions_) {
-        connect(box, &QCheckBox::toggled, this, Guarded(&frmMain::chkOptions_Click));
+        connect(box, &QCheckBox::toggled, this, Safe(&frmMain::chkOptions_Click));
     }
-    connect(txtLogFile_, &QLineEdit::textChanged, this, Guarded(&frmMain::UpdateProcessButton));
-    connect(cmdLogFile_, &QPushButton::clicked, this, Guarded(&frmMain::cmdLogFile_Click));
-    connect(cmdFacts_, &QPushButton::clicked, this, Guarded(&frmMain::cmdFacts_Click));
-    connect(cmdDimensions_, &QPushButton::clicked, this, Guarded(&frmMain::cmdDimensions_Click));
-    connect(cmdProcess_, &QPushButton::clicked, this, Guarded(&frmMain::cmdProcess_Click));
-    connect(cmdClose_, &QPushButton::clicked, this, Guarded(&frmMain::cmdClose_Click));
+    connect(txtLogFile_, &QLineEdit::textChanged, this, Safe(&frmMain::UpdateProcessButton));
+    connect(cmdLogFile_, &QPushButton::clicked, this, Safe(&frmMain::cmdLogFile_Click));
+    connect(cmdFacts_, &QPushButton::clicked, this, Safe(&frmMain::cmdFacts_Click));
+    connect(cmdDimensions_, &QPushButton::clicked, this, Safe(&frmMain::cmdDimensions_Click));
+    connect(cmdProcess_, &QPushButton::clicked, this, Safe(&frmMain::cmdProcess_Click));
+    connect(cmdClose_, &QPushButton::clicked, this, Safe(&frmMain::cmdClose_Click));
 }
 
-std::function<void()> frmMain::Guarded(void (frmMain::*handler)()) {
-    return [this, handler] {
-        RunSlot(services_.Prompt, [&] {
-            const bool done = TrapErrors(state_.ErrorText, [&] {
-                (this->*handler)();
-                return true;
-            });
-            if (!done) {
-                session_.ShowErrors();
-            }
-        });
-    };
-}
-
-// ---- Loading
-
-// The window is there before it waits for a server.
+// Queued, so that the window is visible before it waits for a server.
 void frmMain::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
     if (!loaded_) {
         loaded_ = true;
-        QTimer::singleShot(0, this, Guarded(&frmMain::Form_Load));
+        QTimer::singleShot(0, this, Safe(&frmMain::Form_Load));
     }
 }
 
 void frmMain::Form_Load() {
     if (state_.ConfigMode) {
-        TryConnection();
+        Try([this] { TryConnection(); });
     }
     UpdateProcessButton();
 }
@@ -127,20 +109,13 @@ void frmMain::TryConnection() {
     if (Trim(login.Server).empty() || Trim(database).empty()) {
         return;
     }
+    const HourglassPointer pointer;
     std::unique_ptr<Connection> connection;
-    {
-        const HourglassPointer pointer;
-        connected_ =
-            ConnectDatabase(services_.Connect, login, connection, state_.ErrorText, database);
-    }
-    if (connected_) {
-        EnableWarehouseButtons();
-    } else {
-        session_.ShowErrors();
-    }
+    std::string errorText;
+    connected_ = ConnectDatabase(services_.Connect, login, connection, errorText, database);
+    Require(connected_, errorText);
+    EnableWarehouseButtons();
 }
-
-// ---- States
 
 void frmMain::chkOptions_Click() {
     UpdateAtomicDeletion();
@@ -176,15 +151,13 @@ void frmMain::UpdateProcessButton() {
     ready ? EnableObject(*cmdProcess_) : DisableObject(*cmdProcess_);
 }
 
-// The user may have made the folder, or removed it, in another program.
+// The user may have created or removed the log folder in another program.
 void frmMain::changeEvent(QEvent* event) {
     QDialog::changeEvent(event);
     if (event->type() == QEvent::ActivationChange && isActiveWindow()) {
-        RunSlot(services_.Prompt, [this] { UpdateProcessButton(); });
+        Try([this] { UpdateProcessButton(); });
     }
 }
-
-// ---- Choosing
 
 void frmMain::cmdServer_Click() {
     const QString server = browsing_.BrowseForComputer("Select a server...", this);
@@ -196,18 +169,13 @@ void frmMain::cmdServer_Click() {
 void frmMain::cmdDBRefresh_Click() {
     const std::string remembered = fields_->Database();
     ResetConnectionState();
-    DatabaseList list;
-    bool listed = false;
+    std::vector<std::string> names;
     {
         const HourglassPointer pointer;
-        listed = ListDatabases(services_.Connect, Login(), list, state_.ErrorText);
+        names = ListDatabases(services_.Connect, Login()).Names;
     }
-    if (!listed) {
-        session_.ShowErrors();
-        return;
-    }
-    if (!list.Names.empty()) {
-        fields_->SetDatabases(list.Names, remembered);
+    if (!names.empty()) {
+        fields_->SetDatabases(names, remembered);
         connected_ = true;
         EnableWarehouseButtons();
         UpdateProcessButton();
@@ -230,40 +198,35 @@ void frmMain::cmdLogFile_Click() {
     }
 }
 
-// ---- The dialogs
-
 bool frmMain::PrepareWarehouse(WarehouseSession::LastUser lastUser) {
     const HourglassPointer pointer;
     return session_.Prepare(Login(), fields_->Database(), lastUser);
 }
 
 void frmMain::cmdFacts_Click() {
-    if (!PrepareWarehouse(WarehouseSession::LastUser::NotAsked) || !ArchiveTableReady()) {
+    if (!PrepareWarehouse(WarehouseSession::LastUser::NotAsked)) {
         return;
+    }
+    try {
+        PrepareArchiveTable();
+    } catch (...) {
+        session_.CloseWarehouse();
+        throw;
     }
     frmSetFactTableFilters dialog(state_, services_, browsing_, this);
     dialog.exec();
     UpdateProcessButton();
 }
 
-// In configuration mode the archive's settings are in the file and not in the warehouse.
-bool frmMain::ArchiveTableReady() {
+void frmMain::PrepareArchiveTable() {
     Connection& warehouse = *state_.WarehouseConnection;
-    const bool ready = TrapErrors(state_.ErrorText, [&] {
-        if (IsChecked(kCheck) && !warehouse.TableExists("dwm_tables")) {
-            state_.ErrorText = "Table 'dwm_tables' does not exist in Datawarehouse Database";
-            return false;
-        }
-        if (!state_.ConfigMode && !warehouse.TableExists("dwm_archive")) {
-            CreateArchiveTable(warehouse);
-        }
-        return true;
-    });
-    if (!ready) {
-        session_.CloseWarehouse();
-        session_.ShowErrors();
+    if (IsChecked(kCheck) && !warehouse.TableExists("dwm_tables")) {
+        throw DatabaseError({"Table 'dwm_tables' does not exist in Datawarehouse Database"});
     }
-    return ready;
+    // In configuration mode the archive's settings are in the file instead of the table.
+    if (!state_.ConfigMode && !warehouse.TableExists("dwm_archive")) {
+        CreateArchiveTable(warehouse);
+    }
 }
 
 void frmMain::cmdDimensions_Click() {
@@ -271,20 +234,13 @@ void frmMain::cmdDimensions_Click() {
         return;
     }
     if (IsChecked(kCheck)) {
-        std::optional<HourglassPointer> pointer(std::in_place);
+        const HourglassPointer pointer;
         ConsoleProgress silent(services_.Errors, 0, [] { return false; });
-        const bool passed = CheckTablesTable(state_, silent) == Outcome::Done;
-        pointer.reset();
-        if (!passed) {
-            session_.ShowErrors();
-            return;
-        }
+        Require(CheckTablesTable(state_, silent) == Outcome::Done, state_.ErrorText);
     }
     frmSustainRec dialog(state_, services_, this);
     dialog.exec();
 }
-
-// ---- The run
 
 void frmMain::cmdProcess_Click() {
     if (Trim(ToText(txtLogFile_->text())).empty()) {
@@ -313,7 +269,7 @@ RunSettings frmMain::ComposeSettings() const {
     return settings;
 }
 
-// False when nothing can be archived as it stands; the user has been told.
+// Returns false, after a message, if the archive cannot be used with its present settings.
 bool frmMain::TakeArchiveSettings(RunSettings& settings) {
     if (state_.ConfigMode) {
         const RunSettings& given = state_.GlobalSettings;
@@ -337,35 +293,27 @@ bool frmMain::TakeArchiveSettings(RunSettings& settings) {
 void frmMain::PerformRun(const RunSettings& settings) {
     const HourglassPointer pointer;
     RunTasks(settings, state_, services_);
-    // Already shown, and in the log.
+    // RunTasks has shown and logged it.
     state_.ErrorText.clear();
 }
 
 void frmMain::SaveSettings(const RunSettings& settings) {
     state_.ErrorText.clear();
-    const bool written = TrapErrors(state_.ErrorText, [&] {
-        if (!ValidateSettings(settings, state_, ConfigFileFault(settings, state_.ConfigFileName))) {
-            return false;
-        }
-        state_.ErrorText = ConfigLineFault(settings);
-        if (!state_.ErrorText.empty()) {
-            return false;
-        }
-        WriteConfigFile(state_.ConfigFileName, settings);
-        return true;
-    });
-    written ? cmdClose_Click() : session_.ShowErrors();
+    Require(ValidateSettings(settings, state_, ConfigFileFault(settings, state_.ConfigFileName)),
+            state_.ErrorText);
+    std::string fault = ConfigLineFault(settings);
+    Require(fault.empty(), fault);
+    WriteConfigFile(state_.ConfigFileName, settings);
+    cmdClose_Click();
 }
 
 void frmMain::ShowAgain() {
-    RunSlot(services_.Prompt, [this] {
+    Try([this] {
         show();
         activateWindow();
         UpdateProcessButton();
     });
 }
-
-// ---- Leaving
 
 void frmMain::cmdClose_Click() {
     close();
@@ -375,10 +323,11 @@ void frmMain::reject() {
     cmdClose_->click();
 }
 
-// A window with something to say first keeps this one open.
+// Another window that refuses to close, such as a dialog with an invalid entry, keeps this one
+// open.
 void frmMain::closeEvent(QCloseEvent* event) {
     event->ignore();
-    RunSlot(services_.Prompt, [&] { Close(*event); });
+    Try([&] { Close(*event); });
 }
 
 void frmMain::Close(QCloseEvent& event) {
@@ -398,10 +347,6 @@ bool frmMain::UnloadOtherWindows() {
         }
     }
     return unloaded;
-}
-
-void frmMain::ShowMessage(std::string_view text) {
-    services_.Prompt.ShowMessage("Morvane", text, MessageStyle::Information);
 }
 
 }  // namespace morvane

@@ -2,11 +2,9 @@
 #pragma once
 
 #include <QCheckBox>
-#include <QDialog>
 #include <QLineEdit>
 #include <QPushButton>
 #include <array>
-#include <functional>
 
 #include "core/RunState.h"
 #include "dialogs/WarehouseSession.h"
@@ -14,20 +12,21 @@
 #include "run/RunServices.h"
 #include "run/Tasks.h"
 #include "ui/ConnectionFields.h"
+#include "ui/Messages.h"
 #include "ui/modBrowsing.h"
 
 namespace morvane {
 
-// The settings window. Its button performs a run with what is chosen, or, in configuration mode,
-// writes it into the configuration file.
-class frmMain : public QDialog {
+// The settings window. Its Process button performs a run with the chosen settings or, in
+// configuration mode, writes them to the configuration file.
+class frmMain : public Window {
     Q_OBJECT
 
   public:
     frmMain(RunState& state, RunServices& services, Browsing& browsing, QWidget* parent = nullptr);
     ~frmMain() override;
 
-    // After a run, whose progress window has stood in its place.
+    // Shows the window again after a run, during which the progress window replaces it.
     void ShowAgain();
 
   signals:
@@ -45,8 +44,6 @@ class frmMain : public QDialog {
     QWidget* MakeLogFile();
     QWidget* MakeButtons();
     void ConnectHandlers();
-    // A slot that shows what `handler` throws behind the ErrorText that it leaves.
-    std::function<void()> Guarded(void (frmMain::*handler)());
 
     void Form_Load();
     void LoadSettings();
@@ -67,10 +64,10 @@ class frmMain : public QDialog {
     void Close(QCloseEvent& event);
     bool UnloadOtherWindows();
 
-    // The login that the controls show, with the environment's password where they have none.
+    // The login in the controls. If it has no password, that of the environment is used.
     ServerLogin Login() const;
     bool PrepareWarehouse(WarehouseSession::LastUser lastUser);
-    bool ArchiveTableReady();
+    void PrepareArchiveTable();
     bool TakeArchiveSettings(RunSettings& settings);
     RunSettings ComposeSettings() const;
     void PerformRun(const RunSettings& settings);
@@ -78,11 +75,10 @@ class frmMain : public QDialog {
 
     QCheckBox& CheckBox(bool RunSettings::*task) const { return *chkOptions_[TaskIndex(task)]; }
     bool IsChecked(bool RunSettings::*task) const { return CheckBox(task).isChecked(); }
-    // The same, and a variant only together with its task.
+    // A variant counts as selected only together with its task.
     bool IsSelected(const Task& task) const {
         return IsChecked(task.Flag) && (task.VariantOf == nullptr || IsChecked(task.VariantOf));
     }
-    void ShowMessage(std::string_view text);
 
     RunState& state_;
     RunServices& services_;

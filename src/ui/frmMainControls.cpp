@@ -6,6 +6,7 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include "base/Version.h"
 #include "ui/frmMain.h"
 
 namespace morvane {
@@ -34,6 +35,7 @@ QPushButton* MakeButton(const char* name, const char* caption, const char* tip, 
 void frmMain::MakeControls() {
     setObjectName("frmMain");
     setWindowTitle("Morvane");
+    setToolTip(QString("Morvane ") + kVersion);
     setWindowFlags(Qt::Window);
     fields_ = new ConnectionFields(kConnectionCaptions, this);
     auto* layout = new QVBoxLayout(this);
@@ -70,13 +72,13 @@ QWidget* frmMain::MakeOptions() {
             layout->addWidget(&CheckBox(task.Flag), row, 0, 1, columns);
             continue;
         }
-        auto* indented = new QHBoxLayout;
+        auto* indented = new QHBoxLayout;  // below its task
         indented->addSpacing(style()->pixelMetric(QStyle::PM_IndicatorWidth) +
                              style()->pixelMetric(QStyle::PM_CheckBoxLabelSpacing));
         indented->addWidget(&CheckBox(task.Flag), 1);
         layout->addLayout(indented, row, 0, 1, columns);
     }
-    // Rows with and without a button stand at the same distance.
+    // Rows with and without a button have the same height.
     for (int row = 0; row < layout->rowCount(); ++row) {
         layout->setRowMinimumHeight(row, cmdFacts_->sizeHint().height());
     }

@@ -2,7 +2,6 @@
 #include "ui/frmProgress.h"
 
 #include <QCoreApplication>
-#include <QDialogButtonBox>
 #include <QGroupBox>
 #include <QPushButton>
 #include <QScreen>
@@ -14,24 +13,25 @@
 #include <cmath>
 
 #include "ui/Controls.h"
-#include "ui/ElidedLabel.h"
-#include "ui/InputWatch.h"
-#include "ui/ProgressIndicator.h"
-#include "ui/TaskList.h"
+#include "ui/ProgressFrames.h"
+
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace morvane {
 
 namespace {
 
-constexpr int kDesignedCharacters = 72;  // of average width, across the window
+constexpr int kWidth = 72;  // in average characters
 constexpr std::chrono::milliseconds kLongestAppearing{500};
 
 void FixHeight(QWidget& part) {
     part.setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
 }
 
-// A window system shows a window some time after it was asked to. Without this the first statement
-// of a run, which can be long, would stand behind an empty window. The user's input waits.
+// A window appears some time after show(). Without this wait the window would stay empty during the
+// first statement of a run, which can be long. User input stays in the queue.
 void AwaitAppearance(const QWidget& window) {
     QTimer longest;
     longest.setSingleShot(true);
@@ -42,6 +42,52 @@ void AwaitAppearance(const QWidget& window) {
     }
 }
 
+// Tells whether a mouse button, a key or a touch has reached any window of the program since this
+// object was created, or the close button the given window. Mouse movement does not count. On
+// Windows, input already in the thread's queue counts too.
+class InputWatch : public QObject {
+  public:
+    explicit InputWatch(const QObject& window) : window_(window) {
+        QCoreApplication::instance()->installEventFilter(this);
+#ifdef _WIN32
+        // Title bars and system menus take input that never becomes a Qt event.
+        inputSeen_ = GetInputState() != 0;
+#endif
+    }
+
+    bool InputSeen() const {
+        return inputSeen_;
+    }
+
+  protected:
+    bool eventFilter(QObject* receiver, QEvent* event) override {
+        switch (event->type()) {
+            case QEvent::MouseButtonPress:
+            case QEvent::MouseButtonRelease:
+            case QEvent::MouseButtonDblClick:
+            case QEvent::ShortcutOverride:  // a shortcut key sends no other event
+            case QEvent::KeyPress:
+            case QEvent::KeyRelease:
+            case QEvent::TouchBegin:
+            case QEvent::TouchEnd:
+            case QEvent::TabletPress:
+            case QEvent::TabletRelease:
+                inputSeen_ = true;
+                break;
+            case QEvent::Close:  // also sent to tool tips
+                inputSeen_ = inputSeen_ || receiver == &window_;
+                break;
+            default:
+                break;
+        }
+        return false;
+    }
+
+  private:
+    const QObject& window_;
+    bool inputSeen_ = false;
+};
+
 }  // namespace
 
 frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
@@ -49,19 +95,19 @@ frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
     setObjectName("frmProgress");
     setWindowTitle("Progress Of the Morvane Tool");
     setWindowFlag(Qt::WindowMinimizeButtonHint);
-    setWindowModality(Qt::ApplicationModal);  // the event passes of a run serve this window alone
+    // Events processed during a run must reach only this window.
+    setWindowModality(Qt::ApplicationModal);
 
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(MakeWarehouseFrame());
     layout->addWidget(MakeTimeFrame());
-    // A window that the user has made higher gives its room to the list, so that the buttons stay
-    // below the indicator.
+    // The task list takes the extra height of an enlarged window.
     layout->addWidget(tasks_ = new TaskList(this), 1);
     layout->addWidget(indicator_ = new ProgressIndicator(this));
     layout->addWidget(MakeButtons());
     designedMargins_ = layout->contentsMargins();
     AlignCaptions();
-    indicator_->setMinimumWidth(fontMetrics().averageCharWidth() * kDesignedCharacters);
+    indicator_->setMinimumWidth(fontMetrics().averageCharWidth() * kWidth);
     ResetControls();
 }
 
@@ -84,21 +130,18 @@ QGroupBox* frmProgress::MakeTimeFrame() {
     return frame;
 }
 
-QDialogButtonBox* frmProgress::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    cmdCancel_ = Named("cmdCancel", new QPushButton("Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel_, QDialogButtonBox::RejectRole);
-    cmdOK_->setDefault(true);
-    // Enter is for OK alone, though Cancel has the focus during a run.
+QWidget* frmProgress::MakeButtons() {
+    const DialogButtons buttons = MakeDialogButtons("Cancel", this);
+    cmdOK_ = buttons.cmdOK;
+    cmdCancel_ = buttons.cmdCancel;
+    // Cancel has the focus during a run, but Enter must not press it.
     cmdCancel_->setAutoDefault(false);
     connect(cmdOK_, &QPushButton::clicked, this, &frmProgress::CloseWindow);
     connect(cmdCancel_, &QPushButton::clicked, this, [this] { mUserCancel = true; });
-    return buttons;
+    return buttons.Box;
 }
 
-// The two frames at the top are read as one table.
+// The values of the two top frames start in the same column.
 void frmProgress::AlignCaptions() {
     int widest = 0;
     for (const char* name : {"Label7", "Label8", "Label1", "Label3"}) {
@@ -126,7 +169,7 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
     AwaitAppearance(*this);
 }
 
-// Everything as designed, whatever an earlier run has left.
+// Undoes what an earlier run has changed.
 void frmProgress::ResetControls() {
     lblEndTime_->clear();
     indicator_->Reset();
@@ -136,7 +179,7 @@ void frmProgress::ResetControls() {
     morvane::EnableObject(*cmdCancel_);
 }
 
-// From the inside, so that each learns what its parts need; by itself that takes an event pass.
+// Updates the size hints at once, innermost layouts first. Qt would do it in the next event pass.
 void frmProgress::SettleLayout() {
     for (QLayout* part : {tasks_->layout(), indicator_->layout(), layout()}) {
         part->activate();
@@ -178,8 +221,8 @@ void frmProgress::ShowFrame(ProgressFrame objFrame) {
     ChangeHeight([&] { indicator_->Frame(objFrame).show(); });
 }
 
-// Everything but the list has a fixed height. The window keeps what it has beyond its need, so that
-// the list keeps its height, whatever the user has made of the window.
+// Everything except the task list has a fixed height. Keeping the window's height beyond its
+// minimum keeps the list's height, whatever size the user has given the window.
 void frmProgress::ChangeHeight(const std::function<void()>& change) {
     const auto need = [this] {
         SettleLayout();
@@ -198,8 +241,8 @@ void frmProgress::RemoveProgIndicator() {
     ChangeHeight([this] {
         if (!indicator_->isHidden()) {
             indicator_->hide();
-            // The buttons go where the frame was, and the window loses no more than its height:
-            // the room between the two is below the buttons now.
+            // The buttons move to the frame's place. The spacing that goes with the frame is added
+            // below them, so that the window shrinks by exactly the frame's height.
             layout()->setContentsMargins(designedMargins_ + QMargins(0, 0, 0, layout()->spacing()));
         }
     });
@@ -254,7 +297,7 @@ void frmProgress::reject() {
     (cmdOK_->isEnabled() ? cmdOK_ : cmdCancel_)->click();
 }
 
-// Not by closing it: with the main window hidden, that would be the last one, and end the program.
+// Hides the window. close() would quit the program, since no other window is visible.
 void frmProgress::CloseWindow() {
     hide();
     emit Closed();

@@ -6,7 +6,6 @@
 
 #include "core/ProgressWindow.h"
 
-class QDialogButtonBox;
 class QGroupBox;
 class QPushButton;
 
@@ -16,25 +15,23 @@ class ElidedLabel;
 class ProgressIndicator;
 class TaskList;
 
-// The window that shows a run, and takes the wish to cancel it. One object serves all runs: each
-// Load() shows it as new. It is modal to the program, hidden until the first Load(), and hides
-// itself when the user has pressed OK; a program without a user hides it when the run is over.
+// Shows the progress of a run and lets the user cancel it. One object serves all runs: Load()
+// resets and shows it, and pressing OK after the run hides it. It is application-modal.
 class frmProgress : public QDialog, public ProgressWindow {
     Q_OBJECT
 
   public:
-    // `cancelSignalled`, which may be null, tells whether the process was asked to stop by a
-    // signal.
+    // `cancelSignalled`, which may be null, tells whether a signal has asked the process to stop.
     explicit frmProgress(std::function<bool()> cancelSignalled, QWidget* parent = nullptr);
 
-    bool mUserCancel = false;  // the user has pressed Cancel since the window was loaded
+    bool mUserCancel = false;  // Cancel has been pressed since Load()
 
     void Comment(std::string_view strComment) override;
     std::int32_t ProgressVal() const override;
     void ProgressVal(std::int32_t lngNewVal) override;
     void SetProgressRange(float minimum, float maximum) override;
     void SetProgressValue(float value) override;
-    // The window gives up, or takes, exactly the height of the frame.
+    // The window shrinks or grows by exactly the height of the frame.
     void HideFrame(ProgressFrame objFrame) override;
     void ShowFrame(ProgressFrame objFrame) override;
     void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) override;
@@ -42,30 +39,30 @@ class frmProgress : public QDialog, public ProgressWindow {
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
     void ShowEndTime(std::string_view endTime) override;
-    // An enabled OK button means that the run is over.
+    // Enabling OK also removes the running mark from the tasks, since the run is over.
     void EnableObject(ProgressControl objControl) override;
     void DisableObject(ProgressControl objControl) override;
     void Refresh() override;
     void ProcessEvents() override;
 
-    // Escape and the close box: what Cancel does during a run, what OK does after it.
+    // Escape and the close button act as Cancel during a run and as OK after it.
     void reject() override;
 
   signals:
-    // The user has pressed OK, and the window is hidden.
+    // Emitted after OK has hidden the window.
     void Closed();
 
   protected:
     void ShowOverview(const RunOverview& overview) override;
-    // One pass of the event loop, which also keeps the window painted. True when input was waiting
-    // for it and Cancel has been pressed, by that input or before. A pass with nothing to do takes
-    // some microseconds, so that no poll goes without one.
+    // Processes pending events, which also repaints the window. Returns true if they include user
+    // input and Cancel has been pressed, by that input or before. Cheap enough for every poll: with
+    // nothing to do it takes microseconds.
     bool PollForCancel() override;
 
   private:
     QGroupBox* MakeWarehouseFrame();
     QGroupBox* MakeTimeFrame();
-    QDialogButtonBox* MakeButtons();
+    QWidget* MakeButtons();
     void AlignCaptions();
     void ResetControls();
     void SettleLayout();

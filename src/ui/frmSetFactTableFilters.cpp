@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/frmSetFactTableFilters.h"
 
-#include <QDialogButtonBox>
 #include <QFrame>
 #include <QPushButton>
 #include <QScreen>
@@ -9,12 +8,11 @@
 #include <array>
 #include <utility>
 
-#include "core/ErrorTrap.h"
+#include "dialogs/ServerLists.h"
 #include "run/LoginPasswords.h"
 #include "ui/ConditionsGrid.h"
 #include "ui/ConnectionFields.h"
 #include "ui/Controls.h"
-#include "ui/Slots.h"
 
 namespace morvane {
 
@@ -42,7 +40,7 @@ constexpr ConnectionCaptions kCaptions{"Archive &Server:",
 
 frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& services,
                                                Browsing& browsing, QWidget* parent)
-    : QDialog(parent), state_(state), services_(services), browsing_(browsing) {
+    : Window(services.Prompt, parent), state_(state), services_(services), browsing_(browsing) {
     setObjectName("frmSetFactTableFilters");
     setWindowTitle("Fact Table Conditions for Archiving");
     dgdFactTables_ = Named("dgdFactTables", new ConditionsGrid(this));
@@ -58,19 +56,18 @@ frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& ser
     layout->addWidget(archive_);
     layout->addWidget(MakeButtons());
     const int letter = fontMetrics().averageCharWidth();
-    // At the least width the directions need the most lines.
+    // The directions need the most lines at the smallest width.
     setMinimumSize(80 * letter, layout->minimumHeightForWidth(80 * letter));
     resize(
         QSize(125 * letter, 44 * fontMetrics().lineSpacing()).boundedTo(screen()->availableSize()));
 
-    const auto safe = [this](auto slot) { return SafeSlot(this, services_.Prompt, slot); };
     using Self = frmSetFactTableFilters;
-    connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this, safe(&Self::ChangeCondition));
-    connect(archive_, &ConnectionFields::ServerChanged, this, safe(&Self::ResetConnection));
-    connect(archive_, &ConnectionFields::LoginKindChanged, this, safe(&Self::ResetConnection));
-    connect(archive_, &ConnectionFields::BrowseAsked, this, safe(&Self::Browse));
-    connect(archive_, &ConnectionFields::RefreshAsked, this, safe(&Self::RefreshDatabases));
-    connect(archive_, &ConnectionFields::DatabaseChosen, this, safe(&Self::UpdateOK));
+    connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this, Safe(&Self::ChangeCondition));
+    connect(archive_, &ConnectionFields::ServerChanged, this, Safe(&Self::ResetConnection));
+    connect(archive_, &ConnectionFields::LoginKindChanged, this, Safe(&Self::ResetConnection));
+    connect(archive_, &ConnectionFields::BrowseAsked, this, Safe(&Self::Browse));
+    connect(archive_, &ConnectionFields::RefreshAsked, this, Safe(&Self::RefreshDatabases));
+    connect(archive_, &ConnectionFields::DatabaseChosen, this, Safe(&Self::UpdateOK));
     Load();
 }
 
@@ -87,22 +84,18 @@ QWidget* frmSetFactTableFilters::MakeDirections() {
 }
 
 QWidget* frmSetFactTableFilters::MakeButtons() {
-    auto* buttons = new QDialogButtonBox(this);
-    cmdOK_ = Named("cmdOK", new QPushButton("OK", buttons));
-    auto* cmdCancel = Named("cmdCancel", new QPushButton("&Cancel", buttons));
-    buttons->addButton(cmdOK_, QDialogButtonBox::AcceptRole);
-    buttons->addButton(cmdCancel, QDialogButtonBox::RejectRole);
-    cmdOK_->setDefault(true);
+    const DialogButtons buttons = MakeDialogButtons("&Cancel", this);
+    cmdOK_ = buttons.cmdOK;
     connect(cmdOK_, &QPushButton::clicked, this, &frmSetFactTableFilters::accept);
-    connect(cmdCancel, &QPushButton::clicked, this, &frmSetFactTableFilters::reject);
-    return buttons;
+    connect(buttons.cmdCancel, &QPushButton::clicked, this, &frmSetFactTableFilters::reject);
+    return buttons.Box;
 }
 
-// Without its conditions the window offers nothing to save.
+// If the conditions cannot be read, the window stays empty and nothing can be saved.
 void frmSetFactTableFilters::Load() {
-    if (Attempt([this] { LoadConditions(); })) {
-        Attempt([this] { LoadArchive(); });
-        Attempt([this] {
+    if (TryBusy([this] { LoadConditions(); })) {
+        TryBusy([this] { LoadArchive(); });
+        TryBusy([this] {
             if (state_.WarehouseConnection->Login().NTAuthentication) {
                 archive_->RuleOutSecureLogin();
             }
@@ -149,22 +142,17 @@ void frmSetFactTableFilters::RefreshDatabases() {
     const std::string remembered = archive_->Database();
     archive_->ClearDatabases();
     std::vector<std::string> names;
-    const bool listed = Attempt([&] {
-        DatabaseList list;
-        std::string errorText;
+    {
+        const HourglassPointer pointer;
         const ServerLogin login = WithPassword(archive_->Login(), state_.Passwords.Archive);
-        if (!ListDatabases(services_.Connect, login, list, errorText)) {
-            throw DatabaseError({errorText});
-        }
-        names = ArchiveDatabases(list, *state_.WarehouseConnection);
-    });
-    if (listed) {
-        archive_->SetDatabases(names, remembered);
+        names =
+            ArchiveDatabases(ListDatabases(services_.Connect, login), *state_.WarehouseConnection);
     }
+    archive_->SetDatabases(names, remembered);
 }
 
-// The message waits until the cell's editor is closed: a box that opens under it would take its
-// focus, and with it the text a second time.
+// The message is queued until the cell's editor is closed. A message box would take the focus from
+// the editor, and the editor would then submit its text a second time.
 void frmSetFactTableFilters::ChangeCondition(int row, const QString& condition) {
     const auto position = static_cast<std::size_t>(row);
     std::string errorText;
@@ -175,9 +163,8 @@ void frmSetFactTableFilters::ChangeCondition(int row, const QString& condition) 
     }
     if (!accepted) {
         refusal_ = errorText;
-        QMetaObject::invokeMethod(
-            this, SafeSlot(this, services_.Prompt, &frmSetFactTableFilters::ShowRefusal),
-            Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, Safe(&frmSetFactTableFilters::ShowRefusal),
+                                  Qt::QueuedConnection);
     }
     dgdFactTables_->SetCondition(row, ToQString(conditions_->Condition(position)));
 }
@@ -191,12 +178,12 @@ bool frmSetFactTableFilters::FinishEdit() {
 
 void frmSetFactTableFilters::ShowRefusal() {
     if (const auto refusal = std::exchange(refusal_, std::nullopt)) {
-        ShowError(*refusal);
+        ShowMessage(*refusal, MessageStyle::Critical);
     }
 }
 
 void frmSetFactTableFilters::accept() {
-    RunSlot(services_.Prompt, [this] { SaveAndClose(); });
+    Try([this] { SaveAndClose(); });
 }
 
 void frmSetFactTableFilters::SaveAndClose() {
@@ -204,45 +191,21 @@ void frmSetFactTableFilters::SaveAndClose() {
         return;
     }
     const ArchiveSettings archive{archive_->Login(), archive_->Database()};
-    const bool saved = Attempt([&] {
-        if (state_.ConfigMode) {
-            PutArchiveSettings(archive, state_.GlobalSettings);
-        } else {
-            SaveArchiveSettings(*state_.WarehouseConnection, archive);
-        }
-    });
-    if (saved) {
-        QDialog::accept();
+    if (state_.ConfigMode) {
+        PutArchiveSettings(archive, state_.GlobalSettings);
+    } else {
+        const HourglassPointer pointer;
+        SaveArchiveSettings(*state_.WarehouseConnection, archive);
     }
+    QDialog::accept();
 }
 
 void frmSetFactTableFilters::reject() {
-    RunSlot(services_.Prompt, [this] {
+    Try([this] {
         if (FinishEdit()) {
             QDialog::reject();
         }
     });
-}
-
-bool frmSetFactTableFilters::Attempt(const std::function<void()>& operation) {
-    std::string errorText;
-    bool done = false;
-    {
-        const HourglassPointer hourglass;
-        done = TrapErrors(errorText, [&] {
-            operation();
-            return true;
-        });
-    }
-    if (!done) {
-        ShowError(errorText);
-    }
-    return done;
-}
-
-void frmSetFactTableFilters::ShowError(const std::string& text) {
-    services_.Prompt.ShowMessage("Morvane", ToText(ToQString(text).trimmed()),
-                                 MessageStyle::Critical);
 }
 
 }  // namespace morvane

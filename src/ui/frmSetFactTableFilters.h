@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QDialog>
-#include <functional>
 #include <optional>
 #include <string>
 
@@ -10,6 +8,7 @@
 #include "db/ArchiveSettings.h"
 #include "dialogs/FactConditions.h"
 #include "run/RunServices.h"
+#include "ui/Messages.h"
 #include "ui/modBrowsing.h"
 
 class QPushButton;
@@ -19,10 +18,10 @@ namespace morvane {
 class ConditionsGrid;
 class ConnectionFields;
 
-// What is archived, fact table by fact table, and where to. A condition is saved as soon as it is
-// accepted; the connection to the archive with OK: in dwm_archive, or in configuration mode in the
-// settings of the run. The warehouse's connection is open.
-class frmSetFactTableFilters : public QDialog {
+// The archiving conditions of the fact tables and the connection to the archive database. A
+// condition is saved as soon as it is accepted. OK saves the connection settings: in dwm_archive,
+// or in configuration mode in the run settings. The warehouse connection must be open.
+class frmSetFactTableFilters : public Window {
     Q_OBJECT
 
   public:
@@ -30,7 +29,7 @@ class frmSetFactTableFilters : public QDialog {
                            QWidget* parent);
 
     void accept() override;
-    // Closes too, unless a condition that is being typed is refused.
+    // Does not close if a condition being edited is refused.
     void reject() override;
 
   private:
@@ -46,19 +45,15 @@ class frmSetFactTableFilters : public QDialog {
     void Browse();
     void RefreshDatabases();
     void ChangeCondition(int row, const QString& condition);
-    // False when the text of an open cell was refused, and the user has been told.
+    // Accepts the text of a cell being edited. Returns false, after a message, if it is refused.
     bool FinishEdit();
     void ShowRefusal();
-
-    // Runs an operation under the busy pointer; false when it failed, and the user has been told.
-    bool Attempt(const std::function<void()>& operation);
-    void ShowError(const std::string& text);
 
     RunState& state_;
     RunServices& services_;
     Browsing& browsing_;
     std::optional<FactConditions> conditions_;
-    std::optional<std::string> refusal_;  // not yet shown
+    std::optional<std::string> refusal_;  // not shown yet
     ConditionsGrid* dgdFactTables_ = nullptr;
     ConnectionFields* archive_ = nullptr;
     QPushButton* cmdOK_ = nullptr;

@@ -9,12 +9,11 @@
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QTextDocument>
+#include <stdexcept>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/SustainQuery.h"
-#include "ui/Slots.h"
 
 namespace morvane {
 
@@ -38,25 +37,25 @@ QHBoxLayout* ButtonRow(std::initializer_list<QWidget*> buttons) {
 }  // namespace
 
 frmSustainRec::frmSustainRec(RunState& state, RunServices& services, QWidget* parent)
-    : QDialog(parent), state_(state), services_(services) {
+    : Window(services.Prompt, parent), state_(state), services_(services) {
     setObjectName("frmSustainRec");
     setWindowTitle("Dimension Checks");
     setWindowFlag(Qt::WindowMaximizeButtonHint);
     LayOut();
-    // Most of a small screen, less of a large one.
+    // A large part of a small screen, a smaller part of a large one.
     const QSize room = screen()->availableSize();
     const QSize useful(130 * fontMetrics().averageCharWidth(), 40 * fontMetrics().lineSpacing());
     resize((room * 0.7).expandedTo(useful).boundedTo(room * 0.9));
     LoadTables();
 }
 
-// Enter belongs to the query, where it begins a line; so no button is the default one, and it
-// presses the button that has the focus alone.
+// Enter starts a new line in the query, so the window has no default button. Elsewhere Enter
+// presses only the focused button.
 QPushButton* frmSustainRec::MakeButton(const char* name, const char* caption,
                                        void (frmSustainRec::*pressed)()) {
     auto* button = Named(name, new QPushButton(caption, this));
     button->setAutoDefault(false);
-    connect(button, &QPushButton::clicked, this, SafeSlot(this, services_.Prompt, pressed));
+    connect(button, &QPushButton::clicked, this, Safe(pressed));
     return button;
 }
 
@@ -98,8 +97,7 @@ QGroupBox* frmSustainRec::MakeRecords() {
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(-1, Qt::AscendingOrder);
-    connect(header, &QHeaderView::sectionClicked, this,
-            SafeSlot(this, services_.Prompt, &frmSustainRec::SortBy));
+    connect(header, &QHeaderView::sectionClicked, this, Safe(&frmSustainRec::SortBy));
     layout->addWidget(MakeLabel("lblRecords", "Select the records to  be sustained",
                                 lvwDimensionRecords_, frame));
     layout->addWidget(lvwDimensionRecords_, 1);
@@ -115,9 +113,8 @@ QGroupBox* frmSustainRec::MakeRecords() {
 void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     cboSelectedTables_ = Named("cboSelectedTables", new DropDownList(frame));
     connect(cboSelectedTables_, &DropDownList::DropDown, this,
-            SafeSlot(this, services_.Prompt, &frmSustainRec::FillSelectedTables));
-    connect(cboSelectedTables_, &QComboBox::activated, this,
-            SafeSlot(this, services_.Prompt, &frmSustainRec::ShowTable));
+            Safe(&frmSustainRec::FillSelectedTables));
+    connect(cboSelectedTables_, &QComboBox::activated, this, Safe(&frmSustainRec::ShowTable));
     auto* table = new QHBoxLayout;
     table->addWidget(MakeLabel("lblSelectedTables", "Select a table you want to define a query for",
                                cboSelectedTables_, frame));
@@ -166,33 +163,24 @@ Connection& frmSustainRec::Warehouse() {
     return *state_.WarehouseConnection;
 }
 
-void frmSustainRec::Tell(std::string_view text, MessageStyle style) {
-    services_.Prompt.ShowMessage("Morvane", text, style);
-}
-
-bool frmSustainRec::Try(const std::function<void()>& work, std::string_view lead) {
-    std::string text(lead);
-    try {
-        const HourglassPointer hourglass;
-        work();
-        return true;
-    } catch (const DatabaseError& error) {
-        text += Join(error.Descriptions(), kCrLf);
-    } catch (const std::exception& error) {
-        text += Describe(error);
-    }
-    Tell(text, MessageStyle::Critical);
-    return false;
+bool frmSustainRec::TryQuery(const std::function<void()>& work, const std::string& lead) {
+    return TryBusy([&] {
+        try {
+            work();
+        } catch (const DatabaseError& error) {
+            throw std::runtime_error(lead + Join(error.Descriptions(), kCrLf));
+        }
+    });
 }
 
 void frmSustainRec::LoadTables() {
-    Try([this] {
+    TryQuery([this] {
         OpenRecordsetIntoList(tables_, Warehouse(), DimensionTablesQuery(Warehouse()));
         tables_.setHeaderData(0, Qt::Horizontal, "Table Name", Qt::EditRole);
     });
 }
 
-// Only tables that are checked can be given a query. A table chosen before stays chosen.
+// Lists the checked tables, and keeps the chosen one if it is still among them.
 void frmSustainRec::FillSelectedTables() {
     const QSignalBlocker quiet(cboSelectedTables_);
     const QString chosen = cboSelectedTables_->currentText();
@@ -206,7 +194,7 @@ void frmSustainRec::ShowTable(int index) {
     txtWhereClause_->setPlainText("Select * from " + table);
     records_.ShowHeaders({});
     QStringList headers;
-    Try([&] {
+    TryQuery([&] {
         for (const ColumnDefinition& column : Warehouse().DescribeTable(ToText(table)).Columns) {
             if (!EqualsIgnoreCase(column.Name, "is_sustainable")) {
                 headers.append(ToQString(column.Name));
@@ -222,17 +210,17 @@ void frmSustainRec::ShowTable(int index) {
 void frmSustainRec::ExecuteQuery() {
     const std::string sql = ToText(TrimmedText(*txtWhereClause_));
     if (sql.empty()) {
-        Tell("Please enter the SQL Query first.");
+        ShowMessage("Please enter the SQL Query first.");
         return;
     }
     if (IsJoinQuery(sql)) {
-        Tell("Join Queries are not allowed");
+        ShowMessage("Join Queries are not allowed");
         return;
     }
     std::string errorText;
     const auto query = ParseSelect(sql, errorText);
     if (!query) {
-        Tell(errorText);
+        ShowMessage(errorText);
         return;
     }
     if (!services_.Prompt.AskYesNo("Query Execution", "Do you wish to execute this query?")
@@ -242,14 +230,14 @@ void frmSustainRec::ExecuteQuery() {
     records_.ShowHeaders({});
     sortedColumn_ = -1;
     lvwDimensionRecords_->header()->setSortIndicator(-1, Qt::AscendingOrder);
-    Try([&] {
+    TryQuery([&] {
         OpenRecordsetIntoList(records_, Warehouse(), SustainQuery(Warehouse(), *query));
         lvwDimensionRecords_->FitColumns();
     });
 }
 
-// After an error the server goes on compiling only. A connection that cannot be told otherwise is
-// of no use; the next statement opens it anew.
+// After an error the server stays in compile-only mode. A connection that cannot leave it is
+// closed, and the next statement reopens it.
 void frmSustainRec::LeaveCompileOnly() {
     try {
         Warehouse().Execute("Set NOEXEC OFF");
@@ -261,22 +249,22 @@ void frmSustainRec::LeaveCompileOnly() {
 void frmSustainRec::ParseQuery() {
     const std::string sql = ToText(TrimmedText(*txtWhereClause_));
     if (sql.empty()) {
-        Tell("No Query to Parse");
+        ShowMessage("No Query to Parse");
         return;
     }
-    const bool valid = Try([&] {
+    {
+        const HourglassPointer pointer;
         std::string errorText;
-        if (!ValidateQuery(sql, Warehouse(), errorText)) {
+        const bool valid = ValidateQuery(sql, Warehouse(), errorText);
+        if (!valid) {
             LeaveCompileOnly();
-            throw DatabaseError({errorText});
         }
-    });
-    if (valid) {
-        Tell("The Query was compiled successfully");
+        Require(valid, errorText);
     }
+    ShowMessage("The Query was compiled successfully");
 }
 
-// The server sorts. What was checked and not saved stays so.
+// Sorts on the server. Unsaved marks are kept.
 void frmSustainRec::SortBy(int column) {
     const QString name = records_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
     QHeaderView* header = lvwDimensionRecords_->header();
@@ -285,7 +273,7 @@ void frmSustainRec::SortBy(int column) {
         query.Sql = OrderedBy(query.Sql, ToText(name));
         const std::string lead = "The records cannot be sorted by " + ToText(name) + ":\r\n";
         const QByteArray widths = header->saveState();
-        const bool sorted = Try(
+        const bool sorted = TryQuery(
             [&] {
                 UpdatableRows again(Warehouse(), std::move(query));
                 again.CarryOver(*rows);
@@ -300,10 +288,10 @@ void frmSustainRec::SortBy(int column) {
 
 bool frmSustainRec::Save(CheckList& list) {
     if (list.Rows() == nullptr) {
-        Tell("No Records to be saved.");
+        ShowMessage("No Records to be saved.");
         return true;
     }
-    return Try([&] { list.Rows()->Save(Warehouse()); });
+    return TryQuery([&] { list.Rows()->Save(Warehouse()); });
 }
 
 void frmSustainRec::accept() {

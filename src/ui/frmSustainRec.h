@@ -1,29 +1,28 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <QDialog>
 #include <QGroupBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QVBoxLayout>
 #include <functional>
-#include <string_view>
+#include <string>
 
 #include "run/RunServices.h"
 #include "ui/CheckList.h"
-#include "ui/Controls.h"
+#include "ui/Messages.h"
 
 namespace morvane {
 
-// Which dimension tables the tasks work on, and which of their elements must be kept whatever
-// happens. Both are written to the warehouse when they are saved, each row by its key.
-class frmSustainRec : public QDialog {
+// Selects the dimension tables that the tasks work on and the elements that must never be deleted.
+// Saving writes both to the warehouse.
+class frmSustainRec : public Window {
     Q_OBJECT
 
   public:
     frmSustainRec(RunState& state, RunServices& services, QWidget* parent);
 
-    // OK: saves the selection of tables and closes; a failure keeps the window open.
+    // OK saves the selected tables and closes the window. If saving fails, the window stays open.
     void accept() override;
 
   protected:
@@ -37,16 +36,15 @@ class frmSustainRec : public QDialog {
     void AddQuery(QWidget* frame, QVBoxLayout* layout);
     void LayOut();
 
-    // The warehouse's connection, opened again if it was closed.
+    // The warehouse connection, reopened if necessary.
     Connection& Warehouse();
-    void Tell(std::string_view text, MessageStyle style = MessageStyle::Information);
-    // Does something with the warehouse under the busy pointer. A failure is told, behind `lead`.
-    bool Try(const std::function<void()>& work, std::string_view lead = {});
+    // TryBusy() for work with the warehouse. The message of a DatabaseError starts with `lead` and
+    // leaves out the statement.
+    bool TryQuery(const std::function<void()>& work, const std::string& lead = {});
 
     void LoadTables();
     void FillSelectedTables();
     void ShowTable(int index);
-    void ShowRecords(UpdatableRows rows);
     void ExecuteQuery();
     void ParseQuery();
     void LeaveCompileOnly();

@@ -3,11 +3,15 @@
 
 #include <QString>
 #include <QWidget>
+#include <functional>
 
 namespace morvane {
 
-// Picking a folder or a server instead of typing it. Each opens a dialog over `owner` and returns
-// the choice, or an empty text when the user cancels.
+class UserPrompt;
+struct ServerSources;
+
+// Lets the user pick a folder or a server. Each function opens a dialog over `owner` and returns
+// the choice, or an empty text if the user cancels.
 class Browsing {
   public:
     virtual ~Browsing() = default;
@@ -15,6 +19,23 @@ class Browsing {
     virtual QString BrowseForFolder(QWidget* owner, const QString& title,
                                     const QString& startFolder) = 0;
     virtual QString BrowseForComputer(const QString& title, QWidget* owner) = 0;
+};
+
+// Browsing with real dialogs: those of the shell on Windows; elsewhere Qt's file dialog and
+// frmBrowseComputer.
+class BrowsingDialogs : public Browsing {
+  public:
+    explicit BrowsingDialogs(UserPrompt& prompt);
+    // `sources` is called for each search, since networks come and go.
+    BrowsingDialogs(UserPrompt& prompt, std::function<ServerSources()> sources);
+
+    QString BrowseForFolder(QWidget* owner, const QString& title,
+                            const QString& startFolder) override;
+    QString BrowseForComputer(const QString& title, QWidget* owner) override;
+
+  private:
+    UserPrompt& prompt_;
+    std::function<ServerSources()> sources_;
 };
 
 }  // namespace morvane

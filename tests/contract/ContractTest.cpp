@@ -6,7 +6,7 @@
 #include "contract/Backend.h"
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
-#include "dialogs/SaveRows.h"
+#include "dialogs/UpdatableRows.h"
 
 namespace morvane::testing {
 namespace {

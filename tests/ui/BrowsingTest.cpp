@@ -9,36 +9,26 @@
 #include <QSettings>
 #include <filesystem>
 #include <fstream>
-#include <map>
 
 #include "UiTest.h"
 #include "support/ScopedVariable.h"
-#include "ui/BrowsingDialogs.h"
 #include "ui/Controls.h"
+#include "ui/frmBrowseComputer.h"
+#include "ui/modBrowsing.h"
 
 namespace morvane::testing {
 namespace {
 
-using Servers = std::vector<std::string>;
-
-std::string Answer(const std::string& records) {
-    return std::string("\x05") + static_cast<char>(records.size() & 0xFF) +
-           static_cast<char>(records.size() >> 8) + records;
+// An answer with one instance.
+std::string Instance(const std::string& host, const std::string& name) {
+    const std::string record = "ServerName;" + host + ";InstanceName;" + name + ";tcp;1433;;";
+    return {"\x05" + std::string(1, static_cast<char>(record.size())) + '\0' + record};
 }
 
-std::string Instance(const std::string& host, const std::string& name, const std::string& port) {
-    return "ServerName;" + host + ";InstanceName;" + name +
-           ";IsClustered;No;Version;15.0.2000.5;tcp;" + port + ";;";
-}
-
-void WriteText(const std::string& path, const std::string& text) {
-    std::ofstream(path) << text;
-}
-
-// Answers what asks for servers, on a port of its own.
+// Answers requests for servers.
 class Responder {
   public:
-    std::vector<QByteArray> Answers;
+    std::vector<std::string> Answers;
     QByteArray Asked;
 
     Responder() {
@@ -47,14 +37,13 @@ class Responder {
             while (socket_.hasPendingDatagrams()) {
                 const QNetworkDatagram request = socket_.receiveDatagram();
                 Asked += request.data();
-                for (const QByteArray& answer : Answers) {
-                    socket_.writeDatagram(request.makeReply(answer));
+                for (const std::string& answer : Answers) {
+                    socket_.writeDatagram(request.makeReply(QByteArray::fromStdString(answer)));
                 }
             }
         });
     }
     quint16 Port() const { return socket_.localPort(); }
-    void Add(const std::string& answer) { Answers.push_back(QByteArray::fromStdString(answer)); }
 
   private:
     QUdpSocket socket_;
@@ -79,47 +68,21 @@ void ChooseShownFolder(QWidget& folders) {
 
 struct BrowsingTest : public UiFixture {
     Responder Network;
-    DataSourcePlaces Places;
+    ServerSources Sources{{QHostAddress("127.255.255.255")},
+                          {QHostAddress(QHostAddress::LocalHost)},
+                          Network.Port(),
+                          {}};
 
     QString BrowseServer(std::function<void(QWidget&)> act) {
-        BrowsingDialogs browsing([this] {
-            return ServerSources{{{QHostAddress("127.255.255.255")},
-                                  {QHostAddress(QHostAddress::LocalHost)},
-                                  Network.Port()},
-                                 Places};
-        });
+        BrowsingDialogs browsing(Prompt, [this] { return Sources; });
         WhenModalOpens(std::move(act));
         return browsing.BrowseForComputer("Select a server...", nullptr);
     }
 };
 
-TEST(ServerAnswer, NamesTheInstancesOfAServer) {
-    const std::string three = Instance("DW01", "MSSQLSERVER", "1433") +
-                              Instance("DW01", "ARCHIVE", "49172") +
-                              Instance("DW02", "mssqlserver", "14330");
-    EXPECT_EQ(ParseServerAnswer(Answer(three)), (Servers{"DW01", "DW01\\ARCHIVE", "DW02,14330"}));
-}
-
-TEST(ServerAnswer, WhatIsBrokenOrHostileNamesNothing) {
-    const std::string good = Instance("DW01", "A", "1433");
-    for (const std::string& answer :
-         {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3),
-          "\x06" + Answer(good).substr(1), Answer(good).substr(0, 20), Answer(good) + "x",
-          Answer(good.substr(0, good.size() - 1)), Answer(";;;;;;;;"),
-          Answer("ServerName;;InstanceName;;;"), Answer("ServerName;DW01;;"),
-          Answer("ServerName;DW01;InstanceName;;"), Answer(std::string(65535, ';')),
-          Answer(Instance("DW\n01", "A", "1")), Answer(Instance("sqlite:/tmp", "A", "1")),
-          Answer(Instance("DW01", "A\\B", "1")), Answer(Instance(std::string(300, 'x'), "A", "1")),
-          Answer(Instance(std::string("DW\0", 3), "A", "1"))}) {
-        EXPECT_EQ(ParseServerAnswer(answer), Servers{}) << ::testing::PrintToString(answer);
-    }
-    EXPECT_EQ(ParseServerAnswer(Answer(Instance("D;W", "A", "1") + good)), Servers{"DW01\\A"});
-}
-
-TEST_F(BrowsingTest, ListsWhatAnswersWhileItIsSearching) {
-    Network.Add(Answer(Instance("zeta", "MSSQLSERVER", "1433") + Instance("dw01", "B", "2000")));
-    Network.Add("garbage");
-    Network.Add(Answer(Instance("DW01", "b", "2000")));
+TEST_F(BrowsingTest, ListsServersWhileItSearches) {
+    Network.Answers = {Instance("zeta", "MSSQLSERVER"), "garbage", Instance("dw01", "B"),
+                       Instance("DW01", "b")};
     const QString chosen = BrowseServer([&](QWidget& dialog) {
         auto& list = Find<QListWidget>(dialog, "lstServers");
         auto& state = Find<QLabel>(dialog, "lblState");
@@ -137,7 +100,7 @@ TEST_F(BrowsingTest, ListsWhatAnswersWhileItIsSearching) {
     EXPECT_TRUE(Network.Asked.contains('\x03'));
 }
 
-TEST_F(BrowsingTest, EscapeLeavesWhileItIsSearching) {
+TEST_F(BrowsingTest, EscapeEndsASearch) {
     EXPECT_EQ(BrowseServer([](QWidget& dialog) {
                   QTest::keyClick(&Find<QListWidget>(dialog, "lstServers"), Qt::Key_Escape);
                   EXPECT_EQ(Find<QLabel>(dialog, "lblState").text(), "Searching...");
@@ -159,13 +122,13 @@ TEST_F(BrowsingTest, AnEmbeddedWarehouseAsksForItsFolder) {
     EXPECT_EQ(ToText(chosen), "sqlite:" + Files.Path());
 }
 
-TEST_F(BrowsingTest, AFolderThatIsGoneOpensItsParentAndNothingIsRemembered) {
-    // Where Qt would save what its dialog has shown.
+TEST_F(BrowsingTest, AMissingFolderOpensItsParentAndNoHistoryIsSaved) {
+    // Where Qt would save the history of its dialog.
     const QString usual = QFileInfo(QSettings("QtProject", "").fileName()).path();
     const std::string saved = Files / "saved";
     std::filesystem::create_directory(saved);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ToQString(saved));
-    BrowsingDialogs browsing;
+    BrowsingDialogs browsing(Prompt);
     WhenModalOpens([&](QWidget& folders) {
         EXPECT_EQ(folders.windowTitle(), "Select Log Directory");
         auto& dialog = dynamic_cast<QFileDialog&>(folders);
@@ -180,63 +143,20 @@ TEST_F(BrowsingTest, AFolderThatIsGoneOpensItsParentAndNothingIsRemembered) {
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, usual);
 }
 
-TEST_F(BrowsingTest, ServersOfTheConfigurationFilesCanBeTaken) {
-    WriteText(Files / "odbc.ini",
-              "; all of them\n"
-              "[ODBC Data Sources]\nDW = warehouse\n"
-              "[DW]\r\n DRIVER = /usr/lib/libtdsodbc.so ; path\r\nserver = \"dw01\" # here\r\n"
-              "Port=1500\r\n"
-              "[Named]\nDriver={ODBC Driver 18 for SQL Server}\nServer=tcp:dw02\\ARCHIVE\n"
-              "[Through]\nDriver=FreeTDS\nServername=CENTRAL\nPort=7\n"
-              "[Ledger]\nDriver=PostgreSQL\nServer=pg\n"
-              "[Wrong]\nDriver=FreeTDS\nServer=dw03\nPort=http\n"
-              "[Unsafe]\nDriver=FreeTDS\nServer=dw04=x\n"
-              "[Cut\nDriver=FreeTDS\nServer=dw05\n");
-    WriteText(Files / "user.ini", "[dw]\nDriver=FreeTDS\nAddress=dw09,1600\nServer=x\n[none]");
-    WriteText(Files / "freetds.conf",
-              "[global]\n\ttds version = 7.4\n\tport = 1433\n"
-              "[central]\n\thost = dw06\n[Inst]\nHOST=dw07\nInstance=A\n[Old]\nhost=dw08\n"
-              "tds version = 5.0\n");
-    std::filesystem::create_directory(Files / "folder.ini");
-    Places = {{Files / "missing", Files / "folder.ini", Files / "user.ini", Files / "odbc.ini"},
-              {"/dev/zero", Files / "freetds.conf"}};
-    const std::vector<DataSource> expected = {{"dw", "dw09,1600"},
-                                              {"Named", "tcp:dw02\\ARCHIVE"},
-                                              {"Through", "dw06,1433"},
-                                              {"central", "dw06,1433"},
-                                              {"Inst", "dw07\\A"}};
-    EXPECT_EQ(ReadDataSources(Places), expected);
-    Places.OdbcIni.erase(Places.OdbcIni.begin() + 2);
-    EXPECT_EQ(ReadDataSources(Places).front(), (DataSource{"DW", "dw01,1500"}));
-
-    Network.Add(Answer(Instance("DW07", "a", "2000")));  // known from a file already
+TEST_F(BrowsingTest, DataSourcesAreListedOnceWithTheirServer) {
+    std::ofstream(Files / "freetds.conf") << "[central]\nhost = dw06\nport = 1433\n"
+                                             "[Inst]\nhost = dw07\ninstance = A\n";
+    Sources.Files.FreeTdsConf = {Files / "freetds.conf"};
+    Network.Answers = {Instance("DW07", "a")};  // already known from the file
     EXPECT_EQ(BrowseServer([](QWidget& dialog) {
                   auto& list = Find<QListWidget>(dialog, "lstServers");
                   auto& state = Find<QLabel>(dialog, "lblState");
                   EXPECT_EQ(list.item(1)->text(), "central  (dw06,1433)");
-                  EXPECT_TRUE(QTest::qWaitFor([&] { return state.text() == "5 servers found."; }));
+                  EXPECT_TRUE(QTest::qWaitFor([&] { return state.text() == "2 servers found."; }));
                   QTest::keyClick(&list, Qt::Key_End);
-                  QTest::keyClick(&list, Qt::Key_Up);
-                  QTest::keyClick(&list, Qt::Key_Up);
                   QTest::keyClick(&list, Qt::Key_Return);
               }),
               "dw07\\A");
-}
-
-TEST(DataSourcePlaces, AreWhereTheDriversLook) {
-    const auto places = [](std::map<std::string, std::string> variables) {
-        return FindDataSourcePlaces([=](const char* name) mutable { return variables[name]; });
-    };
-    const DataSourcePlaces usual = places({{"HOME", "/home/a"}});
-    EXPECT_EQ(usual.OdbcIni,
-              (std::vector<std::filesystem::path>{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
-    EXPECT_EQ(usual.FreeTdsConf, (std::vector<std::filesystem::path>{"/home/a/.freetds.conf",
-                                                                     "/etc/freetds/freetds.conf"}));
-    const DataSourcePlaces other = places(
-        {{"ODBCINI", "/o.ini"}, {"ODBCSYSINI", "/s"}, {"FREETDSCONF", "/f"}, {"FREETDS", "/t"}});
-    EXPECT_EQ(other.OdbcIni, (std::vector<std::filesystem::path>{"/o.ini", "/s/odbc.ini"}));
-    EXPECT_EQ(other.FreeTdsConf[0], "/f");
-    EXPECT_EQ(other.FreeTdsConf[1], "/t/etc/freetds.conf");
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <QLineEdit>
 #include <QTimer>
 
-#include "ui/Slots.h"
+#include "ui/Messages.h"
 
 namespace morvane::testing {
 
@@ -14,7 +14,7 @@ namespace {
 QWidget& Usable(const QWidget& window, const char* name) {
     auto& control = Find<QWidget>(window, name);
     if (!control.isVisible() || !control.isEnabled()) {
-        throw std::runtime_error(std::string("nobody can use ") + name);
+        throw std::runtime_error(std::string("hidden or disabled: ") + name);
     }
     return control;
 }
@@ -37,7 +37,7 @@ ScriptedPrompt& ApplicationPrompt() {
 void Click(const QWidget& window, const char* name) {
     QWidget& control = Usable(window, name);
     const auto* button = qobject_cast<QAbstractButton*>(&control);
-    // A check box may be wider than its text, and only box and text can be clicked.
+    // A check box may be wider than its text, but only the box and the text react to clicks.
     const bool isBox = button != nullptr && button->isCheckable();
     QTest::mouseClick(&control, Qt::LeftButton, {},
                       isBox ? QPoint(8, control.height() / 2) : control.rect().center());
@@ -68,7 +68,6 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
 
 }  // namespace morvane::testing
 
-// The windows are real, on a platform that draws into memory.
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);

@@ -17,7 +17,7 @@
 
 namespace morvane::testing {
 
-// The control of a window with an object name. Fails the test when there is none of the kind.
+// Finds a control by its object name. Throws if there is none of this type.
 template <typename Control>
 Control& Find(const QWidget& window, const char* name) {
     auto* control = window.findChild<Control*>(QString::fromLatin1(name));
@@ -27,27 +27,27 @@ Control& Find(const QWidget& window, const char* name) {
     return *control;
 }
 
-// Where the application itself shows messages.
+// The prompt of the application object.
 ScriptedPrompt& ApplicationPrompt();
 
 void ShowActive(QWidget& window);
 
-// What a user does, who can only use what is visible and enabled.
+// Clicks a control. Throws if it is hidden or disabled.
 void Click(const QWidget& window, const char* name);
-// Types a text in place of what a text box holds.
+// Replaces the text of a text box, by keys.
 void Type(const QWidget& window, const char* name, const QString& text);
-// Alt and the letter. A button acts a moment later: wait for what it does.
+// Presses Alt and the letter. A button reacts asynchronously.
 void PressAccessKey(QWidget& window, char letter);
 
-// Runs `act` as soon as a modal window is open, which it gets.
+// Calls `act` with the next modal window once it is open.
 void WhenModalOpens(std::function<void(QWidget&)> act);
 
-// Browsing dialogs that answer from a list, and are cancelled when it is empty.
+// Takes answers from a list and acts as cancelled when it is empty.
 class ScriptedBrowsing : public Browsing {
   public:
     std::deque<QString> Answers;
     std::vector<std::string> Asked;  // "title" or "title|start folder"
-    bool Fails = false;              // for want of memory
+    bool Fails = false;              // throws std::bad_alloc
 
     QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override {
         return Ask(title.toStdString() + "|" + startFolder.toStdString());
@@ -71,7 +71,7 @@ class ScriptedBrowsing : public Browsing {
     }
 };
 
-// A warehouse and everything that a window needs besides.
+// A warehouse and the services that windows need.
 struct UiFixture : public ::testing::Test, public TestServices {
     TestWarehouse Warehouse;
     TempFolder Files;

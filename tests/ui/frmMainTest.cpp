@@ -29,7 +29,6 @@ class MainWindow : public UiFixture {
         EnsureFolder(Files / "my logs");
     }
 
-    // The window as the user finds it.
     frmMain& Open() {
         Window = std::make_unique<frmMain>(State, WithRunWindow, Browse);
         QObject::connect(&RunWindow, &frmProgress::Closed, Window.get(), &frmMain::ShowAgain);
@@ -38,7 +37,7 @@ class MainWindow : public UiFixture {
         return *Window;
     }
 
-    // With a server, its database and a log folder chosen.
+    // Chooses a server, its database and a log folder.
     frmMain& OpenConnected() {
         frmMain& window = Open();
         Type(window, "txtServer", ToQString(Warehouse.Server()));
@@ -72,7 +71,7 @@ class MainWindow : public UiFixture {
     const std::string User = CurrentUserName();
 };
 
-TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
+TEST_F(MainWindow, EnablesItsButtonsOnceServerDatabaseAndLogFolderAreKnown) {
     frmMain& window = Open();
     EXPECT_TRUE(IsChecked("chkOptions0"));
     Type(window, "txtLogFile", ToQString(Files / "my logs"));
@@ -87,7 +86,7 @@ TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
     ChooseDatabase("dw");
     Click(window, "cmdDBRefresh");
-    EXPECT_EQ(Find<QComboBox>(window, "cboDB").currentText(), "dw") << "it is remembered";
+    EXPECT_EQ(Find<QComboBox>(window, "cboDB").currentText(), "dw");
     std::filesystem::remove(Files / "my logs");
     Type(window, "txtLogFile", ToQString(Files / "my logs"));
     EXPECT_FALSE(IsEnabled("cmdProcess"));
@@ -97,7 +96,7 @@ TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
     EnsureFolder(Files / "closed/logs");
     std::filesystem::permissions(Files / "closed", std::filesystem::perms::none);
     Type(window, "txtLogFile", ToQString(Files / "closed/logs"));
-    ASSERT_TRUE(geteuid() != 0 || seteuid(65534) == 0);  // nothing is closed to the superuser
+    ASSERT_TRUE(geteuid() != 0 || seteuid(65534) == 0);  // root ignores permissions
     Click(window, "cmdLogFile");
     ASSERT_EQ(seteuid(getuid()), 0);
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|The entered folder cannot be used: Permission denied");
@@ -115,7 +114,7 @@ TEST_F(MainWindow, WaitsForAServerADatabaseListAndALogFolder) {
                                                       "Select a server..."}));
 }
 
-TEST_F(MainWindow, ShowsWhyAServerDoesNotAnswerAndStaysAsItIs) {
+TEST_F(MainWindow, ShowsWhyAConnectionFails) {
     frmMain& window = OpenConnected();
     Click(window, "optSQLLogin");
     EXPECT_FALSE(IsEnabled("cmdProcess"));
@@ -131,7 +130,7 @@ TEST_F(MainWindow, ShowsWhyAServerDoesNotAnswerAndStaysAsItIs) {
     EXPECT_FALSE(IsEnabled("cmdProcess"));
 }
 
-TEST_F(MainWindow, AtomicDeletionGoesWithDeletion) {
+TEST_F(MainWindow, AtomicDeletionNeedsDeletion) {
     frmMain& window = Open();
     EXPECT_FALSE(IsEnabled("chkOptions5"));
     Click(window, "chkOptions4");
@@ -143,7 +142,7 @@ TEST_F(MainWindow, AtomicDeletionGoesWithDeletion) {
     EXPECT_FALSE(IsEnabled("chkOptions5"));
 }
 
-TEST_F(MainWindow, PerformsARunAndComesBack) {
+TEST_F(MainWindow, PerformsRunsAndIsShownAgain) {
     SqliteFile(Warehouse.Folder() + "/hist.db").Run("PRAGMA user_version = 1");
     CreateArchiveTable(*Warehouse.Connect());
     Warehouse.Run("UPDATE dwm_archive SET Server = '" + Warehouse.Server() +
@@ -158,14 +157,14 @@ TEST_F(MainWindow, PerformsARunAndComesBack) {
     EXPECT_EQ(QApplication::overrideCursor(), nullptr);
     EXPECT_TRUE(Prompt.Shown.empty());
     EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
-    EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen's only row is in the archive";
+    EXPECT_EQ(Products(Warehouse), "3|cap") << "the pen's only row is archived";
     for (const char* report : {"SummaryReport", "DetailedReport", "TableFilterReport"}) {
         EXPECT_TRUE(
             std::filesystem::exists(Files / "my logs/" + report + "05-03-202414-07-09.html"));
     }
     Click(RunWindow, "cmdOK");
     EXPECT_TRUE(window.isVisible());
-    Click(window, "cmdProcess");  // and once more
+    Click(window, "cmdProcess");
     EXPECT_TRUE(Find<QWidget>(RunWindow, "imgChecked4").isVisible());
     Click(RunWindow, "cmdOK");
     EXPECT_TRUE(Prompt.Asked.empty());
@@ -187,7 +186,7 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     EXPECT_EQ(opened, (std::vector<std::string>{"frmSetFactTableFilters", "frmSustainRec"}));
     EXPECT_EQ(Warehouse.Text("SELECT * FROM dwm_archive"), "1|(local)|1|NULL|NULL|NULL");
     WhenModalOpens([&](QWidget& dialog) {
-        window.close();  // as a signal does
+        window.close();  // like a signal
         EXPECT_FALSE(dialog.isVisible());
     });
     Click(window, "cmdFacts");
@@ -196,7 +195,7 @@ TEST_F(MainWindow, HoldsTheLockFromADialogUntilItCloses) {
     EXPECT_EQ(State.WarehouseConnection, nullptr);
 }
 
-TEST_F(MainWindow, OpensNoDialogOnBrokenMetaData) {
+TEST_F(MainWindow, OpensNoDialogIfTheMetaDataIsInvalid) {
     frmMain& window = OpenConnected();
     Warehouse.Run("UPDATE dwm_tables SET table_type='X' WHERE table_name='product'");
     Click(window, "cmdDimensions");
@@ -209,7 +208,7 @@ TEST_F(MainWindow, OpensNoDialogOnBrokenMetaData) {
     EXPECT_EQ(Warehouse.Text("SELECT count(*) FROM sqlite_master WHERE name='dwm_archive'"), "0");
 }
 
-TEST_F(MainWindow, AsksForTheArchiveBeforeItRuns) {
+TEST_F(MainWindow, StartsNoRunWithoutAUsableArchive) {
     frmMain& window = OpenConnected();
     Click(window, "chkOptions1");
     WhenModalOpens([](QWidget& dialog) { Click(dialog, "cmdCancel"); });
@@ -224,7 +223,7 @@ TEST_F(MainWindow, AsksForTheArchiveBeforeItRuns) {
     EXPECT_FALSE(std::filesystem::exists(Files / "my logs/Morvane_Log05-03-202414-07-09.txt"));
 }
 
-TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
+TEST_F(MainWindow, WritesItsSettingsToTheConfigurationFileAndCloses) {
     OpenConfig();
     frmMain& window = *Window;
     QSignalSpy closed(&window, &frmMain::Closed);
@@ -237,7 +236,7 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
     ChooseDatabase("dw");
     Click(window, "cmdProcess");
     EXPECT_TRUE(Contains(Prompt.Shown.back(), "option -pwd"));
-    EXPECT_EQ(closed.count(), 0) << "nothing that was entered is lost";
+    EXPECT_EQ(closed.count(), 0);
     Type(window, "txtSQLPassword", " x ");
     Click(window, "cmdDBRefresh");
     ChooseDatabase("dw");
@@ -251,7 +250,7 @@ TEST_F(MainWindow, WritesTheConfigurationThatItShowsAndCloses) {
                   (Files / "my logs") + "\"\r\n");
 }
 
-TEST_F(MainWindow, UsesAPasswordOfTheEnvironmentAndDoesNotWriteIt) {
+TEST_F(MainWindow, UsesThePasswordOfTheEnvironmentButDoesNotSaveIt) {
     State.Passwords.Warehouse = {"", "no such file"};
     OpenConfig("-usr sa");
     EXPECT_TRUE(Contains(Prompt.Shown.back(), "no such file"));
@@ -273,7 +272,7 @@ TEST_F(MainWindow, UsesAPasswordOfTheEnvironmentAndDoesNotWriteIt) {
     EXPECT_TRUE(Contains(ReadWholeFile(line), " -usr sa -chkmd "));
 }
 
-TEST_F(MainWindow, TheConfigurationNeedsAnArchiveDatabaseAndAFile) {
+TEST_F(MainWindow, SavingNeedsAnArchiveDatabaseAndAConfigurationFile) {
     OpenConfig();
     frmMain& window = *Window;
     State.GlobalSettings.ArchiveDatabase = " ";

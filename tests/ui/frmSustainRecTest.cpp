@@ -38,7 +38,7 @@ class SustainRec : public UiFixture {
     CheckListView& Tables() { return List("lvwDimensionTables"); }
     CheckListView& Records() { return List("lvwDimensionRecords"); }
 
-    // On the check box, or on the text behind it.
+    // Clicks the check box, or the text behind it.
     static void ClickRow(CheckListView& list, int row, bool onBox = true) {
         const QRect cell = list.visualRect(list.model()->index(row, 0));
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
@@ -50,7 +50,7 @@ class SustainRec : public UiFixture {
         QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
                           {header->sectionViewportPosition(column) + 12, header->height() / 2});
     }
-    // Headers, then a row a piece: "x" for a check mark, the cells.
+    // The headers, then "|" and the cells of each row, with "x" for a check mark.
     static std::string Shown(CheckListView& list) {
         const QAbstractItemModel& model = *list.model();
         std::string text;
@@ -92,7 +92,7 @@ class SustainRec : public UiFixture {
     std::string LastMessage() { return Prompt.Shown.empty() ? "" : Prompt.Shown.back(); }
 };
 
-TEST_F(SustainRec, TablesAreCheckedByMouseAndKeyAndSavedByOk) {
+TEST_F(SustainRec, TablesAreCheckedByMouseOrKeyAndSavedWithOk) {
     Open();
     EXPECT_EQ(Shown(Tables()), "Table Name | area|x item| shop");
     ClickRow(Tables(), 1);
@@ -106,7 +106,7 @@ TEST_F(SustainRec, TablesAreCheckedByMouseAndKeyAndSavedByOk) {
     EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(SustainRec, CancelSavesNothingAndEnterPressesNoButtonByAccident) {
+TEST_F(SustainRec, CancelSavesNothingAndEnterPressesOnlyTheFocusedButton) {
     Open();
     Click(*Window, "cmdSelectAll");
     EXPECT_EQ(Shown(Tables()), "Table Name |x area|x item|x shop");
@@ -139,8 +139,8 @@ TEST_F(SustainRec, AFailedSaveOfTheTablesKeepsTheWindowOpen) {
     EXPECT_EQ(Selected(), "NULL 0 0");
 }
 
-TEST_F(SustainRec, ACheckedTableGetsItsQueryWhoseRecordsAreSaved) {
-    State.WarehouseConnection->Close();  // the window opens it again
+TEST_F(SustainRec, TheRecordsOfACheckedTableAreQueriedAndSaved) {
+    State.WarehouseConnection->Close();  // the window reopens it
     Open();
     Choose("item");
     EXPECT_EQ(Find<QComboBox>(*Window, "cboSelectedTables").count(), 1);
@@ -164,7 +164,7 @@ TEST_F(SustainRec, ACheckedTableGetsItsQueryWhoseRecordsAreSaved) {
     EXPECT_EQ(Sustained(), "0 0 0");
 }
 
-TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByTheirKey) {
+TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByKey) {
     Open();
     Execute("select name, price Price from item where price > 0 order by id");
     ClickRow(Records(), 0);
@@ -185,7 +185,7 @@ TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByTheirKey) {
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x pear 5| apple 7");
 }
 
-TEST_F(SustainRec, QueriesThatCannotBeExecutedAreTold) {
+TEST_F(SustainRec, QueriesThatCannotBeExecutedShowAMessage) {
     Open();
     Execute(" \n ");
     EXPECT_EQ(LastMessage(), "Morvane|Please enter the SQL Query first.");
@@ -218,7 +218,7 @@ TEST_F(SustainRec, AQueryIsCompiledWithoutRunning) {
     EXPECT_TRUE(Contains(LastMessage(), "nothing"));
     EXPECT_EQ(Sustained(), "0 1 NULL");
     State.WarehouseConnection->Execute("update item set is_sustainable = 1");
-    EXPECT_EQ(Sustained(), "1 1 1") << "statements run again";
+    EXPECT_EQ(Sustained(), "1 1 1") << "the connection has left compile-only mode";
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "dialogs/DataSources.h"
+#include "dialogs/ServerLists.h"
 
 #include <algorithm>
 #include <array>
@@ -9,20 +9,29 @@
 #include <string_view>
 
 #include "base/Text.h"
+#include "base/modFileFunctions.h"
+#include "db/embedded/EmbeddedConnection.h"
+#include "db/modDatabaseOperations.h"
 
 namespace morvane {
 
 namespace {
 
-// Far more than a person writes; a file that goes on is not read to its end.
+// Limits for configuration files, far above what a person writes.
 constexpr std::size_t kMostBytes = 1 << 20;
 constexpr std::size_t kMostSections = 1000;
-constexpr std::size_t kLongestServer = 255;
+constexpr std::size_t kLongestName = 255;  // of a host or instance
 constexpr std::string_view kWhite = " \t\r\n\f\v";
+
+// An answer of the SQL Server Resolution Protocol: this byte, the length of the rest as 16 bits,
+// little-endian, and then the records.
+constexpr char kAnswer = 0x05;
+constexpr std::size_t kHeaderSize = 3;
+constexpr std::string_view kDefaultPort = "1433";
 
 struct Section {
     std::string Name;
-    std::map<std::string, std::string> Values;  // by the key in lower case
+    std::map<std::string, std::string> Values;  // by key in lower case
 
     std::string operator[](const char* key) const {
         const auto found = Values.find(key);
@@ -38,7 +47,7 @@ std::string_view Strip(std::string_view text) {
     return text.substr(first, text.find_last_not_of(kWhite) - first + 1);
 }
 
-// What a line gives a key: the text in quotes, or the text before a comment.
+// The value of a "key = value" line, without quotes or a trailing comment.
 std::string_view PlainValue(std::string_view text) {
     text = Strip(text);
     if (!text.empty() && (text.front() == '"' || text.front() == '\'')) {
@@ -54,7 +63,7 @@ std::string_view PlainValue(std::string_view text) {
     return text;
 }
 
-// The start of a plain file; empty for anything else. Opening a pipe would wait for its writer.
+// The first bytes of a regular file. Anything else reads as empty: opening a pipe would block.
 std::string ReadStart(const std::filesystem::path& path) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(path, error)) {
@@ -126,7 +135,7 @@ bool IsPort(std::string_view text) {
     return error == std::errc() && stop == end && port >= 1 && port <= 65535;
 }
 
-// Empty when there is a port that is none: the server would be another one without it.
+// Returns an empty text for an invalid port: without its port the host would be another server.
 std::string WithPort(const std::string& host, const std::string& port) {
     if (port.empty() || host.find(',') != std::string::npos) {
         return host;
@@ -136,7 +145,7 @@ std::string WithPort(const std::string& host, const std::string& port) {
 
 std::string FreeTdsServer(const Section& server, const Section* global) {
     const std::string host = server["host"];
-    // That version of the protocol is spoken by another maker's server.
+    // TDS 5.0 is the protocol of another vendor's server.
     if (host.empty() || server["tds version"].starts_with("5.")) {
         return {};
     }
@@ -147,7 +156,7 @@ std::string FreeTdsServer(const Section& server, const Section* global) {
     return WithPort(host, port.empty() && global != nullptr ? (*global)["port"] : port);
 }
 
-// In FreeTDS's own order: an entry of its file, an address, a server.
+// Keys are tried in FreeTDS's order: an entry of freetds.conf, an address, a server.
 std::string OdbcServer(const Section& dataSource, const std::vector<Section>& freeTds) {
     const std::string entry = dataSource["servername"];
     if (const Section* server = FindSection(freeTds, entry); !entry.empty() && server != nullptr) {
@@ -161,7 +170,7 @@ std::string OdbcServer(const Section& dataSource, const std::vector<Section>& fr
 }
 
 bool IsServerName(std::string_view name) {
-    return !name.empty() && name.size() <= kLongestServer && name.front() != ',' &&
+    return !name.empty() && name.size() <= kLongestName && name.front() != ',' &&
            name.front() != '\\' && std::none_of(name.begin(), name.end(), [](char c) {
                return static_cast<unsigned char>(c) < 0x20 || c == 0x7F ||
                       std::string_view(";{}='\"").find(c) != std::string_view::npos;
@@ -173,6 +182,50 @@ void Add(std::vector<DataSource>& found, const Section& section, const std::stri
     if (IsServerName(server) && std::find(found.begin(), found.end(), source) == found.end()) {
         found.push_back(std::move(source));
     }
+}
+
+// Any host on the network can answer, so only safe names are accepted: the answer does not give the
+// code page of non-ASCII letters, and with a ":" or "/" the name could mean something other than a
+// server.
+bool IsPlainName(std::string_view name) {
+    return !name.empty() && name.size() <= kLongestName &&
+           std::all_of(name.begin(), name.end(), [](char c) {
+               return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                      std::string_view("-_.$#").find(c) != std::string_view::npos;
+           });
+}
+
+// Parses the record of one instance, "key;value;key;value". Empty if it names no usable server.
+std::string ServerOf(std::string_view record) {
+    const std::vector<std::string> pieces = Split(record, ';');
+    const auto value = [&](std::string_view key) {
+        for (std::size_t i = 0; i + 1 < pieces.size(); i += 2) {
+            if (EqualsIgnoreCase(pieces[i], key)) {
+                return pieces[i + 1];
+            }
+        }
+        return std::string();
+    };
+    const std::string host = value("ServerName");
+    const std::string instance = value("InstanceName");
+    if (!IsPlainName(host) || !IsPlainName(instance)) {
+        return {};
+    }
+    if (!EqualsIgnoreCase(instance, "MSSQLSERVER")) {
+        return host + "\\" + instance;
+    }
+    const std::string port = value("tcp");
+    return IsPort(port) && port != kDefaultPort ? host + "," + port : host;
+}
+
+// An embedded server is a folder, which can be written in several ways.
+bool SameServer(const std::string& a, const std::string& b) {
+    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
+        return EqualsIgnoreCase(a, b);
+    }
+    std::error_code error;
+    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
+                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
 }
 
 }  // namespace
@@ -213,6 +266,50 @@ std::vector<DataSource> ReadDataSources(const DataSourcePlaces& places) {
         }
     }
     return found;
+}
+
+std::vector<std::string> ParseServerAnswer(std::string_view datagram) {
+    if (datagram.size() < kHeaderSize || datagram[0] != kAnswer) {
+        return {};
+    }
+    const std::size_t length =
+        static_cast<unsigned char>(datagram[1]) +
+        static_cast<std::size_t>(static_cast<unsigned char>(datagram[2])) * 256;
+    std::string_view rest = datagram.substr(kHeaderSize);
+    if (length != rest.size()) {
+        return {};
+    }
+    std::vector<std::string> servers;
+    // The last record is dropped if it was cut off before its ";;".
+    for (std::size_t end = rest.find(";;"); end != rest.npos; end = rest.find(";;")) {
+        if (std::string server = ServerOf(rest.substr(0, end)); !server.empty()) {
+            servers.push_back(std::move(server));
+        }
+        rest.remove_prefix(end + 2);
+    }
+    return servers;
+}
+
+DatabaseList ListDatabases(const ConnectionFactory& connect, const ServerLogin& login) {
+    std::unique_ptr<Connection> connection;
+    std::string errorText;
+    if (!ConnectDatabase(connect, login, connection, errorText)) {
+        throw DatabaseError({errorText});
+    }
+    DatabaseList list;
+    list.ServerName = connection->Property("Server Name");
+    FillDatabaseList(list.Names, *connection);
+    connection->Close();
+    return list;
+}
+
+std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
+    std::vector<std::string> names = list.Names;
+    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
+        const std::string own = warehouse.DefaultDatabase();
+        std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
+    }
+    return names;
 }
 
 }  // namespace morvane

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ui/Messages.h"
+
+#include <QAbstractButton>
+#include <QMessageBox>
+#include <QTimer>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+
+#include "core/ErrorTrap.h"
+#include "run/ConsoleText.h"
+
+namespace morvane {
+
+namespace {
+
+constexpr const char* kTitle = "Morvane";
+constexpr std::chrono::milliseconds kEndingPoll{200};
+
+// Returns the button that was pressed, or nothing if the program is ending.
+std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::string_view text,
+                           QMessageBox::StandardButtons buttons,
+                           const std::function<bool()>& isEnding) {
+    if (isEnding && isEnding()) {
+        return std::nullopt;
+    }
+    const PointerShape arrow(Qt::ArrowCursor);  // the caller may have set the busy pointer
+    QMessageBox box(icon, ToQString(title), ToQString(text).trimmed(), buttons,
+                    QApplication::activeWindow());
+    box.setTextFormat(Qt::PlainText);
+    box.setTextInteractionFlags(Qt::TextSelectableByMouse);
+    for (QAbstractButton* button : box.buttons()) {
+        button->setIcon({});  // no other window has icons on its buttons
+    }
+    bool closed = false;
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, &box, [&] {
+        if (isEnding && isEnding()) {
+            closed = true;
+            box.done(QDialog::Rejected);
+        }
+    });
+    watch.start(kEndingPoll);
+    const int pressed = box.exec();
+    return closed ? std::nullopt : std::optional(pressed);
+}
+
+}  // namespace
+
+MessageBoxPrompt::MessageBoxPrompt(std::function<bool()> isEnding)
+    : isEnding_(std::move(isEnding)) {}
+
+void MessageBoxPrompt::ShowMessage(std::string_view title, std::string_view text,
+                                   MessageStyle style) {
+    const auto icon =
+        style == MessageStyle::Critical ? QMessageBox::Critical : QMessageBox::Information;
+    if (!ShowBox(icon, title, text, QMessageBox::Ok, isEnding_)) {
+        WriteConsoleText(std::cerr, std::string(title) + ": " + std::string(text));
+    }
+}
+
+std::optional<bool> MessageBoxPrompt::AskYesNo(std::string_view title, std::string_view question) {
+    const std::optional<int> pressed = ShowBox(QMessageBox::Question, title, question,
+                                               QMessageBox::Yes | QMessageBox::No, isEnding_);
+    return pressed ? std::optional(*pressed == QMessageBox::Yes) : std::nullopt;
+}
+
+void ShowCaught(UserPrompt& prompt) noexcept {
+    try {
+        try {
+            throw;
+        } catch (const std::exception& error) {
+            prompt.ShowMessage(kTitle, Describe(error), MessageStyle::Critical);
+        }
+    } catch (...) {
+        std::fputs("Morvane: an error has occurred and cannot be shown\n", stderr);
+    }
+}
+
+void Require(bool done, std::string& errorText) {
+    if (!done) {
+        throw std::runtime_error(std::exchange(errorText, {}));
+    }
+}
+
+void Window::ShowMessage(std::string_view text, MessageStyle style) {
+    prompt_.ShowMessage(kTitle, text, style);
+}
+
+bool Application::notify(QObject* receiver, QEvent* event) {
+    try {
+        return QApplication::notify(receiver, event);
+    } catch (...) {
+        ShowCaught(prompt_);
+        return false;
+    }
+}
+
+}  // namespace morvane

@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "dialogs/ServerLists.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+
+#include "support/TempFolder.h"
+
+namespace morvane::testing {
+namespace {
+
+using Servers = std::vector<std::string>;
+
+std::string Answer(const std::string& records) {
+    return std::string("\x05") + static_cast<char>(records.size() & 0xFF) +
+           static_cast<char>(records.size() >> 8) + records;
+}
+
+std::string Instance(const std::string& host, const std::string& name, const std::string& port) {
+    return "ServerName;" + host + ";InstanceName;" + name +
+           ";IsClustered;No;Version;15.0.2000.5;tcp;" + port + ";;";
+}
+
+TEST(ServerAnswer, NamesTheInstancesOfAServer) {
+    const std::string three = Instance("DW01", "MSSQLSERVER", "1433") +
+                              Instance("DW01", "ARCHIVE", "49172") +
+                              Instance("DW02", "mssqlserver", "14330");
+    EXPECT_EQ(ParseServerAnswer(Answer(three)), (Servers{"DW01", "DW01\\ARCHIVE", "DW02,14330"}));
+}
+
+TEST(ServerAnswer, MalformedAndHostileAnswersNameNothing) {
+    const std::string good = Instance("DW01", "A", "1433");
+    for (const std::string& answer :
+         {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3),
+          "\x06" + Answer(good).substr(1), Answer(good).substr(0, 20), Answer(good) + "x",
+          Answer(good.substr(0, good.size() - 1)), Answer(";;;;;;;;"),
+          Answer("ServerName;;InstanceName;;;"), Answer("ServerName;DW01;;"),
+          Answer("ServerName;DW01;InstanceName;;"), Answer(std::string(65535, ';')),
+          Answer(Instance("DW\n01", "A", "1")), Answer(Instance("sqlite:/tmp", "A", "1")),
+          Answer(Instance("DW01", "A\\B", "1")), Answer(Instance(std::string(300, 'x'), "A", "1")),
+          Answer(Instance(std::string("DW\0", 3), "A", "1"))}) {
+        EXPECT_EQ(ParseServerAnswer(answer), Servers{}) << ::testing::PrintToString(answer);
+    }
+    EXPECT_EQ(ParseServerAnswer(Answer(Instance("D;W", "A", "1") + good)), Servers{"DW01\\A"});
+}
+
+TEST(DataSources, AreReadFromTheConfigurationFiles) {
+    const TempFolder files;
+    const auto write = [&](const char* name, const char* text) {
+        std::ofstream(files / name) << text;
+    };
+    write("odbc.ini",
+          "; all of them\n"
+          "[ODBC Data Sources]\nDW = warehouse\n"
+          "[DW]\r\n DRIVER = /usr/lib/libtdsodbc.so ; path\r\nserver = \"dw01\" # here\r\n"
+          "Port=1500\r\n"
+          "[Named]\nDriver={ODBC Driver 18 for SQL Server}\nServer=tcp:dw02\\ARCHIVE\n"
+          "[Through]\nDriver=FreeTDS\nServername=CENTRAL\nPort=7\n"
+          "[Ledger]\nDriver=PostgreSQL\nServer=pg\n"
+          "[Wrong]\nDriver=FreeTDS\nServer=dw03\nPort=http\n"
+          "[Unsafe]\nDriver=FreeTDS\nServer=dw04=x\n"
+          "[Cut\nDriver=FreeTDS\nServer=dw05\n");
+    write("user.ini", "[dw]\nDriver=FreeTDS\nAddress=dw09,1600\nServer=x\n[none]");
+    write("freetds.conf",
+          "[global]\n\ttds version = 7.4\n\tport = 1433\n"
+          "[central]\n\thost = dw06\n[Inst]\nHOST=dw07\nInstance=A\n[Old]\nhost=dw08\n"
+          "tds version = 5.0\n");
+    std::filesystem::create_directory(files / "folder.ini");
+    DataSourcePlaces places = {
+        {files / "missing", files / "folder.ini", files / "user.ini", files / "odbc.ini"},
+        {"/dev/zero", files / "freetds.conf"}};
+    const std::vector<DataSource> expected = {{"dw", "dw09,1600"},
+                                              {"Named", "tcp:dw02\\ARCHIVE"},
+                                              {"Through", "dw06,1433"},
+                                              {"central", "dw06,1433"},
+                                              {"Inst", "dw07\\A"}};
+    EXPECT_EQ(ReadDataSources(places), expected);
+    places.OdbcIni.erase(places.OdbcIni.begin() + 2);
+    EXPECT_EQ(ReadDataSources(places).front(), (DataSource{"DW", "dw01,1500"}));
+}
+
+TEST(DataSourcePlaces, AreWhereTheDriversLook) {
+    const auto places = [](std::map<std::string, std::string> variables) {
+        return FindDataSourcePlaces([=](const char* name) mutable { return variables[name]; });
+    };
+    const DataSourcePlaces usual = places({{"HOME", "/home/a"}});
+    EXPECT_EQ(usual.OdbcIni,
+              (std::vector<std::filesystem::path>{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
+    EXPECT_EQ(usual.FreeTdsConf, (std::vector<std::filesystem::path>{"/home/a/.freetds.conf",
+                                                                     "/etc/freetds/freetds.conf"}));
+    const DataSourcePlaces other = places(
+        {{"ODBCINI", "/o.ini"}, {"ODBCSYSINI", "/s"}, {"FREETDSCONF", "/f"}, {"FREETDS", "/t"}});
+    EXPECT_EQ(other.OdbcIni, (std::vector<std::filesystem::path>{"/o.ini", "/s/odbc.ini"}));
+    EXPECT_EQ(other.FreeTdsConf[0], "/f");
+    EXPECT_EQ(other.FreeTdsConf[1], "/t/etc/freetds.conf");
+}
+
+}  // namespace
+}  // namespace morvane::testing

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ui/Messages.h"
+
+#include <QMessageBox>
+
+#include "UiTest.h"
+#include "db/modDatabaseOperations.h"
+#include "ui/frmMain.h"
+#include "ui/frmSetFactTableFilters.h"
+
+namespace morvane::testing {
+namespace {
+
+constexpr const char* kNoMemory = "Morvane|There is not enough memory.";
+
+struct Slots : UiFixture {
+    Slots() { State.WarehouseConnection = Warehouse.Connect(); }
+};
+
+TEST_F(Slots, ShowWhatIsThrownAndKeepTheWindowOpen) {
+    CreateArchiveTable(*State.WarehouseConnection);
+    Browse.Fails = true;
+    frmMain settings(State, Services, Browse);
+    frmSetFactTableFilters conditions(State, Services, Browse, nullptr);
+    for (QWidget* window : std::initializer_list<QWidget*>{&settings, &conditions}) {
+        window->show();
+        Prompt.Shown.clear();
+        Click(*window, "cmdServer");
+        EXPECT_EQ(Prompt.Shown, std::vector<std::string>{kNoMemory});
+        Prompt.Failures = 1;
+        ::testing::internal::CaptureStderr();
+        Click(*window, "cmdServer");
+        EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+                  "Morvane: an error has occurred and cannot be shown\n");
+        EXPECT_TRUE(window->isVisible());
+    }
+}
+
+TEST_F(Slots, AWindowThatFailsToCloseStaysOpenAndCanBeClosedAgain) {
+    frmMain settings(State, Services, Browse);
+    settings.show();
+    State.LockHeld = true;
+    Prompt.Failures = 1;  // of the message about the broken lock table
+    Warehouse.Run("CREATE TABLE dwm_multiuse(other int); INSERT INTO dwm_multiuse VALUES(1)");
+    settings.close();
+    EXPECT_TRUE(settings.isVisible());
+    EXPECT_EQ(Prompt.Shown, std::vector<std::string>{kNoMemory});
+    settings.close();
+    EXPECT_FALSE(settings.isVisible());
+}
+
+TEST(ApplicationTest, DropsAnEventWhoseHandlerThrows) {
+    struct : QObject {
+        bool event(QEvent*) override { throw std::bad_alloc(); }
+    } receiver;
+    QCoreApplication::postEvent(&receiver, new QEvent(QEvent::User));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(ApplicationPrompt().Shown, std::vector<std::string>{kNoMemory});
+}
+
+TEST(MessageBoxes, CloseUnansweredWhenTheProgramEnds) {
+    bool ending = false;
+    MessageBoxPrompt prompt([&] { return ending; });
+    WhenModalOpens(
+        [](QWidget& box) { qobject_cast<QMessageBox*>(&box)->button(QMessageBox::Yes)->click(); });
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), true);
+    WhenModalOpens([&](QWidget&) { ending = true; });
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt);
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "it does not open";
+    ::testing::internal::CaptureStderr();
+    prompt.ShowMessage("Morvane", "No \x1b[2J.", MessageStyle::Critical);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Morvane: No \\x1b[2J.\n");
+}
+
+}  // namespace
+}  // namespace morvane::testing
