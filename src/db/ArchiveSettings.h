@@ -8,7 +8,7 @@
 
 namespace morvane {
 
-// Where the archive is and how to log in there.
+// The archive database and the login for it.
 struct ArchiveSettings {
     ServerLogin Login;
     std::string Database;
@@ -19,12 +19,12 @@ struct ArchiveSettings {
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings);
 void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings);
 
-// From the one row of the warehouse's dwm_archive, NULL as an empty text. Throws DatabaseError,
-// also when there is no such row.
+// Reads the only row of dwm_archive, with NULL as an empty text. Throws DatabaseError, also if
+// there is no row.
 ArchiveSettings ReadArchiveSettings(Connection& warehouse);
 
-// Writes that row. The values stand in the statement as they are, the password too, so that none
-// may hold a single quote: DatabaseError names the field then, and nothing is sent.
+// Updates that row. The values are pasted into the statement, so none may contain a single quote:
+// in that case throws a DatabaseError that names the field, and sends nothing.
 void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive);
 
 }  // namespace morvane

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "base/Clock.h"
+#include "core/ErrorTrap.h"
 #include "core/LogStream.h"
-#include "core/Outcome.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 

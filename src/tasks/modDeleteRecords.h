@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/Connection.h"
-#include "core/Outcome.h"
+#include "core/ErrorTrap.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 

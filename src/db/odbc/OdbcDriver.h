@@ -4,11 +4,17 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/RunSettings.h"
 
 namespace morvane::odbc {
+
+// False for control characters and for those with a meaning in connection strings.
+bool IsServerNameCharacter(char c);
+// Whether the text is a TCP port, 1 to 65535.
+bool IsPort(std::string_view text);
 
 // What a connection string is made of.
 struct LoginDetails {
