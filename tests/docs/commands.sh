@@ -1,17 +1,17 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs the commands that the documentation shows, each page's in their order and in a folder of its
-# own. Arguments: the programs morvane, morvane-demo and morvane-nightly.
+# Runs the commands of the documentation, page by page, each page in its own folder. Arguments: the
+# paths of morvane, morvane-demo and morvane-nightly.
 #
-# What becomes of a block of code depends on the words behind its three backquotes:
-#   sh              is run
-#   sh server       is run, and ends because there is no such server
+# The words after the three backquotes of a code block tell what to do with it:
+#   sh              run it
+#   sh server       run it, and expect that it cannot connect to the server
 #   sh repository   names scripts of this repository, which others run; they must be there
-#   sh package      is run by the test of the packages
-#   sh windows      is for Windows, where nothing was ever run
-#   sql             is run by sqlite3, and is the file star.sql
-#   sql server      is for the server alone
-#   output          ends the output of the block before it
+#   sh package      nothing: the package tests run it
+#   sh windows      nothing: it is for Windows
+#   sql             save it as star.sql and run it with sqlite3
+#   sql server      nothing: it is for SQL Server
+#   output          compare it with the last lines that the previous block printed
 set -euo pipefail
 program=$1
 make_warehouse=$2
@@ -33,7 +33,7 @@ fail() {
     exit 1
 }
 
-# The exit code of morvane is always 0, but what goes wrong is on standard error.
+# morvane always exits with 0 and writes errors to standard error.
 run_block() {
     bash -eu "$block" >output 2>errors </dev/null || fail "a command failed: $(cat output errors)"
     [ ! -s errors ] || fail "$(cat errors)"
@@ -41,7 +41,7 @@ run_block() {
 
 run_on_no_server() {
     bash -eu "$block" >output 2>errors </dev/null || fail "a command failed: $(cat output errors)"
-    grep -q '^Error while connecting to : ' errors || fail "it did not come to connecting: $(cat errors)"
+    grep -q '^Error while connecting to : ' errors || fail "it did not try to connect: $(cat errors)"
 }
 
 find_scripts() {
@@ -51,7 +51,7 @@ find_scripts() {
         bash -n "$repository/$script"
         found=1
     done
-    [ -n "$found" ] || fail "it names no script"
+    [ -n "$found" ] || fail "it does not name a script"
 }
 
 run_sql() {
@@ -60,7 +60,7 @@ run_sql() {
 }
 
 compare_output() {
-    tail -n "$(wc -l <"$block")" output | diff "$block" - || fail "this is not the output"
+    tail -n "$(wc -l <"$block")" output | diff "$block" - || fail "the output differs"
 }
 
 for page in README.md $(cd "$repository" && echo docs/*.md); do
@@ -77,7 +77,7 @@ for page in README.md $(cd "$repository" && echo docs/*.md); do
     sqlite3 scratch.db 'CREATE TABLE store(store_key int)'
     if grep -nE '^ {4}(morvane|scripts/|bench/|cmake |build/|sudo |apt)' "$repository/$page"; then
         block=/dev/null
-        fail "commands outside of a block that says what they are"
+        fail "commands outside of a marked code block"
     fi
     for block in blocks/*; do
         [ -e "$block" ] || continue
@@ -88,7 +88,7 @@ for page in README.md $(cd "$repository" && echo docs/*.md); do
         sql) run_sql ;;
         output) compare_output ;;
         sh-package | sh-windows | sql-server) ;;
-        *) fail "what is to become of this?" ;;
+        *) fail "unknown kind of code block" ;;
         esac
         ran=$((ran + 1))
     done

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <gtest/gtest.h>
 
+#include <fstream>
+
+#include "base/Text.h"
 #include "core/DatabaseError.h"
 #include "support/ErrorOf.h"
 #include "support/TestWarehouse.h"
@@ -89,6 +92,21 @@ class DateComparison : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
+TEST_F(DateComparison, FindsTheRowsOfEveryCase) {
+    std::ifstream cases(MORVANE_SCRIPTS_FOLDER "/dates.cases");
+    int count = 0;
+    for (std::string line; std::getline(cases, line);) {
+        if (const std::size_t arrow = line.find(" =>"); arrow != std::string::npos) {
+            ExpectFinds(line.substr(0, arrow), std::string(Trim(line.substr(arrow + 3))));
+            ++count;
+        }
+    }
+    EXPECT_GT(count, 40);
+    // The dates of a subquery are compared as they are stored.
+    EXPECT_EQ(Ids("at in (select started from other)"), "3");
+    EXPECT_EQ(Ids("at = (select max(at) from sale where at < '20190102')"), "4");
+}
+
 TEST_F(DateComparison, ATextMeansTheMidnightOfItsDay) {
     for (const std::string day : {"'20190101'", "'2019-01-01'", "'1/1/2019'", "N'20190101'",
                                   "'2019-01-01 00:00'", "{ts '2019-01-01 00:00:00'}"}) {
@@ -129,64 +147,6 @@ TEST_F(DateComparison, TheOrderOfDatesIsTheirOrderInTime) {
     }
 }
 
-TEST_F(DateComparison, RangesAndListsCompareEachOfTheirTexts) {
-    ExpectFinds("id > 1 and at between '20181231' and '20190101' and id < 3", "2");
-    ExpectFinds("at between dateadd(day, -1, '20190101') and '20190101'", "1 2 3");
-    ExpectFinds("day not in ('1/1/2019', '20200101')", "1 2 5");
-    EXPECT_EQ(Ids("at in (select started from other)"), "3");
-    EXPECT_EQ(Ids("at = (select max(at) from sale where at < '20190102')"), "4");
-}
-
-TEST_F(DateComparison, QualifiedAndQuotedColumnsAreFound) {
-    ExpectFinds("sale.at <= '20190101'", "1 2 3");
-    ExpectFinds("[sale].[at] <= '20190101'", "1 2 3");
-    ExpectFinds("dbo.sale.at <= '20190101'", "1 2 3");
-    ExpectFinds("AT <= '20190101'", "1 2 3");
-    EXPECT_TRUE(connection->ColumnExists("SALE", "Day"));
-    ExpectFinds("\"at\" <= '20190101'", "1 2 3");
-}
-
-TEST_F(DateComparison, AnotherTableOfTheStatementDoesNotHideTheColumn) {
-    ExpectFinds("at <= '20190101' and id in (select id + 1 from other)", "2");
-    ExpectFinds("at = '20190101' and exists (select 1 from other o where o.at = 'x')", "3");
-    ExpectFinds("exists (select 1 from other where at = 'x') and at = '20190101'", "3");
-    ExpectFinds("exists (select 1 from other where started = '20190101' and at = 'x') and id = 1",
-                "1");
-}
-
-TEST_F(DateComparison, TextsAndTextColumnsStayTexts) {
-    ExpectFinds("code = '20190101'", "3 4");
-    ExpectFinds("code <= '20181231'", "1 2");
-    ExpectFinds("code = '2019-01-01'", "");
-    ExpectFinds("code in ('20190101', 'x')", "3 4");
-    ExpectFinds("code = 'no date at all' or id = 1", "1");
-    ExpectFinds("convert(varchar(8), at, 112) <= '20181231'", "1 2");
-    ExpectFinds("convert(char(10), at, 120) = '2019-01-01'", "3 4");
-    ExpectFinds("code like '201812%'", "1 2");
-    ExpectFinds("code like '2019010[2-9]'", "5");
-}
-
-TEST_F(DateComparison, FunctionsOfDatesCompareAsDates) {
-    ExpectFinds("at < dateadd(day, 1, '20181231')", "1 2");
-    ExpectFinds("day <= dateadd(day, 1, '20181231')", "1 2 3 4");
-    ExpectFinds("day = {d '2019-01-01'}", "3 4");
-    ExpectFinds("day between {d '2019-01-01'} and dateadd(day, 1, '20190101')", "3 4 5");
-    ExpectFinds("year(at) < 2019 and month(day) = 12 and day(at) = 31", "1 2");
-    ExpectFinds("datediff(day, at, '20190101') = 0", "3 4");
-    ExpectFinds("datediff(month, at, '20190115') > 0", "1 2");
-    ExpectFinds("at <= convert(datetime, '20190101')", "1 2 3");
-    ExpectFinds("at <= convert(date, '20190101')", "1 2 3");
-    ExpectFinds("at = cast('20190101' as date)", "3");
-    ExpectFinds("day = convert(date, '20190101')", "3 4");
-    ExpectFinds("day = convert(datetime, '20190101', 112)", "3 4");
-    ExpectFinds("day = cast(at as date)", "1 2 3 4 5");
-    ExpectFinds("at = day", "1 3 5");
-    ExpectFinds("sale.day < at", "2 4");
-    ExpectFinds("cast(at as date) <= '1/1/2019'", "1 2 3 4");
-    ExpectFinds("dateadd(day, 1, at) <= '20190101'", "1");
-    ExpectFinds("isnull(at, '20190101') = '20190101'", "3 6");
-}
-
 TEST_F(DateComparison, RelativeConditionsMoveWithTheClock) {
     connection->Execute("update sale set as_at = dateadd(year, -2, getdate()) where id = 1");
     connection->Execute(
@@ -198,11 +158,6 @@ TEST_F(DateComparison, RelativeConditionsMoveWithTheClock) {
 }
 
 TEST_F(DateComparison, ANumberAddedToADateCountsDays) {
-    ExpectFinds("at - 1 < '20190101'", "1 2 3 4");
-    ExpectFinds("day + 1 = '2019-01-02'", "3 4");
-    ExpectFinds("at < dateadd(day, 0, '20190104') - 1 - 2", "1 2");
-    ExpectFinds("at between convert(datetime, '20190103') - 2 and convert(date, '20181231') + 1",
-                "3");
     connection->Execute("update sale set as_at = getdate() where id < 4");
     EXPECT_EQ(Ids("getdate() - 1 < at"), "1 2 3");
     EXPECT_EQ(Ids("at < getdate() - 730"), "4 5");

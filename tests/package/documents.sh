@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Checks the manual, the pages, the desktop entry and the units of an installed tree. Arguments: its usr folder
-# and the name of its package.
+# Checks the manual pages, documentation, desktop entry and systemd units of an installation. Arguments: its usr
+# folder and the name of the package.
 set -euo pipefail
 usr=$1
 documentation=$usr/share/doc/$2
@@ -24,14 +24,14 @@ for program in "$usr"/bin/*; do
     esac
 done
 
-# section <title>: of morvane(1), as it was written.
+# section <title>: prints the source of a section of morvane(1).
 section() {
     zcat "$usr/share/man/man1/morvane.1.gz" | sed -n "/^\.SH $1\$/,/^\.SH/p"
 }
 section OPTIONS | sed -n 's/^\.BI\? \\\(-[a-z][a-z]*\).*/\1/p' | sort -u >"$work/documented"
 "$usr/bin/morvane" -help | grep -o -- '-[a-z]\+' | sort -u >"$work/offered"
 [ "$(wc -l <"$work/offered")" -gt 20 ] || fail "-help does not list the options"
-diff "$work/offered" "$work/documented" || fail "options that -help (<) or the manual (>) misses"
+diff "$work/offered" "$work/documented" || fail "options only in -help (<) or only in the manual (>)"
 
 # Names in quotes where variables are read: "MORVANE_...", getenv("..."), variable("...").
 grep -rhoE '"MORVANE_[A-Z_]+"|(getenv|variable)\("[A-Z_]+"\)|kVariables\{.*\}' src |
@@ -59,9 +59,9 @@ if [ -d "$usr/share/applications" ]; then
 fi
 if command -v systemd-analyze >/dev/null; then
     cp "$documentation"/examples/*.service "$documentation"/examples/*.timer "$work"
-    # The program is not where the system would look for it.
+    # The installation is not in the system's path.
     sed -i "s|^ExecStart=|&$usr/bin/|" "$work/morvane-nightly.service"
     systemd-analyze verify --man=no "$work"/morvane-nightly.{service,timer} 2>"$work/remarks" ||
         fail "$(cat "$work/remarks")"
-    ! grep "$work" "$work/remarks" || fail "not all of a unit is understood"
+    ! grep "$work" "$work/remarks" || fail "systemd does not understand all of a unit"
 fi

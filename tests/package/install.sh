@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds the packages, installs them into a clean root, runs the demo from there and takes them away
-# again. With the argument "debootstrap" the root is a small Debian in which apt finds what the
-# packages depend on; otherwise it is empty, and this system's libraries serve.
+# Builds the packages, installs them into a clean root, runs the demo there and removes them again.
+# With the argument "debootstrap" the root is a minimal Debian, where apt resolves the dependencies.
+# Otherwise it is empty, and the programs use this system's libraries.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 kind=${1:-empty}
@@ -39,12 +39,12 @@ check_empty_root() {
     "$here/documents.sh" "$root/usr" morvane
     PATH="$root/usr/bin:$PATH" "$here/nightly.sh"
 
-    echo "== Package without, in its place"
+    echo "== Package without windows, replacing it"
     "${dpkg[@]}" -i "$packages"/morvane-headless_*.deb >"$work/log" 2>&1 || fail "$(cat "$work/log")"
     "$here/documents.sh" "$root/usr" morvane-headless
     PATH="$root/usr/bin:$PATH" "$here/nightly.sh"
     ! ldd "$root/usr/bin/morvane" | grep -i qt || fail "the headless program needs Qt"
-    [ ! -e "$root/usr/share/doc/morvane" ] || fail "the other package has left its documentation"
+    [ ! -e "$root/usr/share/doc/morvane" ] || fail "the other package left its documentation"
 
     "${dpkg[@]}" -r morvane-headless >"$work/log" 2>&1 || fail "$(cat "$work/log")"
     [ -z "$(left_over)" ] && [ ! -e "$root/usr" ] || fail "left behind: $(find "$root/usr")"
@@ -52,7 +52,7 @@ check_empty_root() {
 
 check_debian_root() {
     scripts/install-packages.sh debootstrap
-    echo "== A small Debian"
+    echo "== A minimal Debian"
     as_root debootstrap --variant=minbase bookworm "$root" >"$work/log" || fail "$(tail "$work/log")"
     as_root mount -t proc proc "$root/proc"
     as_root cp "$packages"/*.deb "$here/nightly.sh" "$root/root"
@@ -64,11 +64,11 @@ check_debian_root() {
     in_root sh -c 'apt-get install -yq /root/morvane-headless_*.deb' >"$work/log" 2>&1 ||
         fail "$(cat "$work/log")"
     in_root odbcinst -q -d | grep -q FreeTDS || fail "the driver is not registered"
-    in_root dpkg-query -W -f '${Package}\n' | sort | comm -13 "$work/before" - | xargs echo "   with it came"
+    in_root dpkg-query -W -f '${Package}\n' | sort | comm -13 "$work/before" - | xargs echo "   installed with it:"
     in_root apt-get install -yq --no-install-recommends sqlite3 >"$work/log" 2>&1
     in_root /root/nightly.sh
 
-    echo "== Package with windows, in its place"
+    echo "== Package with windows, replacing it"
     in_root sh -c 'apt-get install -yq --no-install-recommends /root/morvane_*.deb' >"$work/log" 2>&1 ||
         fail "$(cat "$work/log")"
     ! in_root ldd /usr/bin/morvane | grep 'not found' || fail "a library is missing"
@@ -90,21 +90,21 @@ check_cmake_install() {
     cmake --install "build/$preset" --prefix "$work/prefix" >"$work/log" || fail "$(cat "$work/log")"
     "$here/documents.sh" "$work/prefix" morvane
 
-    echo "-- into a folder that cannot be written"
+    echo "-- into a read-only folder"
     mkdir -p "$work/locked/bin"
     echo "mine" >"$work/locked/bin/morvane"
-    # A mount, since permissions do not bind root.
+    # A read-only mount, because root ignores permissions.
     if ! as_root mount --bind "$work/locked" "$work/locked" 2>"$work/log"; then
         echo "   skipped: $(cat "$work/log")"
         return
     fi
     as_root mount -o remount,ro,bind "$work/locked"
     ! cmake --install "build/$preset" --prefix "$work/locked" >"$work/log" 2>&1 ||
-        fail "it was installed all the same"
+        fail "it was installed in a read-only folder"
     as_root umount "$work/locked"
     grep -q "$work/locked/bin/morvane.*Read-only" <<<"$(tr '\n' ' ' <"$work/log")" || fail "$(cat "$work/log")"
-    [ "$(find "$work/locked" -type f)" = "$work/locked/bin/morvane" ] || fail "files have come"
-    [ "$(cat "$work/locked/bin/morvane")" = mine ] || fail "a file has changed"
+    [ "$(find "$work/locked" -type f)" = "$work/locked/bin/morvane" ] || fail "files were added"
+    [ "$(cat "$work/locked/bin/morvane")" = mine ] || fail "a file was changed"
 }
 
 case $kind in
@@ -114,7 +114,7 @@ empty) check_empty_root; check_cmake_install ;;
 esac
 if command -v lintian >/dev/null; then
     echo "== lintian"
-    # The address of the developers is nobody's.
+    # The maintainer's address is a placeholder.
     lintian --allow-root --fail-on error,warning \
         --suppress-tags bogus-mail-host,bogus-mail-host-in-debian-changelog "$packages"/*.deb
 fi

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs morvane-nightly, which the path must lead to, with a program that shows its words and with the
-# real one on a demo warehouse.
+# Tests the morvane-nightly that is found in the path: with a program that prints its arguments, and
+# with morvane on a demo warehouse.
 set -euo pipefail
 fail() { echo "$*" >&2; exit 1; }
 work=$(mktemp -d)
@@ -10,7 +10,7 @@ shop="$work/my  shop"
 config="$work/my config"
 status="$work/my status"
 
-# nightly <expected exit code> <options...>: what it printed is then in the file output.
+# nightly <expected exit code> <options...>: runs it and keeps its output in the file "output".
 nightly() {
     local expected=$1 code=0
     shift
@@ -18,7 +18,7 @@ nightly() {
     [ "$code" -eq "$expected" ] || fail "exit code $code, not $expected: $(cat "$work/output")"
 }
 
-echo "-- words of the file arrive as they are"
+echo "-- words of the file are passed on unchanged"
 mkdir "$work/shown"
 cat >"$work/shown/morvane" <<'PROGRAM'
 #!/bin/sh
@@ -59,19 +59,19 @@ echo "$login -chkmd -mark -grep -del -log \"$shop/my  logs\"" >"$config"
 nightly 0
 grep -q '^ok' "$status"
 [ "$(find "$shop/my  logs" -name '*Report*.html' | wc -l)" -eq 3 ] || fail "no reports"
-nightly 0 15 16 17 18 19 20 21 22 23 # as many words as there may be
+nightly 0 15 16 17 18 19 20 21 22 23 # the largest number of words
 nightly 1 -db none
 grep -q 'ended with "failure"' "$work/output"
 grep -q '^failure' "$status"
 
-echo "-- a lock that a dead run has left is not taken for a run that was done"
+echo "-- a lock left by a killed run is a failure"
 sqlite3 "$shop/retail.db" 'UPDATE dwm_multiuse SET lock = 1'
 nightly 1
 grep -q 'Nobody could be asked' "$work/output"
 grep -q 'nothing was done' "$work/output"
 sqlite3 "$shop/retail.db" 'UPDATE dwm_multiuse SET lock = 0'
 
-echo "-- what cannot be started leaves the warehouse and the status alone"
+echo "-- a run that cannot start does not touch the warehouse and the status"
 nightly 1 -db none
 nightly 2 15 16 17 18 19 20 21 22 23 24
 grep -q 'more than 23 words' "$work/output"
@@ -81,7 +81,7 @@ nightly 2
 grep -q 'cannot read the file' "$work/output"
 mv "$work/elsewhere" "$config"
 
-echo "-- a signal cancels the run, which is waited for"
+echo "-- a signal cancels the run, and morvane-nightly waits for it"
 rm "$status"
 setsid morvane-nightly "$config" "$status" >"$work/output" 2>&1 &
 started=$!

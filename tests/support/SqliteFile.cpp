@@ -64,6 +64,15 @@ std::string SqliteFile::Text(const std::string& sql) const {
     return text;
 }
 
+std::string SqliteFile::Dump() const {
+    std::string dump = Text("SELECT type, name, sql FROM sqlite_schema ORDER BY type, name");
+    for (const std::string& table :
+         Rows("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
+        dump += "\n" + table + ": " + Text("SELECT * FROM \"" + table + "\"");
+    }
+    return dump;
+}
+
 Loader::Loader(const SqliteFile& file) {
     sqlite3* handle = nullptr;
     sqlite3_open(file.Path().c_str(), &handle);

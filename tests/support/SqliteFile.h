@@ -24,6 +24,8 @@ class SqliteFile {
     std::vector<std::string> Rows(const std::string& sql) const;
     // The rows joined by spaces.
     std::string Text(const std::string& sql) const;
+    // The definitions and rows of all tables.
+    std::string Dump() const;
 
   private:
     std::string path_;

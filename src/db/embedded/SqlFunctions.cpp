@@ -43,7 +43,9 @@ std::string_view TextOf(sqlite3_value* value) {
 }
 
 void ReturnText(sqlite3_context* context, std::string_view text) {
-    sqlite3_result_text64(context, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    // A null pointer would be NULL.
+    sqlite3_result_text64(context, text.empty() ? "" : text.data(), text.size(), SQLITE_TRANSIENT,
+                          SQLITE_UTF8);
 }
 
 void ReturnError(sqlite3_context* context, const std::string& text) {
