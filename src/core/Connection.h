@@ -38,10 +38,9 @@ class Connection {
 
     // Connection properties: "Data Source", "Integrated Security", "User ID", "Password" and
     // "Initial Catalog"; on an open connection also "Server Name" and, for SQL Server,
-    // "Engine Edition" (SERVERPROPERTY's number). An unset property is empty. "Expected
-    // Rows" tells an engine that can use it how many rows the next DELETE will take. "Copy Server"
-    // and "Copy Database" name the only other database that an INSERT may write to, for engines
-    // that enforce this themselves.
+    // "Engine Edition" (SERVERPROPERTY's number). An unset property is empty.
+    // "Copy Server" and "Copy Database" name the only other database that an INSERT may write to,
+    // for engines that enforce this themselves.
     virtual std::string Property(std::string_view name) const = 0;
     virtual void SetProperty(std::string_view name, std::string_view value) = 0;
 
@@ -62,9 +61,10 @@ class Connection {
     // On failure the database is unchanged.
     virtual void SetDefaultDatabase(std::string_view name) = 0;
 
-    // Executes one statement; returns the number of rows affected, or -1 if the server reports
-    // none.
-    virtual std::int64_t Execute(std::string_view sql) = 0;
+    // Executes one statement. Returns the number of rows affected, or -1 if the server reports
+    // none. `expectedRows`: how many rows a DELETE is expected to affect, if known; an engine may
+    // choose its plan by it.
+    virtual std::int64_t Execute(std::string_view sql, std::int64_t expectedRows = 0) = 0;
     virtual std::unique_ptr<Recordset> OpenRecordset(
         std::string_view sql, RecordsetKind kind = RecordsetKind::Buffered) = 0;
     virtual std::unique_ptr<Command> CreateCommand() = 0;

@@ -48,7 +48,9 @@ class ForwardingConnection : public Connection {
     std::string DefaultDatabase() const override { return target_->DefaultDatabase(); }
     void SetDefaultDatabase(std::string_view name) override { target_->SetDefaultDatabase(name); }
 
-    std::int64_t Execute(std::string_view sql) override { return target_->Execute(sql); }
+    std::int64_t Execute(std::string_view sql, std::int64_t expectedRows) override {
+        return target_->Execute(sql, expectedRows);
+    }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
         return target_->OpenRecordset(sql, kind);
     }

@@ -93,9 +93,9 @@ class TracedConnection : public ForwardingConnection {
           sink_(std::move(sink)),
           catalogue_(std::move(catalogue)) {}
 
-    std::int64_t Execute(std::string_view sql) override {
+    std::int64_t Execute(std::string_view sql, std::int64_t expectedRows) override {
         sink_(MaskPasswords(sql).Text);
-        return ForwardingConnection::Execute(sql);
+        return ForwardingConnection::Execute(sql, expectedRows);
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
         sink_(MaskPasswords(sql).Text);

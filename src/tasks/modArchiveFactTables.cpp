@@ -133,8 +133,7 @@ void Archiving::DeleteArchivedRows(const std::string& table, const std::string& 
                                    std::int64_t archived) {
     Transaction transaction(warehouse_);
     const std::string sql = "delete from " + table + " where " + condition;
-    warehouse_.SetProperty("Expected Rows", std::to_string(archived));
-    const std::int64_t deleted = warehouse_.Execute(sql);
+    const std::int64_t deleted = warehouse_.Execute(sql, archived);
     if (deleted > archived) {
         throw DatabaseError(
             {fmt::format("{} rows of {} meet the condition now, and {} were archived: none of "

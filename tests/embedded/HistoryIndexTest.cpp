@@ -11,7 +11,7 @@ namespace {
 
 using testing::TestWarehouse;
 
-// One element of 3,000 versions, each a day long and numbered by its day, and rows of others.
+// One element with 3,000 versions, one per day, and rows of other elements.
 class HistoryIndexTest : public ::testing::Test {
   protected:
     static constexpr int kHandedOn = 200;
@@ -24,7 +24,7 @@ class HistoryIndexTest : public ::testing::Test {
             "INSERT INTO dim VALUES(-1, 'other', '2000-01-02 00:00:00'), (-2, 'key', NULL)");
     }
 
-    // Each even version hands its start on to the next one. Returns the number of indexes then.
+    // Each even version passes its start to the next one. Returns the number of indexes.
     std::string HandOn(StatementBatch& batch) const {
         for (int day = 0; day < 2 * kHandedOn; day += 2) {
             const auto at = [&](int i) {
@@ -61,7 +61,7 @@ class HistoryIndexTest : public ::testing::Test {
     std::unique_ptr<Connection> connection = warehouse.Connect();
 };
 
-TEST_F(HistoryIndexTest, ALongBatchHasAnIndexUntilItIsFinished) {
+TEST_F(HistoryIndexTest, ExistsDuringALongBatch) {
     Transaction transaction(*connection);
     const auto batch = connection->CreateBatch();
     EXPECT_EQ(HandOn(*batch), "1");
@@ -70,7 +70,7 @@ TEST_F(HistoryIndexTest, ALongBatchHasAnIndexUntilItIsFinished) {
     ExpectHandedOn(kHandedOn);
 }
 
-TEST_F(HistoryIndexTest, TheIndexGoesWithTheBatchOrItsTransaction) {
+TEST_F(HistoryIndexTest, EndsWithTheBatchOrTheTransaction) {
     {
         Transaction transaction(*connection);
         EXPECT_EQ(HandOn(*connection->CreateBatch()), "1");
@@ -87,7 +87,7 @@ TEST_F(HistoryIndexTest, TheIndexGoesWithTheBatchOrItsTransaction) {
     ExpectHandedOn(0);
 }
 
-TEST_F(HistoryIndexTest, WithoutATransactionOrWithATextThatIsNoDateThereIsNone) {
+TEST_F(HistoryIndexTest, RequiresATransactionAndValidDates) {
     EXPECT_EQ(HandOn(*connection->CreateBatch()), "0");
     ExpectHandedOn(kHandedOn);
     warehouse.Run(

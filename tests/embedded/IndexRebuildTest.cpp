@@ -10,8 +10,8 @@ namespace {
 
 using testing::TestWarehouse;
 
-// A table of 80,000 rows with an index of each kind; `later` is made after them, so that the
-// catalogue shows which indexes were made anew.
+// A table of 80,000 rows with an index of each kind. `later` is created after them, so that the
+// catalogue shows which indexes were re-created.
 class IndexRebuildTest : public ::testing::Test {
   protected:
     IndexRebuildTest() {
@@ -29,19 +29,19 @@ class IndexRebuildTest : public ::testing::Test {
     std::string Catalogue() const {
         return warehouse.Text("SELECT name, sql FROM sqlite_schema ORDER BY name");
     }
-    bool MadeAnew() const {
+    bool Recreated() const {
         return warehouse.Text(
                    "SELECT count(*) FROM sqlite_schema WHERE tbl_name = 'facts' AND "
                    "rowid > (SELECT rowid FROM sqlite_schema WHERE name = 'later')") == "3";
     }
     std::int64_t Delete(const std::string& condition, int expectedRows) {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", std::to_string(expectedRows));
-        const std::int64_t rows = connection->Execute("delete from FACTS where " + condition);
+        const std::int64_t rows =
+            connection->Execute("delete from FACTS where " + condition, expectedRows);
         transaction.Commit();
         return rows;
     }
-    // The table as it was but for the rows that went, and each index in step with it.
+    // The table has only lost rows, and its indexes are intact.
     void ExpectWhole(const std::string& rows) const {
         EXPECT_EQ(Catalogue(), catalogue);
         EXPECT_EQ(warehouse.Text("SELECT count(*) FROM facts"), rows);
@@ -53,48 +53,46 @@ class IndexRebuildTest : public ::testing::Test {
     std::string catalogue;
 };
 
-TEST_F(IndexRebuildTest, IndexesAreMadeAnewWhereManyRowsGo) {
+TEST_F(IndexRebuildTest, RecreatesIndexesForALargeDelete) {
     warehouse.Run("ANALYZE");
     catalogue = Catalogue();
     EXPECT_EQ(Delete("id <= 60000", 60000), 60000);
-    EXPECT_TRUE(MadeAnew());
+    EXPECT_TRUE(Recreated());
     ExpectWhole("20000");
     EXPECT_EQ(warehouse.Text("SELECT stat FROM sqlite_stat1 WHERE idx = 'ix_k'"), "20000 1")
         << "statistics are of the table as it is";
 }
 
-TEST_F(IndexRebuildTest, IndexesStayWhereItWouldNotPayOrCouldDoHarm) {
+TEST_F(IndexRebuildTest, KeepsIndexesWhereRecreatingIsSlowerOrUnsafe) {
     EXPECT_EQ(Delete("id <= 5", 10), 5);
     EXPECT_EQ(Delete("id IN (SELECT f.id FROM facts f WHERE f.k = facts.id * 7919)", 60000), 5)
         << "the condition's own query wants the index";
-    connection->SetProperty("Expected Rows", "60000");
-    EXPECT_EQ(connection->Execute("delete from facts where id <= 40"), 30) << "no transaction";
+    EXPECT_EQ(connection->Execute("delete from facts where id <= 40", 60000), 30)
+        << "no transaction";
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
         const auto rows =
             connection->OpenRecordset("SELECT id FROM facts", RecordsetKind::Streamed);
-        EXPECT_EQ(connection->Execute("delete from facts where id <= 60"), 20);
+        EXPECT_EQ(connection->Execute("delete from facts where id <= 60", 60000), 20);
         EXPECT_FALSE(rows->Eof());
     }
-    EXPECT_FALSE(MadeAnew());
+    EXPECT_FALSE(Recreated());
     ExpectWhole("79960");
     warehouse.Run("CREATE TRIGGER t DELETE ON facts BEGIN DELETE FROM later; END");
     catalogue = Catalogue();
     EXPECT_EQ(Delete("id <= 50", 60000), 10);
-    EXPECT_FALSE(MadeAnew());
+    EXPECT_FALSE(Recreated());
     ExpectWhole("79950");
 }
 
-TEST_F(IndexRebuildTest, TheNumberOfRowsCountsForOneStatementAndLargeTablesAskForMore) {
+TEST_F(IndexRebuildTest, AppliesToOneStatementAndALargePartOfTheTable) {
     EXPECT_EQ(Delete("id <= 100", 60000), 100);
-    EXPECT_TRUE(MadeAnew());
+    EXPECT_TRUE(Recreated());
     warehouse.Run("DROP TABLE later; CREATE TABLE later(a int)");
     connection = warehouse.Connect();
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
-        connection->Execute("delete from later where a <= 1");
+        connection->Execute("delete from later where a <= 1", 60000);
         connection->Execute("delete from facts where id <= 200");
         transaction.Commit();
     }
@@ -102,22 +100,21 @@ TEST_F(IndexRebuildTest, TheNumberOfRowsCountsForOneStatementAndLargeTablesAskFo
         "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 330000)"
         "  INSERT INTO facts SELECT i + 100000, i + 100000, NULL, 0 FROM r");
     EXPECT_EQ(Delete("id <= 300", 50000), 100);
-    EXPECT_FALSE(MadeAnew());
+    EXPECT_FALSE(Recreated());
     ExpectWhole("409700");
 }
 
-TEST_F(IndexRebuildTest, AFailureOnTheWayLeavesTheTableAsItWas) {
+TEST_F(IndexRebuildTest, AFailureLeavesTheTableUnchanged) {
     // The last row alone holds no date.
     warehouse.Run("UPDATE facts SET moment = 'never' WHERE id = 80000");
     {
         Transaction transaction(*connection);
-        connection->SetProperty("Expected Rows", "60000");
-        EXPECT_THROW(
-            connection->Execute("delete from facts where dateadd(day, 1, moment) > '2000-01-01'"),
-            DatabaseError);
+        EXPECT_THROW(connection->Execute(
+                         "delete from facts where dateadd(day, 1, moment) > '2000-01-01'", 60000),
+                     DatabaseError);
         EXPECT_THROW(transaction.Commit(), DatabaseError) << "the transaction is over";
     }
-    EXPECT_FALSE(MadeAnew());
+    EXPECT_FALSE(Recreated());
     ExpectWhole("80000");
 }
 

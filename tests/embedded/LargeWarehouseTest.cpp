@@ -38,7 +38,7 @@ class LargeWarehouse : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(LargeWarehouse, AQuestionAskedOftenIsAnsweredAlike) {
+TEST_F(LargeWarehouse, AnswersFrequentQueriesCorrectly) {
     for (int i = 0; i < 50; ++i) {
         const auto rows = connection->OpenRecordset(
             "SELECT dwm_tables.*, foreign_columns f FROM dwm_tables, [dwm_star_relations] r WHERE"
@@ -53,7 +53,7 @@ TEST_F(LargeWarehouse, AQuestionAskedOftenIsAnsweredAlike) {
     }
 }
 
-TEST_F(LargeWarehouse, AnAnswerHoldsWhatWasChangedBeforeIt) {
+TEST_F(LargeWarehouse, SeesEveryEarlierChange) {
     const std::string change = "UPDATE dwm_star_relations SET foreign_columns = 'c' || rowid";
     const auto again = connection->CreateCommand();
     again->SetText("UPDATE DWM_STAR_RELATIONS SET foreign_columns = foreign_columns + 'x'");
@@ -100,8 +100,8 @@ std::string List(int first, int last, const std::string& more = "", const char* 
     return "(" + list + more + ")";
 }
 
-// One after the other: the engine keeps the list of the query before.
-TEST_F(LargeWarehouse, AListMeansWhatItSays) {
+// The engine keeps the list of the previous query.
+TEST_F(LargeWarehouse, ComparesWithAllTextsOfAList) {
     warehouse.Run(
         "CREATE TABLE born(d datetime, n int); INSERT INTO born VALUES('2019-10-11 00:00:00', 5)");
     const std::string days = "SELECT count(*) FROM dwm_star_relations WHERE dwm_star_relations.";
@@ -128,7 +128,7 @@ TEST_F(LargeWarehouse, AListMeansWhatItSays) {
         << "texts that are compared with dates are read as dates";
 }
 
-TEST_F(LargeWarehouse, AListOutlivesARollback) {
+TEST_F(LargeWarehouse, KeepsAListAfterARollback) {
     const std::string query =
         "SELECT count(*) FROM dwm_star_relations WHERE dwm_star_relations.primary_table IN ";
     EXPECT_EQ(First(query + List(0, 300)), "301");

@@ -36,7 +36,7 @@ class LinkedServer : public ::testing::Test {
         }
         command->Execute();
     }
-    // Only where the connection has been told to; `target` is in the database "hist" there.
+    // Allows copying to the database "hist", which holds `target`.
     std::int64_t CopyTo(const std::string& target, const std::string& server) {
         connection->SetProperty("Copy Server", server);
         connection->SetProperty("Copy Database", "hist");
@@ -56,7 +56,7 @@ class LinkedServer : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(LinkedServer, IsThereFromItsAddingToItsDropping) {
+TEST_F(LinkedServer, ExistsFromAddToDrop) {
     EXPECT_NE(ErrorOf([&] { CopyTo(Server() + ".hist.dbo.t"); }), "no error");
     EXPECT_NE(ErrorOf([&] { CopyTo("[" + Server() + "].hist.dbo.t"); }).find("linked server"),
               std::string::npos);
@@ -79,7 +79,7 @@ TEST_F(LinkedServer, IsThereFromItsAddingToItsDropping) {
     EXPECT_EQ(archive.Text("SELECT id FROM t"), "1 2 1 2");
 }
 
-TEST_F(LinkedServer, MayLieInAFolderOfAnyName) {
+TEST_F(LinkedServer, CanBeAFolderOfAnyName) {
     for (const char* name : {"with blank", "dot.ted.name", "it's", "say \"x\"", "a]b[c",
                              "semi;colon", "select -- from", "per%cent?#x", "ünï"}) {
         SCOPED_TRACE(name);
@@ -97,8 +97,8 @@ TEST_F(LinkedServer, MayLieInAFolderOfAnyName) {
     EXPECT_EQ(archive.Text("SELECT count(*) FROM t"), "0");
 }
 
-// A file that stayed attached would stay locked, and be what a bare name finds.
-TEST_F(LinkedServer, NothingIsLeftAttachedAfterSuccessOrFailure) {
+// An attached file would remain locked, and unqualified names would find its tables.
+TEST_F(LinkedServer, LeavesNothingAttached) {
     const std::string rowset = Rowset(Server(), "hist.dbo.t");
     archive.Run("CREATE TABLE alone(id int); CREATE TABLE strict(id int CHECK(id < 2))");
     for (int round = 0; round < 15; ++round) {  // more than SQLite attaches at a time
@@ -115,7 +115,7 @@ TEST_F(LinkedServer, NothingIsLeftAttachedAfterSuccessOrFailure) {
     EXPECT_EQ(testing::ListFiles(folder.Path()), "moved.db");
 }
 
-TEST_F(LinkedServer, AnotherDatabaseOfTheSameServerIsReachedToo) {
+TEST_F(LinkedServer, ReachesAnotherDatabaseOfTheSameServer) {
     const SqliteFile same(warehouse.Folder() + "/hist.db");
     same.Run("CREATE TABLE t(id int)");
     EXPECT_EQ(CopyTo(Rowset(warehouse.Server(), "hist.dbo.t"), warehouse.Server()), 2);
@@ -125,8 +125,8 @@ TEST_F(LinkedServer, AnotherDatabaseOfTheSameServerIsReachedToo) {
         << "the database itself";
 }
 
-// The rows that go to the archive are new ones, and come from the warehouse.
-TEST_F(LinkedServer, ReachesNoOtherFileThanItWasToldAndThatOnlyToAddRows) {
+// The archive receives new rows from the warehouse; nothing else is possible.
+TEST_F(LinkedServer, ReachesOnlyTheCopyDatabaseAndOnlyToInsert) {
     SqliteFile(folder / "other.db").Run("CREATE TABLE t(id int); INSERT INTO t VALUES(7)");
     archive.Run("CREATE UNIQUE INDEX one ON t(id); CREATE TABLE only_there(id int)");
     ASSERT_EQ(CopyTo(Rowset(Server(), "hist.dbo.t")), 2);

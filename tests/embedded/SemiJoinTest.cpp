@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/SemiJoin.h"
+#include "db/embedded/Translation.h"
 
 #include <gtest/gtest.h>
 

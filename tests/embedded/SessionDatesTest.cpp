@@ -70,7 +70,7 @@ class SessionDates : public ::testing::Test {
     std::unique_ptr<Connection> connection;
 };
 
-TEST_F(SessionDates, FollowTheOrderAndTheLanguageThatWereSetLast) {
+TEST_F(SessionDates, FollowTheLastDateOrderOrLanguage) {
     const std::string find = "at = '2020-02-01'";
     EXPECT_EQ(Ids(find), "1");
     for (const auto& [statement, id] :
@@ -95,7 +95,7 @@ TEST_F(SessionDates, FollowTheOrderAndTheLanguageThatWereSetLast) {
     EXPECT_EQ(Ids(find), "1") << "another session";
 }
 
-TEST_F(SessionDates, WhereTheDayComesFirstOnlyADatetimeReadsTheDashedFormSo) {
+TEST_F(SessionDates, ReadTheDashedFormByColumnTypeIfTheDayComesFirst) {
     connection->Execute("SET DATEFORMAT dmy");
     for (const char* found1 :
          {"at = '2020-02-01T00:00:00'", "at = '2020-02-01T00:00:00.000'", "at = '20200201'",
@@ -122,7 +122,7 @@ TEST_F(SessionDates, WhereTheDayComesFirstOnlyADatetimeReadsTheDashedFormSo) {
         << "columns of dates are what they are";
 }
 
-TEST_F(SessionDates, WhatIsNoDateInTheOrderFailsInTheServersWords) {
+TEST_F(SessionDates, FailWithTheServersMessageForAnInvalidDate) {
     connection->Execute("SET DATEFORMAT dmy");
     for (const char* day13 :
          {"at = '2020-01-13'", "at < '2020-01-13 00:00:00'", "datediff(day, '2020-01-13', at) = 0",
@@ -189,7 +189,7 @@ TEST_F(SessionDates, AreWrittenInTheFormOfTheirColumn) {
     EXPECT_EQ(warehouse.Text("SELECT length(day) FROM t WHERE id = 1"), "10");
 }
 
-TEST_F(SessionDates, ParametersThatAreComparedSeveralTimesKeepTheirPlaces) {
+TEST_F(SessionDates, AllowParametersThatAreComparedRepeatedly) {
     const auto command = CommandWith(
         "select id from t where ? > at and id < ? and (day = ? or at2 between ? and ?) and id <> ?",
         "20200301");
@@ -199,8 +199,8 @@ TEST_F(SessionDates, ParametersThatAreComparedSeveralTimesKeepTheirPlaces) {
     EXPECT_EQ(Ids(*command->OpenRecordset()), "2");
 }
 
-// One prepared statement serves all literals, whatever the session was when it was prepared.
-TEST_F(SessionDates, FindTheRowsOfADeletionByLiterals) {
+// One prepared statement serves all literals and sessions.
+TEST_F(SessionDates, FindRowsToDeleteByLiterals) {
     warehouse.Run("UPDATE t SET code = 'it''s'");
     const auto taken = [&](const std::string& condition) {
         connection->BeginTrans();

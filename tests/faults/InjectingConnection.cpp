@@ -66,9 +66,9 @@ class InjectingConnection : public ForwardingConnection {
                    [&] { ForwardingConnection::SetDefaultDatabase(name); });
     }
 
-    std::int64_t Execute(std::string_view sql) override {
+    std::int64_t Execute(std::string_view sql, std::int64_t expectedRows) override {
         return plan_.Pass(MaskPasswords(sql).Text, true,
-                          [&] { return ForwardingConnection::Execute(sql); });
+                          [&] { return ForwardingConnection::Execute(sql, expectedRows); });
     }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override {
         auto rows =
@@ -83,7 +83,7 @@ class InjectingConnection : public ForwardingConnection {
     // Every statement of a batch is a point.
     std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
         return std::make_unique<ImmediateBatch>(
-            [this](std::string_view sql) { return Execute(sql); },
+            [this](std::string_view sql) { return Execute(sql, 0); },
             [this] { return CreateCommand(); }, std::move(counted));
     }
 

@@ -13,7 +13,6 @@
 #include "base/Text.h"
 #include "db/embedded/AlterTable.h"
 #include "db/embedded/Names.h"
-#include "db/embedded/SemiJoin.h"
 #include "db/embedded/StatementCache.h"
 #include "db/embedded/Translation.h"
 #include "dialogs/SelectQuery.h"

@@ -17,8 +17,7 @@ namespace {
 
 constexpr const char* kNewTable = "morvane_new_table";
 
-// The names of the columns that rows can be copied into, in quotes, comma-separated: computed ones
-// are left out.
+// The quoted names of all columns except computed ones, comma-separated.
 std::string ColumnList(const SqliteDatabase& database, std::string_view table) {
     SqliteStatement columns(database.Handle(), "SELECT name FROM pragma_table_info(?)", "");
     columns.Bind(1, Value(std::string(table)));
@@ -30,7 +29,7 @@ std::string ColumnList(const SqliteDatabase& database, std::string_view table) {
     return Join(names, ", ");
 }
 
-// One ALTER TABLE statement at work.
+// Executes one ALTER TABLE statement.
 class Alteration {
   public:
     Alteration(const SqliteDatabase& database, std::string_view sql,
@@ -48,7 +47,7 @@ class Alteration {
     void DropConstraint();
     void AddPrimaryKey();
     void RequireNotNull(const std::string& column) const;
-    void MakeAnew(const CreateStatement& definition, const std::string& extraColumn = {});
+    void Recreate(const CreateStatement& definition, const std::string& extraColumn = {});
     void CopyInto(const CreateStatement& definition, const std::string& extraColumn);
     bool IsEmpty() const;
 
@@ -94,7 +93,7 @@ void Alteration::FindTable() {
     createText_ = reinterpret_cast<const char*>(sqlite3_column_text(find.Handle(), 1));
 }
 
-// The definition goes through the translation of CREATE TABLE, for its type and default.
+// Translates the column definition as part of a CREATE TABLE.
 void Alteration::AddColumn(std::size_t begin) {
     std::size_t end = tokens_.size();
     const bool withValues = IsAt(tokens_, end - 2, "with") && IsAt(tokens_, end - 1, "values");
@@ -111,8 +110,8 @@ void Alteration::AddColumn(std::size_t begin) {
     }
     CreateStatement definition(createText_);
     definition.AddColumn(column.Items()[0]);
-    // Without WITH VALUES the rows that are there get NULL, where the column takes it.
-    MakeAnew(definition, withValues || required ? "" : tokens_[begin].Text);
+    // Without WITH VALUES, existing rows get NULL if the column allows it.
+    Recreate(definition, withValues || required ? "" : tokens_[begin].Text);
 }
 
 void Alteration::DropConstraint() {
@@ -121,7 +120,7 @@ void Alteration::DropConstraint() {
     if (!definition.DropConstraint(name, table_)) {
         Fail("'" + name + "' is not a constraint.");
     }
-    MakeAnew(definition);
+    Recreate(definition);
 }
 
 void Alteration::AddPrimaryKey() {
@@ -149,7 +148,7 @@ void Alteration::AddPrimaryKey() {
     }
     definition.AddConstraint("CONSTRAINT " + tokens_[5].Text + " PRIMARY KEY " +
                              JoinTokens(TokenSpan(&columns, 1)));
-    MakeAnew(definition);
+    Recreate(definition);
 }
 
 void Alteration::RequireNotNull(const std::string& column) const {
@@ -167,10 +166,9 @@ void Alteration::RequireNotNull(const std::string& column) const {
     }
 }
 
-// `extraColumn` is a new column that the rows get as NULL; without it new columns get their
-// default.
-void Alteration::MakeAnew(const CreateStatement& definition, const std::string& extraColumn) {
-    std::vector<std::string> others;  // the statements of its indexes and triggers
+// Existing rows get NULL in `extraColumn`; other new columns get their default.
+void Alteration::Recreate(const CreateStatement& definition, const std::string& extraColumn) {
+    std::vector<std::string> others;  // definitions of indexes and triggers
     SqliteStatement dependents(database_.Handle(),
                                "SELECT sql FROM sqlite_schema WHERE tbl_name = ? COLLATE NOCASE"
                                " AND type IN ('index', 'trigger') AND sql IS NOT NULL",
@@ -180,13 +178,13 @@ void Alteration::MakeAnew(const CreateStatement& definition, const std::string& 
         others.emplace_back(
             reinterpret_cast<const char*>(sqlite3_column_text(dependents.Handle(), 0)));
     }
-    // Else the renaming looks at all views and triggers, and refuses where one of them names the
-    // table, which at that moment is gone.
+    // Without this, the renaming fails if a view or trigger uses the table, which does not exist at
+    // that moment.
     sqlite3_db_config(database_.Handle(), SQLITE_DBCONFIG_LEGACY_ALTER_TABLE, 1, nullptr);
     database_.Run("SAVEPOINT morvane_alter");
     try {
         if (IsEmpty()) {
-            // The renaming would read the definitions of all tables.
+            // Renaming would read the definitions of all tables.
             database_.Run("DROP TABLE " + QuotedName(table_));
             database_.Run(definition.TextFor(table_));
         } else {

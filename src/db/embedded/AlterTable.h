@@ -8,12 +8,12 @@
 
 namespace morvane::embedded {
 
-// The ALTER TABLE forms that the program sends and SQLite does not have, done by making the table
-// anew with its rows, indexes and triggers, all or nothing:
+// Executes the forms of ALTER TABLE that the program sends and SQLite lacks. Re-creates the table
+// with its rows, indexes and triggers, all or nothing:
 //   ALTER TABLE t ADD c type [NULL | NOT NULL] [DEFAULT value [WITH VALUES]]
 //   ALTER TABLE t DROP CONSTRAINT name
 //   ALTER TABLE t ADD CONSTRAINT name PRIMARY KEY [CLUSTERED | NONCLUSTERED] (c, ...) [ON [g]]
-// Throws DatabaseError for any other form, and where the server would refuse.
+// Throws DatabaseError for other forms and where the server would fail.
 void AlterTable(const SqliteDatabase& database, std::string_view sql,
                 const TranslationContext& context);
 

@@ -4,21 +4,22 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <map>
+#include <string>
+#include <vector>
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "db/embedded/ColumnTypes.h"
 #include "db/embedded/CreateStatement.h"
-#include "db/embedded/DateDefault.h"
 #include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
 namespace {
 
-// What "varchar(max)" became when the table was made.
+// The length that CREATE TABLE stores for "varchar(max)".
 constexpr int kMaxLength = 2147483647;
 
 std::string ColumnText(const SqliteStatement& row, int column) {
@@ -80,10 +81,10 @@ std::string CollationOf(const SqliteDatabase& database, std::string_view table,
     return EqualsIgnoreCase(text, "binary") ? "" : text;
 }
 
-// A table's columns, computed ones among them. Hidden columns of virtual tables are left out.
+// The columns of a table, including computed ones, without hidden columns of virtual tables.
 constexpr std::string_view kColumns = "pragma_table_xinfo(?1) WHERE hidden <> 1";
 
-// What the catalogue says of each column, in the table's order.
+// An expression on the catalogue for each column, in order.
 std::vector<std::string> ColumnTexts(const SqliteDatabase& database, std::string_view what,
                                      std::string_view condition, std::string_view table) {
     SqliteStatement columns(
@@ -103,14 +104,79 @@ bool HasRow(const SqliteDatabase& database, std::string_view sql, std::string_vi
     return statement.Step();
 }
 
-// Asks the schema in memory, which is as new as the last statement: a look at each of the many rows
-// of the one in the file is spared. It knows more names than the warehouse has tables, and no
-// views.
+// Checks the schema in memory, which is current and faster than reading the schema table. It has
+// names besides those of the warehouse's tables, but no views.
 bool IsTable(const SqliteDatabase& database, std::string_view table) {
     const std::string name = ToLower(table);
     return !name.starts_with("sqlite_") &&
            sqlite3_table_column_metadata(database.Handle(), "main", name.c_str(), nullptr, nullptr,
                                          nullptr, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+struct KnownType {
+    std::string_view Name;
+    DataType Type;
+    int Size;       // bytes, or characters when no length is declared
+    int Precision;  // when none is declared
+};
+
+constexpr std::array kKnownTypes = {
+    KnownType{"bit", DataType::Boolean, 2, 0},
+    KnownType{"tinyint", DataType::TinyInt, 1, 3},
+    KnownType{"smallint", DataType::SmallInt, 2, 5},
+    KnownType{"int", DataType::Integer, 4, 10},
+    KnownType{"integer", DataType::Integer, 4, 10},
+    KnownType{"bigint", DataType::BigInt, 8, 19},
+    KnownType{"real", DataType::Single, 4, 7},
+    KnownType{"float", DataType::Double, 8, 15},
+    KnownType{"money", DataType::Currency, 8, 19},
+    KnownType{"smallmoney", DataType::Currency, 8, 10},
+    KnownType{"decimal", DataType::Numeric, 19, 18},
+    KnownType{"numeric", DataType::Numeric, 19, 18},
+    KnownType{"char", DataType::Char, 1, 0},
+    KnownType{"varchar", DataType::VarChar, 1, 0},
+    // The server's old long text cannot be compared; SQLite's "text" is what a varchar is.
+    KnownType{"text", DataType::VarChar, 2147483647, 0},
+    KnownType{"nchar", DataType::WChar, 1, 0},
+    KnownType{"nvarchar", DataType::VarWChar, 1, 0},
+    KnownType{"ntext", DataType::LongVarWChar, 1073741823, 0},
+    KnownType{"datetime", DataType::DBTimeStamp, 16, 23},
+    KnownType{"datetime2", DataType::DBTimeStamp, 16, 27},
+    KnownType{"smalldatetime", DataType::DBTimeStamp, 16, 16},
+    KnownType{"date", DataType::DBTimeStamp, 16, 10},
+    KnownType{"uniqueidentifier", DataType::Guid, 16, 0},
+    KnownType{"binary", DataType::Binary, 1, 0},
+    KnownType{"varbinary", DataType::VarBinary, 1, 0},
+};
+
+bool Contains(std::string_view text, std::string_view part) {
+    return text.find(part) != std::string_view::npos;
+}
+
+// SQLite's rules of column affinity, in their order.
+DataType TypeByAffinity(std::string_view name) {
+    const std::string upper = ToUpper(name);
+    if (Contains(upper, "INT")) {
+        return DataType::BigInt;
+    }
+    if (Contains(upper, "CHAR") || Contains(upper, "CLOB") || Contains(upper, "TEXT")) {
+        return DataType::VarChar;
+    }
+    if (Contains(upper, "REAL") || Contains(upper, "FLOA") || Contains(upper, "DOUB")) {
+        return DataType::Double;
+    }
+    return upper.empty() || Contains(upper, "BLOB") ? DataType::VarChar : DataType::Numeric;
+}
+
+std::vector<int> DeclaredNumbers(std::string_view declared, std::size_t open) {
+    std::vector<int> numbers;
+    const std::size_t close = declared.find(')', open);
+    for (const std::string& piece : SplitColumnList(declared.substr(open + 1, close - open - 1))) {
+        int number = 2147483647;  // "max"
+        std::from_chars(piece.data(), piece.data() + piece.size(), number);
+        numbers.push_back(number);
+    }
+    return numbers;
 }
 
 }  // namespace
@@ -128,7 +194,7 @@ std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_
     if (!IsTable(database, table) && !TableExists(database, table)) {
         return std::nullopt;
     }
-    // SQLite keeps an INTEGER PRIMARY KEY in the table itself, without a line in the index list.
+    // An INTEGER PRIMARY KEY is part of the table and not in the index list.
     found.Indexed = HasRow(database,
                            "SELECT 1 FROM pragma_index_list(?1) UNION ALL"
                            " SELECT 1 FROM pragma_table_info(?1) WHERE pk > 0",
@@ -224,6 +290,35 @@ std::vector<DateKind> DateKindsOfInserted(const SqliteDatabase& database, std::s
         kinds.push_back(DateKindOfType(type));
     }
     return kinds;
+}
+
+ColumnType ParseColumnType(std::string_view declared) {
+    const std::size_t open = declared.find('(');
+    const std::string_view name = Trim(declared.substr(0, open));
+    const auto* const known =
+        std::find_if(kKnownTypes.begin(), kKnownTypes.end(),
+                     [&](const KnownType& type) { return EqualsIgnoreCase(type.Name, name); });
+    ColumnType type;
+    if (known == kKnownTypes.end()) {
+        type.Type = TypeByAffinity(name);
+        return type;
+    }
+    type = {known->Type, known->Size, known->Precision, 0};
+    if (open == std::string_view::npos) {
+        return type;
+    }
+    const std::vector<int> numbers = DeclaredNumbers(declared, open);
+    if (known->Type == DataType::Numeric) {
+        type.Precision = numbers[0];
+        type.NumericScale = numbers.size() > 1 ? numbers[1] : 0;
+    } else if (known->Precision == 0) {
+        type.DefinedSize = numbers[0];
+    }
+    return type;
+}
+
+bool IsDateType(std::string_view declared) {
+    return ParseColumnType(declared).Type == DataType::DBTimeStamp;
 }
 
 }  // namespace morvane::embedded

@@ -6,25 +6,25 @@
 #include <string_view>
 #include <vector>
 
+#include "core/Recordset.h"
 #include "core/TableDefinition.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
 
-// Tables and views, letter case ignored.
+// Tables and views, ignoring case.
 bool TableExists(const SqliteDatabase& database, std::string_view table);
 std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_view table);
 
-// A table as its CREATE statement and the catalogue describe it. Throws DatabaseError for a table
-// that is not there.
+// Throws DatabaseError if the table does not exist.
 TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table);
 
-// What a date column holds: a day, or a day with its time. SessionDateTime (datetime and
-// smalldatetime) reads "2024-03-05" in the session's order; for Date and DateTime2 the month comes
-// before the day there in every session. Where two kinds meet, the later one of this list wins.
+// What a date column holds: a day, or a day with a time. SessionDateTime (datetime and
+// smalldatetime) reads "2024-03-05" in the session's date order; Date and DateTime2 always read the
+// month first. When two kinds are compared, the later one in this list is used.
 enum class DateKind { None, Date, SessionDateTime, DateTime2 };
 
-// What the value of a parameter is compared with, or written into.
+// The kind of date that a parameter is compared with or written to.
 struct DateParameter {
     DateKind Kind = DateKind::None;
     bool Written = false;
@@ -32,22 +32,36 @@ struct DateParameter {
 
 DateKind DateKindOfType(std::string_view declared);
 
-// What kind of date a column is declared as. No value when there is no such table or column.
+// The kind of date that a column is declared as. No value without such a table or column.
 std::optional<DateKind> DateKindOf(const SqliteDatabase& database, std::string_view table,
                                    std::string_view column);
 
-// True when a column may hold numbers, which SQLite sorts before every text: only an index of the
-// column tells at once that it does not.
+// True if a column may hold numbers, which SQLite sorts before all texts. Only an index of the
+// column can quickly prove that it does not.
 bool MayHoldNumbers(const SqliteDatabase& database, std::string_view table,
                     std::string_view column);
 
-// The expression of a computed column without a declared type, whose type is that of its
-// expression. Empty for any other column.
+// The expression of a computed column without a declared type. Empty for other columns.
 std::string UntypedExpression(const SqliteDatabase& database, std::string_view table,
                               std::string_view column);
 
-// The kinds of the columns that an INSERT without a column list gives values to: all but computed
-// ones, in the table's order. Empty when there is no such table.
+// The kinds of the columns filled by an INSERT without a column list: all except computed ones, in
+// order. Empty if there is no such table.
 std::vector<DateKind> DateKindsOfInserted(const SqliteDatabase& database, std::string_view table);
+
+// A column type as the server would describe it.
+struct ColumnType {
+    DataType Type = DataType::VarChar;
+    int DefinedSize = 0;
+    int Precision = 0;
+    int NumericScale = 0;
+};
+
+// Reads a declared type ("decimal(18,4)", "nvarchar(50)"). Types unknown to the server follow
+// SQLite's rules of affinity.
+ColumnType ParseColumnType(std::string_view declared);
+
+// True for types of dates, with or without a time of day.
+bool IsDateType(std::string_view declared);
 
 }  // namespace morvane::embedded

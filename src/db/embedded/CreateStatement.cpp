@@ -21,10 +21,10 @@ bool IsConstraint(const std::string& item) {
     return !tokens.empty() && IsOneOf(tokens[0], kFirstWords);
 }
 
-// Where PRIMARY KEY stands in a column definition or constraint, outside parentheses.
+// The tokens of PRIMARY KEY in a column definition or constraint.
 struct KeyPlace {
-    std::size_t Begin = 0;  // of CONSTRAINT name, when the key has one, else of PRIMARY
-    std::size_t End = 0;    // after KEY and what belongs to it in a column definition
+    std::size_t Begin = 0;  // CONSTRAINT if the key has a name, else PRIMARY
+    std::size_t End = 0;    // after KEY and its options in a column definition
     std::string Name;
 };
 
@@ -117,6 +117,25 @@ std::string CreateStatement::ComputedBy(std::string_view column) const {
 
 std::string CreateStatement::TextFor(std::string_view table) const {
     return "CREATE TABLE " + QuotedName(table) + " (" + Join(items_, ", ") + ") " + options_;
+}
+
+std::string ServerDefault(std::string_view sqliteDefault) {
+    Tokens tokens = Tokenize(sqliteDefault);
+    while (tokens.size() == 1 && tokens[0].IsGroup()) {
+        tokens = Tokens(std::move(tokens[0].Inside));
+    }
+    if (tokens.empty()) {
+        return {};
+    }
+    const std::string text = JoinTokens(tokens);
+    if (text == kLocalTimeDefault || EqualsIgnoreCase(text, "current_timestamp")) {
+        return "getdate()";
+    }
+    const Token& last = tokens.back();
+    const bool literal =
+        (last.Kind == TokenKind::Text || last.Kind == TokenKind::Number || last.Is("null")) &&
+        (tokens.size() == 1 || (tokens.size() == 2 && tokens[0].Is("-")));
+    return literal ? text : "(" + text + ")";
 }
 
 }  // namespace morvane::embedded

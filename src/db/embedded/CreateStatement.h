@@ -8,35 +8,42 @@
 
 namespace morvane::embedded {
 
-// The text of a CREATE TABLE statement taken apart, so that a table can be made anew with a column
-// or a constraint more or less. In the words of SQLite: what its schema table keeps.
+// The expression that stands for getdate() as a column default. SQLite stores it in the schema,
+// where other programs read it, so it uses only SQLite's own functions.
+inline constexpr std::string_view kLocalTimeDefault = "datetime('now', 'localtime')";
+
+// A default from SQLite's catalogue in T-SQL: getdate() for the above, a literal unchanged, any
+// other expression in parentheses.
+std::string ServerDefault(std::string_view sqliteDefault);
+
+// A CREATE TABLE statement of SQLite's schema, taken apart to re-create the table with a column or
+// constraint more or less.
 class CreateStatement {
   public:
     // Throws DatabaseError for anything but CREATE TABLE name (...).
     explicit CreateStatement(std::string_view sql);
 
-    // The name of the primary key's constraint: its own, or "PK_" and the table's. No value for a
-    // table without a primary key.
+    // The name of the primary key constraint, "PK_" and the table's name by default. No value
+    // without a primary key.
     std::optional<std::string> PrimaryKeyName(std::string_view table) const;
 
     void AddColumn(std::string text);
     void AddConstraint(std::string text) { items_.push_back(std::move(text)); }
-    // The primary key of that name, or another constraint of the table. False when there is none.
+    // Removes a primary key or table constraint. False if there is none of that name.
     bool DropConstraint(std::string_view name, std::string_view table);
 
-    // The expression that a column is computed by, without its parentheses; empty for one that is
-    // not.
+    // The expression of a computed column, without its parentheses; empty for other columns.
     std::string ComputedBy(std::string_view column) const;
 
-    // The statement for a table of another name.
+    // The statement for a table of that name.
     std::string TextFor(std::string_view table) const;
 
     const std::vector<std::string>& Items() const { return items_; }
-    // What follows the closing parenthesis.
+    // The text after the closing parenthesis.
     const std::string& Options() const { return options_; }
 
   private:
-    std::vector<std::string> items_;  // column definitions, then constraints, without the commas
+    std::vector<std::string> items_;  // column definitions, then constraints
     std::string options_;
 };
 

@@ -7,7 +7,7 @@
 #include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
 #include "db/embedded/EmbeddedConnection.h"
-#include "db/embedded/NameOrder.h"
+#include "db/embedded/Names.h"
 #include "db/embedded/Sqlite.h"
 #include "sql/Quoting.h"
 
@@ -37,7 +37,7 @@ std::string DatabaseFile(const std::string& folder, std::string_view database) {
     return folder + kPathSeparator + std::string(database) + ".db";
 }
 
-// One VALUES, since SQLite joins no more than 500 queries by UNION.
+// VALUES, because SQLite limits a UNION to 500 queries.
 std::string DatabaseList(const std::string& folder) {
     std::string rows;
     std::error_code error;
@@ -54,6 +54,42 @@ std::string DatabaseList(const std::string& folder) {
     return rows.empty() ? "(SELECT NULL AS name WHERE 0) AS sysdatabases"
                         : "(SELECT column1 COLLATE " + std::string(kNameOrder) +
                               " AS name FROM (VALUES " + rows + ")) AS sysdatabases";
+}
+
+AttachedDatabases::AttachedDatabases(SqliteDatabase& database,
+                                     const std::vector<std::string>& files)
+    : database_(database) {
+    try {
+        for (const std::string& file : files) {
+            Attach(file);
+        }
+    } catch (...) {
+        Detach();
+        throw;
+    }
+}
+
+void AttachedDatabases::Attach(const std::string& file) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(ToPath(file), error)) {
+        throw DatabaseError({"There is no database file \"" + file + "\"."});
+    }
+    database_.Run("ATTACH DATABASE " + QuotedText(file) + " AS " + QuotedName(file));
+    attached_.push_back(file);
+    if (sqlite3_db_readonly(database_.Handle(), file.c_str()) == 1) {
+        throw DatabaseError({"The file \"" + file + "\" is read-only."});
+    }
+}
+
+void AttachedDatabases::Detach() {
+    for (const std::string& file : attached_) {
+        try {
+            database_.Run("DETACH DATABASE " + QuotedName(file));
+        } catch (...) {
+            // It stays attached until the connection closes.
+        }
+    }
+    attached_.clear();
 }
 
 }  // namespace morvane::embedded

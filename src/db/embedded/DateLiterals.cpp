@@ -8,7 +8,6 @@
 
 #include "core/DatabaseError.h"
 #include "db/embedded/DateOperands.h"
-#include "db/embedded/StoredDates.h"
 #include "sql/Quoting.h"
 
 namespace morvane::embedded {

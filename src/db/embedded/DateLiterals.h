@@ -20,6 +20,11 @@ namespace morvane::embedded {
 void NormalizeDateTexts(Tokens& statement, const SqliteDatabase& catalogue, DateOrder order,
                         std::vector<DateParameter>& parameters);
 
+// Completes a statement whose texts NormalizeDateTexts has converted: a column of dates is compared
+// by the moment it holds, in whatever form another program wrote it. Indexes of the column remain
+// usable. A row that is compared and holds no date causes an error.
+void CompareStoredDates(Tokens& statement, const SqliteDatabase& catalogue);
+
 // A text in the form in which a date column of that kind holds it. Throws DatabaseError, with the
 // server's message, for a text that is not a date.
 std::string DateForColumn(std::string_view text, DateKind kind, DateOrder order);

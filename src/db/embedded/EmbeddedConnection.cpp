@@ -2,32 +2,14 @@
 #include "db/embedded/EmbeddedConnection.h"
 
 #include <algorithm>
-#include <charconv>
-#include <functional>
-#include <map>
-#include <optional>
-#include <utility>
-#include <vector>
 
-#include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "db/embedded/AlterTable.h"
-#include "db/embedded/AttachedDatabases.h"
-#include "db/embedded/BusyWait.h"
-#include "db/embedded/Catalogue.h"
 #include "db/embedded/Databases.h"
-#include "db/embedded/DateLiterals.h"
 #include "db/embedded/EmbeddedRecordset.h"
-#include "db/embedded/HistoryIndex.h"
+#include "db/embedded/EmbeddedSession.h"
 #include "db/embedded/IndexRebuild.h"
-#include "db/embedded/LiteralList.h"
-#include "db/embedded/MetaTableCopies.h"
 #include "db/embedded/Names.h"
-#include "db/embedded/SemiJoin.h"
-#include "db/embedded/SqlFunctions.h"
-#include "db/embedded/Sqlite.h"
-#include "db/embedded/StatementCache.h"
-#include "db/embedded/Translation.h"
 #include "sql/MaskPasswords.h"
 
 namespace morvane {
@@ -36,14 +18,7 @@ namespace embedded {
 
 namespace {
 
-struct IgnoreCaseLess {
-    using is_transparent = void;
-    bool operator()(std::string_view a, std::string_view b) const {
-        return ToLower(a) < ToLower(b);
-    }
-};
-
-// A place without a value would silently be NULL.
+// SQLite would treat a parameter without a value as NULL.
 void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
     if (statement.ParameterCount() != static_cast<int>(values)) {
         throw DatabaseError({"The statement has " + std::to_string(statement.ParameterCount()) +
@@ -52,179 +27,7 @@ void RequirePlaces(const SqliteStatement& statement, std::size_t values) {
     }
 }
 
-// How a text is read that meets a date: as a literal of the statement or as a program's value.
-using DateReader = std::string (*)(std::string_view text, DateParameter meets, DateOrder order);
-
-class EmbeddedConnection;
-
-// What outlives a connection knows it by this, which expires when it is closed.
-using OpenConnection = std::weak_ptr<EmbeddedConnection>;
-
-std::shared_ptr<EmbeddedConnection> Require(const OpenConnection& open,
-                                            std::string_view statement) {
-    auto connection = open.lock();
-    if (connection == nullptr) {
-        throw DatabaseError({"The connection is closed."}, MaskPasswords(statement));
-    }
-    return connection;
-}
-
-class EmbeddedCommand : public Command {
-  public:
-    explicit EmbeddedCommand(OpenConnection connection) : connection_(std::move(connection)) {}
-
-    void SetText(std::string_view sql) override { text_ = sql; }
-    void SetType(CommandType type) override { type_ = type; }
-    // Only another process's lock is waited for, as long as the connection says.
-    void SetTimeout(int) override {}
-    void AppendParameter(Parameter parameter) override {
-        parameters_.push_back(std::move(parameter));
-    }
-    void DeleteParameter(std::size_t position) override {
-        parameters_.erase(parameters_.begin() + static_cast<std::ptrdiff_t>(position));
-    }
-    void SetParameter(std::string_view name, const Value& value) override;
-    std::int64_t Execute() override;
-    std::unique_ptr<Recordset> OpenRecordset() override;
-
-  private:
-    std::vector<const Value*> Values() const;
-
-    OpenConnection connection_;
-    CommandType type_ = CommandType::Text;
-    std::string text_;
-    std::vector<Parameter> parameters_;
-};
-
-// Statements with parameters stay prepared for as long as the batch lives. An update that turns out
-// to read more rows than an index for it would cost gets one, until Finish().
-class EmbeddedBatch : public StatementBatch {
-  public:
-    EmbeddedBatch(OpenConnection connection, RowCountSink counted)
-        : connection_(std::move(connection)), counted_(std::move(counted)) {}
-
-    void Add(std::string_view sql, const std::vector<Parameter>& parameters) override;
-    void Finish() override;
-
-  private:
-    struct Prepared {
-        std::string Text;
-        CachedStatement Statement;
-        std::unique_ptr<HistoryIndex> Index;
-        std::int64_t Steps = 0;
-        std::int64_t StepsBeforeIndex = kStepsBeforeAsking;
-        bool Indexed = false;
-    };
-    // Some 20 milliseconds: a batch that is over before gains nothing from an index.
-    static constexpr std::int64_t kStepsBeforeAsking = 1000000;
-
-    Prepared& PreparedFor(EmbeddedConnection& connection, std::string_view sql);
-    void CountSteps(const SqliteDatabase& database, Prepared& prepared);
-
-    OpenConnection connection_;
-    RowCountSink counted_;
-    std::size_t added_ = 0;
-    std::weak_ptr<sqlite3> database_;  // where the statements are prepared
-    std::vector<Prepared> prepared_;   // a text or two
-    std::vector<const Value*> values_;
-};
-
-class EmbeddedConnection : public Connection {
-  public:
-    explicit EmbeddedConnection(std::function<bool()> cancelRequested)
-        : wait_(std::move(cancelRequested)) {}
-
-    std::string Property(std::string_view name) const override {
-        if (IsOpen() && EqualsIgnoreCase(name, "Server Name")) {
-            return Property("Data Source");
-        }
-        const auto found = properties_.find(name);
-        return found == properties_.end() ? "" : found->second;
-    }
-    void SetProperty(std::string_view name, std::string_view value) override;
-
-    int ConnectionTimeout() const override { return wait_.Seconds(); }
-    void SetConnectionTimeout(int seconds) override { wait_.SetSeconds(seconds); }
-
-    void Open() override;
-    void Close() override;
-    bool IsOpen() const override { return self_ != nullptr; }
-
-    std::string DefaultDatabase() const override { return context_.Database; }
-    void SetDefaultDatabase(std::string_view name) override;
-
-    std::int64_t Execute(std::string_view sql) override;
-    std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override;
-    std::unique_ptr<Command> CreateCommand() override {
-        Handle();
-        return std::make_unique<EmbeddedCommand>(self_);
-    }
-    std::unique_ptr<StatementBatch> CreateBatch(RowCountSink counted) override {
-        Handle();
-        return std::make_unique<EmbeddedBatch>(self_, std::move(counted));
-    }
-
-    void BeginTrans() override { Handle().Run("BEGIN IMMEDIATE"); }
-    void CommitTrans() override { Handle().Run("COMMIT"); }
-    void RollbackTrans() override;
-
-    void RequireName(NameOf what, std::string_view name) const override;
-
-    bool TableExists(std::string_view table) override {
-        return embedded::TableExists(Handle(), table);
-    }
-    std::optional<NamedTable> FindTable(std::string_view table) override {
-        return embedded::FindTable(Handle(), table);
-    }
-
-    TableDefinition DescribeTable(std::string_view table) override {
-        return embedded::DescribeTable(Handle(), table);
-    }
-
-    // What the commands of this connection need; the values fill the places in their order.
-    std::int64_t ExecuteText(std::string_view sql, const std::vector<const Value*>& values,
-                             DateReader readDate = ValueForColumn);
-    std::int64_t ExecuteProcedure(std::string_view name, const std::vector<const Value*>& values);
-    std::int64_t Run(CachedStatement& cached, const std::vector<const Value*>& values,
-                     DateReader readDate);
-    Translation TranslateHere(std::string_view sql);
-    SqliteDatabase& Handle();
-    std::unique_ptr<Recordset> OpenText(std::string_view sql,
-                                        const std::vector<const Value*>& values,
-                                        RecordsetKind kind);
-
-  private:
-    std::unique_ptr<Recordset> OpenAsWorded(std::string_view sql,
-                                            const std::vector<const Value*>& values,
-                                            RecordsetKind kind);
-    bool BindDate(SqliteStatement& statement, const std::vector<DateParameter>& meets,
-                  std::size_t i, const Value& value, DateReader readDate) const;
-    std::int64_t Alter(std::string_view sql);
-
-    // Owns nothing; there while the connection is open, for what may outlive it.
-    std::shared_ptr<EmbeddedConnection> self_;
-    std::map<std::string, std::string, IgnoreCaseLess> properties_;
-    std::int64_t expectedRows_ = 0;  // that the next DELETE takes; 0 when nobody said
-    bool compileOnly_ = false;
-    TranslationContext context_;
-    // Both outlive the database, which points to them.
-    BusyWait wait_;
-    FunctionContext functions_;
-    std::optional<SqliteDatabase> database_;
-    MetaTableCopies metaTables_;
-    LiteralList literalList_;
-    StatementCache cache_;
-    DeleteByLiterals deleteByLiterals_;
-    std::vector<const Value*> literals_;  // keeps its memory between the statements of a deletion
-};
-
-void EmbeddedConnection::SetProperty(std::string_view name, std::string_view value) {
-    if (EqualsIgnoreCase(name, "Expected Rows")) {
-        std::from_chars(value.data(), value.data() + value.size(), expectedRows_);
-        return;
-    }
-    properties_[std::string(name)] = value;
-}
+}  // namespace
 
 void EmbeddedConnection::Open() {
     const std::string server = Property("Data Source");
@@ -253,7 +56,7 @@ void EmbeddedConnection::Close() {
 }
 
 void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
-    Handle();
+    RequireOpen();
     if (!name.empty() && name == context_.Database) {
         return;
     }
@@ -266,7 +69,7 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     context_.Database = name;
 }
 
-SqliteDatabase& EmbeddedConnection::Handle() {
+SqliteDatabase& EmbeddedConnection::RequireOpen() {
     if (!IsOpen()) {
         throw DatabaseError({"The connection is closed."});
     }
@@ -274,7 +77,7 @@ SqliteDatabase& EmbeddedConnection::Handle() {
 }
 
 Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
-    context_.Catalogue = &Handle();
+    context_.Catalogue = &RequireOpen();
     context_.CopyServer = Property("Copy Server");
     context_.CopyDatabase = Property("Copy Database");
     Translation translation = Translate(sql, context_);
@@ -284,7 +87,7 @@ Translation EmbeddedConnection::TranslateHere(std::string_view sql) {
     return translation;
 }
 
-// Binds a text that meets a date in the form in which columns hold it; false for any other value.
+// Binds a text that is compared with a date in the stored form. False for any other value.
 bool EmbeddedConnection::BindDate(SqliteStatement& statement,
                                   const std::vector<DateParameter>& meets, std::size_t i,
                                   const Value& value, DateReader readDate) const {
@@ -301,7 +104,8 @@ bool EmbeddedConnection::BindDate(SqliteStatement& statement,
 }
 
 std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
-                                     const std::vector<const Value*>& values, DateReader readDate) {
+                                     const std::vector<const Value*>& values, DateReader readDate,
+                                     std::int64_t expectedRows) {
     SqliteStatement& statement = cached.Statement;
     RequirePlaces(statement, values.size());
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -314,9 +118,8 @@ std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
         ~ResetAtEnd() { Statement.Reset(); }
     } const resetAtEnd{statement};
     std::optional<IndexRebuild> rebuild;
-    if (cached.Kind == StatementKind::Delete && expectedRows_ != 0) {
-        rebuild.emplace(*database_, sqlite3_sql(statement.Handle()),
-                        std::exchange(expectedRows_, 0));
+    if (cached.Kind == StatementKind::Delete && expectedRows != 0) {
+        rebuild.emplace(*database_, sqlite3_sql(statement.Handle()), expectedRows);
     }
     functions_.StartStatement();
     while (statement.Step()) {
@@ -333,9 +136,9 @@ std::int64_t EmbeddedConnection::Run(CachedStatement& cached,
 
 std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
                                              const std::vector<const Value*>& values,
-                                             DateReader readDate) {
+                                             DateReader readDate, std::int64_t expectedRows) {
     if (CachedStatement* cached = compileOnly_ ? nullptr : cache_.Find(sql)) {
-        return Run(*cached, values, readDate);
+        return Run(*cached, values, readDate, expectedRows);
     }
     const Translation translation = TranslateHere(sql);
     const bool keeps = !metaTables_.MayChange(sql);
@@ -348,14 +151,13 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         const DateOrder order = translation.NewOrder.value_or(context_.Order);
         if (!compileOnly_ && order != context_.Order) {
             context_.Order = order;
-            cache_.Clear();  // the literals of its statements were read in the old order
+            cache_.Clear();  // its literals were read in the old order
         }
         return -1;
     }
     if (translation.Kind == StatementKind::Alter) {
         return Alter(sql);
     }
-    // Before the statement and gone after it: a file in use is detached by nobody.
     const AttachedDatabases attached(*database_, translation.AttachedFiles);
     CachedStatement statement{translation.Kind, database_->Compile(translation.Sql, sql),
                               translation.ParameterDates};
@@ -363,12 +165,12 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         return -1;
     }
     if (translation.Kind == StatementKind::Definition) {
-        cache_.Clear();  // other statements may mean something else afterwards
+        cache_.Clear();  // the definition can change what other statements mean
         return Run(statement, values, readDate);
     }
     return keeps && translation.AttachedFiles.empty()
-               ? Run(cache_.Add(sql, std::move(statement)), values, readDate)
-               : Run(statement, values, readDate);
+               ? Run(cache_.Add(sql, std::move(statement)), values, readDate, expectedRows)
+               : Run(statement, values, readDate, expectedRows);
 }
 
 std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
@@ -379,10 +181,10 @@ std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
     return -1;
 }
 
-std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
-    Handle();
+std::int64_t EmbeddedConnection::Execute(std::string_view sql, std::int64_t expectedRows) {
+    RequireOpen();
     if (compileOnly_ || !deleteByLiterals_.Parse(sql)) {
-        return ExecuteText(sql, {});
+        return ExecuteText(sql, {}, ValueForColumn, expectedRows);
     }
     literals_.clear();
     for (const Value& literal : deleteByLiterals_.Literals()) {
@@ -396,7 +198,7 @@ std::int64_t EmbeddedConnection::Execute(std::string_view sql) {
 
 std::int64_t EmbeddedConnection::ExecuteProcedure(std::string_view name,
                                                   const std::vector<const Value*>& values) {
-    Handle();
+    RequireOpen();
     const std::string server = values.empty() ? "" : std::string(Trim(values[0]->Text()));
     auto& linked = context_.LinkedServers;
     const auto found = std::find_if(linked.begin(), linked.end(), [&](const std::string& known) {
@@ -429,11 +231,11 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenRecordset(std::string_view sq
     return OpenText(sql, {}, kind);
 }
 
-// The engine's own tables may change while a streamed recordset is open: it never reads them.
+// A streamed recordset does not use the lookup tables: they can change while it is open.
 std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
                                                         const std::vector<const Value*>& values,
                                                         RecordsetKind kind) {
-    Handle();
+    RequireOpen();
     if (kind == RecordsetKind::Buffered) {
         try {
             const std::string faster =
@@ -442,13 +244,13 @@ std::unique_ptr<Recordset> EmbeddedConnection::OpenText(std::string_view sql,
                 return OpenAsWorded(faster, values, kind);
             }
         } catch (const DatabaseError&) {
-            // As it is worded, then; if that fails too, it tells why.
+            // Run the query unchanged; if that fails too, its error is reported.
         }
     }
     return OpenAsWorded(sql, values, kind);
 }
 
-// Bound values are copied: a streamed recordset outlives its caller's.
+// Copies bound values: a streamed recordset outlives the caller's.
 std::unique_ptr<Recordset> EmbeddedConnection::OpenAsWorded(std::string_view sql,
                                                             const std::vector<const Value*>& values,
                                                             RecordsetKind kind) {
@@ -475,108 +277,11 @@ void EmbeddedConnection::RequireName(NameOf what, std::string_view name) const {
 }
 
 void EmbeddedConnection::RollbackTrans() {
-    // After a full disk SQLite has rolled back by itself.
-    if (sqlite3_get_autocommit(Handle().Handle()) == 0) {
+    // On a full disk SQLite has already rolled back.
+    if (sqlite3_get_autocommit(RequireOpen().Handle()) == 0) {
         database_->Run("ROLLBACK");
     }
 }
-
-void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {
-    if (!SetParameterValue(parameters_, name, value)) {
-        throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
-                            MaskPasswords(text_));
-    }
-}
-
-std::vector<const Value*> EmbeddedCommand::Values() const {
-    std::vector<const Value*> values;
-    for (const Parameter& parameter : parameters_) {
-        values.push_back(&parameter.Value);
-    }
-    return values;
-}
-
-std::int64_t EmbeddedCommand::Execute() {
-    const auto connection = Require(connection_, text_);
-    return type_ == CommandType::Text ? connection->ExecuteText(text_, Values())
-                                      : connection->ExecuteProcedure(text_, Values());
-}
-
-std::unique_ptr<Recordset> EmbeddedCommand::OpenRecordset() {
-    return Require(connection_, text_)->OpenText(text_, Values(), RecordsetKind::Buffered);
-}
-
-void EmbeddedBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
-    const auto connection = Require(connection_, sql);
-    std::int64_t rows = 0;
-    if (parameters.empty()) {
-        rows = connection->Execute(sql);
-    } else {
-        values_.clear();
-        for (const Parameter& parameter : parameters) {
-            values_.push_back(&parameter.Value);
-        }
-        Prepared& prepared = PreparedFor(*connection, sql);
-        rows = connection->Run(prepared.Statement, values_, ValueForColumn);
-        CountSteps(connection->Handle(), prepared);
-    }
-    if (counted_) {
-        counted_(added_, rows);
-    }
-    ++added_;
-}
-
-void EmbeddedBatch::Finish() {
-    for (Prepared& prepared : prepared_) {
-        if (prepared.Index) {
-            prepared.Index->Drop();
-        }
-    }
-    prepared_.clear();
-}
-
-EmbeddedBatch::Prepared& EmbeddedBatch::PreparedFor(EmbeddedConnection& connection,
-                                                    std::string_view sql) {
-    const SqliteDatabase& database = connection.Handle();
-    if (database_.lock().get() != database.Handle()) {
-        prepared_.clear();
-        database_ = database.Watched();
-    }
-    for (Prepared& prepared : prepared_) {
-        if (prepared.Text == sql) {
-            return prepared;
-        }
-    }
-    Translation translation = connection.TranslateHere(sql);
-    prepared_.push_back({.Text = std::string(sql),
-                         .Statement = {translation.Kind, database.Compile(translation.Sql, sql),
-                                       std::move(translation.ParameterDates)},
-                         .Index = HistoryIndex::For(database, translation.Sql)});
-    return prepared_.back();
-}
-
-void EmbeddedBatch::CountSteps(const SqliteDatabase& database, Prepared& prepared) {
-    if (!prepared.Index || prepared.Indexed) {
-        return;
-    }
-    SqliteStatement& statement = prepared.Statement.Statement;
-    prepared.Steps += sqlite3_stmt_status(statement.Handle(), SQLITE_STMTSTATUS_VM_STEP, 1);
-    if (prepared.Steps < prepared.StepsBeforeIndex) {
-        return;
-    }
-    if (prepared.StepsBeforeIndex == kStepsBeforeAsking) {
-        prepared.StepsBeforeIndex = std::max(kStepsBeforeAsking + 1, prepared.Index->CostInSteps());
-        return;
-    }
-    if (!prepared.Index->Create()) {
-        prepared.Index.reset();
-        return;
-    }
-    prepared.Indexed = true;
-    statement = database.Compile(prepared.Index->Statement(), prepared.Text);
-}
-
-}  // namespace
 
 }  // namespace embedded
 

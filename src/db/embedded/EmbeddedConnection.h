@@ -10,17 +10,17 @@
 
 namespace morvane {
 
-// What the name of an embedded server begins with; a folder follows.
+// The prefix of an embedded server's name; a folder follows.
 inline constexpr std::string_view kEmbeddedPrefix = "sqlite:";
 
 inline bool IsEmbeddedServer(std::string_view server) {
     return EqualsIgnoreCase(server.substr(0, kEmbeddedPrefix.size()), kEmbeddedPrefix);
 }
 
-// A closed connection to an embedded warehouse: the server "sqlite:<folder>" is that folder, the
-// database <name> is the SQLite file "<name>.db" in it. Logins are accepted and ignored. A folder
-// or file that is missing, is no database or cannot be written is an error, never made silently. A
-// statement that waits for another process's lock ends when the user asks to cancel meanwhile.
+// A closed connection to an embedded warehouse. The server "sqlite:<folder>" is that folder, the
+// database <name> the SQLite file "<name>.db" in it. Logins are ignored. A folder or file that is
+// missing, invalid or read-only is an error; nothing is created. A statement waiting for another
+// process's lock fails if `cancelRequested` returns true meanwhile.
 std::unique_ptr<Connection> CreateEmbeddedConnection(std::function<bool()> cancelRequested = {});
 
 }  // namespace morvane

@@ -3,7 +3,7 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "db/embedded/ColumnTypes.h"
+#include "db/embedded/Catalogue.h"
 #include "sql/MaskPasswords.h"
 
 namespace morvane::embedded {
@@ -27,7 +27,7 @@ bool IgnoresCase(sqlite3* database, sqlite3_stmt* statement, int column) {
     return EqualsIgnoreCase(TextOrEmpty(collation), "nocase");
 }
 
-// The type of an expression shows only in its values; Count(*) is an integer on the server.
+// An expression has only the type of its values. Count(*) is an integer on the server.
 DataType TypeOfValue(int sqliteType) {
     switch (sqliteType) {
         case SQLITE_INTEGER:
@@ -50,7 +50,7 @@ Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
         field.NumericScale = type.NumericScale;
     } else if (sqlite3_column_origin_name(statement, column) == nullptr) {
         field.Type = TypeOfValue(sqlite3_column_type(statement, column));
-    }  // else a column without a type, each of whose values may have another one: VarChar
+    }  // a column without a type can hold values of any type: VarChar
     field.Comparison = IgnoresCase(database, statement, column) ? TextComparison::IgnoringCase
                                                                 : TextComparison::Exact;
     return field;
@@ -105,7 +105,7 @@ void EmbeddedRecordset::MoveNext() {
     }
     eof_ = !statement_.Step();
     if (eof_) {
-        statement_.Reset();  // gives the file's read lock back at once
+        statement_.Reset();  // releases the read lock
     }
     LoadRow();
 }

@@ -9,11 +9,10 @@
 
 namespace morvane::embedded {
 
-// The rows of a prepared query, one at a time as they are asked for.
+// Streams the rows of a prepared query.
 class EmbeddedRecordset : public Recordset {
   public:
-    // Runs the query to its first row. When the database has expired there are no more rows to
-    // move to, but an error.
+    // Runs the query to its first row. MoveNext() throws once the database has expired.
     EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStatement statement);
 
     bool Eof() const override { return eof_; }

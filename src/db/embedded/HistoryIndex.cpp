@@ -76,7 +76,7 @@ HistoryIndex::~HistoryIndex() {
     try {
         Drop();
     } catch (...) {
-        // What kept it from going ends the transaction, and the index with it.
+        // The failure ends the transaction, which removes the index.
     }
 }
 

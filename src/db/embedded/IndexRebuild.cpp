@@ -14,8 +14,8 @@ namespace {
 
 // The indexes of a smaller table fit in the cache.
 constexpr std::int64_t kFewRows = 50000;
-// To sort a row that stays into an index costs about an eighth of what it costs to look one up that
-// goes (measured at ten million rows; more so in larger tables).
+// Sorting a remaining row into an index costs about an eighth of looking up a deleted one (measured
+// with ten million rows; less in larger tables).
 constexpr std::int64_t kLeastShare = 8;
 
 bool HasQuery(TokenSpan tokens) {
@@ -33,7 +33,7 @@ std::string TableToDeleteFrom(std::string_view sql) {
     return simple && !HasQuery(tokens) ? tokens[2].NameText() : "";
 }
 
-// A recordset that is still being read would hinder a change of the schema.
+// An open recordset would block the change of the schema.
 bool HasOpenStatement(sqlite3* database) {
     for (sqlite3_stmt* statement = sqlite3_next_stmt(database, nullptr); statement != nullptr;
          statement = sqlite3_next_stmt(database, statement)) {
@@ -71,7 +71,7 @@ IndexRebuild::~IndexRebuild() {
     }
 }
 
-// A trigger may look up rows of the table.
+// A trigger may use the indexes.
 bool IndexRebuild::IsWorthwhile(std::int64_t rows) const {
     return Number("SELECT count(*) FROM sqlite_schema WHERE type = 'trigger' AND tbl_name = " +
                   QuotedText(table_) + " COLLATE NOCASE") == 0 &&
@@ -103,7 +103,7 @@ void IndexRebuild::Finish() {
     for (const std::string& definition : definitions_) {
         database_.Run(definition);
     }
-    // What ANALYZE knew about an index went with it.
+    // Dropping an index removed its statistics.
     if (!definitions_.empty() &&
         Number("SELECT count(*) FROM sqlite_schema WHERE name = 'sqlite_stat1'") != 0) {
         database_.Run("ANALYZE " + QuotedName(table_));

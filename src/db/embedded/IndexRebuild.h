@@ -10,21 +10,21 @@
 
 namespace morvane::embedded {
 
-// Keeps the indexes of a table away while many of its rows are deleted, and makes them anew. The
-// keys of rows that go together lie all over an index, so that an index larger than the cache costs
-// a page read and a page written for each row; to sort it anew costs a fraction of that.
+// Drops the indexes of a table for a large DELETE and re-creates them. The keys of deleted rows are
+// scattered over an index: one larger than the cache costs a page read and a page write per row.
+// Sorting it again costs a fraction of that.
 class IndexRebuild {
   public:
-    // Drops the indexes of the table that `deleteSql` names when some `rows` rows will go, and that
-    // is many for the table. Does nothing outside a transaction: an error could leave the table
-    // without them. Throws DatabaseError.
+    // Drops the indexes if about `rows` rows, a large part of the table, will be deleted. Does
+    // nothing outside a transaction, where an error could leave the table without indexes. Throws
+    // DatabaseError.
     IndexRebuild(const SqliteDatabase& database, std::string_view deleteSql, std::int64_t rows);
-    // Rolls the transaction back when Finish() was not reached.
+    // Rolls back the transaction unless Finish() was called.
     ~IndexRebuild();
     IndexRebuild(const IndexRebuild&) = delete;
     IndexRebuild& operator=(const IndexRebuild&) = delete;
 
-    // Makes the indexes as they were. Throws DatabaseError.
+    // Re-creates the indexes. Throws DatabaseError.
     void Finish();
 
   private:

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/SemiJoin.h"
+#include "db/embedded/Translation.h"
 
 #include <algorithm>
 #include <optional>
@@ -7,7 +7,7 @@
 
 #include "base/Text.h"
 #include "core/DatabaseError.h"
-#include "db/embedded/DateForms.h"
+#include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
 #include "sql/Quoting.h"
 #include "sql/Tokens.h"
@@ -152,8 +152,8 @@ std::optional<KeyCondition> ParseKeyCondition(TokenSpan where, std::string_view 
     return condition.TargetColumns.empty() ? std::nullopt : std::optional(condition);
 }
 
-// True when SQLite would look each key up in an index of `foreign` that covers all `pairs`
-// columns: it knows best what collations and affinities an index can serve.
+// True if SQLite would look up each key in an index of `foreign` that covers all `pairs` columns.
+// Its query plan takes collations and affinities into account.
 bool AnswersByIndex(sqlite3* database, const std::string& sql, std::string_view foreign,
                     std::size_t pairs) {
     SqliteStatement plan(database, "EXPLAIN QUERY PLAN " + sql, sql);
@@ -186,17 +186,17 @@ bool IsInteger(sqlite3* database, const std::string& table, const std::string& c
            type != nullptr && ToLower(type).find("int") != std::string::npos;
 }
 
-// The b-tree of the distinct keys outgrows its cache where a dimension is large, and each row of
-// the foreign table would look its key up in it. An integer key is let through once. With other
-// terms it is not: a row that they refuse must not use its key up.
-bool IsLetThroughOnce(sqlite3* database, const KeyCondition& condition,
-                      const std::string& foreign) {
+// True if first_seen() can remove duplicate keys before SQLite collects the distinct ones. That
+// b-tree outgrows its cache for a large dimension, and every row of the foreign table would search
+// it. Only for integer keys, and only without further terms: a row that a term rejects must not
+// hide a later row with the same key.
+bool CanSkipSeenKeys(sqlite3* database, const KeyCondition& condition, const std::string& foreign) {
     return condition.ForeignTerms.empty() && condition.ForeignColumns.size() == 1 &&
            IsInteger(database, foreign, condition.LastForeignName);
 }
 
-// A key that was seen may be asked for only once, whatever plan SQLite makes of the whole: AS
-// MATERIALIZED holds the rows. The name cannot be that of a table.
+// AS MATERIALIZED: first_seen() must be called once per row, whatever SQLite's plan. No table can
+// have this name.
 std::string EachKeyOnce(const std::string& column, const std::string& foreign) {
     return "WITH \"first seen\"(k) AS MATERIALIZED (SELECT " + column + " FROM " + foreign +
            " WHERE first_seen(" + column + ")) SELECT k FROM \"first seen\"";
@@ -208,7 +208,7 @@ std::string MembershipTest(sqlite3* database, const KeyCondition& condition,
     const std::string filter =
         condition.ForeignTerms.empty() ? "" : " WHERE " + Join(condition.ForeignTerms, " AND ");
     const std::string keys =
-        IsLetThroughOnce(database, condition, foreign)
+        CanSkipSeenKeys(database, condition, foreign)
             ? EachKeyOnce(condition.ForeignColumns[0], quoted)
             : "SELECT " + Join(condition.ForeignColumns, ", ") + " FROM " + quoted + filter;
     return "(" + Join(condition.TargetColumns, ", ") + ") IN (" + keys + ")";

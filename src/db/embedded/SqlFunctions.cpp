@@ -5,170 +5,24 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ctime>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "base/Text.h"
-#include "db/embedded/Caught.h"
-#include "db/embedded/ColumnTypes.h"
-#include "db/embedded/DateForms.h"
-#include "db/embedded/DateLiterals.h"
-#include "db/embedded/NameOrder.h"
+#include "db/embedded/Catalogue.h"
+#include "db/embedded/FunctionSupport.h"
+#include "db/embedded/Names.h"
+#include "db/embedded/SqliteCallbacks.h"
 
 namespace morvane::embedded {
 
 namespace {
-
-constexpr const char* kBadDate =
-    "Conversion failed when converting date and/or time from character string.";
-
-using Arguments = sqlite3_value**;
-
-bool AnyNull(int count, Arguments arguments) {
-    for (int i = 0; i < count; ++i) {
-        if (sqlite3_value_type(arguments[i]) == SQLITE_NULL) {
-            return true;
-        }
-    }
-    return false;
-}
-
-std::string_view TextOf(sqlite3_value* value) {
-    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    return text == nullptr
-               ? std::string_view()
-               : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
-}
-
-void ReturnText(sqlite3_context* context, std::string_view text) {
-    // A null pointer would be NULL.
-    sqlite3_result_text64(context, text.empty() ? "" : text.data(), text.size(), SQLITE_TRANSIENT,
-                          SQLITE_UTF8);
-}
-
-void ReturnError(sqlite3_context* context, const std::string& text) {
-    sqlite3_result_error(context, text.c_str(), static_cast<int>(text.size()));
-}
-
-std::optional<DateTime> DateArgument(sqlite3_context* context, sqlite3_value* value) {
-    const auto moment = ParseDateTime(TextOf(value));
-    if (!moment) {
-        ReturnError(context, kBadDate);
-    }
-    return moment;
-}
-
-// The part of a date, the first argument of its functions: a constant, looked up once a statement.
-std::optional<DatePart> PartArgument(sqlite3_context* context, sqlite3_value* value) {
-    if (const void* known = sqlite3_get_auxdata(context, 0)) {
-        return *static_cast<const DatePart*>(known);
-    }
-    const auto part = ParseDatePart(TextOf(value));
-    if (!part) {
-        ReturnError(context, "'" + std::string(TextOf(value)) + "' is not a recognized date part.");
-        return part;
-    }
-    sqlite3_set_auxdata(context, 0, std::make_unique<DatePart>(*part).release(), [](void* held) {
-        std::unique_ptr<DatePart>(static_cast<DatePart*>(held)).reset();
-    });
-    return part;
-}
-
-void GetDate(sqlite3_context* context, int, Arguments) {
-    auto* shared = static_cast<FunctionContext*>(sqlite3_user_data(context));
-    ReturnText(context, FormatDateTime(shared->StatementTime()));
-}
-
-// tsql_day_first(type, value): a text as a date of the type, read as in a session whose day comes
-// first.
-void DayFirst(sqlite3_context* context, int, Arguments arguments) {
-    if (sqlite3_value_type(arguments[1]) != SQLITE_TEXT) {
-        sqlite3_result_value(context, arguments[1]);
-        return;
-    }
-    ReturnText(context, DateForColumn(TextOf(arguments[1]), DateKindOfType(TextOf(arguments[0])),
-                                      DateOrder::DayFirst));
-}
-
-// tsql_date_form(date, form): see InDateForm. What is no date, NULL among it, stays as it is.
-void DateFormFunction(sqlite3_context* context, int, Arguments arguments) {
-    const std::string_view date = TextOf(arguments[0]);
-    if (sqlite3_value_type(arguments[0]) == SQLITE_NULL || !ParseDateTime(date)) {
-        sqlite3_result_value(context, arguments[0]);
-        return;
-    }
-    const auto form = static_cast<DateForm>(sqlite3_value_int(arguments[1]));
-    const std::string text = InDateForm(date, form);
-    if (IsCompact(text)) {
-        sqlite3_result_int64(context, std::stoll(text));
-    } else {
-        ReturnText(context, text);
-    }
-}
-
-// tsql_compare_dates(value, date, table, column): see CompareDates. The value is the column's.
-void CompareDatesFunction(sqlite3_context* context, int, Arguments arguments) {
-    if (AnyNull(2, arguments)) {
-        return;
-    }
-    const std::string_view value = TextOf(arguments[0]);
-    if (const auto order = CompareDates(value, TextOf(arguments[1]))) {
-        sqlite3_result_int(context, *order);
-    } else if (ParseDateTime(value) || TextOf(arguments[3]).empty()) {
-        ReturnError(context, kBadDate);
-    } else {
-        ReturnError(context, fmt::format("The column {} of {} holds '{}', which is no date.",
-                                         TextOf(arguments[3]), TextOf(arguments[2]), value));
-    }
-}
 
 void FirstSeen(sqlite3_context* context, int, Arguments arguments) {
     auto* shared = static_cast<FunctionContext*>(sqlite3_user_data(context));
     const bool isKey = sqlite3_value_type(arguments[0]) == SQLITE_INTEGER;
     const bool isNew = !isKey || shared->Keys().Add(sqlite3_value_int64(arguments[0]));
     sqlite3_result_int(context, isNew ? 1 : 0);
-}
-
-void DateDiffFunction(sqlite3_context* context, int count, Arguments arguments) {
-    if (AnyNull(count, arguments)) {
-        return;
-    }
-    const auto part = PartArgument(context, arguments[0]);
-    if (!part) {
-        return;
-    }
-    const auto from = DateArgument(context, arguments[1]);
-    if (const auto to = from ? DateArgument(context, arguments[2]) : std::nullopt) {
-        sqlite3_result_int64(context, DateDiff(*part, *from, *to));
-    }
-}
-
-void DateAddFunction(sqlite3_context* context, int count, Arguments arguments) {
-    if (AnyNull(count, arguments)) {
-        return;
-    }
-    const auto part = PartArgument(context, arguments[0]);
-    const auto moment = part ? DateArgument(context, arguments[2]) : std::nullopt;
-    if (!moment) {
-        return;
-    }
-    if (const auto sum = DateAdd(*part, sqlite3_value_int64(arguments[1]), *moment)) {
-        ReturnText(context, FormatDateTime(*sum));
-    } else {
-        ReturnError(context, "Adding a value to a date caused an overflow.");
-    }
-}
-
-void DatePartFunction(sqlite3_context* context, int count, Arguments arguments) {
-    if (AnyNull(count, arguments)) {
-        return;
-    }
-    const auto part = PartArgument(context, arguments[0]);
-    if (const auto moment = part ? DateArgument(context, arguments[1]) : std::nullopt) {
-        sqlite3_result_int64(context, DatePartOf(*part, *moment));
-    }
 }
 
 std::size_t CharacterCount(std::string_view utf8) {
@@ -179,7 +33,7 @@ std::size_t CharacterCount(std::string_view utf8) {
     return count;
 }
 
-// Characters [begin, end) of a text, counted from 0; what lies outside the text is nothing.
+// The characters [begin, end) of a text, counted from 0. Positions outside the text are ignored.
 std::string_view Characters(std::string_view utf8, std::int64_t begin, std::int64_t end) {
     if (end <= 0) {
         return {};
@@ -246,7 +100,7 @@ void Substring(sqlite3_context* context, int count, Arguments arguments) {
     if (AnyNull(count, arguments)) {
         return;
     }
-    // No text is longer, and their sum is a number still.
+    // Beyond any text, and the sum does not overflow.
     constexpr std::int64_t kFarthest = std::int64_t{1} << 40U;
     const std::int64_t start =
         std::clamp<std::int64_t>(sqlite3_value_int64(arguments[1]), -kFarthest, kFarthest) - 1;
@@ -289,8 +143,8 @@ void ConvertToNumber(sqlite3_context* context, sqlite3_value* value, int scale) 
     sqlite3_result_double(context, scale < 0 ? number : std::round(number * unit) / unit);
 }
 
-// The styles of convert that write a date as text: 112 "20240305", 120 and 121 (ODBC canonical),
-// 126 (ISO 8601); cut to the length of the type as the server does.
+// A date in a style of CONVERT: 23 and 120, 121 (ODBC canonical), 101 (US), 112 (ISO), 126 (ISO
+// 8601).
 std::optional<std::string> StyledDate(std::int64_t style, DateTime moment) {
     const std::string iso = FormatDateTime(moment);
     const std::string day = iso.substr(0, 10);
@@ -395,7 +249,7 @@ bool MatchesSet(std::string_view set, char c) {
     return found != negated;
 }
 
-// One step of a LIKE pattern: _, [set], [^set] or a plain character. Both texts lose what matched.
+// Matches one element of a LIKE pattern (_, [set], [^set] or a character) and removes it from both.
 bool TakeMatch(std::string_view& pattern, std::string_view& text) {
     if (pattern.empty() || text.empty()) {
         return false;
@@ -411,7 +265,7 @@ bool TakeMatch(std::string_view& pattern, std::string_view& text) {
         return false;
     }
     pattern.remove_prefix(1);
-    // A character may be several bytes; "_" takes them all.
+    // "_" matches all bytes of a character.
     text.remove_prefix(1);
     while (p == '_' && !text.empty() && (static_cast<unsigned char>(text[0]) & 0xC0U) == 0x80U) {
         text.remove_prefix(1);
@@ -419,8 +273,8 @@ bool TakeMatch(std::string_view& pattern, std::string_view& text) {
     return true;
 }
 
-// Letter case is the caller's. Only the last "%" is tried again: whatever the ones before it take
-// more, it can take as well. So the time does not grow with the number of ways to match.
+// Case-sensitive. Backtracks only to the last "%", since it can match whatever an earlier one
+// could: the time is at most proportional to the product of the lengths.
 bool MatchesLike(std::string_view pattern, std::string_view text) {
     std::optional<std::string_view> afterPercent;
     std::string_view untaken = text;  // by the last "%"
@@ -452,24 +306,30 @@ void Like(sqlite3_context* context, int count, Arguments arguments) {
 
 }  // namespace
 
-DateTime FunctionContext::StatementTime() {
-    if (statementTime_) {
-        return *statementTime_;
+bool AnyNull(int count, Arguments arguments) {
+    for (int i = 0; i < count; ++i) {
+        if (sqlite3_value_type(arguments[i]) == SQLITE_NULL) {
+            return true;
+        }
     }
-    const auto now = std::chrono::system_clock::now();
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
-    std::tm local{};
-#ifdef _WIN32
-    localtime_s(&local, &seconds);
-    const std::time_t shifted = _mkgmtime(&local);
-#else
-    localtime_r(&seconds, &local);
-    const std::time_t shifted = timegm(&local);
-#endif
-    const auto fraction = now - std::chrono::floor<std::chrono::seconds>(now);
-    statementTime_ = DateTime(std::chrono::seconds(shifted)) +
-                     std::chrono::floor<std::chrono::milliseconds>(fraction);
-    return *statementTime_;
+    return false;
+}
+
+std::string_view TextOf(sqlite3_value* value) {
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return text == nullptr
+               ? std::string_view()
+               : std::string_view(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+}
+
+void ReturnText(sqlite3_context* context, std::string_view text) {
+    // A null pointer would return NULL.
+    sqlite3_result_text64(context, text.empty() ? "" : text.data(), text.size(), SQLITE_TRANSIENT,
+                          SQLITE_UTF8);
+}
+
+void ReturnError(sqlite3_context* context, const std::string& text) {
+    sqlite3_result_error(context, text.c_str(), static_cast<int>(text.size()));
 }
 
 void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context) {

@@ -1,24 +1,58 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "db/embedded/DateTime.h"
-#include "db/embedded/SeenKeys.h"
 #include "db/embedded/Sqlite.h"
 
 namespace morvane::embedded {
 
-// What the functions of one connection share.
+// The integer keys that a statement has seen, as bits up to a bound: memory does not grow with the
+// table.
+class SeenKeys {
+  public:
+    // True if the key is new. A key beyond the bound always is.
+    bool Add(std::int64_t key) {
+        if (key < 0 || key >= kEnd) {
+            return true;
+        }
+        const auto word = static_cast<std::size_t>(key) / kBits;
+        if (word >= words_.size()) {
+            words_.resize(word + 1);
+        }
+        const std::uint64_t bit = std::uint64_t{1} << (static_cast<std::size_t>(key) % kBits);
+        const bool isNew = (words_[word] & bit) == 0;
+        words_[word] |= bit;
+        return isNew;
+    }
+
+    // Also frees the memory.
+    void Clear() {
+        if (!words_.empty()) {
+            words_ = {};
+        }
+    }
+
+  private:
+    static constexpr std::int64_t kEnd = std::int64_t{1} << 26;  // 8 MB of bits
+    static constexpr std::size_t kBits = 64;
+
+    std::vector<std::uint64_t> words_;
+};
+
+// State shared by the functions of one connection.
 class FunctionContext {
   public:
-    // Begins a statement: all its calls of getdate() give one moment.
+    // Call before each statement: all its calls of getdate() return the same time.
     void StartStatement() {
         statementTime_.reset();
         seenKeys_.Clear();
     }
     DateTime StatementTime();
-    // The keys that the engine's own function "first_seen" has met in the statement.
+    // The keys passed to first_seen() in the statement.
     SeenKeys& Keys() { return seenKeys_; }
 
   private:
@@ -26,9 +60,9 @@ class FunctionContext {
     std::optional<DateTime> statementTime_;
 };
 
-// Adds the server's functions to a database, under names that begin with "tsql_" (the translation
-// puts them there) since SQLite has words or other functions of the same name; and first_seen(key),
-// which is false for an integer that the statement has passed to it before. `context` must outlive
+// Registers the server's functions. Their names begin with "tsql_", since SQLite has keywords and
+// functions of the same names; the translation adds the prefix. Also registers first_seen(key),
+// which returns false for an integer that the statement has passed before. `context` must outlive
 // the database.
 void RegisterFunctions(const SqliteDatabase& database, FunctionContext& context);
 

@@ -14,7 +14,7 @@ namespace morvane::embedded {
 
 namespace {
 
-// Enough for the inner pages of large indexes; fixed, so that memory does not follow a table.
+// 4 MiB: enough for the inner pages of large indexes, whatever the size of a table.
 constexpr const char* kCacheSize = "PRAGMA cache_size = -4096";
 
 std::string Describe(sqlite3* database) {
@@ -39,8 +39,7 @@ bool IsBlankOrSemicolon(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == ';';
 }
 
-// SQLite opens a file that it cannot write for reading alone, and says so only at the first
-// change. A run wants to know at once.
+// SQLite opens a file without write permission as read-only and fails only at the first change.
 void RequireWritable(sqlite3* database, const std::string& path) {
     if (sqlite3_db_readonly(database, "main") == 1) {
         throw DatabaseError({"The file \"" + path + "\" is read-only."});
@@ -113,8 +112,8 @@ bool SqliteStatement::Step() {
 }
 
 SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
-    // Nobody asks for SQLite's count of its memory, which costs a lock at each allocation. It can
-    // be switched off before the first database alone.
+    // The unused memory statistics cost a lock per allocation. They can be disabled only before the
+    // first database is opened.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -124,15 +123,15 @@ SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
                              (handle == nullptr ? "out of memory" : sqlite3_errmsg(handle))});
     }
     sqlite3_extended_result_codes(handle, 0);
-    // A name in double quotes is a name, as on the server, never a text.
+    // Double quotes enclose names, never texts, as on the server.
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
     sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     database.guard_->Serve(handle);
     return database;
 }
 
-// SQLite keeps the file open, with its locks, for as long as somebody holds a statement: a list
-// that was read half-way must not do that to other processes.
+// SQLite keeps the file open and locked while a statement exists: a partly read recordset must not
+// block other processes.
 void SqliteDatabase::Close(sqlite3* handle) {
     for (sqlite3_stmt* statement = sqlite3_next_stmt(handle, nullptr); statement != nullptr;
          statement = sqlite3_next_stmt(handle, statement)) {
@@ -155,7 +154,7 @@ SqliteDatabase SqliteDatabase::OpenFile(const std::string& path, BusyWait& wait)
     if (!std::filesystem::is_regular_file(ToPath(path), error)) {
         throw DatabaseError({"There is no database file \"" + path + "\"."});
     }
-    // SQLite takes an empty file for a new database, and so do we: an archive starts as one.
+    // An empty file is a new database; an archive starts as one.
     SqliteDatabase database = Open(path, SQLITE_OPEN_READWRITE);
     wait.Serve(database.Handle());
     if (sqlite3_exec(database.Handle(), "SELECT count(*) FROM sqlite_schema", nullptr, nullptr,

@@ -9,27 +9,26 @@
 #include <string_view>
 
 #include "base/Value.h"
-#include "db/embedded/BusyWait.h"
-#include "db/embedded/StatementGuard.h"
+#include "db/embedded/SqliteCallbacks.h"
 
 namespace morvane::embedded {
 
 // One prepared SQLite statement.
 class SqliteStatement {
   public:
-    // Throws DatabaseError, with `shownAs` as the statement, when the text does not compile or
-    // holds more than one statement.
+    // Throws DatabaseError, showing `shownAs` as the statement, if the text does not compile or
+    // contains more than one statement.
     SqliteStatement(sqlite3* database, std::string_view sql, std::string_view shownAs);
 
-    // Binds the place with the number `position`, from 1.
+    // Binds a parameter, counted from 1.
     void Bind(int position, const Value& value) { BindValue(position, value, SQLITE_TRANSIENT); }
-    // As Bind, without a copy: the value must stay as it is until the statement has run.
+    // Like Bind, without a copy: the value must not change until the statement has run.
     void BindLent(int position, const Value& value) { BindValue(position, value, SQLITE_STATIC); }
     int ParameterCount() const { return sqlite3_bind_parameter_count(handle_.get()); }
 
-    // True when a row is there. Throws DatabaseError.
+    // True if there is a row. Throws DatabaseError.
     bool Step();
-    // Ready to run again; the values stay bound.
+    // Prepares to run again; values remain bound.
     void Reset() { sqlite3_reset(handle_.get()); }
 
     sqlite3_stmt* Handle() const { return handle_.get(); }
@@ -47,22 +46,21 @@ class SqliteStatement {
     std::unique_ptr<sqlite3_stmt, Finalize> handle_;
 };
 
-// An open SQLite database file, or one in memory for a connection without a database.
+// An open SQLite database: a file, or in memory for a connection without a database.
 class SqliteDatabase {
   public:
     static SqliteDatabase InMemory();
-    // Opens an existing file for reading and writing and proves that it is a database. Throws
-    // DatabaseError; nothing is ever created. `wait` is for what other processes lock, from now on,
-    // and must outlive the database.
+    // Opens an existing database file for writing; never creates one. `wait` handles locks of other
+    // processes and must outlive the database. Throws DatabaseError.
     static SqliteDatabase OpenFile(const std::string& path, BusyWait& wait);
 
     sqlite3* Handle() const { return handle_.get(); }
     // Expires with the database.
     std::weak_ptr<sqlite3> Watched() const { return handle_; }
 
-    // A statement that users or the meta tables have had a hand in, see StatementGuard.
+    // Compiles a statement that may contain text from users; see StatementGuard.
     SqliteStatement Compile(std::string_view sql, std::string_view shownAs) const;
-    // Runs a statement of the engine's own.
+    // Runs one of the engine's own statements.
     void Run(std::string_view sql) const;
 
   private:

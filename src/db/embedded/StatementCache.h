@@ -22,11 +22,11 @@ struct CachedStatement {
     std::vector<DateParameter> ParameterDates;
 };
 
-// Prepared statements by the text they came from, so that a command that runs once a row is
-// translated and compiled once.
+// Prepared statements by their original text, so that a command executed once per row is translated
+// and compiled only once.
 class StatementCache {
   public:
-    // The statement of that text, or null. It stays valid until the next Add.
+    // The statement with that text, or null. Valid until the next Add().
     CachedStatement* Find(std::string_view sql) {
         key_ = sql;
         const auto found = statements_.find(key_);
@@ -45,16 +45,16 @@ class StatementCache {
   private:
     static constexpr std::size_t kMostStatements = 32;
 
-    std::string key_;  // keeps its memory from look-up to look-up
+    std::string key_;  // keeps its capacity between lookups
     std::unordered_map<std::string, CachedStatement> statements_;
 };
 
-// A statement of the form "DELETE FROM t WHERE a = 'x' AND b = 5" taken apart: its literals become
-// "?" in Shape and values in Literals, so that one prepared statement serves all that differ in
-// them alone. Kept between statements for its memory.
+// Splits "DELETE FROM t WHERE a = 'x' AND b = 5" into a statement with parameters (the shape) and
+// the literals, so that statements that differ only in literals share one prepared statement.
+// Reused between statements to keep its capacity.
 class DeleteByLiterals {
   public:
-    // False for any other statement.
+    // False for other statements.
     bool Parse(std::string_view sql);
 
     const std::string& Shape() const { return shape_; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/StoredDates.h"
+#include "db/embedded/DateLiterals.h"
 
 #include <fmt/format.h>
 
@@ -8,8 +8,8 @@
 
 #include "base/Text.h"
 #include "db/embedded/Catalogue.h"
-#include "db/embedded/DateForms.h"
 #include "db/embedded/DateOperands.h"
+#include "db/embedded/DateTime.h"
 #include "sql/Quoting.h"
 
 namespace morvane::embedded {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/embedded/Translation.h"
 
-#include "db/embedded/DateDefault.h"
+#include "db/embedded/CreateStatement.h"
 #include "db/embedded/DateLiterals.h"
 #include "db/embedded/DateTime.h"
 #include "db/embedded/Sqlite.h"
@@ -162,7 +162,7 @@ Translation Translator::ReadSetting() const {
     FailUnknown("the setting " + JoinTokens(TokenSpan(statement_).subspan(1)));
 }
 
-// An operand can be written several times, its parameters included.
+// Numbers the parameters, since an operand can be written more than once.
 void Translator::NumberParameters(Tokens& tokens) {
     for (Token& token : tokens) {
         if (token.Kind == TokenKind::Parameter) {

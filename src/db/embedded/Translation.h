@@ -12,47 +12,54 @@
 
 namespace morvane::embedded {
 
-// What a statement is, by its first words.
+// The kind of a statement, by its first words.
 enum class StatementKind {
     Select,
     Insert,
     Update,
     Delete,
     Definition,  // create, drop
-    Alter,       // for AlterTable(), left as it is
+    Alter,       // not translated; for AlterTable()
     NoExecOn,
     NoExecOff,
-    Setting,  // of the session, see Translation::NewOrder
+    Setting,  // of the session; see Translation::NewOrder
 };
 
-// A T-SQL statement as SQLite understands it.
+// A statement in SQLite's SQL.
 struct Translation {
     StatementKind Kind = StatementKind::Select;
     std::string Sql{};
-    // Other database files that the statement names, as schemas of the same name.
+    // Database files that the statement uses as schemas of the same name.
     std::vector<std::string> AttachedFiles{};
-    // The kinds of date that the parameters meet, by their position.
+    // The kinds of date that the parameters are compared with, by position.
     std::vector<DateParameter> ParameterDates{};
-    // The session's order of dates from now on; no value when it stays.
+    // The session's new date order, if the statement changes it.
     std::optional<DateOrder> NewOrder{};
 };
 
-// Where a statement runs: what its names can mean.
+// The connection that a statement runs on.
 struct TranslationContext {
     std::string Folder;    // of the server
-    std::string Database;  // the default one; empty when none is chosen
+    std::string Database;  // the current one; empty if none is selected
     std::vector<std::string> LinkedServers;
-    // Where columns are looked up; without it no text is taken for a date.
+    // For column types; without it no text is converted as a date.
     const SqliteDatabase* Catalogue = nullptr;
-    // Of the session.
     DateOrder Order = DateOrder::MonthFirst;
-    // The one other database that an INSERT may write to; empty when there is none.
+    // The only other database that an INSERT can write to; empty if there is none.
     std::string CopyServer{};
     std::string CopyDatabase{};
 };
 
-// Rewrites one T-SQL statement from its tokens; an UPDATE keeps its FROM (see SemiJoin.h). What
-// the engine does not know throws DatabaseError with a sentence that says so.
+// Translates one T-SQL statement. An UPDATE keeps its FROM for RewriteUpdate(). Throws
+// DatabaseError for what the engine does not support, with a message that names it.
 Translation Translate(std::string_view sql, const TranslationContext& context);
+
+// Rewrites "UPDATE t SET c = v FROM t, f WHERE ..." for SQLite as a semi-join: a row of t changes
+// if any row of f meets the condition, without creating the joined rows. If an index of f covers
+// all column pairs, it is searched for each row of t; otherwise f is read once and its distinct
+// keys are compared with t's. Rows that already hold the value are neither written nor counted,
+// here and in an UPDATE without WHERE. Other forms of UPDATE are returned unchanged. Throws
+// DatabaseError for a FROM that is not a list of tables including t.
+std::string RewriteUpdate(sqlite3* database, std::string_view sql);
 
 }  // namespace morvane::embedded

@@ -48,7 +48,9 @@ class OdbcConnection : public Connection {
     std::string DefaultDatabase() const override { return database_; }
     void SetDefaultDatabase(std::string_view name) override;
 
-    std::int64_t Execute(std::string_view sql) override { return Session(sql).Execute(sql); }
+    std::int64_t Execute(std::string_view sql, std::int64_t) override {
+        return Session(sql).Execute(sql);
+    }
     std::unique_ptr<Recordset> OpenRecordset(std::string_view sql, RecordsetKind kind) override;
     std::unique_ptr<Command> CreateCommand() override {
         RequireOpen();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/StatementGuard.h"
+#include "db/embedded/SqliteCallbacks.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +9,10 @@ namespace morvane::embedded {
 
 namespace {
 
+// Milliseconds. Short at first: most locks are held for one statement.
+constexpr int kShortest = 1;
+constexpr int kLongest = 100;
+
 std::string_view TextOrEmpty(const char* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
@@ -17,15 +21,14 @@ bool IsOwnSchema(std::string_view schema) {
     return schema.empty() || schema == "main" || schema == "temp";
 }
 
-// Functions of SQLite's own that reach beyond the database, in some builds of it.
+// Functions of some SQLite builds that access more than the database.
 bool ReachesOut(std::string_view function) {
     constexpr std::array<std::string_view, 7> kFunctions = {
         "load_extension", "fts3_tokenizer", "readfile", "writefile", "edit", "lsmode", "zipfile"};
     return std::find(kFunctions.begin(), kFunctions.end(), function) != kFunctions.end();
 }
 
-// `inner` is the trigger or view that does it, if any: what is defined in a database is its own
-// matter.
+// `inner`: a trigger or view of the database acts, not the statement itself.
 bool Allows(int action, std::string_view first, std::string_view second, std::string_view schema,
             bool inner) {
     switch (action) {
@@ -48,6 +51,38 @@ bool Allows(int action, std::string_view first, std::string_view second, std::st
 }
 
 }  // namespace
+
+void BusyWait::Serve(sqlite3* database) {
+    sqlite3_busy_handler(
+        database,
+        [](void* self, int tries) {
+            return static_cast<BusyWait*>(self)->TryAgain(tries == 0) ? 1 : 0;
+        },
+        this);
+}
+
+bool BusyWait::TryAgain(bool isFirst) {
+    if (isFirst) {
+        waited_ = 0;
+        cancelledBefore_ = limit_ > 0 && CancelRequested();
+    }
+    if (waited_ >= limit_ || (!cancelledBefore_ && CancelRequested())) {
+        return false;
+    }
+    const int pause = std::min({std::max(kShortest, waited_ / 4), kLongest, limit_ - waited_});
+    sqlite3_sleep(pause);
+    waited_ += pause;
+    return true;
+}
+
+// Called by SQLite, which cannot pass exceptions.
+bool BusyWait::CancelRequested() const noexcept {
+    try {
+        return cancelRequested_ && cancelRequested_();
+    } catch (...) {
+        return false;
+    }
+}
 
 void StatementGuard::Serve(sqlite3* database) {
     sqlite3_set_authorizer(

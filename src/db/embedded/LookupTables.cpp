@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "db/embedded/MetaTableCopies.h"
+#include "db/embedded/LookupTables.h"
 
 #include <algorithm>
 #include <array>
 #include <vector>
 
 #include "base/Text.h"
+#include "db/embedded/Catalogue.h"
+#include "sql/Lexer.h"
 #include "sql/Quoting.h"
 #include "sql/Tokens.h"
 
@@ -13,8 +15,40 @@ namespace morvane::embedded {
 
 namespace {
 
+constexpr std::size_t kLong = 1000;  // bytes; compiling a shorter list is faster than this
+
+// Reads a query up to the first list of texts, as in "t.c IN ('a'". Returns the position of that
+// text; npos if there is none or if t.c may hold dates.
+std::size_t FindList(const SqliteDatabase& database, std::string_view sql) {
+    Lexer lexer(sql);
+    std::array<Lexeme, 6> last;  // t . c [not] in (
+    Lexeme lexeme;
+    for (std::size_t begin = lexer.Position(); lexer.Next(lexeme) && !lexeme.Problem;
+         begin = lexer.Position()) {
+        if (lexeme.Kind == TokenKind::Text && last[5].Is("(") && last[4].Is("in")) {
+            const std::size_t name = last[3].Is("not") ? 0 : 1;
+            return last[name + 1].Is(".") && DateKindOf(database, last[name].Text,
+                                                        last[name + 2].Text) == DateKind::None
+                       ? begin
+                       : std::string_view::npos;
+        }
+        std::rotate(last.begin(), last.begin() + 1, last.end());
+        last.back() = lexeme;
+    }
+    return std::string_view::npos;
+}
+
+// The position after the text literal at `begin`; npos if there is none.
+std::size_t SkipText(std::string_view list, std::size_t begin) {
+    Lexeme lexeme;
+    Lexer lexer(list.substr(std::min(begin, list.size())));
+    const bool text =
+        lexer.Position() == 0 && lexer.Next(lexeme) && !lexeme.Problem && lexeme.Text[0] == '\'';
+    return text ? begin + lexeme.Text.size() : std::string_view::npos;
+}
+
 constexpr int kOften = 20;
-constexpr std::int64_t kLarge = 200;  // rows; fewer are read as soon as looked up
+constexpr std::int64_t kLarge = 200;  // rows; scanning fewer is as fast as a lookup
 
 struct MetaTable {
     const char* Name;
@@ -25,7 +59,7 @@ constexpr std::array kMetaTables = {
     MetaTable{"dwm_star_relations", {"primary_table", "foreign_table"}},
 };
 
-// Whether the text names one of them, or holds such a name in whatever sense.
+// True if the text contains the name of one, in whatever context.
 bool NamesMetaTable(std::string_view sql) {
     const std::string lower = ToLower(sql);
     return std::ranges::any_of(kMetaTables, [&lower](const MetaTable& table) {
@@ -68,7 +102,7 @@ bool IsBusy(const SqliteDatabase& database) {
     return false;
 }
 
-// Whether a change of some other table may change the meta tables.
+// True if changing another table may change the meta tables.
 bool HasTriggers(const SqliteDatabase& database) {
     SqliteStatement triggers(database.Handle(),
                              "SELECT sql FROM main.sqlite_schema WHERE type = 'trigger'", "");
@@ -86,7 +120,7 @@ struct Columns {
     std::string Definitions;  // as CREATE TABLE has them
 };
 
-// Both are empty for a view and where there is no such table.
+// Empty for a view and for a missing table.
 Columns ColumnsOf(const SqliteDatabase& database, const char* table) {
     SqliteStatement rows(database.Handle(),
                          "SELECT name, type FROM pragma_table_xinfo(?, 'main') WHERE hidden <> 1"
@@ -125,6 +159,71 @@ void CopyTable(const SqliteDatabase& database, const MetaTable& table, const Col
 
 }  // namespace
 
+std::string LiteralList::Replace(const SqliteDatabase& database, std::string_view sql) {
+    // A rollback would restore an earlier list.
+    if (sql.size() < kLong || sqlite3_get_autocommit(database.Handle()) == 0) {
+        return std::string(sql);
+    }
+    const std::size_t begin = FindList(database, sql);
+    if (begin == std::string_view::npos) {
+        return std::string(sql);
+    }
+    const std::string_view list = sql.substr(begin);
+    const std::size_t length = Hold(database, list);
+    if (length == 0) {
+        return std::string(sql);
+    }
+    std::string shorter(sql.substr(0, begin));
+    shorter += "SELECT item FROM temp.\"literal list\"";
+    shorter += list.substr(length);
+    return shorter;
+}
+
+// Stores the texts at the beginning of `list`, up to a ")". Returns their length in the statement,
+// 0 for a short list or one with anything but texts.
+std::size_t LiteralList::Hold(const SqliteDatabase& database, std::string_view list) {
+    const bool goesOn = !text_.empty() && list.starts_with(text_);
+    std::vector<std::string> items;
+    std::size_t end = goesOn ? text_.size() : 0;
+    while (end == 0 || (end < list.size() && list[end] == ',')) {
+        const std::size_t begin = end == 0 ? 0 : end + 1;
+        end = SkipText(list, begin);
+        if (end == std::string_view::npos) {
+            return 0;
+        }
+        items.push_back(Unquoted(list.substr(begin, end - begin)));
+    }
+    if (end < kLong || end == list.size() || list[end] != ')') {
+        return 0;
+    }
+    if (!goesOn) {
+        text_.clear();
+        database.Run("CREATE TEMP TABLE IF NOT EXISTS \"literal list\"(item NOT NULL)");
+        // One per collation of columns.
+        database.Run(
+            "CREATE INDEX IF NOT EXISTS temp.\"literal list exact\" ON"
+            " \"literal list\"(item COLLATE BINARY)");
+        database.Run(
+            "CREATE INDEX IF NOT EXISTS temp.\"literal list ignoring case\" ON"
+            " \"literal list\"(item COLLATE NOCASE)");
+        database.Run("DELETE FROM temp.\"literal list\"");
+    }
+    Store(database, items);
+    text_ = list.substr(0, end);
+    return end;
+}
+
+void LiteralList::Store(const SqliteDatabase& database, const std::vector<std::string>& items) {
+    constexpr const char* kInsert = "INSERT INTO temp.\"literal list\" VALUES(?)";
+    SqliteStatement insert(database.Handle(), kInsert, kInsert);
+    text_.clear();  // and remains empty if an insert fails
+    for (const std::string& item : items) {
+        insert.Bind(1, Value(item));
+        insert.Step();
+        insert.Reset();
+    }
+}
+
 bool MetaTableCopies::MayChange(std::string_view sql) {
     const bool names = NamesMetaTable(sql);
     if (names) {
@@ -143,10 +242,10 @@ std::string MetaTableCopies::Replace(const SqliteDatabase& database, const std::
     return found && tokens[0].Is("select") && Serve(database) ? JoinTokens(tokens) : sql;
 }
 
-// True when there are copies and they hold what the meta tables hold.
+// True if the copies exist and are up to date.
 bool MetaTableCopies::Serve(const SqliteDatabase& database) {
     if (sqlite3_get_autocommit(database.Handle()) == 0) {
-        return false;  // a rollback would take copies away, and with them what this object knows
+        return false;  // a rollback would remove the copies
     }
     const std::int64_t version = Number(database, "PRAGMA data_version");
     if (version != version_) {
@@ -178,7 +277,7 @@ void MetaTableCopies::Make(const SqliteDatabase& database) {
     for (std::size_t i = 0; i < kMetaTables.size(); ++i) {
         CopyTable(database, kMetaTables[i], columns[i]);
     }
-    // Somebody may have changed them meanwhile.
+    // Another connection may have changed them meanwhile.
     made_ = Number(database, "PRAGMA data_version") == version_;
 }
 
