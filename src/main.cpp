@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "base/Platform.h"
-#include "run/LoginPasswords.h"
+#include "run/Environment.h"
 #include "run/ProcessArguments.h"
 #include "run/StartUp.h"
 #ifdef MORVANE_UI
@@ -10,7 +10,7 @@
 int main(int argc, char** argv) {
     morvane::PrepareProcess();
     const morvane::StartInput input{morvane::TakeCommandLine(argc, argv),
-                                    morvane::TakeLoginPasswords()};
+                                    morvane::TakeEnvironment()};
     morvane::UseSystemLocale();
 #ifdef MORVANE_UI
     return morvane::RunInWindows(input, argv);

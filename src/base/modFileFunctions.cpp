@@ -32,8 +32,10 @@ std::string LastReason() {
 
 constexpr const char* kNotRegular = "it is not a regular file";
 
-// Why the open file must not be written; empty if it may be. Empties a regular file.
-std::string Objection(int file, NamedBy namedBy) {
+enum class Content { Emptied, Kept };
+
+// Why the open file must not be written; empty if it may be. Empties a regular file if asked to.
+std::string Objection(int file, NamedBy namedBy, Content content) {
     struct stat status {};
     if (fstat(file, &status) != 0) {
         return LastReason();
@@ -47,7 +49,8 @@ std::string Objection(int file, NamedBy namedBy) {
     if (namedBy == NamedBy::Program && status.st_nlink > 1) {
         return "it has another name too";
     }
-    return ftruncate(file, 0) == 0 ? std::string() : LastReason();
+    const bool done = content == Content::Kept || ftruncate(file, 0) == 0;
+    return done ? std::string() : LastReason();
 }
 
 std::string OpeningError(NamedBy namedBy) {
@@ -64,6 +67,23 @@ FileHandle WithStream(int file, const char* mode, std::string& reason) {
         close(file);
     }
     return stream;
+}
+
+FileHandle OpenChecked(const std::filesystem::path& path, NamedBy namedBy, Content content,
+                       std::string& reason) {
+    constexpr mode_t kUsualRights = 0666;  // less the user's mask
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
+                      (namedBy == NamedBy::Program ? O_NOFOLLOW : 0) |
+                      (content == Content::Kept ? O_APPEND : 0);
+    const int file = open(path.c_str(), flags, kUsualRights);
+    reason = file < 0 ? OpeningError(namedBy) : Objection(file, namedBy, content);
+    if (!reason.empty()) {
+        if (file >= 0) {
+            close(file);
+        }
+        return nullptr;
+    }
+    return WithStream(file, content == Content::Kept ? "ab" : "wb", reason);
 }
 
 #endif
@@ -131,6 +151,12 @@ FileHandle OpenToWrite(const std::filesystem::path& path, NamedBy, std::string& 
     return file;
 }
 
+FileHandle OpenToAppend(const std::filesystem::path& path, std::string& reason) {
+    FileHandle file(_wfopen(path.c_str(), L"ab"));
+    reason = file == nullptr ? LastReason() : "";
+    return file;
+}
+
 FileHandle OpenToRead(const std::filesystem::path& path, std::string& reason) {
     FileHandle file(_wfopen(path.c_str(), L"rb"));
     reason = file == nullptr ? LastReason() : "";
@@ -144,18 +170,11 @@ bool ExceedsSizeLimit(const std::filesystem::path&) {
 #else
 
 FileHandle OpenToWrite(const std::filesystem::path& path, NamedBy namedBy, std::string& reason) {
-    constexpr mode_t kUsualRights = 0666;  // less the user's mask
-    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY |
-                      (namedBy == NamedBy::Program ? O_NOFOLLOW : 0);
-    const int file = open(path.c_str(), flags, kUsualRights);
-    reason = file < 0 ? OpeningError(namedBy) : Objection(file, namedBy);
-    if (!reason.empty()) {
-        if (file >= 0) {
-            close(file);
-        }
-        return nullptr;
-    }
-    return WithStream(file, "wb", reason);
+    return OpenChecked(path, namedBy, Content::Emptied, reason);
+}
+
+FileHandle OpenToAppend(const std::filesystem::path& path, std::string& reason) {
+    return OpenChecked(path, NamedBy::User, Content::Kept, reason);
 }
 
 FileHandle OpenToRead(const std::filesystem::path& path, std::string& reason) {

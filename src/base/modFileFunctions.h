@@ -53,6 +53,9 @@ enum class NamedBy { Program, User };
 // be a symbolic link or a character device such as /dev/null.
 FileHandle OpenToWrite(const std::filesystem::path& path, NamedBy namedBy, std::string& reason);
 
+// The same for a file named by the user that is appended to.
+FileHandle OpenToAppend(const std::filesystem::path& path, std::string& reason);
+
 // Opens a file for reading; on failure null, with the system's reason. Never blocks.
 FileHandle OpenToRead(const std::filesystem::path& path, std::string& reason);
 

@@ -2,8 +2,10 @@
 #include "db/ArchiveSettings.h"
 
 #include <array>
+#include <optional>
 #include <utility>
 
+#include "base/Text.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane {
@@ -32,6 +34,28 @@ void RequireNoQuote(const ArchiveSettings& archive) {
     }
 }
 
+struct ArchiveRow {
+    ArchiveSettings Settings;  // NULL reads as an empty text or false
+    bool IsComplete = false;   // no column that a run needs is NULL
+};
+
+std::optional<ArchiveRow> ReadRow(Connection& warehouse) {
+    const auto row = warehouse.OpenRecordset(
+        "select Server, SecureLogin, SQLUserName, SQLPassword, DB from dwm_archive where ID = 1");
+    if (row->Eof()) {
+        return std::nullopt;
+    }
+    const Value& server = (*row)[0];
+    const Value& secure = (*row)[1];
+    const Value& user = (*row)[2];
+    const Value& database = (*row)[4];
+    const ServerLogin login{NullToText(server, ""), NullToBoolean(secure, false),
+                            NullToText(user, ""), NullToText((*row)[3], "")};
+    const bool isComplete = !server.IsNull() && !secure.IsNull() && !database.IsNull() &&
+                            (login.NTAuthentication || !user.IsNull());
+    return ArchiveRow{{login, NullToText(database, "")}, isComplete};
+}
+
 }  // namespace
 
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings) {
@@ -44,14 +68,27 @@ void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings) {
 }
 
 ArchiveSettings ReadArchiveSettings(Connection& warehouse) {
-    const auto row = warehouse.OpenRecordset(
-        "select Server, SecureLogin, SQLUserName, SQLPassword, DB from dwm_archive where ID = 1");
-    if (row->Eof()) {
+    const std::optional<ArchiveRow> row = ReadRow(warehouse);
+    if (!row) {
         throw NoRow();
     }
-    return {{NullToText((*row)[0], ""), NullToBoolean((*row)[1], false), NullToText((*row)[2], ""),
-             NullToText((*row)[3], "")},
-            NullToText((*row)[4], "")};
+    return row->Settings;
+}
+
+bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings) {
+    if (!warehouse.TableExists("dwm_archive")) {
+        return false;
+    }
+    const std::optional<ArchiveRow> row = ReadRow(warehouse);
+    if (!row || !row->IsComplete) {
+        return false;
+    }
+    ArchiveSettings archive = row->Settings;
+    archive.Login.Server = Trim(archive.Login.Server);
+    archive.Login = archive.Login.Effective();
+    archive.Database = Trim(archive.Database);
+    PutArchiveSettings(archive, settings);
+    return true;
 }
 
 void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive) {

@@ -19,9 +19,13 @@ struct ArchiveSettings {
 ArchiveSettings ArchiveSettingsOf(const RunSettings& settings);
 void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings);
 
-// Reads the only row of dwm_archive, with NULL as an empty text. Throws DatabaseError, also if
-// there is no row.
+// Reads the only row of dwm_archive; NULL becomes an empty text or false. Throws DatabaseError,
+// also if there is no such row.
 ArchiveSettings ReadArchiveSettings(Connection& warehouse);
+
+// Copies that row, trimmed, into the settings of a run. Returns false and leaves them unchanged if
+// the table or the row is missing or if a column that a run needs is NULL.
+bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings);
 
 // Updates that row. The values are pasted into the statement, so none may contain a single quote:
 // in that case throws a DatabaseError that names the field, and sends nothing.

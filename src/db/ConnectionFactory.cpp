@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/ConnectionFactory.h"
 
+#include <utility>
+
 #include "core/DatabaseError.h"
 #include "db/StatementTrace.h"
 #include "db/embedded/EmbeddedConnection.h"
@@ -17,14 +19,19 @@ std::unique_ptr<Connection> CreateEmbeddedConnection(std::function<bool()>) {
 
 #endif
 
-std::unique_ptr<Connection> CreateConnection(std::string_view server) {
-    return CreateCancellableConnection(server, {});
+ConnectionFactory ConnectionsWith(ConnectionOptions options) {
+    return [options = std::move(options)](std::string_view server) {
+        auto connection = IsEmbeddedServer(server)
+                              ? CreateEmbeddedConnection(options.CancelRequested)
+                              : CreateOdbcConnection(options.Odbc, options.CancelRequested);
+        return options.StatementLog.empty()
+                   ? std::move(connection)
+                   : LogStatements(std::move(connection), options.StatementLog);
+    };
 }
 
-std::unique_ptr<Connection> CreateCancellableConnection(
-    std::string_view server, const std::function<bool()>& cancelRequested) {
-    return LogStatements(IsEmbeddedServer(server) ? CreateEmbeddedConnection(cancelRequested)
-                                                  : CreateOdbcConnection(cancelRequested));
+std::unique_ptr<Connection> CreateConnection(std::string_view server) {
+    return ConnectionsWith({})(server);
 }
 
 }  // namespace morvane

@@ -3,20 +3,27 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "core/Connection.h"
+#include "db/odbc/OdbcDriver.h"
 
 namespace morvane {
 
-// Creates a closed connection with the engine for the server's name: the embedded engine for
-// "sqlite:<folder>", SQL Server over ODBC for every other name.
-std::unique_ptr<Connection> CreateConnection(std::string_view server);
+struct ConnectionOptions {
+    OdbcOptions Odbc = {};
+    std::string StatementLog = {};  // a file that receives every statement; none if empty
+    // Once it returns true, connections wait only a few seconds for a SQL Server that does not
+    // answer, and no longer for a locked embedded database. May be called from another thread.
+    std::function<bool()> CancelRequested = {};
+};
 
-// The same for a run that can be cancelled. Once `cancelRequested` returns true, the connection
-// waits only a few seconds for a SQL Server that does not answer, and no longer for a locked
-// embedded database. It may be called from another thread.
-std::unique_ptr<Connection> CreateCancellableConnection(
-    std::string_view server, const std::function<bool()>& cancelRequested);
+// Creates closed connections with the engine for the server's name: the embedded engine for
+// "sqlite:<folder>", SQL Server over ODBC for every other name.
+ConnectionFactory ConnectionsWith(ConnectionOptions options);
+
+// The same without options.
+std::unique_ptr<Connection> CreateConnection(std::string_view server);
 
 }  // namespace morvane

@@ -2,8 +2,7 @@
 #include "db/StatementTrace.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -162,17 +161,17 @@ std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connecti
                                               std::move(catalogue));
 }
 
-std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection) {
-    const char* path = std::getenv("MORVANE_STATEMENT_LOG");
-    if (path == nullptr || *path == '\0') {
-        return connection;
-    }
-    auto file = std::make_shared<std::ofstream>(ToPath(path), std::ios::binary | std::ios::app);
-    if (!*file) {
-        throw FileError("Cannot write the file \"" + std::string(path) + "\"");
+std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection,
+                                          const std::string& path) {
+    std::string reason;
+    const std::shared_ptr<std::FILE> file = OpenToAppend(ToPath(path), reason);
+    if (file == nullptr) {
+        throw FileError("Cannot write the file \"" + path + "\": " + reason);
     }
     const StatementSink write = [file](std::string_view statement) {
-        *file << WithoutLineBreaks(statement) << '\n' << std::flush;
+        const std::string line = WithoutLineBreaks(statement) + '\n';
+        std::fwrite(line.data(), 1, line.size(), file.get());
+        std::fflush(file.get());
     };
     return TraceStatements(std::move(connection), write, write);
 }

@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <string_view>
 
 #include "core/Connection.h"
@@ -18,9 +19,9 @@ using StatementSink = std::function<void(std::string_view statement)>;
 std::unique_ptr<Connection> TraceStatements(std::unique_ptr<Connection> connection,
                                             StatementSink sink, StatementSink catalogue = {});
 
-// If the environment variable MORVANE_STATEMENT_LOG names a file, wraps the connection so that
-// every statement is first appended to the file, one per line, with passwords masked. Otherwise
-// returns the connection itself. Throws FileError if the file cannot be written.
-std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection);
+// Wraps a connection so that every statement is first appended to a file, one per line. Throws
+// FileError if the file cannot be written.
+std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection,
+                                          const std::string& path);
 
 }  // namespace morvane

@@ -25,7 +25,7 @@ bool IsBlank(const std::string& text) {
     return Trim(text).empty();
 }
 
-// The line, option by option.
+// Builds the line.
 class Line {
   public:
     explicit Line(const RunSettings& settings) : settings_(settings) {}
@@ -72,14 +72,14 @@ RunSettings Parse(const std::string& line) {
     return settings;
 }
 
-// The values whose text is checked.
+// The values that must be readable from the file.
 constexpr std::array kValues{
     &RunSettings::Machine,         &RunSettings::Database,        &RunSettings::UserName,
     &RunSettings::Password,        &RunSettings::ArchiveMachine,  &RunSettings::ArchiveDatabase,
     &RunSettings::ArchiveUserName, &RunSettings::ArchivePassword,
 };
 
-// The file is one line.
+// The file is a single line.
 bool EndsLine(const std::string& value) {
     return value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos;
 }

@@ -7,16 +7,16 @@
 
 namespace morvane {
 
-// The settings of the window as one line of options, which given to the program as its command line
-// makes the same settings. The log folder stands in double quotes, another value only when it would
-// fall apart without them. A blank password is left out.
+// The settings as a line of options that gives the same settings when it is parsed as a command
+// line. The log folder is always in double quotes, other values only if they contain blanks. Omits
+// a blank password.
 std::string ConfigLine(const RunSettings& settings);
 
-// Why the line would not be read as these settings: a value with a double quote in it, say, or one
-// that would be taken for an option. Empty when all is well. Never shows a value.
+// Why parsing the line would give other settings, for example because a value contains a double
+// quote or looks like an option. Empty if it would not. Does not include any value.
 std::string ConfigLineFault(const RunSettings& settings);
 
-// Writes the line and CR LF, for the owner's eyes alone. Throws FileError.
+// Writes the line and CR LF to a file that only its owner can read. Throws FileError.
 void WriteConfigFile(const std::string& path, const RunSettings& settings);
 
 }  // namespace morvane

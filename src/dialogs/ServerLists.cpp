@@ -221,7 +221,7 @@ bool SameServer(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-DataSourcePlaces FindDataSourcePlaces(const Environment& variable) {
+DataSourcePlaces FindDataSourcePlaces(const DataSourceVariables& variables) {
     DataSourcePlaces places;
     const auto add = [](std::vector<std::filesystem::path>& files, const std::string& folder,
                         const char* name) {
@@ -229,14 +229,14 @@ DataSourcePlaces FindDataSourcePlaces(const Environment& variable) {
             files.push_back(folder + name);
         }
     };
-    const std::string home = variable("HOME");
-    const std::string odbc = variable("ODBCINI");
+    const std::string& home = variables.Home;
+    const std::string& odbc = variables.OdbcIni;
     add(places.OdbcIni, odbc.empty() ? home : odbc, odbc.empty() ? "/.odbc.ini" : "");
-    const std::string system = variable("ODBCSYSINI");
+    const std::string& system = variables.OdbcSysIni;
     add(places.OdbcIni, system.empty() ? "/etc" : system, "/odbc.ini");
 
-    add(places.FreeTdsConf, variable("FREETDSCONF"), "");
-    add(places.FreeTdsConf, variable("FREETDS"), "/etc/freetds.conf");
+    add(places.FreeTdsConf, variables.FreeTdsConf, "");
+    add(places.FreeTdsConf, variables.FreeTds, "/etc/freetds.conf");
     add(places.FreeTdsConf, home, "/.freetds.conf");
     add(places.FreeTdsConf, "/etc/freetds", "/freetds.conf");
     return places;

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/Connection.h"
 #include "core/RunSettings.h"
+#include "run/Environment.h"
 
 namespace morvane {
 
@@ -26,11 +26,8 @@ struct DataSourcePlaces {
     std::vector<std::filesystem::path> FreeTdsConf;
 };
 
-// Returns the value of an environment variable, or an empty text if it is not set.
-using Environment = std::function<std::string(const char* name)>;
-
 // The files that the ODBC driver manager and FreeTDS read.
-DataSourcePlaces FindDataSourcePlaces(const Environment& variable);
+DataSourcePlaces FindDataSourcePlaces(const DataSourceVariables& variables);
 
 // The data sources with a SQL Server driver and the servers of FreeTDS, in the order of the files.
 // Skips unreadable files and entries that a connection would refuse as a server.

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/WarehouseSession.h"
 
-#include "base/Platform.h"
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "run/MultiUserLock.h"
-#include "run/Tasks.h"
+#include "run/WarehouseAccess.h"
 
 namespace morvane {
 
@@ -15,12 +13,13 @@ WarehouseSession::WarehouseSession(RunState& state, const ConnectionFactory& con
     : state_(state), connect_(connect), prompt_(prompt) {}
 
 bool WarehouseSession::Prepare(const ServerLogin& login, const std::string& database,
-                               LastUser lastUser) {
+                               OtherUser otherUser) {
     state_.ErrorText.clear();
     LeaveOther(login, database);
     if (Trim(database).empty()) {
         state_.ErrorText = "Database must be specified";
-    } else if (Connect(login) && Open(database) && (state_.LockHeld || TakeLock(lastUser))) {
+    } else if (Connect(login) && Open(database) &&
+               (state_.LockHeld || TakeLock(state_, prompt_, otherUser) == Outcome::Done)) {
         return true;
     }
     CloseWarehouse();
@@ -62,33 +61,9 @@ bool WarehouseSession::Open(const std::string& database) {
     if (TrapErrors(ignored, open)) {
         return true;
     }
-    // The server may have gone and come back since the last time.
+    // The connection may be lost although the server is up.
     CloseWarehouse();
     return TrapErrors(state_.ErrorText, open);
-}
-
-bool WarehouseSession::TakeLock(LastUser lastUser) {
-    if (lastUser == LastUser::Asked && !MayFollowLastUser()) {
-        return false;
-    }
-    bool lockedByOther = false;
-    return AcquireLock(state_, prompt_, lockedByOther) && !lockedByOther;
-}
-
-// A lock that is set asks a question of its own.
-bool WarehouseSession::MayFollowLastUser() {
-    bool locked = false;
-    if (!IsLocked(state_, locked) || (!locked && !ReadLockUser(state_))) {
-        return false;
-    }
-    const std::string_view lastUser = Trim(state_.LockUser);
-    if (locked || lastUser.empty() || lastUser == Trim(CurrentUserName())) {
-        return true;
-    }
-    return prompt_
-        .AskYesNo("Lock History", "Morvane Tool was last used by -- " + state_.LockUser +
-                                      std::string(kCrLf) + "Do you wish to continue?")
-        .value_or(false);
 }
 
 void WarehouseSession::CloseWarehouse() {
@@ -106,18 +81,13 @@ void WarehouseSession::ReleaseHeldLock() {
         CloseWarehouse();
         ShowErrors();
     }
-    // Whatever became of it in the table, this window relies on it no more.
+    // Even if the table could not be updated, this window no longer relies on the lock.
     state_.LockHeld = false;
 }
 
 void WarehouseSession::Leave() {
     ReleaseHeldLock();
-    for (auto* connection : {&state_.WarehouseConnection, &state_.ArchiveConnection}) {
-        if (*connection != nullptr) {
-            CloseQuietly(**connection);
-            connection->reset();
-        }
-    }
+    CloseConnections(state_);
 }
 
 void WarehouseSession::ShowErrors() {

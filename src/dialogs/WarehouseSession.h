@@ -6,39 +6,35 @@
 #include "core/Connection.h"
 #include "core/RunState.h"
 #include "core/UserPrompt.h"
+#include "run/WarehouseAccess.h"
 
 namespace morvane {
 
-// The warehouse on which the settings window works: its connection and its lock, both in the
-// RunState. What goes wrong is shown to the user, and ErrorText is empty afterwards.
+// The warehouse in use by the settings window: its connection and its lock, both stored in the
+// RunState. Errors are shown to the user and leave ErrorText empty.
 class WarehouseSession {
   public:
     WarehouseSession(RunState& state, const ConnectionFactory& connect, UserPrompt& prompt);
 
-    // Whether to ask the user before he follows somebody else who has finished.
-    enum class LastUser { NotAsked, Asked };
-
-    // Opens the connection with the database as its default one, and takes the lock unless it is
-    // held already. A warehouse worked on before is left first when it is another. False when this
-    // cannot be done or the user does not want to go on; the connection is closed then.
-    bool Prepare(const ServerLogin& login, const std::string& database, LastUser lastUser);
+    // Opens the connection, selects the database and takes the lock unless it is already held.
+    // Leaves a different warehouse first. Returns false, with the connection closed, if this fails
+    // or the user does not want to continue.
+    bool Prepare(const ServerLogin& login, const std::string& database, OtherUser otherUser);
 
     // Keeps the lock.
     void CloseWarehouse();
-    // Frees a lock that is held; the connection is opened again when it has been closed.
+    // Reopens the connection if necessary.
     void ReleaseHeldLock();
-    // Frees the lock and gives both connections up.
+    // Releases the lock and discards both connections.
     void Leave();
 
-    // Shows ErrorText and empties it.
+    // Shows ErrorText and clears it.
     void ShowErrors();
 
   private:
     void LeaveOther(const ServerLogin& login, const std::string& database);
     bool Connect(const ServerLogin& login);
     bool Open(const std::string& database);
-    bool TakeLock(LastUser lastUser);
-    bool MayFollowLastUser();
 
     RunState& state_;
     const ConnectionFactory& connect_;

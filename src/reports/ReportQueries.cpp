@@ -11,7 +11,6 @@ namespace morvane {
 
 namespace {
 
-// An empty list names no columns.
 std::vector<std::string> KeyColumns(const std::string& list) {
     return Trim(list).empty() ? std::vector<std::string>() : SplitColumnList(list);
 }
@@ -83,6 +82,14 @@ std::int32_t QueryCount(Connection& connection, const std::string& sql) {
                             MaskPasswords(sql));
     }
     return static_cast<std::int32_t>(count);
+}
+
+void UnusedCounts::Add(const std::string& tableName, std::int32_t count) {
+    if (std::ranges::any_of(counts_, [&](const auto& entry) { return entry.first == tableName; })) {
+        throw DatabaseError(
+            {"The dimension table " + tableName + " stands more than once in dwm_tables"});
+    }
+    counts_.emplace_back(tableName, count);
 }
 
 }  // namespace morvane

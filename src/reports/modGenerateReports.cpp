@@ -1,18 +1,32 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "reports/modGenerateReports.h"
 
-#include "reports/DetailedReport.h"
-#include "reports/ReportQueries.h"
-#include "reports/ReportRun.h"
-#include "reports/SummaryReport.h"
-#include "reports/TableFilterReport.h"
+#include <array>
+
+#include "base/Clock.h"
+#include "base/modFileFunctions.h"
+#include "reports/Reports.h"
 
 namespace morvane {
 
 namespace {
 
-// The bar advances once a dimension table in each of the summary and the detailed report, and in
-// the table-filter report once a fact table and once a selected dimension table.
+struct ReportNames {
+    std::string_view FilePrefix;
+    std::string_view LinkText;
+};
+
+const ReportNames& NamesOf(Report report) {
+    static constexpr std::array<ReportNames, 3> kNames{{
+        {"SummaryReport", "Summary Report"},
+        {"DetailedReport", "Detailed Report"},
+        {"TableFilterReport", "Table Filter Report"},
+    }};
+    return kNames.at(static_cast<std::size_t>(report));
+}
+
+// One step per dimension table in the summary and in the detailed report, and one per fact table
+// and selected dimension table in the table filter report.
 void PrepareReportProgress(const ReportRun& run) {
     const auto dimensions = static_cast<float>(QueryCount(
         run.Warehouse(), "Select COUNT(*) from dwm_tables where Upper(table_type) = 'DIMENSION'"));
@@ -36,31 +50,45 @@ void FinishReportProgress(const ReportRun& run) {
     run.Progress.Refresh();
 }
 
-// False when the user asks to cancel before the report begins.
-bool BeginReport(const ReportRun& run, std::string_view comment) {
-    run.Progress.Comment(comment);
-    return !run.Progress.CheckCancelState();
-}
+struct ReportStep {
+    std::string_view Comment;
+    void (*Write)(ReportRun&);
+};
+
+// The detailed report needs the counts of the summary report.
+constexpr std::array kSteps{
+    ReportStep{"Generating Summary Report", WriteSummaryReport},
+    ReportStep{"Generating Detailed Report", WriteDetailedReport},
+    ReportStep{"Generating TableFilter Report", WriteTableFilterReport},
+};
 
 }  // namespace
+
+std::string ReportFileName(Report report, const RunState& state) {
+    return std::string(NamesOf(report).FilePrefix) +
+           FileStamp(state.RunStartDate, state.RunStartTime) + ".html";
+}
+
+std::string ReportPath(Report report, const RunState& state, const std::string& directory) {
+    return directory + kPathSeparator + ReportFileName(report, state);
+}
+
+std::string_view ReportLinkText(Report report) {
+    return NamesOf(report).LinkText;
+}
 
 Outcome GenerateAllReports(RunState& state, ProgressWindow& progress,
                            const std::string& reportDirectory) {
     return TrapOutcome(state.ErrorText, [&] {
         ReportRun run{state, progress, reportDirectory, {}};
         PrepareReportProgress(run);
-        if (!BeginReport(run, "Generating Summary Report")) {
-            return Outcome::Cancelled;
+        for (const ReportStep& step : kSteps) {
+            progress.Comment(step.Comment);
+            if (progress.CheckCancelState()) {
+                return Outcome::Cancelled;
+            }
+            step.Write(run);
         }
-        WriteSummaryReport(run);
-        if (!BeginReport(run, "Generating Detailed Report")) {
-            return Outcome::Cancelled;
-        }
-        WriteDetailedReport(run);
-        if (!BeginReport(run, "Generating TableFilter Report")) {
-            return Outcome::Cancelled;
-        }
-        WriteTableFilterReport(run);
         FinishReportProgress(run);
         return Outcome::Done;
     });

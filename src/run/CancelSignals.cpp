@@ -11,20 +11,20 @@ namespace morvane {
 
 namespace {
 
-// Lock-free, so that a handler may write it and other threads read it.
+// Lock-free, as a signal handler requires.
 std::atomic<bool> signalReceived = false;
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 #ifdef _WIN32
 
-// The system calls it in a thread of its own.
+// Called by the system in a separate thread.
 BOOL WINAPI NoteSignal(DWORD event) {
     const bool again = signalReceived.exchange(true);
     if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
-        return again ? FALSE : TRUE;  // FALSE leaves it to the system, which ends the process
+        return again ? FALSE : TRUE;  // after FALSE the system ends the process
     }
-    // The console is closed or the user logs off. The system allows some seconds for that, but ends
-    // the process as soon as this returns.
+    // The console is closed or the user logs off. The system ends the process when this returns, or
+    // after some seconds.
     Sleep(INFINITE);
     return TRUE;
 }
@@ -33,8 +33,8 @@ BOOL WINAPI NoteSignal(DWORD event) {
 
 std::atomic<bool> endAsked = false;
 
-// A session that ends sends SIGHUP several times, and SIGTERM as well: a SIGHUP asks for no more
-// than the first one did.
+// When a session ends it may send several SIGHUPs and a SIGTERM: a SIGHUP does not count as a
+// second request.
 extern "C" void NoteSignal(int number) {
     signalReceived = true;
     if (number != SIGHUP && endAsked.exchange(true)) {
@@ -51,8 +51,8 @@ void Install(int number, struct sigaction& former) {
     struct sigaction action {};
     action.sa_handler = NoteSignal;
     sigemptyset(&action.sa_mask);
-    // Reads and writes under way go on: a signal must cost neither a line of the log nor the
-    // console. What waits for the user waits in ppoll(), which a signal always ends.
+    // Restarts interrupted reads and writes, so that no output is lost. User input is waited for in
+    // ppoll(), which a signal always interrupts.
     action.sa_flags = SA_RESTART;
     sigaction(number, &action, nullptr);
 }

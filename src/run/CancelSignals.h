@@ -9,14 +9,14 @@
 namespace morvane {
 
 #ifndef _WIN32
-// Those that are noted.
+// The signals that cancel a run.
 inline constexpr std::array kCancelSignals{SIGINT, SIGTERM, SIGHUP};
 #endif
 
-// While one exists, the first SIGINT or SIGTERM is only noted, and a second ends the process as it
-// would have at first. SIGHUP is only noted however often it comes, and stays ignored where it is.
-// On Windows Ctrl+C and Ctrl+Break are these signals; the end of the console or of the user's
-// session is noted too, but leaves the process only the few seconds that the system allows.
+// Handles signals during its lifetime. The first SIGINT or SIGTERM is recorded, the second one ends
+// the process. SIGHUP is only recorded, even if it is repeated, and stays ignored if it was. On
+// Windows the signals are Ctrl+C and Ctrl+Break; closing the console and logging off are recorded
+// too, but the system ends the process a few seconds later.
 class CancelSignals {
   public:
     CancelSignals();
@@ -24,9 +24,9 @@ class CancelSignals {
     CancelSignals(const CancelSignals&) = delete;
     CancelSignals& operator=(const CancelSignals&) = delete;
 
-    // Whether a signal has come. Stays so.
+    // Whether a signal was received since the construction.
     static bool Received();
-    // As if one had come; from any thread.
+    // Acts as if a signal was received. Thread-safe.
     static void Note();
 
 #ifndef _WIN32

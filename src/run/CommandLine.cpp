@@ -8,13 +8,8 @@
 #include <optional>
 
 #include "base/Text.h"
+#include "base/Version.h"
 #include "run/Tasks.h"
-
-#ifdef _WIN32
-#include <windows.h>
-
-#include "base/Platform.h"
-#endif
 
 namespace morvane {
 
@@ -26,7 +21,7 @@ struct Option {
     std::string RunSettings::*Text;  // null for an option without a value
 };
 
-// All but those that select a task.
+// The options that do not select a task; those are in kTasks.
 constexpr std::array kOptions{
     Option{"mac", nullptr, &RunSettings::Machine},
     Option{"usr", nullptr, &RunSettings::UserName},
@@ -72,7 +67,7 @@ bool IsPassword(const std::optional<Option>& option) {
 
 enum class Overrun { None, PlainWord, QuotedWord };
 
-// Walks a command line character by character and collects its words.
+// Splits a command line into words.
 class Tokenizer {
   public:
     explicit Tokenizer(std::size_t maxArgs) : maxArgs_(maxArgs) {}
@@ -81,7 +76,7 @@ class Tokenizer {
         for (const char c : commandLine) {
             const bool blank = c == ' ' || c == '\t';
             if (c == '"') {
-                // An opening quote always begins a new word, even in the middle of one.
+                // An opening quote starts a new word, even in the middle of another one.
                 if (!inQuotes_ && !Begin()) {
                     return Overrun::QuotedWord;
                 }
@@ -116,7 +111,7 @@ class Tokenizer {
     bool inQuotes_ = false;
 };
 
-// An unknown option as it may be shown: "-pwd=secret" is one too, and shows as "-pwd...".
+// The part of an unknown option that may be shown: "-pwd..." of "-pwd=secret".
 std::string ShownName(const std::string& token) {
     std::size_t end = token.find_first_of("=:");
     const std::size_t password = ToLower(token).find("pwd");
@@ -126,9 +121,9 @@ std::string ShownName(const std::string& token) {
     return end < token.size() ? token.substr(0, end) + "..." : token;
 }
 
-// Decides which unknown words may be named. A word taken as a password never is; and where quotes
-// are in play, a password can have fallen into several words, so that none is named up to the next
-// known option.
+// Decides which unknown options may be shown. The value of a password option is not shown. If the
+// command line has quotes, a password may have been split into several words; then nothing is shown
+// up to the next known option.
 class UnknownWords {
   public:
     explicit UnknownWords(bool quotesInPlay) : quotesInPlay_(quotesInPlay) {}
@@ -192,7 +187,7 @@ OptionKind SetOption(std::string_view name, std::string_view value, RunSettings&
     if (option->Text != nullptr) {
         settings.*option->Text = value;
     }
-    // Asking for a copy of the log says nothing about who is there: alone it opens the window.
+    // -logfile alone opens the settings window.
     if (option->Flag != &RunSettings::LogFileGiven) {
         state.CommandLineMode = true;
     }
@@ -213,7 +208,7 @@ CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t max
     }
     const std::vector<std::string> tokens = std::move(tokenizer).Tokens();
     UnknownWords unknown(commandLine.find('"') != std::string_view::npos);
-    bool isValue = false;  // the option before takes this word as its value
+    bool isValue = false;  // the word is the value of the previous option
     bool isPasswordValue = false;
     for (std::size_t i = 0; i < tokens.size(); ++i) {
         const std::string& token = tokens[i];
@@ -233,45 +228,6 @@ CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t max
     }
     return report;
 }
-
-std::string ComposeCommandLine(int argc, const char* const* argv) {
-    std::vector<std::string> pieces;
-    for (int i = 1; i < argc; ++i) {
-        std::string argument = argv[i];
-        argument.erase(argument.find_last_not_of("\r\n") + 1);
-        const bool plain = !argument.empty() && argument.find_first_of(" \t") == std::string::npos;
-        pieces.push_back(plain ? argument : '"' + argument + '"');
-    }
-    return Join(pieces, " ");
-}
-
-std::string_view AfterProgramName(std::string_view wholeLine) {
-    bool inQuotes = false;
-    std::size_t end = 0;
-    for (; end < wholeLine.size(); ++end) {
-        const char c = wholeLine[end];
-        inQuotes = inQuotes != (c == '"');
-        if (!inQuotes && (c == ' ' || c == '\t')) {
-            break;
-        }
-    }
-    const std::string_view rest = wholeLine.substr(end);
-    return rest.substr(std::min(rest.find_first_not_of(" \t"), rest.size()));
-}
-
-#ifdef _WIN32
-
-std::string ProcessCommandLine(int, const char* const*) {
-    return std::string(AfterProgramName(ToUtf8(GetCommandLineW())));
-}
-
-#else
-
-std::string ProcessCommandLine(int argc, const char* const* argv) {
-    return ComposeCommandLine(argc, argv);
-}
-
-#endif
 
 std::string_view UsageText() {
     return "Usage: Morvane "
@@ -296,6 +252,10 @@ std::string_view UsageText() {
            "[-datom] "
            "[-grep] "
            "[-help]";
+}
+
+std::string VersionText() {
+    return fmt::format("Morvane {}; see man morvane", kVersion);
 }
 
 }  // namespace morvane

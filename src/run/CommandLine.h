@@ -12,37 +12,36 @@
 
 namespace morvane {
 
-// The number of words that a command line may hold.
+// The maximum number of words on a command line.
 inline constexpr std::size_t kMaxArgs = 25;
 
-// What a command line gives besides the settings in it.
+// The result of parsing a command line besides the settings.
 struct CommandLineReport {
-    std::string Note;   // words were left out and the run goes on; empty when none were
-    std::string Fault;  // why no run may start; empty when one may
+    std::string Note;   // that words were ignored; else empty
+    std::string Fault;  // why no run may start; else empty
     bool HelpAsked = false;
     bool UnknownOption = false;
-    // The unknown options as written, without those that may be a piece of a password.
+    // The unknown options as written, except those that may be part of a password.
     std::vector<std::string> UnknownNames;
 };
 
-// Every setting at its default; no configuration mode.
+// Resets all settings and leaves configuration mode.
 void InitSettings(RunSettings& settings, RunState& state);
 
-// Whether "/" separates folders in paths. There, a value that begins with it is a path and not an
-// option besides.
+// Whether "/" separates folders. If so, an option's value that starts with "/" is a path and not
+// also an option.
 enum class SlashPaths { No, Yes };
 inline constexpr SlashPaths kPlatformSlashPaths =
     kPathSeparator == '/' ? SlashPaths::Yes : SlashPaths::No;
 
-// Splits the text after the program's own name into at most `maxArgs` words and applies the options
-// among them. Words are separated by blanks and tabs; double quotes hold words with blanks.
+// Splits the text after the program name into at most `maxArgs` words and applies the options.
+// Words are separated by blanks and tabs; double quotes enclose words with blanks.
 CommandLineReport ParseCommandLine(std::string_view commandLine, std::size_t maxArgs,
                                    SlashPaths slashPaths, RunSettings& settings, RunState& state);
 
 enum class OptionKind { Flag, TakesValue, Unknown };
 
-// Applies one option; the name without its prefix, in any letter case. An unknown one asks for
-// help.
+// Applies an option. The name has no prefix and is not case-sensitive. An unknown one sets Help.
 OptionKind SetOption(std::string_view name, std::string_view value, RunSettings& settings,
                      RunState& state);
 
@@ -51,19 +50,10 @@ OptionKind SetOption(std::string_view name, std::string_view value, RunSettings&
 std::string_view OptionName(std::string RunSettings::*value);
 std::string_view OptionName(bool RunSettings::*flag);
 
-// The arguments after the program's own name as one text. One that is empty or holds a blank or tab
-// is put in double quotes. A line end behind an argument goes: it comes along with a line that a
-// shell took from a configuration file.
-std::string ComposeCommandLine(int argc, const char* const* argv);
-
-// A whole command line without the program's own name, which may stand in double quotes.
-std::string_view AfterProgramName(std::string_view wholeLine);
-
-// The text after the program's own name as the user typed it, where the system has it; elsewhere it
-// is composed from the arguments.
-std::string ProcessCommandLine(int argc, const char* const* argv);
-
-// All options in one line.
+// All options on one line.
 std::string_view UsageText();
+
+// The line that follows the usage text on the console, but not in the log.
+std::string VersionText();
 
 }  // namespace morvane

@@ -21,7 +21,7 @@ namespace morvane {
 
 namespace {
 
-// The text cut to a number of bytes, never inside a UTF-8 character.
+// Cuts a text to a number of bytes without splitting a UTF-8 character.
 std::string_view CutTo(std::string_view text, std::size_t bytes) {
     if (text.size() <= bytes) {
         return text;
@@ -75,7 +75,7 @@ void ConsoleProgress::SetProgressRange(float minimum, float maximum) {
     maximum_ = maximum;
 }
 
-// Called as often as once a row: only a new percentage is worth a new line.
+// May be called once per row, so only a new percentage redraws the line.
 void ConsoleProgress::SetProgressValue(float value) {
     value_ = value;
     if (columns_ > 0 && Percent() != drawnPercent_) {
@@ -132,7 +132,7 @@ void ConsoleProgress::Refresh() {
 
 void ConsoleProgress::ProcessEvents() {}
 
-// -1 while a task gives no range.
+// -1 without a range.
 int ConsoleProgress::Percent() const {
     if (!(maximum_ > minimum_)) {
         return -1;
@@ -150,7 +150,7 @@ std::string ConsoleProgress::Line() const {
     if (!detail.empty()) {
         line += ": " + ToVisible(detail, "");
     }
-    // A line as wide as the terminal would wrap.
+    // A line that fills the terminal would wrap.
     return std::string(CutTo(line, static_cast<std::size_t>(columns_ - 1)));
 }
 
@@ -160,8 +160,7 @@ void ConsoleProgress::Draw() {
     }
     const std::string line = Line();
     const std::size_t rest = drawnLength_ > line.size() ? drawnLength_ - line.size() : 0;
-    // The cursor waits at the beginning, where the next line covers what a terminal shows of
-    // Ctrl+C.
+    // Leaves the cursor at the start of the line, so that the next line overwrites an echoed "^C".
     stream_ << '\r' << line << std::string(rest, ' ') << '\r' << std::flush;
     drawnLength_ = line.size();
     drawnPercent_ = Percent();
@@ -192,7 +191,7 @@ int ErrorTerminalColumns() {
     }
     winsize size{};
     const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80;  // a terminal that does not know its size is an old one
+    return known ? size.ws_col : 80;  // the usual width
 }
 
 #endif

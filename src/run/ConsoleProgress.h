@@ -10,12 +10,11 @@
 
 namespace morvane {
 
-// Progress on a terminal: one line, drawn anew whenever what it says changes. Without a terminal it
-// is silent.
+// Shows progress as one line on a terminal, redrawn on each change. Silent without a terminal.
 class ConsoleProgress : public ProgressWindow {
   public:
-    // `columns` is the width of the terminal, 0 where there is none. `inputWaits` tells whether the
-    // user has asked to cancel, which on a console is all that he can put in.
+    // `columns` is the width of the terminal, 0 for none. `inputWaits` returns whether the user has
+    // asked to cancel, the only input on a console.
     ConsoleProgress(std::ostream& stream, int columns, std::function<bool()> inputWaits);
     ~ConsoleProgress() override;
 
@@ -31,7 +30,7 @@ class ConsoleProgress : public ProgressWindow {
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
     void ShowEndTime(std::string_view endTime) override;
-    // The OK button can be pressed when the run is over: the line makes room for what follows.
+    // Enabling the OK button marks the end of a run: erases the line.
     void EnableObject(ProgressControl objControl) override;
     void DisableObject(ProgressControl objControl) override;
     void Refresh() override;
@@ -39,7 +38,7 @@ class ConsoleProgress : public ProgressWindow {
 
   protected:
     void ShowOverview(const RunOverview& overview) override;
-    // A request to cancel made before Load(), while the run was connecting, still counts.
+    // Also true for a request from before Load(), while the run was connecting.
     bool PollForCancel() override;
 
   private:
@@ -64,7 +63,7 @@ class ConsoleProgress : public ProgressWindow {
     std::size_t drawnLength_ = 0;
 };
 
-// The width of the terminal that standard error goes to; 0 when it is none.
+// The width of the terminal on standard error; 0 if it is not a terminal.
 int ErrorTerminalColumns();
 
 }  // namespace morvane

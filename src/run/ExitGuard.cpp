@@ -26,7 +26,7 @@ void DoPendingWork() {
         try {
             work();
         } catch (const std::exception&) {
-            // The next one may still succeed.
+            // The remaining guards may still succeed.
         }
     }
     std::cout.flush();
@@ -34,8 +34,8 @@ void DoPendingWork() {
     std::_Exit(0);
 }
 
-// Thread-local objects are destroyed before everything static, in this program and in the libraries
-// that the work needs. A function given to atexit() would be called after some of that is gone.
+// Thread-local objects are destroyed before all static objects, including those of libraries that
+// the work needs. An atexit() handler would run after some of them are destroyed.
 struct WorkAtExit {
     ~WorkAtExit() { DoPendingWork(); }
 };

@@ -5,10 +5,9 @@
 
 namespace morvane {
 
-// A library may call exit() in the middle of a run, as the toolkit does when it loses its display.
-// While guards exist, exit() in the thread that made them first does their work, that of the latest
-// first, and then ends the process with the exit code 0. The stack below the call is as it was, and
-// stays. What the work throws is dropped.
+// Cleans up if a library calls exit() in the middle of a run, as Qt does when it loses its display.
+// exit() in the thread that created the guards then runs their work, the latest first, and ends the
+// process with exit code 0, without unwinding the stack. Exceptions of the work are ignored.
 class ExitGuard {
   public:
     explicit ExitGuard(std::function<void()> work);
@@ -16,11 +15,11 @@ class ExitGuard {
     ExitGuard(const ExitGuard&) = delete;
     ExitGuard& operator=(const ExitGuard&) = delete;
 
-    // For a library that says what it is about to do and ends the process without exit(): does the
-    // same. Returns only where there is no guard.
+    // Does the same for a library that ends the process by other means but announces it. Returns
+    // only if there is no guard.
     static void ExitInOrder();
 
-    // Whether the process is ending: nothing may be asked of the library any more.
+    // Whether the process is ending, so that the library must not be used any more.
     static bool ExitUnderWay();
 
   private:

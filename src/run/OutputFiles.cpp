@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A database and what SQLite keeps beside it.
+// A database or one of the files that SQLite keeps next to it.
 bool IsDatabaseFile(const fs::path& file) {
     constexpr std::array<std::string_view, 4> kEndings{".db", ".db-journal", ".db-wal", ".db-shm"};
     const std::string name = ToLower(file.filename().string());
@@ -25,7 +25,7 @@ bool IsDatabaseFile(const fs::path& file) {
                        [&](std::string_view ending) { return name.ends_with(ending); });
 }
 
-// Without links, whether the file exists or not.
+// The absolute path without symbolic links; the file need not exist.
 fs::path WholePath(const fs::path& file) {
     std::error_code failed;
     return fs::weakly_canonical(fs::absolute(file, failed), failed);
@@ -36,7 +36,7 @@ bool IsSameFile(const fs::path& a, const fs::path& b) {
     return fs::equivalent(a, b, missing) || WholePath(a) == WholePath(b);
 }
 
-// A link from elsewhere names a database as well as its own name does.
+// Also finds a database through a hard link in another folder.
 bool IsDatabaseIn(const fs::path& folder, const fs::path& file) {
     std::error_code missing;
     const fs::path whole = WholePath(file);
@@ -92,6 +92,37 @@ OutputFaults FindOutputFaults(const RunSettings& settings) {
 
 std::string ConfigFileFault(const RunSettings& settings, const std::string& path) {
     return DatabaseFault(settings, "The configuration file", path);
+}
+
+bool SetStatusFile(RunState& state, const std::string& path) {
+    state.StatusFilePath = path;
+    return true;
+}
+
+bool WriteStatus(const RunState& state, std::string_view word) {
+    if (state.StatusFilePath.empty()) {
+        return false;
+    }
+    try {
+        TextFile file(state.StatusFilePath, TextFile::Flush::AtClose, NamedBy::User);
+        file.WriteLine(word);
+        file.Close();
+        return true;
+    } catch (const FileError&) {
+        return false;
+    }
+}
+
+bool StatusRunning(const RunState& state) {
+    return WriteStatus(state, "running");
+}
+
+bool StatusOk(const RunState& state) {
+    return WriteStatus(state, "ok");
+}
+
+bool StatusFailure(const RunState& state) {
+    return WriteStatus(state, "failure");
 }
 
 }  // namespace morvane

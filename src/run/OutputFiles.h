@@ -2,21 +2,35 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "core/RunSettings.h"
+#include "core/RunState.h"
 
 namespace morvane {
 
-// Why the status file or the copy of the log must not be written under the name that the user gave:
-// it belongs to a database of an embedded server, under whatever name, or both are one file. Empty
-// where nothing speaks against it. Opens nothing.
+// Why the status file or the copy of the log must not be written: it would overwrite a database of
+// an embedded server, or both have the same name. Empty if they may be written.
 struct OutputFaults {
     std::string StatusFile;
     std::string LogCopy;
 };
+// Recognizes a database through links, too. Opens no file.
 OutputFaults FindOutputFaults(const RunSettings& settings);
 
-// The same for the file that the settings window writes.
+// The same for a configuration file.
 std::string ConfigFileFault(const RunSettings& settings, const std::string& path);
+
+// The status file tells a scheduler the state of a run in one word. Each write replaces the file.
+
+// An empty path turns the status file off. Always returns true.
+bool SetStatusFile(RunState& state, const std::string& path);
+
+// False if there is no status file or it cannot be written, which does not stop a run.
+bool WriteStatus(const RunState& state, std::string_view word);
+
+bool StatusRunning(const RunState& state);
+bool StatusOk(const RunState& state);
+bool StatusFailure(const RunState& state);
 
 }  // namespace morvane

@@ -4,9 +4,15 @@
 #include <algorithm>
 #include <cstring>
 #include <string_view>
+#include <vector>
 
 #include "base/Text.h"
-#include "run/CommandLine.h"
+
+#ifdef _WIN32
+#include <windows.h>
+
+#include "base/Platform.h"
+#endif
 
 namespace morvane {
 
@@ -14,8 +20,8 @@ namespace {
 
 constexpr std::string_view kPasswordMark = "pwd";
 
-// One star stays, so that whoever looks sees that there was something. The rest are terminating
-// nulls: as many stars as letters would tell the length.
+// Leaves one star to show that there was a value, and zeroes the rest: as many stars as characters
+// would reveal the length.
 void Hide(char* text) {
     const std::size_t length = std::strlen(text);
     std::fill_n(text, length, '\0');
@@ -24,7 +30,7 @@ void Hide(char* text) {
     }
 }
 
-// Where the option's own name ends when the argument names a password, null when it does not.
+// The end of the option name if the argument is a password option, else null.
 char* EndOfPasswordOption(char* argument) {
     const std::string lower = ToLower(argument);
     const std::size_t mark = lower.find(kPasswordMark);
@@ -39,6 +45,45 @@ bool OpensOrClosesQuotes(std::string_view argument) {
 
 }  // namespace
 
+std::string ComposeCommandLine(int argc, const char* const* argv) {
+    std::vector<std::string> pieces;
+    for (int i = 1; i < argc; ++i) {
+        std::string argument = argv[i];
+        argument.erase(argument.find_last_not_of("\r\n") + 1);
+        const bool plain = !argument.empty() && argument.find_first_of(" \t") == std::string::npos;
+        pieces.push_back(plain ? argument : '"' + argument + '"');
+    }
+    return Join(pieces, " ");
+}
+
+std::string_view AfterProgramName(std::string_view wholeLine) {
+    bool inQuotes = false;
+    std::size_t end = 0;
+    for (; end < wholeLine.size(); ++end) {
+        const char c = wholeLine[end];
+        inQuotes = inQuotes != (c == '"');
+        if (!inQuotes && (c == ' ' || c == '\t')) {
+            break;
+        }
+    }
+    const std::string_view rest = wholeLine.substr(end);
+    return rest.substr(std::min(rest.find_first_not_of(" \t"), rest.size()));
+}
+
+#ifdef _WIN32
+
+std::string ProcessCommandLine(int, const char* const*) {
+    return std::string(AfterProgramName(ToUtf8(GetCommandLineW())));
+}
+
+#else
+
+std::string ProcessCommandLine(int argc, const char* const* argv) {
+    return ComposeCommandLine(argc, argv);
+}
+
+#endif
+
 void HidePasswords(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         char* rest = EndOfPasswordOption(argv[i]);
@@ -48,7 +93,7 @@ void HidePasswords(int argc, char** argv) {
         bool inQuotes = OpensOrClosesQuotes(rest);
         const bool valueFollows = *rest == '\0';
         Hide(rest);
-        // A value in quotes may have been split at its blanks.
+        // The shell splits a value in quotes at its blanks.
         for (bool first = valueFollows; (first || inQuotes) && i + 1 < argc; first = false) {
             ++i;
             inQuotes = inQuotes != OpensOrClosesQuotes(argv[i]);

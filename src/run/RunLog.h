@@ -5,27 +5,30 @@
 #include <string>
 #include <string_view>
 
+#include "base/Clock.h"
 #include "base/modFileFunctions.h"
 #include "core/LogStream.h"
+#include "core/RunSettings.h"
+#include "core/RunState.h"
 #include "core/UserPrompt.h"
 
 namespace morvane {
 
-// The log file of a run. A line is in the file when it is written, so that the log of a run that
-// dies tells how far it came. A disk that fills up later never stops the run half-way: the first
-// failure is kept for the end.
+// The log file of a run. Lines are written immediately, so that the log of a run that dies is up to
+// date. If the disk fills up during a run, the run goes on and the first error is kept.
 class RunLog : public LogStream {
   public:
-    // Makes the file and takes room for it. Throws FileError, and leaves no file, when that fails.
+    // Creates the file and reserves disk space for it. Throws FileError and removes the file if
+    // that fails.
     void Open(const std::string& path);
     bool IsOpen() const { return file_.has_value(); }
 
     void WriteLine(std::string_view text) override;
     void Close();
 
-    // Empty until Open(); stays after Close().
+    // Empty before Open(); kept after Close().
     const std::string& Path() const { return path_; }
-    // Why the log is incomplete; empty when it is not.
+    // Why the log is incomplete; empty if it is complete.
     const std::string& Failure() const { return failure_; }
 
   private:
@@ -34,8 +37,16 @@ class RunLog : public LogStream {
     std::optional<TextFile> file_;
 };
 
-// The one way in which a run reports: a message box unless `quiet`, and a line of an open log.
+// Reports a text: in a message box unless `quiet`, and as a line of the log if it is open.
 void ReportMessage(UserPrompt& prompt, RunLog& log, std::string_view text, bool quiet,
                    MessageStyle style);
+
+// A date and time as in "Tuesday, Mar 5 2024 At : 14:07:09".
+std::string SummaryMoment(const LocalMoment& moment);
+
+// The end of the log: the head line, the tasks and reports whose flags are still set, and the end
+// time of the run.
+std::string SummaryText(const std::string& headLine, const RunSettings& settings,
+                        const RunState& state, const LocalMoment& end);
 
 }  // namespace morvane

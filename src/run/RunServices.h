@@ -14,7 +14,7 @@
 
 namespace morvane {
 
-// What a run needs of the world around it, lent by whoever starts it.
+// The services a run depends on. The caller owns them.
 struct RunServices {
     const morvane::Clock& Clock;
     UserPrompt& Prompt;
@@ -23,10 +23,10 @@ struct RunServices {
     std::ostream& Output;
     std::ostream& Errors;
 
-    // Shows the settings window and waits until it is closed; null where the program has none, for
-    // the reason that WhyNoWindow gives.
-    std::function<void(RunState&, const RunSettings&)> ShowMainWindow;
-    std::function<void()> HideMainWindow;
+    // Shows the settings window until it is closed. Null if there is none; WhyNoWindow then tells
+    // the reason.
+    std::function<void(RunState&, const RunSettings&)> ShowMainWindow = {};
+    std::function<void()> HideMainWindow = {};
     std::string WhyNoWindow = {};
 };
 

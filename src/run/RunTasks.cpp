@@ -9,22 +9,20 @@
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "run/ConsoleText.h"
+#include "run/Console.h"
+#include "run/Environment.h"
 #include "run/ExitGuard.h"
-#include "run/LoginPasswords.h"
-#include "run/MultiUserLock.h"
 #include "run/OutputFiles.h"
 #include "run/RunLog.h"
-#include "run/StatusFile.h"
-#include "run/SummaryText.h"
 #include "run/Tasks.h"
 #include "run/ValidateSettings.h"
+#include "run/WarehouseAccess.h"
 
 namespace morvane {
 
 namespace {
 
-// The user's prompt, but a question that nobody can answer is answered No, and the log says so.
+// Answers No to a question that nobody can answer, and logs it.
 class LoggedPrompt : public UserPrompt {
   public:
     LoggedPrompt(UserPrompt& prompt, RunLog& log, std::ostream& errors)
@@ -72,12 +70,12 @@ class Run {
     bool WorkOnWarehouse();
     bool ConnectWarehouse();
     bool ConnectArchive();
+    std::unique_ptr<Connection> Connect(const ServerLogin& login, const std::string& database);
     bool TakeLock();
     void ShowProgress();
     bool PerformListedTasks();
     void FinishProgress(bool done);
     bool ReportErrors();
-    void CloseConnections();
     bool CloseLog();
     bool CopyLog();
     bool ReportLateFailure(const std::string& failure);
@@ -115,7 +113,9 @@ bool Run::Finish() {
     ReportMessage(services_.Prompt, log_,
                   SummaryText(headLine_, settings_, state_, services_.Clock.Now()), true,
                   MessageStyle::Information);
-    CloseConnections();
+    if (state_.CommandLineMode && !state_.ConfigMode) {
+        CloseConnections(state_);
+    }
     result = CloseLog() && result;
     result = CopyLog() && result;
     if (settings_.StatusMode) {
@@ -124,8 +124,8 @@ bool Run::Finish() {
     return result;
 }
 
-// Somebody has called exit(), from inside an event pass. It is a cancel, with no window left to
-// tell it.
+// Called if exit() was called while events were processed. Ends the run like a cancel, but without
+// windows.
 void Run::EndNow() {
     state_.CommandLineMode = true;
     if (!tasksAreOver_) {
@@ -133,7 +133,7 @@ void Run::EndNow() {
         state_.ErrorText += kCrLf;
     }
     if (state_.LockHeld && state_.WarehouseConnection != nullptr) {
-        std::string ignored;  // there is hardly ever a transaction
+        std::string ignored;  // fails if there is no transaction
         TrapErrors(ignored, [this] {
             state_.WarehouseConnection->RollbackTrans();
             return true;
@@ -143,7 +143,7 @@ void Run::EndNow() {
     Finish();
 }
 
-// Why the command line as a whole asks for what must not be done.
+// Problems of the command line as a whole.
 std::string Run::Faults() const {
     std::vector<std::string> faults;
     for (const std::string& fault :
@@ -155,7 +155,7 @@ std::string Run::Faults() const {
     return Join(faults, kCrLf);
 }
 
-// False when the log that was asked for cannot be made: then nothing else is begun.
+// False if the log cannot be created; the run then ends.
 bool Run::OpenLog() {
     if (state_.ConfigMode || !settings_.LogGiven || Trim(settings_.LogDirectory).empty()) {
         return true;
@@ -190,15 +190,9 @@ bool Run::ConnectWarehouse() {
     if (state_.WarehouseConnection != nullptr) {
         return true;
     }
-    std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.WarehouseLogin(), connection,
-                         state_.ErrorText)) {
-        return false;
-    }
-    connection->SetDefaultDatabase(settings_.Database);
-    // Only a connection that works is kept for a later run.
-    state_.WarehouseConnection = std::move(connection);
-    return true;
+    // Only a working connection is kept for a later run.
+    state_.WarehouseConnection = Connect(settings_.WarehouseLogin(), settings_.Database);
+    return state_.WarehouseConnection != nullptr;
 }
 
 bool Run::ConnectArchive() {
@@ -206,14 +200,17 @@ bool Run::ConnectArchive() {
     if (!settings_.ArchiveFactTables) {
         return true;
     }
+    state_.ArchiveConnection = Connect(settings_.ArchiveLogin(), settings_.ArchiveDatabase);
+    return state_.ArchiveConnection != nullptr;
+}
+
+std::unique_ptr<Connection> Run::Connect(const ServerLogin& login, const std::string& database) {
     std::unique_ptr<Connection> connection;
-    if (!ConnectDatabase(services_.Connect, settings_.ArchiveLogin(), connection,
-                         state_.ErrorText)) {
-        return false;
+    if (!ConnectDatabase(services_.Connect, login, connection, state_.ErrorText)) {
+        return nullptr;
     }
-    connection->SetDefaultDatabase(settings_.ArchiveDatabase);
-    state_.ArchiveConnection = std::move(connection);
-    return true;
+    connection->SetDefaultDatabase(database);
+    return connection;
 }
 
 bool Run::TakeLock() {
@@ -223,7 +220,7 @@ bool Run::TakeLock() {
     LoggedPrompt prompt(services_.Prompt, log_, services_.Errors);
     return TrapErrors(state_.ErrorText, [&] {
         ReopenWarehouse(state_, settings_.Database);
-        return TakeLockForRun(state_, prompt);
+        return morvane::TakeLock(state_, prompt, OtherUser::Refused) == Outcome::Done;
     });
 }
 
@@ -231,7 +228,7 @@ void Run::ShowProgress() {
     if (!state_.CommandLineMode && services_.HideMainWindow) {
         services_.HideMainWindow();
     }
-    // The lock may be an earlier one, and the connection of then closed since.
+    // If the lock was taken earlier, the connection may have been closed since.
     ReopenWarehouse(state_, settings_.Database);
     const Connection& warehouse = *state_.WarehouseConnection;
     const LocalMoment now = services_.Clock.Now();
@@ -259,7 +256,7 @@ void Run::FinishProgress(bool done) {
         const LocalMoment now = services_.Clock.Now();
         progress.ShowEndTime(LongDate(now.Date) + " " + LocaleTime(now.TimeOfDay));
     }
-    // After a failure too: the window must let itself be closed.
+    // Also after a failure, so that the window can be closed.
     progress.EnableObject(ProgressControl::cmdOK);
     progress.DisableObject(ProgressControl::cmdCancel);
 }
@@ -273,21 +270,13 @@ bool Run::ReportErrors() {
     if (state_.CommandLineMode) {
         const bool helpAlone = commandLine_.HelpAsked && !commandLine_.UnknownOption &&
                                commandLine_.Fault.empty() && settings_.Help;
-        WriteConsoleText(helpAlone ? services_.Output : services_.Errors, state_.ErrorText);
-    }
-    return false;
-}
-
-void Run::CloseConnections() {
-    if (!state_.CommandLineMode || state_.ConfigMode) {
-        return;
-    }
-    for (auto* connection : {&state_.WarehouseConnection, &state_.ArchiveConnection}) {
-        if (*connection != nullptr) {
-            CloseQuietly(**connection);
-            connection->reset();
+        std::ostream& console = helpAlone ? services_.Output : services_.Errors;
+        WriteConsoleText(console, state_.ErrorText);
+        if (state_.ErrorText.ends_with(UsageText())) {
+            WriteConsoleText(console, VersionText());
         }
     }
+    return false;
 }
 
 bool Run::CloseLog() {
@@ -302,7 +291,7 @@ bool Run::CopyLog() {
     }
     try {
         EnsureFolder(ParentFolder(settings_.LogFileName));
-        // Read before the copy is made: they may be one file.
+        // Read before the copy is created: both may be the same file.
         const std::string content = log_.Path().empty()
                                         ? "Log Directory Path for the Morvane was not specified."
                                         : ReadWholeFile(log_.Path());
@@ -319,7 +308,7 @@ bool Run::CopyLog() {
     }
 }
 
-// What goes wrong with the log itself can no longer be told there.
+// Reports an error of the log itself, which cannot be logged.
 bool Run::ReportLateFailure(const std::string& failure) {
     state_.ErrorText += failure;
     state_.ErrorText += kCrLf;

@@ -8,8 +8,8 @@
 
 namespace morvane {
 
-// Performs one run from the status file's first word to its last: log, validation, connections,
-// lock, tasks, summary. True when the run ended without a text in ErrorText.
+// Performs a run: status file, log, validation, connections, lock, tasks and summary. Returns
+// whether ErrorText is empty at its end.
 bool RunTasks(RunSettings settings, RunState& state, RunServices& services,
               const CommandLineReport& commandLine = {});
 

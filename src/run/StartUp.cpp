@@ -10,9 +10,8 @@
 #include "db/ConnectionFactory.h"
 #include "run/CancelSignals.h"
 #include "run/CommandLine.h"
+#include "run/Console.h"
 #include "run/ConsoleProgress.h"
-#include "run/ConsolePrompt.h"
-#include "run/ConsoleText.h"
 #include "run/RunTasks.h"
 
 namespace morvane {
@@ -49,13 +48,14 @@ void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& s
     WriteConsoleText(services.Errors,
                      services.WhyNoWindow + " Give the settings of a run as options.");
     WriteConsoleText(services.Errors, UsageText());
+    WriteConsoleText(services.Errors, VersionText());
 }
 
 }  // namespace
 
 void StartUp(const StartInput& input, RunServices& services) {
     RunState state;
-    state.Passwords = input.Passwords;
+    state.Passwords = input.Environment.Passwords;
     RunSettings settings;
     InitSettings(settings, state);
     const CommandLineReport report =
@@ -72,8 +72,7 @@ void StartUp(const StartInput& input, RunServices& services) {
 void UseSystemLocale() {
     std::setlocale(LC_ALL, "C");
     std::setlocale(LC_TIME, "");
-    // The program's texts are UTF-8, and so the drivers must take them, whatever the environment
-    // says: they ask the C library.
+    // ODBC drivers take the encoding of the program's text from the C library; it is always UTF-8.
     for (const char* name : {"C.UTF-8", ".UTF-8", "en_US.UTF-8"}) {
         if (std::setlocale(LC_CTYPE, name) != nullptr) {
             break;
@@ -81,10 +80,10 @@ void UseSystemLocale() {
     }
 }
 
-ConnectionFactory CancellableConnections() {
-    return [](std::string_view server) {
-        return CreateCancellableConnection(server, CancelSignals::Received);
-    };
+ConnectionFactory CancellableConnections(const Environment& environment) {
+    return ConnectionsWith({.Odbc = environment.Odbc,
+                            .StatementLog = environment.StatementLog,
+                            .CancelRequested = CancelSignals::Received});
 }
 
 int RunOnConsole(const StartInput& input, std::string_view whyNoWindow) {
@@ -94,8 +93,13 @@ int RunOnConsole(const StartInput& input, std::string_view whyNoWindow) {
         const SystemClock clock;
         ConsolePrompt prompt(std::cerr, TerminalReader());
         ConsoleProgress progress(std::cerr, ErrorTerminalColumns(), CancelSignals::Received);
-        RunServices services{clock,     prompt, progress, CancellableConnections(), std::cout,
-                             std::cerr, {},     {},       std::string(whyNoWindow)};
+        RunServices services{.Clock = clock,
+                             .Prompt = prompt,
+                             .Progress = progress,
+                             .Connect = CancellableConnections(input.Environment),
+                             .Output = std::cout,
+                             .Errors = std::cerr,
+                             .WhyNoWindow = std::string(whyNoWindow)};
         StartUp(input, services);
     } catch (const std::exception& error) {
         WriteConsoleText(std::cerr, Describe(error));

@@ -4,30 +4,28 @@
 #include <string>
 #include <string_view>
 
-#include "core/RunState.h"
+#include "run/Environment.h"
 #include "run/RunServices.h"
 
 namespace morvane {
 
-// What the process was given: its command line, and the passwords of its environment.
 struct StartInput {
     std::string CommandLine;
-    LoginPasswords Passwords;
+    morvane::Environment Environment;
 };
 
-// Reads the command line and does what it asks for: a run, or the settings window, or the settings
-// window with the options filled in.
+// Parses the command line and starts a run or shows the settings window, in configuration mode with
+// the options filled in.
 void StartUp(const StartInput& input, RunServices& services);
 
-// Dates and letters as the system's user has them; numbers as every program writes them.
+// Takes date formats and character encoding from the user's locale, but not number formats.
 void UseSystemLocale();
 
-// Connections whose waits a signal ends; see CancelSignals.
-ConnectionFactory CancellableConnections();
+// Connections with the options from the environment. CancelSignals end their waits.
+ConnectionFactory CancellableConnections(const Environment& environment);
 
-// The program on a console. `whyNoWindow` is the sentence for a user who wants the settings window.
-// The result is the exit code: always 0, since a run tells its outcome in the log and the status
-// file.
+// Runs the program on a console. `whyNoWindow` is shown if the settings window is requested.
+// Returns the exit code, which is always 0: the outcome of a run is in its log and status file.
 int RunOnConsole(const StartInput& input, std::string_view whyNoWindow);
 
 }  // namespace morvane

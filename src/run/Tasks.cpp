@@ -6,6 +6,7 @@
 #include "db/modCheckMetaData.h"
 #include "reports/modGenerateReports.h"
 #include "run/ExitGuard.h"
+#include "run/WarehouseAccess.h"
 #include "tasks/modArchiveFactTables.h"
 #include "tasks/modDeleteRecords.h"
 #include "tasks/modDetectAndMark.h"
@@ -14,25 +15,25 @@ namespace morvane {
 
 namespace {
 
-Outcome Check(TaskContext& context) {
+Outcome RunCheck(TaskContext& context) {
     return CheckMetaData(context.State, context.Services.Progress);
 }
 
-Outcome Archive(TaskContext& context) {
+Outcome RunArchive(TaskContext& context) {
     return ArchiveFactTables(context.State, context.Services.Progress, context.Services.Clock,
                              context.Log);
 }
 
-Outcome Mark(TaskContext& context) {
+Outcome RunMark(TaskContext& context) {
     return MarkUnusedElements(context.State, context.Services.Progress);
 }
 
-Outcome Report(TaskContext& context) {
+Outcome RunReport(TaskContext& context) {
     return GenerateAllReports(context.State, context.Services.Progress,
                               context.Settings.LogDirectory);
 }
 
-Outcome Delete(TaskContext& context) {
+Outcome RunDelete(TaskContext& context) {
     return DeleteRecords(context.State, context.Services.Progress, context.Services.Connect,
                          context.Settings.AtomicDeletion);
 }
@@ -49,7 +50,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Checking of Meta Data",
      .CancelMessage = "Checking of Meta Data Process Cancelled by User.",
      .ErrorName = "",
-     .Perform = Check},
+     .Perform = RunCheck},
     {.Flag = &RunSettings::ArchiveFactTables,
      .VariantOf = nullptr,
      .Option = "clsf",
@@ -60,7 +61,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Archiving Of Fact tables",
      .CancelMessage = "Archieving Fact Table Process Cancelled by User.",
      .ErrorName = "Archive Fact Table",
-     .Perform = Archive},
+     .Perform = RunArchive},
     {.Flag = &RunSettings::DetectAndMark,
      .VariantOf = nullptr,
      .Option = "mark",
@@ -69,7 +70,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Detection and Marking of Unused Dimension Elements",
      .CancelMessage = "Marking Process Cancelled by User.",
      .ErrorName = "Detect And Mark",
-     .Perform = Mark},
+     .Perform = RunMark},
     {.Flag = &RunSettings::GenerateReports,
      .VariantOf = nullptr,
      .Option = "grep",
@@ -79,7 +80,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = "",
      .CancelMessage = "Report Generation Process Cancelled by User.",
      .ErrorName = "Generate Reports",
-     .Perform = Report},
+     .Perform = RunReport},
     {.Flag = &RunSettings::DeleteMarked,
      .VariantOf = nullptr,
      .Option = "del",
@@ -88,7 +89,7 @@ constexpr std::array<Task, 6> kTasks{{
      .SummaryLine = " - Delete Marked Dimension Elements",
      .CancelMessage = "Deletion Process Cancelled by User.",
      .ErrorName = "Delete Records",
-     .Perform = Delete},
+     .Perform = RunDelete},
     {.Flag = &RunSettings::AtomicDeletion,
      .VariantOf = &RunSettings::DeleteMarked,
      .Option = "datom",
@@ -116,14 +117,14 @@ void DescribeFailure(const Task& task, bool cancelled, std::string& errorText) {
     errorText += kCrLf;
 }
 
-// Keeps the summary from listing what was not done.
+// So that the summary does not list tasks that were not completed.
 void ClearFlagsFrom(std::size_t first, RunSettings& settings) {
     for (std::size_t i = first; i < kTasks.size(); ++i) {
         settings.*kTasks[i].Flag = false;
     }
 }
 
-// A task that is performed by itself and not as the variant of another one.
+// False for a variant, which its task performs.
 bool IsSelected(const Task& task, const RunSettings& settings) {
     return task.Perform != nullptr && settings.*task.Flag;
 }
@@ -160,23 +161,6 @@ std::vector<std::string> SelectedTaskNames(const RunSettings& settings) {
     return names;
 }
 
-void ReopenWarehouse(RunState& state, const std::string& database) {
-    if (!state.WarehouseConnection->IsOpen()) {
-        state.WarehouseConnection->Open();
-    }
-    state.WarehouseConnection->SetDefaultDatabase(database);
-}
-
-void CloseQuietly(Connection& connection) {
-    std::string ignored;
-    TrapErrors(ignored, [&connection] {
-        if (connection.IsOpen()) {
-            connection.Close();
-        }
-        return true;
-    });
-}
-
 bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log) {
     if (!PrepareWarehouse(settings, state)) {
         return false;
@@ -196,7 +180,7 @@ bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services,
         progress.MarkTaskRunning(listed);
         const Outcome outcome = task.Perform(context);
         if (outcome != Outcome::Done) {
-            // A cancel that ends a wait for the database reaches the task as an error.
+            // A cancel during a wait for the database appears as an error in the task.
             DescribeFailure(task,
                             outcome == Outcome::Cancelled || progress.CancelReported() ||
                                 progress.CheckCancelState(),

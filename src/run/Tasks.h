@@ -26,7 +26,7 @@ struct TaskContext {
 // file and the summary know about a task.
 struct Task {
     bool RunSettings::*Flag;
-    // The task that this one is a variant of, which then performs both; null for a task of its own.
+    // Null, or the task of which this one is a variant and which performs it.
     bool RunSettings::*VariantOf;
     std::string_view Option;       // without the "-"
     std::string_view Caption;      // of its check box; the progress window lists it without the "&"
@@ -38,7 +38,7 @@ struct Task {
     Outcome (*Perform)(TaskContext&);
 };
 
-// In the order in which they are performed, which is also that of the check boxes.
+// In the order of execution, which is also that of the check boxes.
 extern const std::array<Task, 6> kTasks;
 
 // The position of a task in kTasks.
@@ -46,13 +46,6 @@ std::size_t TaskIndex(bool RunSettings::*flag);
 
 // The captions of the selected tasks as the progress window lists them.
 std::vector<std::string> SelectedTaskNames(const RunSettings& settings);
-
-// Opens a closed warehouse connection again and makes `database` its default one. Throws
-// DatabaseError.
-void ReopenWarehouse(RunState& state, const std::string& database);
-
-// For what has nothing to lose: a connection that breaks now harms nobody.
-void CloseQuietly(Connection& connection);
 
 // Performs the selected tasks and stops at the first that fails or is cancelled. Then ErrorText
 // ends with the reason, and the flags of that task and of all later ones are cleared.

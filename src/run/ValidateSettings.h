@@ -8,9 +8,9 @@
 
 namespace morvane {
 
-// True when a run may start with these settings. Every problem goes to ErrorText, each after a line
-// break, and in command-line mode the usage text follows them. `fault` is a problem that the
-// command line had as a whole; empty when it had none.
+// Whether a run may start with these settings. Adds each problem to ErrorText after a line break,
+// and then the usage text in command-line mode. `fault` is a problem of the command line as a
+// whole, or empty.
 bool ValidateSettings(const RunSettings& settings, RunState& state, const std::string& fault = {});
 
 }  // namespace morvane

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/AtomicDeletion.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,7 +13,8 @@
 #include "core/Transaction.h"
 #include "sql/Lexer.h"
 #include "sql/MaskPasswords.h"
-#include "tasks/ElementKey.h"
+#include "tasks/Elements.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane {
 
@@ -35,7 +34,8 @@ bool IsQuoted(DataType type) {
     }
 }
 
-// A column without a type of its own holds numbers beside texts, and finds each only as what it is.
+// An untyped column of the embedded engine may hold both numbers and text. A number only matches a
+// literal without quotes.
 bool NeedsQuotes(const Field& field, const Value& value) {
     return IsQuoted(field.Type) && (value.IsText() || field.Type == DataType::DBTimeStamp);
 }
@@ -52,18 +52,18 @@ bool IsNumber(std::string_view text) {
     return error == std::errc() && end == text.data() + text.size();
 }
 
-// Builds the statements for the elements of one table. The values of a key stand in them as they
-// are, without any escaping; what that could turn into another condition is refused.
+// Builds the DELETE statements for the elements of one table. Key values are not escaped; a value
+// that could change the meaning of the statement is refused.
 class ElementDelete {
   public:
     ElementDelete(const std::string& table, std::vector<Field> keyFields)
         : start_("DELETE FROM " + table + " WHERE "), keyFields_(std::move(keyFields)) {}
 
-    // NULL in a quoted column is found by no comparison, and written as a literal it would find
-    // the elements whose key is empty: there is no statement for such an element.
+    // False if a quoted column is NULL: no comparison matches NULL, and as a literal it would match
+    // the elements with an empty key.
     bool CanAddress(const std::vector<Value>& key) const;
 
-    // Throws DatabaseError for a key that must not be sent.
+    // Throws DatabaseError for a key that is refused.
     const std::string& Statement(const std::vector<Value>& key);
 
   private:
@@ -94,7 +94,7 @@ const std::string& ElementDelete::Statement(const std::vector<Value>& key) {
         }
         AppendCondition(keyFields_[i], key[i]);
     }
-    // Most such statements fail at the server, whose words then say why.
+    // A statement that ends inside a literal is sent: the server rejects it with its own error.
     if (hasQuote_ && !EndsInsideText(sql_)) {
         throw DatabaseError({"A key value with a quote in it cannot be deleted."},
                             MaskPasswords(sql_));
@@ -114,7 +114,7 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     if (field.Type == DataType::DBTimeStamp) {
         text_ = NeutralDate(text_);
     }
-    // A plain literal loses the letters that the code page of the database does not have.
+    // A literal without N is converted to the code page of the database, which may lack characters.
     const bool wide = quoted && !IsAscii(text_) && IsWideText(field.Type);
     sql_ += quoted ? (wide ? " = N'" : " = '") : " = ";
     sql_ += text_;
@@ -129,8 +129,8 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
     }
 }
 
-// The elements all of whose versions are marked: the key's values in its order, and at the end the
-// number of versions.
+// The elements whose versions are all marked. A row has the values of the key and then the number
+// of versions.
 struct MarkedElements {
     std::vector<Field> KeyFields;
     RowSpool Rows;
@@ -170,16 +170,16 @@ void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion
         std::int64_t Versions;
         std::string Sql;
     };
-    std::deque<Sent> sent;  // whose counts are not known yet
+    std::deque<Sent> sent;  // statements without a row count yet
     const auto batch = deletion.CreateBatch([&](std::size_t, std::int64_t deleted) {
         const Sent statement = std::move(sent.front());
         sent.pop_front();
-        // More rows than were counted: a version that came since, or another element's rows.
+        // A version was inserted since it was counted, or the rows of another element match.
         if (deleted > statement.Versions) {
             throw DatabaseError({"The statement deletes more rows than the element had."},
                                 MaskPasswords(statement.Sql));
         }
-        // A version that went since, or a value that its own text does not find.
+        // A version was deleted since it was counted, or a value does not match its own literal.
         if (deleted >= 0 && deleted < statement.Versions) {
             throw DatabaseError({fmt::format("The statement finds {} of the {} rows that the "
                                              "element had.",

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/CopyToArchive.h"
-
 #include <memory>
 
 #include "base/Text.h"
+#include "core/Transaction.h"
+#include "db/TableScript.h"
+#include "tasks/modArchiveFactTables.h"
 
 namespace morvane {
 
@@ -31,7 +32,7 @@ std::unique_ptr<Command> ProcedureCommand(Connection& connection, std::string_vi
     return command;
 }
 
-// The archive server as a linked server of the warehouse's, for as long as this object lives.
+// Makes the archive server a linked server of the warehouse for the lifetime of this object.
 class ArchiveLink {
   public:
     ArchiveLink(Connection& warehouse, const std::string& server) {
@@ -48,7 +49,7 @@ class ArchiveLink {
     ArchiveLink(const ArchiveLink&) = delete;
     ArchiveLink& operator=(const ArchiveLink&) = delete;
 
-    // The command that made the link's login serves to drop it too.
+    // Reuses the command that created the login.
     void Drop() {
         const auto command = std::move(login_);
         command->SetText("sp_dropserver");
@@ -63,14 +64,14 @@ class ArchiveLink {
                 Drop();
             }
         } catch (...) {
-            // The failure that led here is the one to report.
+            // The error that led here is the one to report.
         }
     }
 
     std::unique_ptr<Command> login_;
 };
 
-// While one lives, the warehouse's connection may write to the archive.
+// Lets the warehouse connection write to the archive for the lifetime of this object.
 class CopyTarget {
   public:
     CopyTarget(Connection& warehouse, const std::string& server, const std::string& database)
@@ -81,7 +82,7 @@ class CopyTarget {
         try {
             Set({}, {});
         } catch (...) {
-            // What was allowed stays so: one more INSERT into the archive.
+            // The connection may then still write to the archive, which does no harm.
         }
     }
     CopyTarget(const CopyTarget&) = delete;
@@ -106,8 +107,8 @@ std::int64_t Insert(Connection& warehouse, Connection& archive, const std::strin
     return command->Execute();
 }
 
-// The login stands in the statement as it is. A quote in it would end its literal, and what follows
-// would be read as SQL, and shown in the server's error.
+// The login is put into the statement without escaping. A single quote would end its literal, and
+// the rest would be read as SQL and shown in the server's error.
 void RequireNoLoneQuote(std::string_view value, const std::string& what) {
     for (std::size_t i = value.find('\''); i != std::string_view::npos;
          i = value.find('\'', i + 2)) {
@@ -119,6 +120,27 @@ void RequireNoLoneQuote(std::string_view value, const std::string& what) {
 }
 
 }  // namespace
+
+void CreateArchiveCopy(Connection& warehouse, Connection& archive, const std::string& table) {
+    TableDefinition definition = warehouse.DescribeTable(table);
+    definition.Name = table;
+    // The next run would take an incomplete table for a complete one.
+    Transaction transaction(archive);
+    archive.Execute(CreateTableScript(definition));
+    archive.Execute("ALTER TABLE " + table +
+                    " ADD date_of_archiving datetime NOT NULL DEFAULT getdate() WITH VALUES");
+    if (definition.PrimaryKey) {
+        const std::string& key = definition.PrimaryKey->Name;
+        archive.Execute("ALTER TABLE " + table + " DROP CONSTRAINT " + key);
+        std::string sql =
+            "ALTER TABLE " + table + " ADD CONSTRAINT " + key + " PRIMARY KEY CLUSTERED (";
+        for (const std::string& column : definition.PrimaryKey->Columns) {
+            sql += column + ", ";
+        }
+        archive.Execute(sql + "date_of_archiving) ON [PRIMARY]");
+    }
+    transaction.Commit();
+}
 
 std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
                            const std::string& condition, const std::string& timestamp) {

@@ -1,17 +1,70 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/RelinkHistory.h"
-
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
-#include "tasks/ElementKey.h"
-#include "tasks/MarkedVersions.h"
-#include "tasks/WaitingVersions.h"
+#include "tasks/Elements.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane {
 
 namespace {
+
+// The versions of an element that have not been processed yet, by their start and end days.
+class WaitingVersions {
+  public:
+    explicit WaitingVersions(std::vector<Version>& element) : element_(element) {
+        for (std::size_t i = 1; i < element.size(); ++i) {
+            Add(starting_, element[i].StartDate(), i);
+            Add(ending_, element[i].EndDate(), i);
+        }
+    }
+
+    // Marks all versions up to `i` as processed.
+    void Pass(std::size_t i) { passed_ = i; }
+
+    // Call change(version) for each version that starts or ends on the day of `date`.
+    template <typename Change>
+    void StartingOn(const Value& date, const Change& change) {
+        Visit(starting_, &Version::StartDate, date, change);
+    }
+    template <typename Change>
+    void EndingOn(const Value& date, const Change& change) {
+        Visit(ending_, &Version::EndDate, date, change);
+    }
+
+  private:
+    using ByDay = std::unordered_map<std::string, std::vector<std::size_t>>;
+
+    static void Add(ByDay& versions, const Value& date, std::size_t i) {
+        if (const std::string day = DayOf(date); !day.empty()) {
+            versions[day].push_back(i);
+        }
+    }
+
+    template <typename Change>
+    void Visit(ByDay& versions, Value& (Version::*date)(), const Value& wanted,
+               const Change& change) {
+        const auto found = versions.find(DayOf(wanted));
+        if (found == versions.end()) {
+            return;
+        }
+        const std::vector<std::size_t> onDay = std::move(found->second);
+        versions.erase(found);
+        for (const std::size_t i : onDay) {
+            if (i > passed_) {
+                change(element_[i]);
+                Add(versions, (element_[i].*date)(), i);
+            }
+        }
+    }
+
+    std::vector<Version>& element_;
+    ByDay starting_;
+    ByDay ending_;
+    std::size_t passed_ = 0;
+};
 
 std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& table,
                                    const ElementKey& key) {
@@ -24,11 +77,10 @@ std::vector<DataType> ReadKeyTypes(Connection& warehouse, const std::string& tab
     return types;
 }
 
-// The two statements that the versions of a table take: a current version another one than one that
-// is not. Both share one list of parameters, which is made once, in the order of the first
-// version's statement, and later only given new values by name; a version that takes the other
-// statement therefore finds its two dates in each other's place. Administrators know their
-// histories that way, so it stays.
+// The two statements of a table: one for current versions and one for all others. They share a
+// parameter list, which is created in the order of the first version's statement and afterwards
+// filled by name. So a version that uses the other statement gets its two dates swapped. Existing
+// histories were linked that way, so this must not change.
 class RelinkStatements {
   public:
     RelinkStatements(Connection& deletion, const std::string& table, const ElementKey& key,
@@ -37,7 +89,7 @@ class RelinkStatements {
     void Execute(const Version& version);
     void Finish() { batch_->Finish(); }
 
-    // Does to the versions that still wait for their turn what the last Execute did to their rows.
+    // Applies the last executed UPDATE to the versions that have not been processed yet.
     void CarryOver(WaitingVersions& waiting) const;
 
   private:
@@ -108,7 +160,7 @@ void RelinkStatements::SetValues(const Version& version) {
     }
 }
 
-// Only versions of one element are compared, whose texts the server has found equal.
+// Both versions belong to the same element, so key texts are already known to be equal.
 bool RelinkStatements::HasBoundKey(const Version& waiting) const {
     for (std::size_t i = 0; i < keyFields_.size(); ++i) {
         const Value& bound = parameters_[i + 1].Value;

@@ -10,14 +10,11 @@
 #include "core/Transaction.h"
 #include "db/modDatabaseOperations.h"
 #include "sql/MaskPasswords.h"
-#include "tasks/ArchiveTable.h"
-#include "tasks/CopyToArchive.h"
 
 namespace morvane {
 
 namespace {
 
-// One run of the task.
 class Archiving {
   public:
     Archiving(RunState& state, ProgressWindow& progress, LogStream& log)
@@ -32,8 +29,8 @@ class Archiving {
   private:
     void WriteHead();
     void PrepareArchiveProgress();
-    void ArchiveTable(const std::string& table, const std::string& condition);
-    void RequireServerThatReachesOthers();
+    void MoveRows(const std::string& table, const std::string& condition);
+    void RefuseAzureSqlDatabase();
     void DeleteArchivedRows(const std::string& table, const std::string& condition,
                             std::int64_t archived);
     void FinishArchiveProgress();
@@ -64,7 +61,7 @@ Outcome Archiving::Run(const Clock& clock) {
         progress_.Comment("Archiving Table : " + table);
         if (!condition.empty()) {
             warehouse_.RequireTableName(table);
-            ArchiveTable(std::string(Trim(table)), condition);
+            MoveRows(std::string(Trim(table)), condition);
         }
         progress_.ProgressVal(progress_.ProgressVal() + 1);
     }
@@ -98,11 +95,11 @@ void Archiving::PrepareArchiveProgress() {
     progress_.SetProgressValue(tables < 1 ? 1.0F : 0.0F);
 }
 
-void Archiving::ArchiveTable(const std::string& table, const std::string& condition) {
+void Archiving::MoveRows(const std::string& table, const std::string& condition) {
     log_.WriteLine("***");
     log_.WriteLine("Fact Table: " + table);
     log_.WriteLine("Condition: " + condition);
-    RequireServerThatReachesOthers();
+    RefuseAzureSqlDatabase();
     if (!archive_.TableExists(table)) {
         CreateArchiveCopy(warehouse_, archive_, table);
         log_.WriteLine("- Table created in Archive database");
@@ -115,8 +112,8 @@ void Archiving::ArchiveTable(const std::string& table, const std::string& condit
     DeleteArchivedRows(table, condition, archived);
 }
 
-// The server itself copies the rows to the archive, which the single databases of Azure cannot.
-void Archiving::RequireServerThatReachesOthers() {
+// The rows are copied by the server itself, and an Azure SQL Database cannot reach other databases.
+void Archiving::RefuseAzureSqlDatabase() {
     constexpr std::string_view kAzureSqlDatabase = "5";  // SERVERPROPERTY('EngineEdition')
     for (const Connection* connection : {&warehouse_, &archive_}) {
         if (connection->Property("Engine Edition") == kAzureSqlDatabase) {
@@ -127,8 +124,8 @@ void Archiving::RequireServerThatReachesOthers() {
     }
 }
 
-// The condition is looked at again, and meanwhile the warehouse may have been loaded or the clock
-// have gone on: rows that meet it by now were never copied. The statement is rolled back then.
+// Evaluates the condition a second time. If the warehouse was loaded meanwhile, or the condition
+// depends on the clock, it may match rows that were not copied; then the DELETE is rolled back.
 void Archiving::DeleteArchivedRows(const std::string& table, const std::string& condition,
                                    std::int64_t archived) {
     Transaction transaction(warehouse_);

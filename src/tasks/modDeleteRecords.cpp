@@ -5,8 +5,6 @@
 
 #include "base/Text.h"
 #include "core/Transaction.h"
-#include "tasks/AtomicDeletion.h"
-#include "tasks/RelinkHistory.h"
 
 namespace morvane {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <string>
+
 #include "core/Connection.h"
 #include "core/ErrorTrap.h"
 #include "core/ProgressWindow.h"
@@ -8,11 +10,26 @@
 
 namespace morvane {
 
-// Deletes the marked elements of every selected dimension on a connection of its own. Normal
-// deletion re-links the history of slowly-moving dimensions first, one transaction a table; atomic
-// deletion takes of them only the elements all of whose versions are marked. False on an error,
-// described in ErrorText, or when the user cancelled; finished tables stay deleted.
+// Deletes the marked elements of each selected dimension, using a second connection. Normal
+// deletion first re-links the history of slowly-moving dimensions, one transaction per table;
+// atomic deletion only deletes those of their elements whose versions are all marked. Tables that
+// are finished stay deleted after a failure or a cancel.
 Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const ConnectionFactory& factory,
                       bool atomic);
+
+// The two ways to treat a slowly-moving dimension, each in its own file. Both read the meta tables
+// on `warehouse`, write on `deletion` and throw on an error.
+
+// Passes the period of each marked version on to a neighbour of the same element: a version that is
+// not current gives its start_date to the version that starts on the day it ends; a current one
+// gives its end_date and the current flag to the version that ends on the day it starts. Adjacent
+// marked versions collapse onto the remaining neighbour. Runs inside the caller's transaction.
+void RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
+                               Connection& deletion);
+
+// Deletes the elements whose versions are all marked, with one statement per element in one
+// transaction. Deletes nothing if a key value cannot be written as a literal or if a statement
+// affects a different number of rows than the element has.
+void DeleteAtomically(const std::string& table, Connection& warehouse, Connection& deletion);
 
 }  // namespace morvane

@@ -13,10 +13,10 @@ namespace morvane {
 
 namespace {
 
-// More than any server allows for the name of a table.
+// Longer than any server allows.
 constexpr int kTableNameSize = 255;
 
-// A row of dwm_star_relations; the columns are lists.
+// A row of dwm_star_relations. The columns are comma-separated lists.
 struct Relation {
     std::string PrimaryTable;
     std::string PrimaryColumns;
@@ -24,8 +24,8 @@ struct Relation {
     std::string ForeignColumns;
 };
 
-// One walk over the relations, from the fact tables outwards: a table is marked once every table
-// that refers to it has been.
+// Walks the relations from the fact tables outwards and marks a table when all tables that refer to
+// it have been processed.
 class Detection {
   public:
     Detection(Connection& connection, ProgressWindow& progress)
@@ -55,10 +55,10 @@ class Detection {
     Connection& connection_;
     ProgressWindow& progress_;
     std::deque<std::string> workQueue_;
-    // Names in lower case.
-    std::unordered_set<std::string> queuedTables_;  // those, too, that have left the queue
+    // Lower-case names.
+    std::unordered_set<std::string> queuedTables_;  // including those that have left the queue
     std::unordered_set<std::string> processedTables_;
-    std::string processedList_;  // the same names as they are, quoted and comma-separated
+    std::string processedList_;  // the same names, quoted and comma-separated for SQL
 };
 
 std::vector<std::string> Detection::LoadTableList(const std::string& sql) {
@@ -79,8 +79,8 @@ void Detection::InitDetection() {
              "'FACT')")) {
         Queue(fact);
     }
-    // What must not be touched counts as processed from the start: it is never marked, and it
-    // never holds back the tables that it refers to.
+    // Tables that must not be changed count as processed from the start: they are never marked and
+    // never delay the tables that they refer to.
     for (const std::string& unselected : LoadTableList(
              "SELECT table_name FROM dwm_tables WHERE table_type='Dimension' AND is_selected=0")) {
         AddProcessed(unselected);
@@ -155,7 +155,7 @@ void Detection::MarkTable(const std::string& table) {
     }
 }
 
-// All of them before a row is marked: a name that is refused must leave no marks behind.
+// Reads all relations before marking any row, so that a refused name leaves no marks behind.
 std::vector<Relation> Detection::ReadRelations(const std::string& sql) {
     std::vector<Relation> relations;
     const auto rows = connection_.OpenRecordset(sql);
@@ -190,7 +190,7 @@ void Detection::KeepReferredRows(const std::string& table, const Relation& relat
         sql += table + "." + primary[i] + " = " + foreignTable + "." + foreign[i];
         sql += kCrLf;
     }
-    // A dimension row that is itself about to go keeps nothing alive.
+    // A dimension row that is marked for deletion does not keep others alive.
     if (!IsFactTable(Trim(foreignTable))) {
         sql += " AND " + foreignTable + ".is_deletable=0";
     }

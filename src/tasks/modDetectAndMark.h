@@ -7,9 +7,9 @@
 
 namespace morvane {
 
-// Marks (is_deletable = 1) the elements of every selected dimension that nothing kept refers to,
-// table by table, each after all tables that refer to it. False on an error, described in
-// ErrorText, or when the user cancelled; a cancel closes the warehouse connection.
+// Marks (is_deletable = 1) the elements of the selected dimensions to which no fact and no unmarked
+// element refers. A table is marked after all tables that refer to it. A cancel closes the
+// warehouse connection.
 Outcome MarkUnusedElements(RunState& state, ProgressWindow& progress);
 
 }  // namespace morvane

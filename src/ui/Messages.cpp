@@ -11,7 +11,7 @@
 #include <stdexcept>
 
 #include "core/ErrorTrap.h"
-#include "run/ConsoleText.h"
+#include "run/Console.h"
 
 namespace morvane {
 

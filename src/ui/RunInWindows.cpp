@@ -17,10 +17,10 @@
 
 #include "core/ErrorTrap.h"
 #include "run/CancelSignals.h"
-#include "run/ConsolePrompt.h"
-#include "run/ConsoleText.h"
+#include "run/Console.h"
 #include "run/ExitGuard.h"
 #include "ui/Messages.h"
+#include "ui/frmBrowseComputer.h"
 #include "ui/frmMain.h"
 #include "ui/frmProgress.h"
 #include "ui/modBrowsing.h"
@@ -38,18 +38,9 @@ namespace morvane {
 
 namespace {
 
-bool IsSet(const char* variable) {
-    const char* value = std::getenv(variable);
-    return value != nullptr && *value != '\0';
-}
-
-bool ConsoleIsAskedFor() {
-    return IsSet("MORVANE_CONSOLE") && std::string_view(std::getenv("MORVANE_CONSOLE")) != "0";
-}
-
 #ifdef _WIN32
 
-bool DisplayOpens() {
+bool DisplayOpens(const Environment&) {
     return true;
 }
 
@@ -68,9 +59,8 @@ bool DisplayOpens() {
     _exit(0);
 }
 
-bool DisplayOpens() {
-    constexpr std::array kVariables{"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
-    if (std::none_of(kVariables.begin(), kVariables.end(), IsSet)) {
+bool DisplayOpens(const Environment& environment) {
+    if (!environment.HasDisplay) {
         return false;
     }
     const pid_t child = fork();
@@ -84,11 +74,13 @@ bool DisplayOpens() {
 #endif
 
 // Returns why no window can be shown, as a sentence for the user, or an empty text.
-std::string_view ObstacleToWindows() {
-    if (ConsoleIsAskedFor()) {
+std::string_view ObstacleToWindows(const Environment& environment) {
+    if (environment.ConsoleOnly) {
         return "MORVANE_CONSOLE turns the windows off.";
     }
-    return DisplayOpens() ? "" : "The settings window cannot be shown: no display can be opened.";
+    return DisplayOpens(environment)
+               ? ""
+               : "The settings window cannot be shown: no display can be opened.";
 }
 
 // Closes the console that Windows opened for this process alone, as it does for a program started
@@ -182,9 +174,14 @@ void ShowUntilClosed(frmMain& window, frmProgress& progress) {
 void Run(const StartInput& input, WindowPrompt& prompt) {
     const SystemClock clock;
     frmProgress progress(CancelSignals::Received);
-    BrowsingDialogs browsing(prompt);
-    RunServices services{clock,     prompt,    progress, CancellableConnections(),
-                         std::cout, std::cerr, {},       {}};
+    BrowsingDialogs browsing(
+        prompt, [&input] { return SourcesOfThisMachine(input.Environment.DataSources); });
+    RunServices services{.Clock = clock,
+                         .Prompt = prompt,
+                         .Progress = progress,
+                         .Connect = CancellableConnections(input.Environment),
+                         .Output = std::cout,
+                         .Errors = std::cerr};
     services.ShowMainWindow = [&](RunState& state, const RunSettings&) {
         prompt.Unattended = false;
         frmMain window(state, services, browsing);
@@ -197,7 +194,7 @@ void Run(const StartInput& input, WindowPrompt& prompt) {
 }  // namespace
 
 int RunInWindows(const StartInput& input, char** argv) {
-    const std::string_view obstacle = ObstacleToWindows();
+    const std::string_view obstacle = ObstacleToWindows(input.Environment);
     if (!obstacle.empty()) {
         return RunOnConsole(input, obstacle);
     }

@@ -25,12 +25,11 @@ constexpr int kAnswersPerEvent = 16;  // so that a flood of answers does not blo
 
 }  // namespace
 
-ServerSources SourcesOfThisMachine() {
+ServerSources SourcesOfThisMachine(const DataSourceVariables& variables) {
     ServerSources sources;
     sources.Broadcast = {QHostAddress(QHostAddress::Broadcast)};
     sources.Direct = {QHostAddress(QHostAddress::LocalHost)};
-    sources.Files =
-        FindDataSourcePlaces([](const char* name) { return qgetenv(name).toStdString(); });
+    sources.Files = FindDataSourcePlaces(variables);
     for (const QNetworkInterface& network : QNetworkInterface::allInterfaces()) {
         if (!network.flags().testFlags(QNetworkInterface::IsUp | QNetworkInterface::CanBroadcast)) {
             continue;

@@ -25,7 +25,7 @@ struct ServerSources {
 };
 
 // This machine, its configuration files, and every network on which it can broadcast.
-ServerSources SourcesOfThisMachine();
+ServerSources SourcesOfThisMachine(const DataSourceVariables& variables);
 
 // Lists the servers to choose from: the folder of an embedded warehouse, the data sources of this
 // machine, and the servers that answer on the network. Their answers arrive while the list is in

@@ -7,14 +7,14 @@
 
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
+#include "db/ArchiveSettings.h"
 #include "db/modCheckMetaData.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/ConfigFile.h"
 #include "dialogs/ServerLists.h"
-#include "run/ArchiveDetails.h"
 #include "run/CommandLine.h"
 #include "run/ConsoleProgress.h"
-#include "run/LoginPasswords.h"
+#include "run/Environment.h"
 #include "run/OutputFiles.h"
 #include "run/RunTasks.h"
 #include "run/ValidateSettings.h"
@@ -198,13 +198,13 @@ void frmMain::cmdLogFile_Click() {
     }
 }
 
-bool frmMain::PrepareWarehouse(WarehouseSession::LastUser lastUser) {
+bool frmMain::PrepareWarehouse(OtherUser otherUser) {
     const HourglassPointer pointer;
-    return session_.Prepare(Login(), fields_->Database(), lastUser);
+    return session_.Prepare(Login(), fields_->Database(), otherUser);
 }
 
 void frmMain::cmdFacts_Click() {
-    if (!PrepareWarehouse(WarehouseSession::LastUser::NotAsked)) {
+    if (!PrepareWarehouse(OtherUser::Accepted)) {
         return;
     }
     try {
@@ -230,7 +230,7 @@ void frmMain::PrepareArchiveTable() {
 }
 
 void frmMain::cmdDimensions_Click() {
-    if (!PrepareWarehouse(WarehouseSession::LastUser::NotAsked)) {
+    if (!PrepareWarehouse(OtherUser::Accepted)) {
         return;
     }
     if (IsChecked(kCheck)) {
@@ -247,7 +247,7 @@ void frmMain::cmdProcess_Click() {
         ShowMessage("Please enter Log Directory");
         return;
     }
-    if (!PrepareWarehouse(WarehouseSession::LastUser::Asked)) {
+    if (!PrepareWarehouse(OtherUser::Asked)) {
         return;
     }
     RunSettings settings = ComposeSettings();

@@ -66,7 +66,7 @@ class frmMain : public Window {
 
     // The login in the controls. If it has no password, that of the environment is used.
     ServerLogin Login() const;
-    bool PrepareWarehouse(WarehouseSession::LastUser lastUser);
+    bool PrepareWarehouse(OtherUser otherUser);
     void PrepareArchiveTable();
     bool TakeArchiveSettings(RunSettings& settings);
     RunSettings ComposeSettings() const;

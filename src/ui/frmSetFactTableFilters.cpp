@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "dialogs/ServerLists.h"
-#include "run/LoginPasswords.h"
+#include "run/Environment.h"
 #include "ui/ConditionsGrid.h"
 #include "ui/ConnectionFields.h"
 #include "ui/Controls.h"

@@ -26,9 +26,6 @@
 
 namespace morvane {
 
-BrowsingDialogs::BrowsingDialogs(UserPrompt& prompt)
-    : BrowsingDialogs(prompt, SourcesOfThisMachine) {}
-
 BrowsingDialogs::BrowsingDialogs(UserPrompt& prompt, std::function<ServerSources()> sources)
     : prompt_(prompt), sources_(std::move(sources)) {}
 

@@ -25,7 +25,6 @@ class Browsing {
 // frmBrowseComputer.
 class BrowsingDialogs : public Browsing {
   public:
-    explicit BrowsingDialogs(UserPrompt& prompt);
     // `sources` is called for each search, since networks come and go.
     BrowsingDialogs(UserPrompt& prompt, std::function<ServerSources()> sources);
 

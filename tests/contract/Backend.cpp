@@ -9,6 +9,7 @@
 #include "db/ConnectionFactory.h"
 #include "db/odbc/OdbcConnection.h"
 #include "db/odbc/OdbcDriver.h"
+#include "run/Environment.h"
 #include "run/StartUp.h"
 #include "support/TestWarehouse.h"
 
@@ -49,8 +50,9 @@ std::string SqliteString(const odbc::LoginDetails& details) {
 class SqliteOdbcDatabase : public TestDatabase {
   public:
     std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateOdbcConnection(
-            {}, odbc::OdbcDriver{kSqliteDriver, odbc::DriverFamily::Other, SqliteString});
+        auto connection =
+            CreateOdbcConnection({.OtherDriver = odbc::OdbcDriver{
+                                      kSqliteDriver, odbc::DriverFamily::Other, SqliteString}});
         connection->SetProperty("Data Source", warehouse_.Folder());
         connection->SetConnectionTimeout(20);
         return connection;
@@ -82,7 +84,7 @@ class LiveDatabase : public TestDatabase {
     }
 
     std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateConnection(server_.Server);
+        auto connection = LiveConnections()(server_.Server);
         connection->SetLogin({server_.Server, false, server_.User, server_.Password});
         connection->SetConnectionTimeout(20);
         return connection;
@@ -129,6 +131,10 @@ std::optional<LiveServer> FindLiveServer() {
     }
     return LiveServer{server, VariableOrEmpty("MORVANE_TEST_USER"),
                       VariableOrEmpty("MORVANE_TEST_PASSWORD")};
+}
+
+ConnectionFactory LiveConnections() {
+    return ConnectionsWith({.Odbc = TakeEnvironment().Odbc});
 }
 
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server) {

@@ -51,6 +51,9 @@ struct LiveServer {
 };
 std::optional<LiveServer> FindLiveServer();
 
+// Creates connections to it, with the ODBC options of the environment.
+ConnectionFactory LiveConnections();
+
 // Creates a database on it, dropped at the end.
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
 

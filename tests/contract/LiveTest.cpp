@@ -110,7 +110,7 @@ class LiveRun : public OnLiveServer<::testing::TestWithParam<bool>> {
         settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports =
             settings.DeleteMarked = true;
         settings.AtomicDeletion = GetParam();
-        ASSERT_EQ(RunUnattended(settings), "");
+        ASSERT_EQ(RunUnattended(settings, LiveConnections()), "");
     }
 
     TempFolder folder_;
@@ -183,7 +183,7 @@ TEST_F(LiveArchive, MovesTheRowsOrReportsWhyNot) {
     settings.ArchiveUserName = settings.UserName;
     settings.ArchivePassword = settings.Password;
     settings.ArchiveDatabase = archive_->Name();
-    const std::string error = RunUnattended(settings);
+    const std::string error = RunUnattended(settings, LiveConnections());
     if (error.empty()) {
         EXPECT_TRUE(archive_->Open()->ColumnExists("sales", "date_of_archiving"));
         EXPECT_EQ(Ids(*warehouse_), "2 3 ");

@@ -11,7 +11,6 @@
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "db/odbc/OdbcDriver.h"
-#include "support/ScopedVariable.h"
 
 namespace morvane::testing {
 namespace {
@@ -37,11 +36,12 @@ struct Attempt {
 };
 
 Attempt Connect(const std::string& server, const std::string& user = "somebody",
-                const std::string& password = kPassword) {
+                const std::string& password = kPassword, const OdbcOptions& options = {}) {
     Attempt attempt;
     const auto start = std::chrono::steady_clock::now();
-    attempt.Connected = ConnectDatabase(CreateConnection, {server, false, user, password},
-                                        attempt.Opened, attempt.Error, std::nullopt, kTimeout);
+    attempt.Connected =
+        ConnectDatabase(ConnectionsWith({.Odbc = options}), {server, false, user, password},
+                        attempt.Opened, attempt.Error, std::nullopt, kTimeout);
     attempt.Seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return attempt;
@@ -105,8 +105,8 @@ TEST_P(LoginScript, IsReportedInTime) {
 }
 
 TEST_F(LoginFault, AMissingDriverIsNamed) {
-    const ScopedVariable driver("MORVANE_ODBC_DRIVER", "No Such Driver");
-    const Attempt attempt = Connect("127.0.0.1");
+    const Attempt attempt =
+        Connect("127.0.0.1", "somebody", kPassword, {.Driver = "No Such Driver"});
     ExpectDescribed(attempt, "127.0.0.1");
     EXPECT_TRUE(Says(attempt.Error, "No Such Driver")) << attempt.Error;
 }
@@ -115,15 +115,14 @@ TEST_F(LoginFault, ARefusedLoginIsReportedAndCredentialsArriveUnchanged) {
     if (!IsInstalled("FreeTDS")) {
         GTEST_SKIP() << "the ODBC driver FreeTDS is not installed";
     }
-    const ScopedVariable driver("MORVANE_ODBC_DRIVER", "FreeTDS");
-    const ScopedVariable options("MORVANE_ODBC_OPTIONS", "Encryption=off");
+    const OdbcOptions options{.Driver = "FreeTDS", .Keywords = "Encryption=off"};
     for (const std::string& text :
          {std::string("plain"), std::string("a;b}c{d'e\"f g=h Pw1"), std::string(" {Braced Pw1} "),
           std::string("gü§ÿÀ Pw1;UID=sa"), std::string("}{ Pw1}")}) {
         const tds::TdsServer server([](const tds::Request&) {
             return tds::Answer{{tds::Error(18456, 14, "Login failed for user.")}};
         });
-        const Attempt attempt = Connect(server.Server(), "user " + text, text);
+        const Attempt attempt = Connect(server.Server(), "user " + text, text, options);
         ExpectDescribed(attempt, server.Server(), text);
         EXPECT_TRUE(Says(attempt.Error, "login failed")) << attempt.Error;
         EXPECT_EQ(server.Requests().at(0).User, "user " + text);

@@ -9,7 +9,7 @@
 #include "base/Text.h"
 #include "contract/StrictDriver.h"
 #include "core/Connection.h"
-#include "db/ConnectionFactory.h"
+#include "db/odbc/OdbcConnection.h"
 #include "run/StartUp.h"
 #include "support/ErrorOf.h"
 #include "support/ScopedVariable.h"
@@ -42,7 +42,7 @@ class MicrosoftDriver : public ::testing::Test {
 
     std::unique_ptr<Connection> Connect(const std::string& user = "u",
                                         const std::string& password = "p") {
-        auto connection = CreateConnection("host");
+        auto connection = CreateOdbcConnection(options_);
         connection->SetLogin({"tcp:host, 1433", user.empty(), user, password});
         connection->Open();
         return connection;
@@ -56,8 +56,7 @@ class MicrosoftDriver : public ::testing::Test {
     }
 
     ScopedVariable registration_{"ODBCSYSINI", RegistrationFolder()};
-    ScopedVariable chosen_{"MORVANE_ODBC_DRIVER", ""};
-    ScopedVariable options_{"MORVANE_ODBC_OPTIONS", ""};
+    OdbcOptions options_;
     StrictDriver& driver_ = LoadDriver();
 };
 
@@ -102,7 +101,7 @@ TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInsteadOfOurs) {
           {"PWD", "p"}}},
     };
     for (const auto& [options, user, password, expected] : cases) {
-        const ScopedVariable variable("MORVANE_ODBC_OPTIONS", options);
+        options_.Keywords = options;
         EXPECT_EQ(ErrorOf([&, &user = user, &password = password] { Connect(user, password); }),
                   "no error")
             << options;

@@ -9,15 +9,13 @@
 #include "base/Text.h"
 #include "contract/Backend.h"
 #include "core/Transaction.h"
-#include "db/ConnectionFactory.h"
 #include "db/TableScript.h"
 #include "db/odbc/CallWatch.h"
 #include "db/odbc/OdbcConnection.h"
 #include "db/odbc/OdbcSession.h"
-#include "run/MultiUserLock.h"
-#include "support/ScopedVariable.h"
+#include "run/WarehouseAccess.h"
 #include "support/ScriptedPrompt.h"
-#include "tasks/RelinkHistory.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane::testing::tds {
 namespace {
@@ -70,7 +68,7 @@ class Tds : public ::testing::Test {
     void Connect(Script script, const Traits& traits = {}) {
         connection_.reset();
         server_ = std::make_unique<TdsServer>(std::move(script), traits);
-        connection_ = CreateConnection(server_->Server());
+        connection_ = CreateOdbcConnection(options_);
         connection_->SetProperty("Data Source", server_->Server());
         connection_->SetProperty("User ID", "somebody");
         connection_->Open();
@@ -101,8 +99,7 @@ class Tds : public ::testing::Test {
         return found;
     }
 
-    const ScopedVariable driver_{"MORVANE_ODBC_DRIVER", "FreeTDS"};
-    const ScopedVariable options_{"MORVANE_ODBC_OPTIONS", "Encryption=off"};
+    OdbcOptions options_{.Driver = "FreeTDS", .Keywords = "Encryption=off"};
     std::unique_ptr<TdsServer> server_;
     std::unique_ptr<Connection> connection_;
 };
@@ -141,8 +138,7 @@ TEST_F(Tds, TheLockIsTakenUnderALoginWithNoCount) {
     RunState state;
     state.WarehouseConnection = std::move(connection_);
     ScriptedPrompt prompt;
-    bool lockedByOther = true;
-    EXPECT_TRUE(AcquireLock(state, prompt, lockedByOther)) << state.ErrorText;
+    EXPECT_EQ(AcquireLock(state, prompt), Outcome::Done) << state.ErrorText;
     EXPECT_TRUE(state.LockHeld);
 }
 
@@ -285,7 +281,7 @@ TEST_F(Tds, AStatementHasTheDefaultTimeoutUnlessItHasItsOwn) {
         bool Fails;
     } const cases[] = {{"1", {}, true}, {"1", 0, false}, {"5", 1, true}};
     for (const auto& [forAll, own, fails] : cases) {
-        const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", forAll);
+        options_.QueryTimeout = forAll;
         Connect(On({{"slow", {{Done()}, std::chrono::milliseconds(1300)}}}));
         const auto command = connection_->CreateCommand();
         command->SetText("slow");
@@ -303,11 +299,9 @@ TEST_F(Tds, AStatementHasTheDefaultTimeoutUnlessItHasItsOwn) {
 
 TEST(QueryTimeout, MustBeANumberOfSeconds) {
     for (const char* text : {"-1", "2s", "soon", "99999999999"}) {
-        const ScopedVariable timeout("MORVANE_QUERY_TIMEOUT", text);
-        EXPECT_THROW(odbc::DefaultQueryTimeout(), DatabaseError) << text;
+        EXPECT_THROW(odbc::ParseQueryTimeout(text), DatabaseError) << text;
     }
-    const ScopedVariable none("MORVANE_QUERY_TIMEOUT", "");
-    EXPECT_EQ(odbc::DefaultQueryTimeout(), 0);
+    EXPECT_EQ(odbc::ParseQueryTimeout(""), 0);
 }
 
 // An incomplete result must not be taken for the complete one.
@@ -471,7 +465,7 @@ TEST_F(Tds, NoCallWaitsLongerThanItsLimit) {
     for (const auto& [name, reply, perByte, cancels, most] : cases) {
         server_ = std::make_unique<TdsServer>(On({{"UPDATE", reply}}), Traits{.PerByte = perByte});
         std::atomic<bool> cancelled = false;
-        connection_ = CreateOdbcConnection([&cancelled] { return cancelled.load(); });
+        connection_ = CreateOdbcConnection(options_, [&cancelled] { return cancelled.load(); });
         connection_->SetProperty("Data Source", server_->Server());
         connection_->SetProperty("User ID", "somebody");
         connection_->SetConnectionTimeout(2);

@@ -16,6 +16,7 @@
 #include "base/Platform.h"
 #include "base/modFileFunctions.h"
 #include "run/CommandLine.h"
+#include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
 #include "support/TempFolder.h"
 #include "support/Texts.h"

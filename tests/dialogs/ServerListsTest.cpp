@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
 
 #include "support/TempFolder.h"
 
@@ -82,16 +81,13 @@ TEST(DataSources, AreReadFromTheConfigurationFiles) {
 }
 
 TEST(DataSourcePlaces, AreWhereTheDriversLook) {
-    const auto places = [](std::map<std::string, std::string> variables) {
-        return FindDataSourcePlaces([=](const char* name) mutable { return variables[name]; });
-    };
-    const DataSourcePlaces usual = places({{"HOME", "/home/a"}});
+    const DataSourcePlaces usual = FindDataSourcePlaces({.Home = "/home/a"});
     EXPECT_EQ(usual.OdbcIni,
               (std::vector<std::filesystem::path>{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
     EXPECT_EQ(usual.FreeTdsConf, (std::vector<std::filesystem::path>{"/home/a/.freetds.conf",
                                                                      "/etc/freetds/freetds.conf"}));
-    const DataSourcePlaces other = places(
-        {{"ODBCINI", "/o.ini"}, {"ODBCSYSINI", "/s"}, {"FREETDSCONF", "/f"}, {"FREETDS", "/t"}});
+    const DataSourcePlaces other = FindDataSourcePlaces(
+        {.OdbcIni = "/o.ini", .OdbcSysIni = "/s", .FreeTdsConf = "/f", .FreeTds = "/t"});
     EXPECT_EQ(other.OdbcIni, (std::vector<std::filesystem::path>{"/o.ini", "/s/odbc.ini"}));
     EXPECT_EQ(other.FreeTdsConf[0], "/f");
     EXPECT_EQ(other.FreeTdsConf[1], "/t/etc/freetds.conf");

@@ -4,21 +4,19 @@
 #include <gtest/gtest.h>
 
 #include "base/Platform.h"
+#include "db/ArchiveSettings.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
-#include "run/ArchiveDetails.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
 
 namespace morvane::testing {
 namespace {
 
-using LastUser = WarehouseSession::LastUser;
-
 class Session : public ::testing::Test {
   protected:
-    bool Prepare(const TestWarehouse& warehouse, LastUser lastUser = LastUser::Asked) {
-        return Window.Prepare({warehouse.Server(), true, "", ""}, "dw", lastUser);
+    bool Prepare(const TestWarehouse& warehouse, OtherUser otherUser = OtherUser::Asked) {
+        return Window.Prepare({warehouse.Server(), true, "", ""}, "dw", otherUser);
     }
 
     TestWarehouse Warehouse;
@@ -66,7 +64,7 @@ TEST_F(Session, AsksBeforeARunThatFollowsSomebodyElse) {
     EXPECT_EQ(Prompt.Asked[0],
               "Lock History|Morvane Tool was last used by --  eva \r\nDo you wish to continue?");
     EXPECT_EQ(Warehouse.LockRow(), "0| eva ");
-    EXPECT_TRUE(Prepare(Warehouse, LastUser::NotAsked));
+    EXPECT_TRUE(Prepare(Warehouse, OtherUser::Accepted));
     EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
     EXPECT_EQ(Prompt.Asked.size(), 1U);
 }
@@ -76,16 +74,16 @@ TEST_F(Session, LeavesAWarehouseForAnotherWithoutItsLock) {
     EXPECT_TRUE(Prepare(Other));
     EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
     EXPECT_EQ(Other.LockRow(), "1|" + User);
-    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", LastUser::Asked));
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", OtherUser::Asked));
     EXPECT_EQ(Other.LockRow(), "0|" + User);
     EXPECT_EQ(Prompt.Shown.size(), 1U);
-    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", LastUser::Asked));
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", OtherUser::Asked));
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
     EXPECT_EQ(State.ErrorText, "");
 }
 
 TEST_F(Session, AFailedConnectionOrReleaseIsShownOnce) {
-    EXPECT_FALSE(Window.Prepare({"sqlite:/missing", true, "", ""}, "dw", LastUser::Asked));
+    EXPECT_FALSE(Window.Prepare({"sqlite:/missing", true, "", ""}, "dw", OtherUser::Asked));
     EXPECT_EQ(Prompt.Shown[0].find("Morvane|Error while connecting to : sqlite:/missing"), 0U);
     EXPECT_EQ(State.WarehouseConnection, nullptr);
     EXPECT_TRUE(Prepare(Warehouse));

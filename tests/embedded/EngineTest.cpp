@@ -78,10 +78,10 @@ TEST(Engine, WaitsForAnotherProcessAsLongAsItsTimeoutButForNoCancelledRun) {
     testing::Loader loader(warehouse);
     int tries = 0;
     std::function<bool()> cancelAtTry;  // called at every try to get at the file
-    auto connection = CreateCancellableConnection(warehouse.Server(), [&] {
+    auto connection = ConnectionsWith({.CancelRequested = [&] {
         ++tries;
         return cancelAtTry();
-    });
+    }})(warehouse.Server());
     connection->SetProperty("Data Source", warehouse.Server());
     connection->Open();
     const std::function<void()> actions[] = {

@@ -10,6 +10,7 @@
 #include "base/Text.h"
 #include "dialogs/ConfigFile.h"
 #include "run/CommandLine.h"
+#include "run/ProcessArguments.h"
 #include "run/ValidateSettings.h"
 
 namespace morvane::fuzz {

@@ -33,9 +33,7 @@ section OPTIONS | sed -n 's/^\.BI\? \\\(-[a-z][a-z]*\).*/\1/p' | sort -u >"$work
 [ "$(wc -l <"$work/offered")" -gt 20 ] || fail "-help does not list the options"
 diff "$work/offered" "$work/documented" || fail "options only in -help (<) or only in the manual (>)"
 
-# Names in quotes where variables are read: "MORVANE_...", getenv("..."), variable("...").
-grep -rhoE '"MORVANE_[A-Z_]+"|(getenv|variable)\("[A-Z_]+"\)|kVariables\{.*\}' src |
-    grep -oE '"[A-Z_]+"' | tr -d '"' | sort -u >"$work/read"
+grep -oE '"[A-Z_]+"' src/run/Environment.cpp | tr -d '"' | sort -u >"$work/read"
 grep -q MORVANE_CONSOLE "$work/read" && grep -q ODBCINI "$work/read" || fail "no variable found"
 section ENVIRONMENT >"$work/environment"
 while read -r variable; do

@@ -100,21 +100,6 @@ TEST_F(ArchiveRun, AnExitInTheMiddleOfARunCancelsItInOrder) {
     }
 }
 
-// Over New Year, and by more than an hour at each look.
-TEST_F(ArchiveRun, AClockThatIsSetBackChangesNothingButTheMomentsInItsTexts) {
-    World.Clock.Moment = {std::chrono::year(2024) / 1 / 1, std::chrono::minutes(30)};
-    World.Clock.Step = std::chrono::minutes(-97);
-    EXPECT_TRUE(Run(Settings)) << State.ErrorText;
-    EXPECT_EQ(ListFiles(Files / "logs"),
-              "DetailedReport01-01-202400-30-00.html Morvane_Log01-01-202400-30-00.txt "
-              "SummaryReport01-01-202400-30-00.html TableFilterReport01-01-202400-30-00.html");
-    const std::string log = ReadWholeFile(Files / "logs/Morvane_Log01-01-202400-30-00.txt");
-    EXPECT_TRUE(Contains(log, "started On : Monday, Jan 1 2024 At : 00:30:00\r\n"));
-    EXPECT_TRUE(Contains(log, "stopped On : Sunday, Dec 31 2023 At : "));
-    EXPECT_EQ(Archived().substr(0, 17), "1|1|10|2023-12-31");
-    EXPECT_EQ(Products(Warehouse), "3|cap");
-}
-
 TEST_F(ArchiveRun, AnArchiveThatIsNotThereEndsTheRunBeforeTheTasks) {
     Settings.ArchiveDatabase = "none";
     EXPECT_FALSE(Run(Settings));

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "run/CommandLine.h"
+#include "run/ProcessArguments.h"
 #include "run/Tasks.h"
 #include "support/Texts.h"
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/MultiUserLock.h"
-
 #include <sys/wait.h>
 
 #include "base/Platform.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
+#include "run/WarehouseAccess.h"
 #include "support/Fork.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
@@ -33,7 +32,6 @@ class Lock : public ::testing::Test {
     RunState State;
     ScriptedPrompt Prompt;
     std::string User = CurrentUserName();
-    bool Other = true;
 };
 
 TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
@@ -43,8 +41,7 @@ TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
     EXPECT_TRUE(ReadLockUser(State));
     EXPECT_EQ(State.LockUser, "");
 
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_FALSE(Other);
+    EXPECT_EQ(AcquireLock(State, Prompt), Outcome::Done);
     EXPECT_TRUE(State.LockHeld);
     EXPECT_EQ(Row(), "1|" + User);
     EXPECT_TRUE(IsLocked(State, locked) && locked);
@@ -52,26 +49,30 @@ TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
     EXPECT_TRUE(ReleaseLock(State));
     EXPECT_FALSE(State.LockHeld);
     EXPECT_EQ(Row(), "0|" + User);
-    EXPECT_TRUE(TakeLockForRun(State, Prompt));
+    EXPECT_EQ(TakeLock(State, Prompt, OtherUser::Refused), Outcome::Done);
     EXPECT_EQ(Row(), "1|" + User);
     EXPECT_TRUE(Prompt.Asked.empty());
 }
 
 TEST_F(Lock, AFreeLockOfAnotherUserIsTakenByAWindowButNotByARun) {
     Warehouse.MakeLock(false, "Other");
-    EXPECT_FALSE(TakeLockForRun(State, Prompt));
+    EXPECT_EQ(TakeLock(State, Prompt, OtherUser::Refused), Outcome::Cancelled);
     EXPECT_EQ(State.LockUser, "Other");
     EXPECT_EQ(State.ErrorText, "");
     EXPECT_FALSE(State.LockHeld);
 
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
+    EXPECT_EQ(TakeLock(State, Prompt, OtherUser::Accepted), Outcome::Done);
     EXPECT_TRUE(State.LockHeld);
     EXPECT_EQ(Row(), "1|" + User);
 }
 
-TEST_F(Lock, NamesAreComparedExactlyButForTrailingBlanks) {
-    Warehouse.MakeLock(false, User + "  ");
-    EXPECT_TRUE(TakeLockForRun(State, Prompt));
+// The server's collation may treat names as equal that differ in case.
+TEST_F(Lock, NamesAreComparedExactlyExceptForTrailingBlanks) {
+    Warehouse.Run(
+        "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100) COLLATE NOCASE);"
+        "INSERT INTO dwm_multiuse VALUES(0, '" +
+        User + "  ')");
+    EXPECT_EQ(TakeLock(State, Prompt, OtherUser::Refused), Outcome::Done);
     std::string otherCase = User;
     otherCase[0] = static_cast<char>(otherCase[0] ^ 0x20);
     Warehouse.Run("UPDATE dwm_multiuse SET lock = 1, user_name = '" + otherCase + "'");
@@ -85,13 +86,13 @@ TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
     Warehouse.Run("DELETE FROM dwm_multiuse");
     EXPECT_FALSE(ReadLockUser(State));
     EXPECT_TRUE(Contains(State.ErrorText, "dwm_multiuse has no row"));
-    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    EXPECT_EQ(AcquireLock(State, Prompt), Outcome::Failed);
     Warehouse.Run("INSERT INTO dwm_multiuse VALUES(NULL, 'x')");
-    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    EXPECT_EQ(AcquireLock(State, Prompt), Outcome::Failed);
     Warehouse.Run(
         "DROP TABLE dwm_multiuse; CREATE TABLE dwm_multiuse(other int);"
         "INSERT INTO dwm_multiuse VALUES(1)");
-    EXPECT_FALSE(AcquireLock(State, Prompt, Other));
+    EXPECT_EQ(AcquireLock(State, Prompt), Outcome::Failed);
     EXPECT_FALSE(State.LockHeld);
 }
 
@@ -102,25 +103,26 @@ TEST_F(Lock, ALockTakenSinceItWasReadIsNeitherTakenNorReleased) {
     EXPECT_EQ(Row(), "1|Faster");
 
     Warehouse.Run("UPDATE dwm_multiuse SET lock = 0");
-    EXPECT_TRUE(AcquireLock(State, Prompt, Other));
-    EXPECT_TRUE(Other && !State.LockHeld);
+    EXPECT_EQ(AcquireLock(State, Prompt), Outcome::Cancelled);
+    EXPECT_FALSE(State.LockHeld);
     EXPECT_EQ(Prompt.Asked.size(), 1U);
     EXPECT_EQ(Row(), "1|Faster");
 }
 
-// As a cancelled run leaves its connection, closed or open, while a load has the file.
-TEST_F(Lock, IsReleasedOnceWhoeverHasTheFileLetsGo) {
+// With the connection as a cancelled run leaves it, while another process loads data.
+TEST_F(Lock, IsReleasedAsSoonAsTheFileIsFree) {
     Loader loader(Warehouse);
-    State.WarehouseConnection = CreateCancellableConnection(Warehouse.Server(), [&] {
+    const auto connect = ConnectionsWith({.CancelRequested = [&] {
         loader.Release();
         return true;
-    });
+    }});
+    State.WarehouseConnection = connect(Warehouse.Server());
     Connection& connection = *State.WarehouseConnection;
     connection.SetProperty("Data Source", Warehouse.Server());
     connection.Open();
     connection.SetDefaultDatabase("dw");
     for (const bool closed : {false, true}) {
-        ASSERT_TRUE(AcquireLock(State, Prompt, Other)) << State.ErrorText;
+        ASSERT_EQ(AcquireLock(State, Prompt), Outcome::Done) << State.ErrorText;
         if (closed) {
             connection.Close();
         }
@@ -130,21 +132,22 @@ TEST_F(Lock, IsReleasedOnceWhoeverHasTheFileLetsGo) {
     }
 }
 
-// Answers each sign with an attempt: H the lock is held, L somebody else holds it, E an error.
+// Tries to take the lock each time the parent sends a character, and answers with the result:
+// H for taken, L for held by another process, E for an error.
 int TryLockAtEachSign(const TestWarehouse& warehouse, Child& child) {
     RunState state;
     ScriptedPrompt nobody;
     state.WarehouseConnection = warehouse.Connect();
     child.Send('r');
     while (child.Receive() != '\0') {
-        bool other = false;
-        const bool worked = AcquireLock(state, nobody, other);
-        child.Send(!worked ? 'E' : state.LockHeld && !other ? 'H' : 'L');
+        const Outcome outcome = AcquireLock(state, nobody);
+        child.Send(outcome == Outcome::Failed ? 'E' : state.LockHeld ? 'H' : 'L');
     }
     return 0;
 }
 
-// How many of the races each pair of results had; each race begins with `reset`.
+// Lets two processes race for the lock, each time after executing `reset`. Returns the results of
+// the races that did not have exactly one winner.
 std::string RaceTwoProcesses(const TestWarehouse& warehouse, int races, const std::string& reset) {
     Child first([&](Child& child) { return TryLockAtEachSign(warehouse, child); });
     Child second([&](Child& child) { return TryLockAtEachSign(warehouse, child); });

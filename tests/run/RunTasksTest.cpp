@@ -117,19 +117,17 @@ TEST_F(RunTest, ACancelWhileAnotherProcessHasTheFileEndsTheRunInOrder) {
     Loader load(Warehouse);
     int tries = 0;
     TestServices world([&](std::string_view server) {
-        return TraceStatements(CreateCancellableConnection(server,
-                                                           [&] {
-                                                               if (++tries > 2) {
-                                                                   load.Release();
-                                                               }
-                                                               return tries > 1;
-                                                           }),
-                               [&](std::string_view statement) {
-                                   if (tries == 0 && statement.find("is_deletable = 1 WHERE") !=
-                                                         std::string_view::npos) {
-                                       load.Take();
-                                   }
-                               });
+        const auto connect = ConnectionsWith({.CancelRequested = [&] {
+            if (++tries > 2) {
+                load.Release();
+            }
+            return tries > 1;
+        }});
+        return TraceStatements(connect(server), [&](std::string_view statement) {
+            if (tries == 0 && statement.find("is_deletable = 1 WHERE") != std::string_view::npos) {
+                load.Take();
+            }
+        });
     });
     world.Progress.OnPoll = [&](int poll) { world.Progress.CancelAtPoll = tries > 1 ? poll : 0; };
     State.CommandLineMode = true;

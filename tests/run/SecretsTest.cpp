@@ -9,7 +9,8 @@
 #include "base/Platform.h"
 #include "base/PrivateFile.h"
 #include "base/modFileFunctions.h"
-#include "run/LoginPasswords.h"
+#include "db/ConnectionFactory.h"
+#include "run/Environment.h"
 #include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
 #include "support/Fork.h"
@@ -185,7 +186,7 @@ TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
         ASSERT_EQ(chmod(secret.c_str(), c.Mode), 0);
         setenv("MORVANE_ARCHIVE_PASSWORD", c.Variable, 1);
         setenv("MORVANE_ARCHIVE_PASSWORD_FILE", c.File.c_str(), 1);
-        const LoginPasswords taken = TakeLoginPasswords();
+        const LoginPasswords taken = TakeEnvironment().Passwords;
         EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD"), nullptr);
         EXPECT_EQ(std::getenv("MORVANE_ARCHIVE_PASSWORD_FILE"), nullptr);
         EXPECT_EQ(taken.Archive.Text, c.Text);
@@ -196,6 +197,13 @@ TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
         ASSERT_EQ(chown(secret.c_str(), 65534, 65534), 0);
         EXPECT_TRUE(Contains(ErrorOf([&] { ReadPrivateLine(secret); }), "belongs to another user"));
     }
+}
+
+TEST(StatementLog, IsNeverAPipeThatNobodyReads) {
+    const TempFolder files;
+    ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
+    const auto connect = ConnectionsWith({.StatementLog = files / "pipe"});
+    EXPECT_TRUE(Contains(ErrorOf([&] { connect("sqlite:/nowhere"); }), "not a regular file"));
 }
 
 TEST(LoginPasswords, AreForLoginsWithAUserAndNoPassword) {

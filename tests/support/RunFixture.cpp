@@ -45,11 +45,15 @@ void AddArchiving(RunSettings& settings, const std::string& server, bool linkedS
 }
 
 TestServices::TestServices(ConnectionFactory connect)
-    : Services{Clock,  Prompt, Progress, connect ? std::move(connect) : CreateConnection,
-               Output, Errors, {},       {}} {}
+    : Services{.Clock = Clock,
+               .Prompt = Prompt,
+               .Progress = Progress,
+               .Connect = connect ? std::move(connect) : CreateConnection,
+               .Output = Output,
+               .Errors = Errors} {}
 
-std::string RunUnattended(const RunSettings& settings) {
-    TestServices world;
+std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect) {
+    TestServices world(std::move(connect));
     RunState state;
     state.CommandLineMode = true;
     RunTasks(settings, state, world.Services);

@@ -35,7 +35,7 @@ struct TestServices {
 };
 
 // Performs an unattended run and returns its error text.
-std::string RunUnattended(const RunSettings& settings);
+std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect = {});
 
 class RunFixture : public ::testing::Test {
   protected:

@@ -99,14 +99,6 @@ TEST_F(DeleteRecordsTest, WithoutAnElementKeyBothWaysFailAndDeleteNothing) {
     }
 }
 
-TEST_F(DeleteRecordsTest, ADeletionConnectionThatCannotOpenIsDescribed) {
-    const auto factory = [](std::string_view) -> std::unique_ptr<Connection> {
-        throw DatabaseError({"no more connections"});
-    };
-    EXPECT_EQ(DeleteRecords(state, progress, factory, false), Outcome::Failed);
-    EXPECT_EQ(state.ErrorText, "no more connections\r\n");
-}
-
 class AtomicKeyTest : public DeleteRecordsTest {
   protected:
     // Runs atomic deletion with one more wholly marked element; nothing of "client" may go.

@@ -37,16 +37,6 @@ TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
     EXPECT_EQ(state.ErrorText, "Table Name is Empty for detection and marking\r\n");
 }
 
-TEST_F(DetectAndMarkTest, AVanishedTableFailsAndIsDescribedOnce) {
-    AddDimension("shop", 1);
-    AddFact("sales", "(1,1)");
-    warehouse.Relate({"sales a shop id"});
-    warehouse.Run("DROP TABLE sales");
-    EXPECT_EQ(MarkUnusedElements(state, progress), Outcome::Failed);
-    EXPECT_TRUE(Contains(state.ErrorText, "sales"));
-    EXPECT_EQ(state.ErrorText.find("UPDATE shop"), state.ErrorText.rfind("UPDATE shop"));
-}
-
 TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
     AddDimension("shop", 2);
     AddDimension("city", 2);

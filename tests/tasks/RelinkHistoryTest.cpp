@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/RelinkHistory.h"
-
 #include <sstream>
 
 #include "core/Transaction.h"
 #include "tasks/TaskTest.h"
+#include "tasks/modDeleteRecords.h"
 
 namespace morvane::testing {
 
@@ -72,6 +71,25 @@ TEST_P(RelinkHistoryTest, TheFirstVersionFixesTheOrderOfTheDates) {
     AddElement("b", "2020-01-01 2099-12-31 - 2022-01-01 2099-12-31 cx");
     Relink();
     EXPECT_EQ(Survivors(), "2 2020-01-01..2022-01-01 4 2020-01-01..2022-01-01*");
+}
+
+// Versions are linked by day, also those that an earlier statement of the run has changed.
+TEST_P(RelinkHistoryTest, TheTimeOfDayDoesNotMatter) {
+    for (const char* type : {"datetime", "varchar(30)"}) {
+        if (GetParam() == std::string("dmy") && type == std::string("varchar(30)")) {
+            continue;  // such a session reads the text as another date
+        }
+        warehouse.Run(
+            "DROP TABLE client; CREATE TABLE client(id integer primary key, code varchar(9), "
+            "region "
+            "int, start_date " +
+            std::string(type) + ", end_date " + type + ", is_current bit, is_deletable bit)");
+        AddElement("a",
+                   "2020-01-01 2021-01-01T10:00:00 x 2021-01-01 2022-01-01T08:30:00 x "
+                   "2022-01-01 2099-12-31 c");
+        Relink();
+        EXPECT_EQ(Survivors(), "3 2020-01-01..2099-12-31*") << type;
+    }
 }
 
 // A date that was handed on has the form of its column, or, where that holds no dates, its own.

@@ -128,7 +128,7 @@ TEST_F(BrowsingTest, AMissingFolderOpensItsParentAndNoHistoryIsSaved) {
     const std::string saved = Files / "saved";
     std::filesystem::create_directory(saved);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ToQString(saved));
-    BrowsingDialogs browsing(Prompt);
+    BrowsingDialogs browsing(Prompt, [] { return ServerSources(); });
     WhenModalOpens([&](QWidget& folders) {
         EXPECT_EQ(folders.windowTitle(), "Select Log Directory");
         auto& dialog = dynamic_cast<QFileDialog&>(folders);

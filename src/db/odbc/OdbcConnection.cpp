@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "db/odbc/OdbcConnection.h"
 
-#include <cstdlib>
 #include <map>
 #include <optional>
 
@@ -23,15 +22,10 @@ namespace {
 // Azure SQL Database: "USE statement is not supported to switch between databases."
 constexpr int kUseNotSupported = 40508;
 
-std::optional<std::string> EnvironmentVariable(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
-}
-
 class OdbcConnection : public Connection {
   public:
-    OdbcConnection(CancelRequest cancel, std::optional<OdbcDriver> driver)
-        : cancel_(std::move(cancel)), givenDriver_(std::move(driver)) {}
+    OdbcConnection(OdbcOptions options, CancelRequest cancel)
+        : options_(std::move(options)), cancel_(std::move(cancel)) {}
     ~OdbcConnection() override { Close(); }
 
     std::string Property(std::string_view name) const override;
@@ -84,10 +78,10 @@ class OdbcConnection : public Connection {
     void Use(std::shared_ptr<OdbcSession> session, const std::string& database);
     std::shared_ptr<OdbcSession> LogIn(const std::string& database) const;
 
+    OdbcOptions options_;
     CancelRequest cancel_;
     std::map<std::string, std::string, std::less<>> properties_;  // by lower-case name
     int timeoutSeconds_ = 15;
-    std::optional<OdbcDriver> givenDriver_;
     OdbcDriver driver_;
     std::shared_ptr<OdbcSession> session_;
     std::optional<OdbcCatalogue> catalogue_;
@@ -96,17 +90,15 @@ class OdbcConnection : public Connection {
 
 void OdbcConnection::Open() {
     Close();
-    driver_ = givenDriver_
-                  ? *givenDriver_
-                  : PickDriver(InstalledDrivers(), EnvironmentVariable("MORVANE_ODBC_DRIVER"));
+    driver_ = options_.OtherDriver ? *options_.OtherDriver
+                                   : PickDriver(InstalledDrivers(), options_.Driver);
     const std::string database = Property("Initial Catalog");
     Use(LogIn(database), database);
 }
 
 std::shared_ptr<OdbcSession> OdbcConnection::LogIn(const std::string& database) const {
-    const LoginDetails details{Login(), database,
-                               EnvironmentVariable("MORVANE_ODBC_OPTIONS").value_or(""),
-                               DefaultQueryTimeout()};
+    const LoginDetails details{Login(), database, options_.Keywords,
+                               ParseQueryTimeout(options_.QueryTimeout)};
     return OdbcSession::Login(driver_, details, timeoutSeconds_, cancel_);
 }
 
@@ -197,9 +189,8 @@ std::unique_ptr<StatementBatch> OdbcConnection::CreateBatch(RowCountSink counted
 
 }  // namespace odbc
 
-std::unique_ptr<Connection> CreateOdbcConnection(odbc::CancelRequest cancel,
-                                                 std::optional<odbc::OdbcDriver> driver) {
-    return std::make_unique<odbc::OdbcConnection>(std::move(cancel), std::move(driver));
+std::unique_ptr<Connection> CreateOdbcConnection(OdbcOptions options, odbc::CancelRequest cancel) {
+    return std::make_unique<odbc::OdbcConnection>(std::move(options), std::move(cancel));
 }
 
 }  // namespace morvane

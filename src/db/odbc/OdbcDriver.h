@@ -57,3 +57,16 @@ std::vector<std::string> InstalledDrivers();
 std::string BuildConnectionString(const OdbcDriver& driver, const LoginDetails& login);
 
 }  // namespace morvane::odbc
+
+namespace morvane {
+
+struct OdbcOptions {
+    std::string Driver = {};    // empty for the best one installed
+    std::string Keywords = {};  // "Keyword=value;...", win over those of the program
+    // Seconds that a statement without a time-out of its own may take, as a number; empty for no
+    // limit. Open() throws DatabaseError for anything else.
+    std::string QueryTimeout = {};
+    std::optional<odbc::OdbcDriver> OtherDriver = {};  // of another server; for the contract tests
+};
+
+}  // namespace morvane

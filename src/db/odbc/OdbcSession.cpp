@@ -6,8 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdlib>
-#include <cstring>
 
 #include "base/Text.h"
 #include "sql/MaskPasswords.h"
@@ -33,8 +31,7 @@ SQLPOINTER AsPointer(SQLULEN number) {
 constexpr std::size_t kMostCallCharacters = 4000;
 
 // Sets the default timeout unless `own` has a value; 0 means no timeout.
-void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
-    const int byDefault = DefaultQueryTimeout();
+void SetQueryTimeout(const OdbcHandle& statement, int byDefault, std::optional<int> own) {
     const int seconds = own.value_or(byDefault);
     // Not every driver supports the attribute; the drivers' default is no timeout.
     if (seconds > 0 || byDefault > 0) {
@@ -47,7 +44,7 @@ void SetQueryTimeout(const OdbcHandle& statement, std::optional<int> own) {
 
 std::shared_ptr<OdbcSession> OdbcSession::Login(const OdbcDriver& driver, const LoginDetails& login,
                                                 int timeoutSeconds, const CancelRequest& cancel) {
-    std::shared_ptr<OdbcSession> session(new OdbcSession(driver));
+    std::shared_ptr<OdbcSession> session(new OdbcSession(driver, login.QueryTimeout));
     session->Connect(login, timeoutSeconds, cancel);
     if (session->SpeaksTSql()) {
         session->Execute(kSessionSettings);
@@ -222,7 +219,7 @@ OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, std::string s
     : session_(std::move(session)), sql_(std::move(sql)) {
     session_->Ready(sql_);
     handle_ = OdbcHandle(SQL_HANDLE_STMT, session_->Connection());
-    SetQueryTimeout(handle_, timeoutSeconds);
+    SetQueryTimeout(handle_, session_->QueryTimeout(), timeoutSeconds);
 }
 
 OdbcStatement& OdbcStatement::operator=(OdbcStatement&& other) noexcept {
@@ -316,17 +313,16 @@ std::string OdbcStatement::FetchSingleText() const {
     return indicator == SQL_NULL_DATA ? "" : reinterpret_cast<const char*>(text.data());
 }
 
-int DefaultQueryTimeout() {
-    const char* text = std::getenv("MORVANE_QUERY_TIMEOUT");
-    if (text == nullptr || *text == '\0') {
+int ParseQueryTimeout(const std::string& text) {
+    if (text.empty()) {
         return 0;
     }
     int seconds = 0;
-    const char* end = text + std::strlen(text);
-    const auto [stop, error] = std::from_chars(text, end, seconds);
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, seconds);
     if (error != std::errc() || stop != end || seconds < 0) {
-        throw DatabaseError({"MORVANE_QUERY_TIMEOUT is \"" + std::string(text) +
-                             "\", which is no number of seconds."});
+        throw DatabaseError(
+            {"MORVANE_QUERY_TIMEOUT is \"" + text + "\", which is no number of seconds."});
     }
     return seconds;
 }

@@ -33,6 +33,9 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     const OdbcDriver& Driver() const { return driver_; }
     bool SpeaksTSql() const { return driver_.Family != DriverFamily::Other; }
 
+    // Seconds for statements without a time-out of their own; 0 for no limit.
+    int QueryTimeout() const { return queryTimeout_; }
+
     std::string CurrentCatalog() const;
     std::string ServerName() const;
     // Throws DatabaseError with the server's error number.
@@ -73,13 +76,15 @@ class OdbcSession : public std::enable_shared_from_this<OdbcSession> {
     const OdbcHandle& Connection() const { return connection_; }
 
   private:
-    explicit OdbcSession(OdbcDriver driver) : driver_(std::move(driver)) {}
+    OdbcSession(OdbcDriver driver, int queryTimeout)
+        : driver_(std::move(driver)), queryTimeout_(queryTimeout) {}
 
     void Connect(const LoginDetails& login, int timeoutSeconds, const CancelRequest& cancel);
     [[noreturn]] void Fail(const OdbcHandle& handle, std::string_view sql, bool givenUp);
     SQLRETURN SetAutocommit(SQLULEN value);
 
     OdbcDriver driver_;
+    int queryTimeout_;
     OdbcHandle environment_;
     OdbcHandle connection_;
     std::unique_ptr<CallWatch> watch_;
@@ -133,8 +138,8 @@ class OdbcStatement {
     OdbcHandle handle_;
 };
 
-// The timeout in seconds for statements without one of their own, from the environment variable
-// MORVANE_QUERY_TIMEOUT; 0 for none. Throws DatabaseError if the variable is not a number.
-int DefaultQueryTimeout();
+// The value of MORVANE_QUERY_TIMEOUT in seconds; 0 for an empty text. Throws DatabaseError if it is
+// not a number of seconds.
+int ParseQueryTimeout(const std::string& text);
 
 }  // namespace morvane::odbc

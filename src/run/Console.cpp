@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/ConsolePrompt.h"
-
-#include <string>
+#include "run/Console.h"
 
 #include "base/Text.h"
 #include "run/CancelSignals.h"
-#include "run/ConsoleText.h"
 
 #ifdef _WIN32
 #include <io.h>
+#include <windows.h>
 #else
 #include <poll.h>
 #include <unistd.h>
@@ -17,6 +15,45 @@
 #endif
 
 namespace morvane {
+
+std::string ForConsole(std::string_view text) {
+    std::string lines;
+    lines.reserve(text.size());
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text.substr(i, kCrLf.size()) != kCrLf) {
+            lines += text[i];
+        }
+    }
+    return ToVisible(lines, "\n\t");
+}
+
+void WriteConsoleText(std::ostream& stream, std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kCrLf);
+    if (first == std::string_view::npos) {
+        return;
+    }
+    stream << ForConsole(text.substr(first, text.find_last_not_of(kCrLf) - first + 1)) << '\n'
+           << std::flush;
+}
+
+#ifdef _WIN32
+
+Utf8Console::Utf8Console() : formerCodePage_(GetConsoleOutputCP()) {
+    SetConsoleOutputCP(CP_UTF8);
+}
+
+Utf8Console::~Utf8Console() {
+    if (formerCodePage_ != 0) {
+        SetConsoleOutputCP(formerCodePage_);
+    }
+}
+
+#else
+
+Utf8Console::Utf8Console() = default;
+Utf8Console::~Utf8Console() = default;
+
+#endif
 
 ConsolePrompt::ConsolePrompt(std::ostream& stream, LineReader readLine)
     : stream_(stream), readLine_(std::move(readLine)) {}
@@ -48,7 +85,7 @@ namespace {
 
 #ifdef _WIN32
 
-// The read that follows ends by itself with Ctrl+C.
+// The following read returns on Ctrl+C.
 bool WaitForInput(int) {
     return !CancelSignals::Received();
 }
@@ -63,8 +100,8 @@ bool IsTerminal(int fileDescriptor) {
 
 #else
 
-// False when a signal to cancel has come, before or while waiting. Between the look at it and the
-// wait none can slip in: the signals are let through by the wait alone.
+// False if a signal to cancel was received, before or during the wait. The signals are unblocked
+// only inside ppoll(), so none can arrive unnoticed between the check and the wait.
 bool WaitForInput(int fileDescriptor) {
     sigset_t cancelling;
     sigset_t former;

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "tasks/MarkedVersions.h"
+#include "tasks/Elements.h"
 
 #include <algorithm>
 #include <string_view>
 
 #include "base/Clock.h"
+#include "base/Text.h"
 
 namespace morvane {
 
@@ -13,8 +14,8 @@ namespace {
 constexpr std::string_view kMidnight = "0000-00-00T00:00:00";
 constexpr std::string_view kMinute = "0000-00-00T00:00";
 
-// Makes "yyyy-mm-ddThh:mm:ss" of a date as the server gives it, with or without a time of day and a
-// fraction of a second. Anything else stays as it is.
+// Converts a date from the server, with or without a time of day and a fraction of a second, to
+// "yyyy-mm-ddThh:mm:ss". Leaves anything else unchanged.
 void NormalizeDate(Value& date) {
     if (date.IsNull() || date.IsBytes()) {
         return;
@@ -26,8 +27,7 @@ void NormalizeDate(Value& date) {
     date.SetText(text);
 }
 
-// The same for a date in a key, which must still be found where it stands: it keeps a fraction that
-// is not zero.
+// The same for a date in a key, which must still match its row: keeps a fraction other than zero.
 void NormalizeKeyDate(Value& date) {
     if (date.IsNull() || date.IsBytes()) {
         return;
@@ -42,7 +42,7 @@ void NormalizeKeyDate(Value& date) {
     date.SetText(text);
 }
 
-// A date of the history, which must be comparable by its day.
+// Throws if a date of the history cannot be compared by its day.
 void ReadHistoryDate(Value& date, const Field& column, const std::string& table) {
     if (column.Type == DataType::DBTimeStamp) {
         NormalizeDate(date);
@@ -56,6 +56,29 @@ void ReadHistoryDate(Value& date, const Field& column, const std::string& table)
 }
 
 }  // namespace
+
+ElementKey ReadElementKey(Connection& connection, std::string_view sql) {
+    ElementKey key;
+    const auto rows = connection.OpenRecordset(sql);
+    if (!rows->Eof()) {
+        key.Text = (*rows)[0].Text();
+        connection.RequireColumnNames(key.Text);
+        key.Columns = SplitColumnList(key.Text);
+    }
+    return key;
+}
+
+std::size_t ColumnPosition(const Recordset& recordset, std::string_view name) {
+    return static_cast<std::size_t>(&recordset.FieldNamed(name) - recordset.Fields().data());
+}
+
+std::vector<std::size_t> KeyPositions(const Recordset& recordset, const ElementKey& key) {
+    std::vector<std::size_t> positions;
+    for (const std::string& column : key.Columns) {
+        positions.push_back(ColumnPosition(recordset, column));
+    }
+    return positions;
+}
 
 std::string DayOf(const Value& date) {
     constexpr std::size_t kTime = kMidnight.find('T');
@@ -76,14 +99,14 @@ MarkedVersions::MarkedVersions(Connection& connection, const std::string& table,
     for (const std::size_t position : positions) {
         keyFields_.push_back(rows->Fields()[position]);
     }
-    // A table without marked versions need not have the columns of a history.
+    // Without marked versions the history columns need not exist.
     if (!rows->Eof() && ReadVersions(*rows, table, std::move(positions))) {
         AskForElements(connection, table, key);
     }
     more_ = spool_.Next(next_.Columns);
 }
 
-// True when only the server can tell which of the rows are versions of one element.
+// True if only the server's collation can tell which rows are versions of the same element.
 bool MarkedVersions::ReadVersions(Recordset& rows, const std::string& table,
                                   std::vector<std::size_t> positions) {
     for (const char* name : {"start_date", "end_date", "is_current"}) {
@@ -117,7 +140,7 @@ bool MarkedVersions::ReadVersions(Recordset& rows, const std::string& table,
     return inDoubt;
 }
 
-// How the server groups the rows is how it compares their keys; it sorts the groups as the rows.
+// The server groups rows by comparing their keys, and sorts the groups in the order of the rows.
 void MarkedVersions::AskForElements(Connection& connection, const std::string& table,
                                     const ElementKey& key) {
     const auto groups = connection.OpenRecordset(
@@ -135,15 +158,15 @@ bool MarkedVersions::NextElement(std::vector<Version>& element) {
     if (!more_) {
         return false;
     }
-    std::size_t size = 0;  // as the server says, where it was asked
+    std::size_t size = 0;  // used only if the server was asked
     if (sizes_) {
         std::vector<Value> row;
         size = sizes_->Next(row) ? static_cast<std::size_t>(row[0].Integer()) : 1;
     }
     std::size_t count = 0;
     do {
-        // Versions of the element before are overwritten: most tables have few an element and
-        // many elements, and the memory of their texts can serve again.
+        // Reuses the memory of the previous element's versions: most tables have many elements with
+        // few versions each.
         if (count == element.size()) {
             element.emplace_back();
         }

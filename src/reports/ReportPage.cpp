@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "reports/ReportFrame.h"
+#include "reports/ReportPage.h"
 
 #include "base/Clock.h"
 #include "base/Text.h"
-#include "reports/ReportFile.h"
 
 namespace morvane {
 
 namespace {
 
-// Readers of the reports compare them byte by byte: the rule that stands twice, the unfinished
-// entities and the odd spacing here and below stay as they are.
+// Users compare reports byte by byte, so the duplicate rule, the entities without a semicolon and
+// the odd spacing, here and below, must stay.
 std::string StyleSheet() {
     const auto rule = [](std::string_view selector,
                          std::initializer_list<std::string_view> properties) {
@@ -76,6 +75,33 @@ std::string WarehouseTable(const RunState& state, Report firstLink, Report secon
 }
 
 }  // namespace
+
+std::string Lines(std::initializer_list<std::string_view> lines) {
+    std::string text;
+    for (const std::string_view line : lines) {
+        text += line;
+        text += kCrLf;
+    }
+    return text;
+}
+
+void ReportFile::WriteLine(std::string_view text) {
+    std::string line(text);
+    line += kCrLf;
+    Write(line);
+}
+
+// Converting the whole text gives the same result as converting each value: the ASCII markup around
+// a value ends any incomplete UTF-8 sequence in it.
+void ReportFile::Write(std::string_view text) {
+    if (IsAscii(text)) {
+        file_.Write(text);
+    } else {
+        ascii_.clear();
+        AppendAsciiHtml(ascii_, text);
+        file_.Write(ascii_);
+    }
+}
 
 std::string BuildReportHead(const RunState& state, std::string_view title, std::string_view heading,
                             Report firstLink, Report secondLink) {

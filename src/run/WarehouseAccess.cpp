@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/MultiUserLock.h"
+#include "run/WarehouseAccess.h"
 
 #include <fmt/format.h>
 
@@ -10,7 +10,6 @@
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
-#include "run/Tasks.h"
 
 namespace morvane {
 
@@ -18,10 +17,10 @@ namespace {
 
 constexpr std::string_view kLockTable = "dwm_multiuse";
 
-// How often a free lock may slip away to somebody else before the attempt is given up.
+// How often another process may win the race for a free lock.
 constexpr int kMostAttempts = 20;
 
-// The server's number for a statement that it gave up in favour of another session's.
+// SQL Server's error number for a deadlock victim.
 constexpr int kDeadlockVictim = 1205;
 
 std::unique_ptr<Recordset> OpenLockRow(RunState& state, std::string_view sql) {
@@ -41,7 +40,7 @@ struct LockRow {
 
 LockRow ReadLockRow(RunState& state) {
     const auto row = OpenLockRow(state, "Select * from dwm_multiuse");
-    // Neither set nor free, a NULL would let nobody in and nobody know why.
+    // A NULL would keep everybody out without an explanation.
     if (row->ValueOf("lock").IsNull()) {
         throw DatabaseError({"The column lock of the table dwm_multiuse is null"});
     }
@@ -64,7 +63,7 @@ std::int64_t UpdateLock(RunState& state, std::string_view sql) {
     return command->Execute();
 }
 
-// False when somebody else made the table at the same moment and thereby holds the lock.
+// False if another process created the table at the same moment and so holds the lock.
 bool CreateLockTable(RunState& state) {
     try {
         CreateMultiUseTable(*state.WarehouseConnection, CurrentUserName());
@@ -78,7 +77,7 @@ bool CreateLockTable(RunState& state) {
     }
 }
 
-// The row may have been taken since it was read: only the row count tells who won.
+// Another process may have taken the lock since the row was read: the row count decides.
 bool TakeFreeLock(RunState& state) {
     state.LockHeld =
         UpdateLock(state, "UPDATE dwm_multiuse SET lock = 1, user_name = ? WHERE lock = 0") > 0;
@@ -94,25 +93,23 @@ bool UserBreaksLock(const LockRow& row, UserPrompt& prompt) {
         .value_or(false);
 }
 
-bool TryToAcquire(RunState& state, UserPrompt& prompt, bool& lockedByOther) {
+Outcome TryToAcquire(RunState& state, UserPrompt& prompt) {
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
-        lockedByOther = false;
         if (!LockTableExists(state)) {
             if (CreateLockTable(state)) {
-                return true;
+                return Outcome::Done;
             }
             continue;
         }
         const LockRow row = ReadLockRow(state);
         if (!row.Locked) {
             if (TakeFreeLock(state)) {
-                return true;
+                return Outcome::Done;
             }
             continue;
         }
-        lockedByOther = true;
         if (!UserBreaksLock(row, prompt)) {
-            return true;
+            return Outcome::Cancelled;
         }
         state.WarehouseConnection->Execute("drop table dwm_multiuse");
     }
@@ -121,7 +118,59 @@ bool TryToAcquire(RunState& state, UserPrompt& prompt, bool& lockedByOther) {
          "free, another process took it first"});
 }
 
+bool UserFollowsOther(const RunState& state, UserPrompt& prompt) {
+    return prompt
+        .AskYesNo("Lock History", "Morvane Tool was last used by -- " + state.LockUser +
+                                      std::string(kCrLf) + "Do you wish to continue?")
+        .value_or(false);
+}
+
+// Done if the lock may be taken after its last user.
+Outcome CheckLastUser(RunState& state, UserPrompt& prompt, OtherUser otherUser) {
+    bool locked = false;
+    if (otherUser == OtherUser::Asked && !IsLocked(state, locked)) {
+        return Outcome::Failed;
+    }
+    // AcquireLock asks about a lock that is set.
+    if (otherUser == OtherUser::Accepted || locked) {
+        return Outcome::Done;
+    }
+    if (!ReadLockUser(state)) {
+        return Outcome::Failed;
+    }
+    const std::string_view lastUser = Trim(state.LockUser);
+    const bool follows = lastUser.empty() || lastUser == Trim(CurrentUserName()) ||
+                         (otherUser == OtherUser::Asked && UserFollowsOther(state, prompt));
+    return follows ? Outcome::Done : Outcome::Cancelled;
+}
+
 }  // namespace
+
+void ReopenWarehouse(RunState& state, const std::string& database) {
+    if (!state.WarehouseConnection->IsOpen()) {
+        state.WarehouseConnection->Open();
+    }
+    state.WarehouseConnection->SetDefaultDatabase(database);
+}
+
+void CloseQuietly(Connection& connection) {
+    std::string ignored;
+    TrapErrors(ignored, [&connection] {
+        if (connection.IsOpen()) {
+            connection.Close();
+        }
+        return true;
+    });
+}
+
+void CloseConnections(RunState& state) {
+    for (auto* connection : {&state.WarehouseConnection, &state.ArchiveConnection}) {
+        if (*connection != nullptr) {
+            CloseQuietly(**connection);
+            connection->reset();
+        }
+    }
+}
 
 bool ReadLockUser(RunState& state) {
     state.LockUser.clear();
@@ -144,29 +193,21 @@ bool IsLocked(RunState& state, bool& locked) {
     });
 }
 
-bool AcquireLock(RunState& state, UserPrompt& prompt, bool& lockedByOther) {
-    lockedByOther = false;
+Outcome AcquireLock(RunState& state, UserPrompt& prompt) {
     state.LockHeld = false;
-    return TrapErrors(state.ErrorText, [&] { return TryToAcquire(state, prompt, lockedByOther); });
+    return TrapOutcome(state.ErrorText, [&] { return TryToAcquire(state, prompt); });
 }
 
-bool TakeLockForRun(RunState& state, UserPrompt& prompt) {
-    if (!ReadLockUser(state)) {
-        return false;
-    }
-    const std::string_view lastUser = Trim(state.LockUser);
-    if (!lastUser.empty() && lastUser != CurrentUserName()) {
-        return false;
-    }
-    bool lockedByOther = false;
-    return AcquireLock(state, prompt, lockedByOther) && !lockedByOther;
+Outcome TakeLock(RunState& state, UserPrompt& prompt, OtherUser otherUser) {
+    const Outcome outcome = CheckLastUser(state, prompt, otherUser);
+    return outcome == Outcome::Done ? AcquireLock(state, prompt) : outcome;
 }
 
 bool ReleaseLock(RunState& state) {
     return TrapErrors(state.ErrorText, [&] {
         if (LockTableExists(state)) {
             const LockRow row = ReadLockRow(state);
-            // Compared here too: the server may take two users' names for one.
+            // Also compared here, since the server's collation may treat two names as equal.
             if (row.Locked && row.User == CurrentUserName()) {
                 UpdateLock(state,
                            "UPDATE dwm_multiuse SET lock = 0 WHERE lock = 1 AND user_name = ?");
@@ -193,7 +234,7 @@ bool ReleaseHeldLock(RunState& state, const std::string& database) {
     if (TrapErrors(state.ErrorText, release)) {
         return true;
     }
-    // The connection may be lost and the server alive.
+    // The connection may be lost although the server is up.
     state.ErrorText = before;
     CloseQuietly(*state.WarehouseConnection);
     if (TrapErrors(state.ErrorText, release)) {

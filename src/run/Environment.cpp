@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "run/LoginPasswords.h"
+#include "run/Environment.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -13,6 +13,11 @@ namespace morvane {
 
 namespace {
 
+std::string Variable(const char* name) {
+    const char* value = std::getenv(name);
+    return value == nullptr ? "" : value;
+}
+
 void RemoveVariable(const char* name) {
 #ifdef _WIN32
     _putenv_s(name, "");
@@ -21,7 +26,7 @@ void RemoveVariable(const char* name) {
 #endif
 }
 
-// The value of a variable, which the process does not keep.
+// Reads a variable and removes it from the process.
 std::string TakeVariable(const char* name) {
     char* value = std::getenv(name);
     if (value == nullptr) {
@@ -61,9 +66,25 @@ LoginPasswords::Password TakePassword(const char* variable, const char* fileVari
 
 }  // namespace
 
-LoginPasswords TakeLoginPasswords() {
-    return {TakePassword("MORVANE_PASSWORD", "MORVANE_PASSWORD_FILE"),
-            TakePassword("MORVANE_ARCHIVE_PASSWORD", "MORVANE_ARCHIVE_PASSWORD_FILE")};
+Environment TakeEnvironment() {
+    Environment environment;
+    environment.Passwords = {
+        TakePassword("MORVANE_PASSWORD", "MORVANE_PASSWORD_FILE"),
+        TakePassword("MORVANE_ARCHIVE_PASSWORD", "MORVANE_ARCHIVE_PASSWORD_FILE")};
+    environment.Odbc = {.Driver = Variable("MORVANE_ODBC_DRIVER"),
+                        .Keywords = Variable("MORVANE_ODBC_OPTIONS"),
+                        .QueryTimeout = Variable("MORVANE_QUERY_TIMEOUT")};
+    environment.StatementLog = Variable("MORVANE_STATEMENT_LOG");
+    const std::string console = Variable("MORVANE_CONSOLE");
+    environment.ConsoleOnly = !console.empty() && console != "0";
+    environment.HasDisplay =
+        !(Variable("DISPLAY") + Variable("WAYLAND_DISPLAY") + Variable("QT_QPA_PLATFORM")).empty();
+    environment.DataSources = {.Home = Variable("HOME"),
+                               .OdbcIni = Variable("ODBCINI"),
+                               .OdbcSysIni = Variable("ODBCSYSINI"),
+                               .FreeTdsConf = Variable("FREETDSCONF"),
+                               .FreeTds = Variable("FREETDS")};
+    return environment;
 }
 
 ServerLogin WithPassword(ServerLogin login, const LoginPasswords::Password& fromEnvironment) {
