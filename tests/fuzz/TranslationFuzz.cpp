@@ -54,7 +54,7 @@ std::optional<Translation> TryTranslate(std::string_view sql, const SqliteDataba
 void AppendFlat(Tokens& flat, const Tokens& tokens) {
     for (const Token& token : tokens) {
         if (token.IsGroup()) {
-            flat.push_back({TokenKind::Symbol, "("});
+            flat.push_back({TokenKind::Symbol, "(", token.SpaceBefore});
             AppendFlat(flat, token.Inside);
             flat.push_back({TokenKind::Symbol, ")"});
         } else {
