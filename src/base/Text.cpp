@@ -71,12 +71,12 @@ bool ActsOnTerminal(std::uint32_t c) {
 
 }  // namespace
 
-std::string_view Trim(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(' ');
+std::string_view Trim(std::string_view text, std::string_view characters) {
+    const std::size_t first = text.find_first_not_of(characters);
     if (first == std::string_view::npos) {
         return {};
     }
-    return text.substr(first, text.find_last_not_of(' ') - first + 1);
+    return text.substr(first, text.find_last_not_of(characters) - first + 1);
 }
 
 std::string ToLower(std::string_view text) {
@@ -147,7 +147,6 @@ std::string Join(const std::vector<std::string>& pieces, std::string_view separa
 }
 
 std::string OneLine(std::string_view text) {
-    constexpr std::string_view kWhiteSpace = " \t\r\n\f\v";
     std::string line;
     for (const char c : text) {
         const bool space = kWhiteSpace.find(c) != std::string_view::npos;

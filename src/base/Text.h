@@ -11,8 +11,12 @@ namespace morvane {
 // The line end in every file that the program writes.
 inline constexpr std::string_view kCrLf = "\r\n";
 
-// Removes leading and trailing spaces (U+0020 only, like the server's LTRIM and RTRIM).
-std::string_view Trim(std::string_view text);
+// The white space of ASCII.
+inline constexpr std::string_view kWhiteSpace = " \t\r\n\f\v";
+
+// Removes leading and trailing characters, by default only U+0020, like the server's LTRIM and
+// RTRIM.
+std::string_view Trim(std::string_view text, std::string_view characters = " ");
 
 std::string ToLower(std::string_view text);
 std::string ToUpper(std::string_view text);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/FactConditions.h"
 
+#include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/UpdatableRows.h"
@@ -8,16 +9,6 @@
 namespace morvane {
 
 namespace {
-
-// Pasted text often ends with a line break.
-std::string_view WithoutMargins(std::string_view text) {
-    constexpr std::string_view kWhiteSpace = " \t\r\n";
-    const std::size_t first = text.find_first_not_of(kWhiteSpace);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kWhiteSpace) - first + 1);
-}
 
 // SQL Server cannot compare columns of type text and ntext.
 std::string ComparableName(const Field& field) {
@@ -43,7 +34,7 @@ FactConditions::FactConditions(Connection& warehouse) : warehouse_(warehouse) {
 }
 
 bool FactConditions::Change(std::size_t row, std::string_view condition, std::string& errorText) {
-    const std::string text(WithoutMargins(condition));
+    const std::string text(Trim(condition, " \t\r\n"));  // pasted text often ends with a line break
     if (text == Condition(row)) {
         return true;
     }

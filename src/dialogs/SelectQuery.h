@@ -9,35 +9,35 @@
 
 namespace morvane {
 
-// One item of a select list, as far as it says which columns are read.
+// An item of a select list.
 struct SelectItem {
     enum class Kind { Column, Everything, Expression };
     Kind Kind = Kind::Expression;
-    std::string Qualifier;  // what stands before the last "."; empty for none
-    std::string Column;     // of a column that keeps its name
+    std::string Qualifier;  // the name before the last ".", or empty
+    std::string Column;     // empty for an expression or an alias
 };
 
-// A query taken apart.
+// A parsed query.
 struct SelectQuery {
-    std::string Head;  // "Select ", then DISTINCT, TOP and their like
-    std::string Rest;  // as written, from the first item of the select list on
+    std::string Head;  // "Select " with DISTINCT, TOP and so on
+    std::string Rest;  // the text from the first item of the select list on
     std::vector<SelectItem> Items;
-    // The table behind the query, as written and without schema and quotes. Empty when the rows
-    // are not those of a table named after FROM.
+    // The table after FROM: as written, and without schema and quotes. Empty if the rows are not
+    // those of one table.
     std::string Table;
     std::string TableName;
-    std::string Qualifier;  // the table's alias or else its bare name, as written
-    bool Joined = false;    // more tables follow
-    // Each row stands for itself: nothing is grouped or made distinct, so that another column in
-    // the select list changes nothing else.
+    std::string Qualifier;  // the table's alias, or its name without schema, as written
+    bool Joined = false;    // FROM names more tables
+    // The query neither groups nor removes duplicates: adding a column to the select list does not
+    // change its rows.
     bool RowByRow = true;
 };
 
-// Takes the text of one SELECT apart. What is anything else, or more than that, may not be
-// executed: then nothing, and the reason in `errorText`.
+// Parses a single SELECT. For anything else, which must not be executed, returns nothing and puts
+// the reason into `errorText`.
 std::optional<SelectQuery> ParseSelect(std::string_view sql, std::string& errorText);
 
-// The query sorted by a column, in place of the order that it may end in.
+// The query sorted by a column. Replaces an ORDER BY at its end.
 std::string OrderedBy(std::string_view sql, std::string_view column);
 
 }  // namespace morvane

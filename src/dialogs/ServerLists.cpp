@@ -21,7 +21,6 @@ namespace {
 constexpr std::size_t kMostBytes = 1 << 20;
 constexpr std::size_t kMostSections = 1000;
 constexpr std::size_t kLongestName = 255;  // of a host or instance
-constexpr std::string_view kWhite = " \t\r\n\f\v";
 
 // An answer of the SQL Server Resolution Protocol: this byte, the length of the rest as 16 bits,
 // little-endian, and then the records.
@@ -39,25 +38,17 @@ struct Section {
     }
 };
 
-std::string_view Strip(std::string_view text) {
-    const std::size_t first = text.find_first_not_of(kWhite);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kWhite) - first + 1);
-}
-
 // The value of a "key = value" line, without quotes or a trailing comment.
 std::string_view PlainValue(std::string_view text) {
-    text = Strip(text);
+    text = Trim(text, kWhiteSpace);
     if (!text.empty() && (text.front() == '"' || text.front() == '\'')) {
         const std::size_t end = text.find(text.front(), 1);
         return end == std::string_view::npos ? std::string_view() : text.substr(1, end - 1);
     }
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const bool afterBlank = i == 0 || kWhite.find(text[i - 1]) != std::string_view::npos;
+        const bool afterBlank = i == 0 || kWhiteSpace.find(text[i - 1]) != std::string_view::npos;
         if (text[i] == ';' || (text[i] == '#' && afterBlank)) {
-            return Strip(text.substr(0, i));
+            return Trim(text.substr(0, i), kWhiteSpace);
         }
     }
     return text;
@@ -97,14 +88,15 @@ void AddSections(const std::filesystem::path& path, std::vector<Section>& sectio
         current = {};
     };
     for (const std::string& raw : Split(text, '\n')) {
-        const std::string_view line = Strip(raw);
+        const std::string_view line = Trim(raw, kWhiteSpace);
         const std::size_t equals = line.find('=');
         if (line.starts_with('[')) {
             keep();
             const std::size_t end = line.find(']');
-            current.Name = end == std::string::npos ? "" : Strip(line.substr(1, end - 1));
+            current.Name =
+                end == std::string::npos ? "" : Trim(line.substr(1, end - 1), kWhiteSpace);
         } else if (!line.starts_with(';') && !line.starts_with('#') && equals != line.npos) {
-            current.Values.emplace(ToLower(Strip(line.substr(0, equals))),
+            current.Values.emplace(ToLower(Trim(line.substr(0, equals), kWhiteSpace)),
                                    PlainValue(line.substr(equals + 1)));
         }
     }

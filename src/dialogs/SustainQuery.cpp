@@ -2,6 +2,7 @@
 #include "dialogs/SustainQuery.h"
 
 #include <algorithm>
+#include <array>
 
 #include "base/Text.h"
 #include "sql/Quoting.h"
@@ -15,7 +16,7 @@ std::optional<TableDefinition> Describe(Connection& connection, const std::strin
     try {
         return table.empty() ? std::nullopt : std::optional(connection.DescribeTable(table));
     } catch (const DatabaseError&) {
-        return std::nullopt;  // what is wrong with it the query will say
+        return std::nullopt;  // running the query will show the error
     }
 }
 
@@ -24,8 +25,9 @@ bool HasColumn(const TableDefinition& table, const std::string& name) {
                        [&](const auto& column) { return EqualsIgnoreCase(column.Name, name); });
 }
 
-// The columns of the table that a select list reads under their own name, and where; the list's
-// first item is field `first`. Positions behind another table's "*" are not known.
+// The columns of the table that a select list reads under their own name, with their fields. The
+// list's first item is field `first`. Stops at another table's "*", since later positions are
+// unknown.
 std::vector<KeyField> ColumnsRead(const SelectQuery& query, const TableDefinition& table,
                                   std::size_t first) {
     const std::string qualifier = Tokenize(query.Qualifier).at(0).NameText();
@@ -58,16 +60,15 @@ const KeyField* Find(const std::vector<KeyField>& read, const std::string& colum
     return found == read.end() ? nullptr : &*found;
 }
 
-// Values that the server would not compare, or that do not travel in its own form.
+// False for types that the server cannot compare or whose values change on their way through text.
 bool CanBeCompared(const ColumnDefinition& column) {
-    static const std::vector<std::string> kNever = {
+    constexpr std::array<std::string_view, 13> kNever = {
         "binary", "blob",       "geography",   "geometry",  "hierarchyid", "image", "ntext",
         "text",   "rowversion", "sql_variant", "timestamp", "varbinary",   "xml"};
     return std::find(kNever.begin(), kNever.end(), column.TypeName) == kNever.end();
 }
 
-// Without a primary key all columns together tell a row apart, or the saving finds that they do
-// not.
+// The key of a table without a primary key. If these columns do not identify a row, saving fails.
 std::vector<KeyField> AllColumns(const std::vector<KeyField>& read, const TableDefinition& table,
                                  const std::string& flag) {
     std::vector<KeyField> key;
@@ -80,7 +81,7 @@ std::vector<KeyField> AllColumns(const std::vector<KeyField>& read, const TableD
     return key;
 }
 
-// The primary key where the query reads all of it.
+// The primary key, if the query reads all of it.
 std::vector<KeyField> PrimaryKey(const std::vector<KeyField>& read, const TableDefinition& table) {
     std::vector<KeyField> key;
     for (const std::string& column :
@@ -123,7 +124,7 @@ UpdatableQuery WithKey(const SelectQuery& query, const std::optional<TableDefini
     return updatable;
 }
 
-// The columns of the primary key that the query does not read but may.
+// The columns of the primary key that have to be added to the query.
 std::vector<std::string> MissingKey(const SelectQuery& query,
                                     const std::optional<TableDefinition>& table) {
     std::vector<std::string> missing;

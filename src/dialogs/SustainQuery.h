@@ -8,15 +8,16 @@
 
 namespace morvane {
 
-// The narrow test of whether a query names several tables: a comma between the first "from" and
-// the condition, grouping or order behind it. JOIN passes.
+// A deliberately narrow test for a join: a comma between the first "from" and the condition,
+// grouping or order. Does not detect JOIN.
 bool IsJoinQuery(std::string_view sql);
 
-// The dimension tables with their flag is_selected.
+// The query for the dimension tables and their is_selected flags.
 UpdatableQuery DimensionTablesQuery(Connection& connection);
 
-// The user's query with is_sustainable as its first field, and the key of its rows. A key that the
-// user does not select is added behind it, unless that would change what the query means.
+// Rebuilds the user's query with is_sustainable as its first field, and finds the key of its rows.
+// Key columns that the user does not select are added after the flag, unless that would change the
+// result.
 UpdatableQuery SustainQuery(Connection& connection, const SelectQuery& query);
 
 }  // namespace morvane

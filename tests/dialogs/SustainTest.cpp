@@ -9,7 +9,7 @@
 
 namespace morvane::testing {
 
-// What stands in the query box, and the rows that it shows and saves.
+// The query of the query box, and the rows that it shows and saves.
 class SustainTest : public ::testing::Test {
   protected:
     TestWarehouse warehouse;
@@ -37,7 +37,7 @@ class SustainTest : public ::testing::Test {
         return query ? SustainQuery(*connection, *query) : UpdatableQuery();
     }
     std::string Rebuilt(const std::string& sql) { return Made(sql).Sql; }
-    // "column@field" of each, and why nothing can be saved.
+    // The key as "column@field ...", followed by "read-only" if nothing can be saved.
     std::string Key(const std::string& sql) {
         const UpdatableQuery query = Made(sql);
         std::string text;
@@ -66,7 +66,7 @@ class SustainTest : public ::testing::Test {
     }
 };
 
-TEST_F(SustainTest, ACommaBetweenFromAndTheConditionIsAJoin) {
+TEST_F(SustainTest, ACommaBetweenFromAndTheConditionMakesAJoin) {
     EXPECT_FALSE(IsJoinQuery("SELECT a, b FROM t"));
     EXPECT_TRUE(IsJoinQuery("SELECT * FROM t1, t2 WHERE t1.a = t2.a"));
     EXPECT_FALSE(IsJoinQuery("SELECT * FROM t1 JOIN t2 ON t1.a = t2.a"));
@@ -76,11 +76,11 @@ TEST_F(SustainTest, ACommaBetweenFromAndTheConditionIsAJoin) {
     EXPECT_TRUE(
         IsJoinQuery("select * from t having a, b"
                     " where c"))
-        << "the condition is looked for first";
-    EXPECT_TRUE(IsJoinQuery("a, b")) << "without a from, all of it";
+        << "the condition is searched first";
+    EXPECT_TRUE(IsJoinQuery("a, b")) << "without FROM the whole text counts";
 }
 
-TEST_F(SustainTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
+TEST_F(SustainTest, TheFlagIsTheFirstItemAfterDistinctAndTop) {
     EXPECT_EQ(Rebuilt("Select * from item"), "Select  is_sustainable, * from item");
     EXPECT_EQ(Rebuilt("SELECT\n\tTop  5\r\n * from item ; "),
               "Select TOP 5 is_sustainable, * from item");
@@ -96,14 +96,14 @@ TEST_F(SustainTest, TheFlagComesFirstBehindTheWordsThatBelongToSelect) {
               "Select  is_sustainable, * from item");
 }
 
-TEST_F(SustainTest, NothingButOneQueryIsExecuted) {
+TEST_F(SustainTest, OnlyASingleQueryIsExecuted) {
     for (const char* sql :
          {"", "delete from item", "select", "select distinct from item", "exec x",
           "with a as (select 1) select * from a", "select * from item; drop table item",
           "select * from item drop table item", "select * into copy from item",
           "select ']' from item /* ' */ ; drop table item --'",
           "select [a]]'] from t; drop table t",
-          // What stands in the open quote would be a statement behind the hidden key.
+          // The text in the open quote would become a statement after the hidden key.
           "select name from item \"x ; delete from item --",
           "select name from item where name = 'x", "select name from [item"}) {
         EXPECT_NE(Refusal(sql), "") << sql;
@@ -112,7 +112,7 @@ TEST_F(SustainTest, NothingButOneQueryIsExecuted) {
     EXPECT_EQ(Refusal("select id from item inner merge join f on f.id = item.id"), "");
 }
 
-TEST_F(SustainTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
+TEST_F(SustainTest, AMissingKeyIsAddedUnlessThatChangesTheResult) {
     EXPECT_EQ(Rebuilt("select name from item"),
               "Select  is_sustainable, item.id, item.shop, name from item");
     EXPECT_EQ(Key("select name from item"), "id@1 shop@2 ");
@@ -122,8 +122,8 @@ TEST_F(SustainTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     EXPECT_EQ(Rebuilt("select name from [odd one]"),
               "Select  is_sustainable, [odd one].[the key], name from [odd one]");
     EXPECT_FALSE(Contains(Made("select name from item FROM f").Sql, "FROM."))
-        << "no alias; the server refuses it";
-    // An alias that sounds like the key is not the key.
+        << "FROM is not an alias; the server refuses the query";
+    // An alias with the name of a key column is not the key.
     EXPECT_EQ(Key("select 7 as id, shop from item"), "id@1 shop@3 ");
     EXPECT_EQ(Key("select shop id, id shop from item"), "id@1 shop@2 ");
     for (const char* sql : {"select distinct name from item", "select name from item group by name",
@@ -133,17 +133,17 @@ TEST_F(SustainTest, AKeyThatIsNotReadIsAddedWhereThatChangesNothing) {
     }
 }
 
-TEST_F(SustainTest, TheKeyIsFoundWhereTheQueryReadsIt) {
+TEST_F(SustainTest, FindsTheFieldsOfTheKey) {
     EXPECT_EQ(Key("select * from item"), "id@1 shop@2 ");
     EXPECT_EQ(Key("select upper(name), item.* from item"), "id@2 shop@3 ");
     EXPECT_EQ(Key("select f.*, item.* from item join f on f.id = item.id"), "id@1 shop@2 ");
     EXPECT_EQ(Made("select f.*, item.* from item join f on f.id = item.id").HiddenFields, 2U);
     EXPECT_EQ(Key("select * from item join f on f.id = item.id"), "id@1 shop@2 ");
     EXPECT_EQ(Key("select * from loose"), "id@1 name@2 is_deletable@5 ")
-        << "no primary key: what can be compared";
+        << "without a primary key, the columns that can be compared";
 }
 
-TEST_F(SustainTest, WithoutOneTableBehindItNothingCanBeSaved) {
+TEST_F(SustainTest, RowsThatAreNotThoseOfOneTableCannotBeSaved) {
     warehouse.Run("CREATE VIEW v AS SELECT * FROM item");
     for (const char* sql : {"select * from (select * from item) x",
                             "select * from item union select * from item", "select * from v",
@@ -152,7 +152,7 @@ TEST_F(SustainTest, WithoutOneTableBehindItNothingCanBeSaved) {
     }
 }
 
-TEST_F(SustainTest, ASortTakesTheOrdersPlace) {
+TEST_F(SustainTest, SortingReplacesTheOrder) {
     EXPECT_EQ(OrderedBy("Select * from t;", "name"), "Select * from t ORDER BY name");
     EXPECT_EQ(OrderedBy("Select * from t order\nby a desc, b -- x", "a]b"),
               "Select * from t ORDER BY [a]]b]");
@@ -165,13 +165,14 @@ TEST_F(SustainTest, FlagsAndAddedKeysAreNotShown) {
     EXPECT_EQ(Shown(Open("select * from item")), "id=1 shop=1 name=c is_deletable=0 ");
     EXPECT_EQ(Shown(Open("select name, 1 as is_selected from item")), "name=c ");
     EXPECT_EQ(Shown(Open("select 1 as is_sustainable, name from item")), "name=c checked")
-        << "the last field of the name gives the mark";
+        << "the last field with this name gives the mark";
     UpdatableQuery plain;
     plain.Sql = "select name, 1 as is_sustainable from item";
-    EXPECT_EQ(Shown({*connection, plain}), "name= checked") << "the first field is no cell";
+    EXPECT_EQ(Shown({*connection, plain}), "name= checked")
+        << "the cells of the first field are empty";
 }
 
-TEST_F(SustainTest, ChangedRowsAloneAreWrittenByTheirKeyWhateverTheOrder) {
+TEST_F(SustainTest, OnlyChangedRowsAreWritten) {
     UpdatableRows rows = Open("select name from item order by id desc, shop desc");
     EXPECT_EQ(rows.Cell(1, 0), "b");
     rows.SetChecked(0, true);
@@ -184,20 +185,20 @@ TEST_F(SustainTest, ChangedRowsAloneAreWrittenByTheirKeyWhateverTheOrder) {
     EXPECT_TRUE(sent.empty());
     rows.SetChecked(0, false);
     rows.Save(*connection);
-    EXPECT_EQ(Flags("item"), "0 1 0 0") << "what was saved is the old value now";
+    EXPECT_EQ(Flags("item"), "0 1 0 0") << "the saved value is the new old value";
 }
 
-TEST_F(SustainTest, ARowChangedBySomeoneElseSavesNone) {
+TEST_F(SustainTest, NothingIsSavedIfAnotherUserHasChangedARow) {
     UpdatableRows rows = Open("select * from item");
     warehouse.Run("UPDATE item SET is_sustainable = 1 WHERE id = 2 AND shop = 2");
     rows.SetChecked(0, true);
     rows.SetChecked(3, true);
     EXPECT_TRUE(Contains(SaveError(rows), "id = 2, shop = 2, is_sustainable = 0"));
     EXPECT_EQ(Flags("item"), "0 1 NULL 1");
-    EXPECT_TRUE(rows.Checked(0)) << "the list stays as it was left";
+    EXPECT_TRUE(rows.Checked(0)) << "the marks are kept";
 }
 
-TEST_F(SustainTest, RowsOfOneRecordMustAgreeAndAreWrittenOnce) {
+TEST_F(SustainTest, ARecordShownTwiceNeedsEqualMarksAndIsWrittenOnce) {
     UpdatableRows rows = Open(
         "select name, day from item join f on f.id = item.id"
         " where item.shop = 1 order by day");
@@ -210,11 +211,11 @@ TEST_F(SustainTest, RowsOfOneRecordMustAgreeAndAreWrittenOnce) {
     EXPECT_EQ(Flags("item"), "1 1 NULL 0");
 }
 
-TEST_F(SustainTest, WithoutAKeyARecordThatIsNotTheOnlyOneIsRefused) {
+TEST_F(SustainTest, WithoutAKeyOnlyUniqueRecordsAreSaved) {
     UpdatableRows rows = Open("select name from loose order by name");
     rows.SetChecked(0, true);
     rows.SetChecked(3, true);
-    EXPECT_EQ(SaveError(rows), "no error") << "NULL and y stand alone";
+    EXPECT_EQ(SaveError(rows), "no error") << "NULL and y are unique";
     EXPECT_EQ(Flags("loose"), "0 0 1 1");
     rows.SetChecked(1, true);
     EXPECT_NE(SaveError(rows), "no error");
@@ -228,7 +229,7 @@ TEST_F(SustainTest, WithoutAKeyARecordThatIsNotTheOnlyOneIsRefused) {
     EXPECT_TRUE(Contains(SaveError(derived), "cannot be saved"));
 }
 
-TEST_F(SustainTest, MarksNotSavedFollowTheirRecords) {
+TEST_F(SustainTest, UnsavedMarksFollowTheirRecords) {
     UpdatableRows before = Open("select name from item order by id, shop");
     before.SetChecked(0, true);
     before.SetChecked(1, false);
@@ -241,7 +242,7 @@ TEST_F(SustainTest, MarksNotSavedFollowTheirRecords) {
     twins.SetChecked(1, true);
     UpdatableRows again = Open("select name from loose order by name desc");
     again.CarryOver(twins);
-    EXPECT_TRUE(again.Checked(1) != again.Checked(2)) << "one of two alike, as before";
+    EXPECT_TRUE(again.Checked(1) != again.Checked(2)) << "one of two equal records";
 }
 
 }  // namespace morvane::testing

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Starts the real program in each of its modes on a display in memory, and uses it with keys.
-# Arguments: the program, and the program that makes the demo warehouse.
+# Runs the real program in each of its modes on a virtual display and operates it by keyboard.
+# Arguments: the program and the generator of the demo warehouse.
 set -euo pipefail
 program=$1
 make_warehouse=$2
@@ -23,12 +23,13 @@ mkdir "$work/shop" "$work/logs"
 "$make_warehouse" "$work/shop" >/dev/null
 start_display
 
-# start <options...>: the program beside this script; the_end waits for it and its exit code.
+# start <options...> runs the program in the background.
 start() {
     "$program" "$@" 2>"$work/errors" &
     started=$!
 }
-# the_end [text]: with nothing on standard error but, if given, a text.
+# the_end [text] waits for the program and expects exit code 0 and an empty standard error, except for
+# lines with the text.
 the_end() {
     local code=0
     wait "$started" || code=$?
@@ -56,7 +57,7 @@ press alt+c
 the_end
 [ "$(find "$work/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 
-# edit: the settings window in the middle of an edit, with the lock held.
+# Starts the settings window, which then holds the lock, and begins to edit a condition.
 edit() {
     start
     wait_for_window Morvane
@@ -69,16 +70,16 @@ edit() {
     xdotool type "product_id <"
 }
 
-echo "-- a signal ends it in the middle of an edit, which is given up, and frees the lock"
+echo "-- a signal during an edit drops the edit, ends the program and releases the lock"
 edit
 kill -TERM "$started"
 the_end
 [ "$(lock)" = "0|$(id -un)" ]
 
-echo "-- so does the loss of its display"
+echo "-- so does the loss of the display"
 edit
 stop_display
-wait "$started" # which also says what the window system's library has to say
+wait "$started" # the window system's library also writes to standard error
 [ "$(lock)" = "0|$(id -un)" ]
 start_display
 
@@ -97,22 +98,34 @@ done
 the_end
 grep -q '^ok' "$work/status"
 
-# ask: an unattended run that finds the lock set asks in a box.
-ask() {
+set_lock() {
     sqlite3 "$work/shop/retail.db" 'UPDATE dwm_multiuse SET lock = 1'
     rm -rf "$work/logs"
+}
+
+echo "-- an unattended run that finds the lock set asks in its terminal"
+set_lock
+rm "$work/status"
+echo y | script -qec "$program $(cat "$work/nightly.cfg") -statusfile $work/status" "$work/terminal" >"$work/errors"
+grep -q 'Do you wish to continue' "$work/terminal"
+grep -q '^ok' "$work/status"
+[ "$(lock)" = "0|$(id -un)" ]
+
+# Without a terminal it asks in a message box.
+ask() {
+    set_lock
     start $(cat "$work/nightly.cfg") -statusfile "$work/status"
     wait_for_window "Lock Profile"
 }
 
-echo "-- a signal is the answer No to a question in a window"
+echo "-- a signal answers the question with No"
 ask
 kill -TERM "$started"
 the_end "Nobody could be asked; the answer taken is No."
 grep -q '^ok' "$work/status"
 grep -q 'Nobody could be asked' -r "$work/logs"
 
-echo "-- a run whose display is lost is cancelled: the lock that it holds by then is released"
+echo "-- the loss of the display cancels a run, which releases its lock"
 ask
 coproc other { exec sqlite3 "$work/shop/retail.db"; }
 echo "BEGIN IMMEDIATE; SELECT 'held';" >&"${other[1]}"
@@ -120,7 +133,7 @@ read -r <&"${other[0]}"
 press alt+y
 wait_until is_gone "Lock Profile"
 stop_display
-echo "COMMIT;" >&"${other[1]}" # lets the run go on
+echo "COMMIT;" >&"${other[1]}" # the run can continue
 wait "$started"
 started=
 grep -q 'The process was ended from within, as when its display is lost.' "$work/errors"
@@ -128,7 +141,7 @@ grep -q '^failure' "$work/status"
 grep -q 'Morvane Tool stopped On' -r "$work/logs"
 [ "$(lock)" = "0|$(id -un)" ]
 
-echo "-- without a display there is a sentence about it, and unattended runs go on"
+echo "-- without a display the settings window is refused with a message, and unattended runs work"
 for display in "" ":4711"; do
     DISPLAY=$display "$program" 2>"$work/errors"
     grep -q 'no display can be opened. Give the settings of a run as options.' "$work/errors"
