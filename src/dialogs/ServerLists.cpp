@@ -218,7 +218,7 @@ DataSourcePlaces FindDataSourcePlaces(const DataSourceVariables& variables) {
     const auto add = [](std::vector<std::filesystem::path>& files, const std::string& folder,
                         const char* name) {
         if (!folder.empty()) {
-            files.push_back(folder + name);
+            files.emplace_back(folder + name);
         }
     };
     const std::string& home = variables.Home;

@@ -83,8 +83,8 @@ wait "$started" # the window system's library also writes to standard error
 [ "$(lock)" = "0|$(id -un)" ]
 start_display
 
-echo "-- configuration mode writes a file"
-start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"
+echo "-- configuration mode writes a file, without the debug messages of Qt"
+QT_DEBUG_PLUGINS=1 start -config "$work/nightly.cfg" -mac "sqlite:$work/shop" -db retail -ntaut -mark -log "$work/logs"
 wait_for_window Morvane
 press Return
 the_end
@@ -111,7 +111,11 @@ grep -q 'Do you wish to continue' "$work/terminal"
 grep -q '^ok' "$work/status"
 [ "$(lock)" = "0|$(id -un)" ]
 
-# Without a terminal it asks in a message box.
+echo "-- MORVANE_CONSOLE turns the windows off"
+MORVANE_CONSOLE=1 "$program" 2>"$work/errors"
+grep -q 'MORVANE_CONSOLE turns the windows off' "$work/errors"
+
+# Without a terminal a run asks in a message box.
 ask() {
     set_lock
     start $(cat "$work/nightly.cfg") -statusfile "$work/status"
