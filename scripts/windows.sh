@@ -27,9 +27,7 @@ qt_flags=(-isystem /usr/lib/x86_64-linux-gnu/qt6/mkspecs/win32-g++ -isystem "$qt
 for module in Core Gui Network Widgets; do
     qt_flags+=(-isystem "$qt/Qt$module")
 done
-for source in BrowsingDialogs Display InputWatch RunInWindows ShellBrowsing; do
-    echo "src/ui/$source.cpp"
-done | xargs -P "$(nproc)" -n 1 x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only \
+grep -l _WIN32 src/ui/*.cpp | xargs -P "$(nproc)" -n 1 x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only \
     -DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0A00 -DFMT_HEADER_ONLY \
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Werror \
-    -Isrc -isystem build/windows/headers "${qt_flags[@]}"
+    -Isrc -Ibuild/windows/generated -isystem build/windows/headers "${qt_flags[@]}"

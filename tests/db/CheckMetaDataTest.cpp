@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
+#include <fstream>
+
 #include "base/Text.h"
 #include "db/StatementTrace.h"
 #include "db/modCheckMetaData.h"
@@ -66,13 +68,35 @@ TEST_F(CheckMetaDataTest, AMissingMetaTableIsReported) {
 }
 
 struct Rule {
-    const char* Name;
-    const char* Change;
-    const char* Message;
+    std::string Name;
+    std::string Change;
+    std::string Message;
 };
 
 void PrintTo(const Rule& rule, std::ostream* out) {
     *out << rule.Name;
+}
+
+// Separated by empty lines: a line each for name and change, then the message.
+std::vector<Rule> ReadRules() {
+    std::vector<Rule> rules;
+    std::ifstream file(MORVANE_META_DATA_RULES);
+    std::size_t lineOfRule = 0;
+    for (std::string line; std::getline(file, line);) {
+        if (line.empty() || line[0] == '#') {
+            lineOfRule = 0;
+            continue;
+        }
+        if (lineOfRule == 0) {
+            rules.emplace_back().Name = line;
+        } else if (lineOfRule == 1) {
+            rules.back().Change = line;
+        } else {
+            rules.back().Message += (lineOfRule == 2 ? "" : "\r\n") + (line == "\\" ? "" : line);
+        }
+        ++lineOfRule;
+    }
+    return rules;
 }
 
 class MetaDataRuleTest : public CheckMetaDataTest, public ::testing::WithParamInterface<Rule> {};
@@ -81,71 +105,7 @@ TEST_P(MetaDataRuleTest, HasItsMessage) {
     EXPECT_EQ(Problem(GetParam().Change), GetParam().Message);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Relations, MetaDataRuleTest,
-    ::testing::Values(
-        Rule{"Empty", "DELETE FROM dwm_star_relations",
-             "Table: dwm_star_relations does not contain any records"},
-        Rule{"NullSelected", "UPDATE dwm_star_relations SET selected = NULL",
-             "selected Column Empty in dwm_star_relations Table"},
-        Rule{"NullFlag", "UPDATE dwm_star_relations SET slow_moving_dim = NULL",
-             "slow_moving_dim Column Empty in dwm_star_relations Table"},
-        Rule{"NullOriginalKey", "UPDATE dwm_star_relations SET original_primary_key = NULL",
-             "original_primary_key Column Empty  for slow Moving Dimension Table : customer"},
-        Rule{"ForeignTable", "UPDATE dwm_star_relations SET foreign_table = 'nowhere'",
-             "Table : nowhere does not exist in the Datawarehouse database"},
-        Rule{"PrimaryTable", "DROP TABLE shop",
-             "Table : shop does not exist in the Datawarehouse database"},
-        Rule{"ForeignColumn", "UPDATE dwm_star_relations SET foreign_columns = 'country, nr '",
-             "Column :: nr doesnt exist in table sales"},
-        Rule{"PrimaryColumn", "UPDATE dwm_star_relations SET primary_columns = 'nr,country'",
-             "Column :: nr doesnt exist in table shop"},
-        Rule{"EmptyPiece", "UPDATE dwm_star_relations SET primary_columns = 'country,'",
-             "Column ::  doesnt exist in table shop"},
-        Rule{"OriginalKeyColumn",
-             "UPDATE dwm_star_relations SET original_primary_key = 'code,zone'",
-             "Column :: zone doesnt exist in table customer"},
-        Rule{"ColumnCounts",
-             "UPDATE dwm_star_relations SET primary_columns = 'country' "
-             "WHERE primary_table = 'shop'",
-             "Count of Primary Key Fields and Foreign Key Fields not the same for the "
-             "relationship :\r\nPrimary Table - shop\r\nForeign Table - sales"},
-        Rule{"MissingBeforeCounts",
-             "UPDATE dwm_star_relations SET primary_columns = 'country',"
-             " foreign_columns = 'country,nr' WHERE primary_table = 'shop'",
-             "Column :: nr doesnt exist in table sales"}),
-    [](const auto& test) { return test.param.Name; });
-
-INSTANTIATE_TEST_SUITE_P(
-    Tables, MetaDataRuleTest,
-    ::testing::Values(
-        Rule{"Empty", "DELETE FROM dwm_tables", "'dwm_tables' Table does not contain any records"},
-        Rule{"NullName", "INSERT INTO dwm_tables VALUES(NULL,'FACT',NULL,1)",
-             "table_name Column Empty in dwm_tables Table"},
-        Rule{"NullType", "UPDATE dwm_tables SET table_type = NULL",
-             " Column Empty in dwm_tables Table"},
-        Rule{"NullSelection",
-             "UPDATE dwm_tables SET is_selected = NULL, table_type = lower(table_type)",
-             "is_selected Column Empty for Dimension Table : shop in dwm_tables Table"},
-        Rule{"Type", "UPDATE dwm_tables SET table_type = 'cube'",
-             "table_type  Incorrect for TableName : sales in the dwm_tables Table."},
-        Rule{"Missing", "INSERT INTO dwm_tables VALUES('gone','FACT',NULL,1)",
-             "Table : gone does not exist in the Datawarehouse database"},
-        Rule{"NoIndex", "DROP INDEX ix_sales", "Table :sales is not indexed."},
-        Rule{"Sustainable", "ALTER TABLE shop DROP COLUMN is_sustainable",
-             "Column :: is_sustainable does not exist in the Dimension Table : shop"},
-        Rule{"Deletable", "ALTER TABLE shop DROP COLUMN is_deletable",
-             "Column :: is_deletable does not exist in the Dimension Table : shop"},
-        Rule{"StartDate", "ALTER TABLE customer DROP COLUMN start_date",
-             "Column :: start_date does not exist in the Dimension Table : customer"},
-        Rule{"EndDate", "ALTER TABLE customer DROP COLUMN end_date",
-             "Column :: end_date does not exist in the Dimension Table : customer"},
-        Rule{"IsCurrent", "ALTER TABLE customer DROP COLUMN is_current",
-             "Column :: is_current does not exist in the Dimension Table : customer"},
-        Rule{"Consistency", "DELETE FROM dwm_tables WHERE table_name <> 'sales'",
-             "The following tables are referred to by the dwm_star_relations table but the "
-             "details of the same are not present in the dwm_tables table "
-             "::\r\ncustomer\r\nshop\r\n"}),
-    [](const auto& test) { return test.param.Name; });
+INSTANTIATE_TEST_SUITE_P(Rules, MetaDataRuleTest, ::testing::ValuesIn(ReadRules()),
+                         [](const auto& test) { return test.param.Name; });
 
 }  // namespace morvane::testing

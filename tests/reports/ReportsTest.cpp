@@ -93,7 +93,7 @@ TEST_F(Reports, ShowMarkedElementsAndFiltersOfAWarehouse) {
     EXPECT_EQ(state_.ErrorText, "");
 }
 
-TEST_F(Reports, OfAnEmptyWarehouseAreWholeAndBeginWithAFullBar) {
+TEST_F(Reports, OfAnEmptyWarehouseAreCompleteAndStartWithAFullBar) {
     ASSERT_TRUE(Generate()) << state_.ErrorText;
     EXPECT_EQ(progress_.Log.at(0), "range 0..1");
     EXPECT_EQ(progress_.Log.at(1), "value 0 to 1");
@@ -141,7 +141,7 @@ TEST_F(Reports, AskForTheKeyOnlyOfTablesWithMarkedElements) {
     EXPECT_FALSE(IsWhole(Report::Detailed));
 }
 
-TEST_F(Reports, AreNoSuccessWhenTheirLastBytesDoNotFit) {
+TEST_F(Reports, FailIfTheirLastBytesDoNotFit) {
     FillSmallWarehouse();
     ASSERT_TRUE(Generate()) << state_.ErrorText;
     for (const auto& [number, report] :

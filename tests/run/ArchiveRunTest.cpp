@@ -15,7 +15,7 @@
 namespace morvane::testing {
 namespace {
 
-// The star with its archive on another server, and a run that archives as its second task.
+// The star schema with its archive on another server, and a run with all tasks.
 class ArchiveRun : public RunFixture {
   protected:
     ArchiveRun() : Archive(ArchiveFolder / "hist.db") {
@@ -79,8 +79,8 @@ TEST_F(ArchiveRun, ACancelledTaskIsNamedAndNothingFollowsIt) {
     EXPECT_TRUE(Run(Settings)) << State.ErrorText;
 }
 
-// As the toolkit does when its display is lost.
-TEST_F(ArchiveRun, AnExitInTheMiddleOfARunCancelsItInOrder) {
+// As Qt does when it loses its display.
+TEST_F(ArchiveRun, AnExitDuringARunCancelsItCleanly) {
     ASSERT_TRUE(Run(Settings)) << State.ErrorText;
     const int polls = World.Progress.Polls;
     ASSERT_GT(polls, 10);
@@ -93,14 +93,14 @@ TEST_F(ArchiveRun, AnExitInTheMiddleOfARunCancelsItInOrder) {
         EXPECT_EQ(child.Wait(), 0);
         EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
         EXPECT_TRUE(Contains(Log(), "\r\nMorvane Tool stopped On"));
-        // The last poll comes after the tasks.
+        // The last poll is after the tasks.
         EXPECT_EQ(Status(), exitAt < polls ? "failure\r\n" : "ok\r\n");
         EXPECT_EQ(Contains(Log(), "Cancelled by User.\r\nThe process was ended"), exitAt < polls);
         EXPECT_EQ(Contains(Log(), "- Delete Marked"), exitAt == polls);
     }
 }
 
-TEST_F(ArchiveRun, AnArchiveThatIsNotThereEndsTheRunBeforeTheTasks) {
+TEST_F(ArchiveRun, AMissingArchiveEndsTheRunBeforeTheTasks) {
     Settings.ArchiveDatabase = "none";
     EXPECT_FALSE(Run(Settings));
     EXPECT_TRUE(Contains(Log(), "none.db"));
@@ -113,8 +113,8 @@ TEST_F(ArchiveRun, AnArchiveThatIsNotThereEndsTheRunBeforeTheTasks) {
     EXPECT_EQ(ListFiles(ArchiveFolder.Path()), "hist.db") << "nothing is made";
 }
 
-// File permissions do not bind the superuser, so the runs are an ordinary user's then.
-TEST_F(ArchiveRun, FilesThatAreClosedToTheUserEndTheRunBeforeTheTasks) {
+// As root the runs switch to an ordinary user, since root ignores file permissions.
+TEST_F(ArchiveRun, FilesWithoutPermissionEndTheRunBeforeTheTasks) {
     namespace fs = std::filesystem;
     EnsureFolder(Files / "logs");
     const std::vector<std::string> folders{Files.Path(), Files / "logs", Warehouse.Folder(),

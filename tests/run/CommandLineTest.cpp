@@ -25,10 +25,10 @@ std::string Words(int count) {
     for (int i = 6; i < count; ++i) {
         words += " w";
     }
-    return words + " -grep";  // the word with the number `count` and one
+    return words + " -grep";  // as word number count + 1
 }
 
-// The names of most options are the configuration file's too.
+// ConfigFileTest covers the options that the configuration file has, too.
 TEST(CommandLine, AppliesOptionsInAnyCaseAndWithEitherPrefix) {
     const Parsed parsed = Parse(
         "-MAC one /Pwd p -bkpwd ap -BKNTAUT -logfile f -config c -statusfile s -mac two -help",
@@ -49,7 +49,7 @@ TEST(CommandLine, EveryTaskHasAnOptionThatTheUsageNames) {
     }
 }
 
-TEST(CommandLine, KnowsWhetherAUserIsPresent) {
+TEST(CommandLine, DetectsWhetherAUserIsPresent) {
     EXPECT_FALSE(Parse("").State.CommandLineMode);
     EXPECT_FALSE(Parse(" \t ").State.CommandLineMode);
     EXPECT_FALSE(Parse("word other").State.CommandLineMode);
@@ -58,7 +58,7 @@ TEST(CommandLine, KnowsWhetherAUserIsPresent) {
     EXPECT_TRUE(Parse("-nonsense").State.CommandLineMode);
 }
 
-TEST(CommandLine, QuotesHoldBlanksAndAlwaysBeginAWord) {
+TEST(CommandLine, QuotesEncloseBlanksAndAlwaysStartAWord) {
     EXPECT_EQ(Parse("-log \"a b\tc\"").Settings.LogDirectory, "a b\tc");
     EXPECT_EQ(Parse("-log\t\"a b\"c -mark").Settings.LogDirectory, "a bc");
     EXPECT_EQ(Parse("-log \"\" -mark").Settings.LogDirectory, "");
@@ -70,7 +70,7 @@ TEST(CommandLine, QuotesHoldBlanksAndAlwaysBeginAWord) {
     EXPECT_EQ(Parse("\"\"\"-mac\" m").Settings.Machine, "m");
 }
 
-TEST(CommandLine, AValueThatLooksLikeAnOptionIsTakenAsOneToo) {
+TEST(CommandLine, AValueThatLooksLikeAnOptionIsAlsoAppliedAsOne) {
     const Parsed parsed = Parse("-usr -mark -log");
     EXPECT_EQ(parsed.Settings.UserName, "-mark");
     EXPECT_TRUE(parsed.Settings.DetectAndMark);
@@ -80,7 +80,7 @@ TEST(CommandLine, AValueThatLooksLikeAnOptionIsTakenAsOneToo) {
     EXPECT_TRUE(Parse("-").Settings.Help);
 }
 
-TEST(CommandLine, AnAbsolutePathIsAValueAndNotAnOptionWhereSlashSeparatesFolders) {
+TEST(CommandLine, AnAbsolutePathIsNotAnOptionIfSlashSeparatesFolders) {
     const std::string line = "-log /mark -mac m /del";
     const Parsed path = Parse(line, SlashPaths::Yes);
     EXPECT_EQ(path.Settings.LogDirectory, "/mark");
@@ -96,7 +96,7 @@ TEST(CommandLine, AnAbsolutePathIsAValueAndNotAnOptionWhereSlashSeparatesFolders
     EXPECT_FALSE(Parse("-usr -log /b", SlashPaths::Yes).Settings.Help);
 }
 
-TEST(CommandLine, PlainWordsPastTheLimitAreLeftOutAndSaid) {
+TEST(CommandLine, PlainWordsBeyondTheLimitAreIgnoredWithANote) {
     const Parsed full = Parse(Words(24));
     EXPECT_TRUE(full.Settings.GenerateReports);
     EXPECT_TRUE(full.Report.Note.empty() && full.Report.Fault.empty());
@@ -109,7 +109,7 @@ TEST(CommandLine, PlainWordsPastTheLimitAreLeftOutAndSaid) {
     EXPECT_TRUE(over.Report.Fault.empty());
 }
 
-TEST(CommandLine, AQuotedWordPastTheLimitIsAFaultThatKeepsWhatCameBefore) {
+TEST(CommandLine, AQuotedWordBeyondTheLimitIsAFaultButKeepsTheOptionsBeforeIt) {
     for (const std::string& last : {std::string(" \"-grep\""), std::string("\"x")}) {
         const Parsed over = Parse(Words(24) + last);
         EXPECT_EQ(over.Settings.Machine, "m");
@@ -123,14 +123,14 @@ TEST(CommandLine, AQuotedWordPastTheLimitIsAFaultThatKeepsWhatCameBefore) {
     EXPECT_TRUE(Parse(unknownOnly).State.CommandLineMode) << "a fault is no reason for a window";
 }
 
-TEST(CommandLine, NamesUnknownOptionsButNoPieceOfAPassword) {
+TEST(CommandLine, NamesUnknownOptionsButNoPartOfAPassword) {
     using Names = std::vector<std::string>;
     EXPECT_EQ(Parse("-one -mac m /two").Report.UnknownNames, (Names{"-one", "/two"}));
     EXPECT_EQ(Parse("-pwd -secret -three").Report.UnknownNames, Names{"-three"});
     EXPECT_EQ(Parse("-bkpwd -pwd -secret").Report.UnknownNames, Names{});
     EXPECT_EQ(Parse("-pwd=secret --PWDsecret -x:secret").Report.UnknownNames,
               (Names{"-pwd...", "--PWD...", "-x..."}));
-    // What the arguments -pwd and x" -secret" become.
+    // Composed from the arguments -pwd and x" -secret".
     EXPECT_EQ(Parse("-pwd \"x\" -secret\"\" -mark -four").Report.UnknownNames, Names{"-four"});
     EXPECT_TRUE(Parse("-pwd a\"-secret").Report.UnknownNames.empty());
     EXPECT_TRUE(Parse("-pwd -secret").Report.UnknownOption);

@@ -7,7 +7,7 @@
 namespace morvane::testing {
 namespace {
 
-// The system tells of an event in a thread of its own.
+// Windows reports console events in a separate thread.
 bool ReceivedWithin(int milliseconds) {
     for (int waited = 0; waited < milliseconds && !CancelSignals::Received(); waited += 10) {
         Sleep(10);
@@ -16,7 +16,7 @@ bool ReceivedWithin(int milliseconds) {
 }
 
 TEST(CancelSignals, NoteCtrlCOnAWindowsConsole) {
-    // A console of its own, since the event reaches every process of one.
+    // In a new console, since the event is sent to all processes of a console.
     FreeConsole();
     if (!AllocConsole()) {
         GTEST_SKIP() << "no console can be opened";

@@ -22,7 +22,7 @@ namespace {
 
 const RunOverview kOverview{"server", "dw", "now", {"Check Meta Data", "Detect And Mark"}};
 
-// What a terminal shows on its last line after all of the output.
+// The last line that a terminal shows after the output.
 std::string LastLine(const std::string& output) {
     std::string line;
     std::size_t column = 0;
@@ -40,7 +40,7 @@ std::string LastLine(const std::string& output) {
     return line.substr(0, line.find_last_not_of(' ') + 1);
 }
 
-TEST(ConsoleProgress, DrawsOneLineAnewAndErasesItAtTheEnd) {
+TEST(ConsoleProgress, RedrawsOneLineAndErasesItAtTheEnd) {
     std::ostringstream terminal;
     ConsoleProgress progress(terminal, 40, [] { return false; });
     progress.Load(kOverview);
@@ -110,7 +110,7 @@ std::array<int, 2> OpenPipe() {
 
 TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
     const std::array<int, 2> pipe = OpenPipe();
-    const CancelSignals signals;  // forgets what an earlier test may have caught
+    const CancelSignals signals;  // resets the signals received in earlier tests
     std::ostringstream out;
     ConsolePrompt prompt(out, ReadLinesFrom(pipe[0]));
     const std::string keys = "maybe\n\nYES\n n \ny";
@@ -121,7 +121,7 @@ TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
               "Lock Profile: Go on? [yes/no] Lock Profile: Go on? [yes/no] "
               "Lock Profile: Go on? [yes/no] ");
     EXPECT_EQ(prompt.AskYesNo("", ""), false);
-    EXPECT_EQ(prompt.AskYesNo("", ""), std::nullopt) << "an answer without its end is none";
+    EXPECT_EQ(prompt.AskYesNo("", ""), std::nullopt) << "an incomplete line is not an answer";
     close(pipe[0]);
     EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", ""), std::nullopt);
 }

@@ -6,7 +6,7 @@
 namespace morvane::testing {
 namespace {
 
-// What somebody who can write only the meta tables puts there, and the task that comes upon it.
+// An attack by a user who can only write the meta tables, and the task that it targets.
 struct Smuggled {
     const char* Name;
     bool RunSettings::*Task;
@@ -17,7 +17,7 @@ void PrintTo(const Smuggled& smuggled, std::ostream* out) {
     *out << smuggled.Name;
 }
 
-// FOREIGN is a table of a database elsewhere, which the user who runs the tasks can write.
+// FOREIGN is a table in another database that the user who runs the tasks can write.
 const std::vector<Smuggled> kSmuggled{
     {"RowsOfAnotherFileInACondition", &RunSettings::ArchiveFactTables,
      "UPDATE dwm_tables SET where_clause = '1=0 union all select *, 1 from FOREIGN'"},

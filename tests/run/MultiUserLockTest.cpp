@@ -18,7 +18,7 @@ class Lock : public ::testing::Test {
     Lock() { State.WarehouseConnection = Warehouse.Connect(); }
 
     std::string Row() const { return Warehouse.LockRow(); }
-    // Another process takes the lock just before this one writes to it.
+    // Lets another process take the lock just before this one updates it.
     void LoseRace() {
         State.WarehouseConnection =
             TraceStatements(Warehouse.Connect(), [this](std::string_view statement) {
@@ -34,7 +34,7 @@ class Lock : public ::testing::Test {
     std::string User = CurrentUserName();
 };
 
-TEST_F(Lock, IsMadeOnFirstUseAndFreedByARelease) {
+TEST_F(Lock, IsCreatedOnFirstUseAndReleased) {
     bool locked = true;
     EXPECT_TRUE(IsLocked(State, locked));
     EXPECT_FALSE(locked);
@@ -81,7 +81,7 @@ TEST_F(Lock, NamesAreComparedExactlyExceptForTrailingBlanks) {
     EXPECT_FALSE(State.LockHeld);
 }
 
-TEST_F(Lock, ATableThatCannotBeALockIsAClearError) {
+TEST_F(Lock, AnInvalidLockTableIsAClearError) {
     Warehouse.MakeLock(true, User);
     Warehouse.Run("DELETE FROM dwm_multiuse");
     EXPECT_FALSE(ReadLockUser(State));

@@ -13,7 +13,7 @@
 namespace morvane::testing {
 namespace {
 
-// The built program. Its status file tells the outcome.
+// Runs the built program and checks its status file.
 class Program : public ::testing::Test {
   protected:
     std::vector<std::string> Arguments(const std::vector<std::string>& tasks = {
@@ -26,15 +26,15 @@ class Program : public ::testing::Test {
     }
 
     std::string Status() const { return ReadWholeFile(Files / "status"); }
-    // Of the only run.
+    // The log of the only run.
     std::string Log() const {
         return ReadWholeFile(
             std::filesystem::directory_iterator(Files / "my logs")->path().string());
     }
     void ExpectDone() const { EXPECT_EQ(Status() + Products(Warehouse), "ok\r\n1|pen 3|cap"); }
 
-    // So many dimensions with such long names that the progress of marking them cannot all wait in
-    // the terminal for somebody to read it: unread, the program stands still amid the work.
+    // Adds so many dimensions with such long names that the progress output does not fit into the
+    // terminal's buffer: while nobody reads it, the program blocks in the middle of its work.
     void FillMoreThanATerminalHolds() const {
         const std::string longName(110, 'x');
         Warehouse.AddFact("fact_" + longName, "id int");
@@ -73,7 +73,7 @@ TEST_F(Program, PerformsARunInANarrowTerminalWithoutAHomeATimeZoneOrALocale) {
     EXPECT_GT(drawn, 5);
 }
 
-TEST_F(Program, RunsThoughNobodyReadsItsOutput) {
+TEST_F(Program, RunsAlthoughNobodyReadsItsOutput) {
     FillStar(Warehouse);
     for (const Streams streams : {Streams::Broken, Streams::Closed}) {
         EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, {"-help"}, streams), 0);
@@ -82,7 +82,7 @@ TEST_F(Program, RunsThoughNobodyReadsItsOutput) {
     }
 }
 
-TEST_F(Program, WritesNoMessageIntoAFileThatTookThePlaceOfAClosedStream) {
+TEST_F(Program, DoesNotWriteMessagesIntoAFileThatGotTheNumberOfAClosedStream) {
     FillStar(Warehouse);
     Warehouse.Run("UPDATE dwm_tables SET table_name = 'gone' WHERE table_name = 'product'");
     EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, Arguments(), Streams::Closed), 0);
@@ -92,7 +92,7 @@ TEST_F(Program, WritesNoMessageIntoAFileThatTookThePlaceOfAClosedStream) {
     EXPECT_EQ(text.find("gone"), text.rfind("gone")) << text;
 }
 
-TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
+TEST_F(Program, ExplainsWhyThereIsNoWindow) {
     constexpr const char* kNoWindow = "This build of Morvane has no settings window.";
 #ifdef MORVANE_UI
     constexpr const char* kWhy = "MORVANE_CONSOLE turns the windows off.";
@@ -110,7 +110,7 @@ TEST_F(Program, SaysWhyThereIsNoWindowAndEnds) {
     }
 }
 
-TEST_F(Program, IsCancelledAtTheNextPollByWhateverEndsItsSession) {
+TEST_F(Program, IsCancelledAtTheNextPollWhenItsSessionEnds) {
     FillMoreThanATerminalHolds();
     const std::vector<std::function<void(TerminalProgram&)>> ways{
         [](TerminalProgram& program) { program.Type("\x03"); },
@@ -141,7 +141,7 @@ TEST_F(Program, IsCancelledAtTheNextPollByWhateverEndsItsSession) {
     EXPECT_EQ(Status(), "ok\r\n");
 }
 
-TEST_F(Program, TakesALimitForTheSizeOfFilesForAFullDisk) {
+TEST_F(Program, TreatsAFileSizeLimitLikeAFullDisk) {
     FillStar(Warehouse);
     Warehouse.Run("CREATE TABLE filler AS SELECT randomblob(200000)");
     const unsigned long size = std::filesystem::file_size(Warehouse.File());

@@ -58,7 +58,7 @@ TEST_F(RunTest, ShowsTheProgressOfTheSelectedTasks) {
                   " disable cmdCancel");
 }
 
-TEST_F(RunTest, ARefusedRunTellsItEverywhereAndConnectsToNothing) {
+TEST_F(RunTest, ARefusedRunReportsItEverywhereAndDoesNotConnect) {
     Settings.Database = "";
     Settings.Machine = "sqlite:/nowhere";
     EXPECT_FALSE(Run(Settings));
@@ -67,7 +67,7 @@ TEST_F(RunTest, ARefusedRunTellsItEverywhereAndConnectsToNothing) {
     EXPECT_EQ(World.Errors.str().find("Database must be specified\nUsage: Morvane"), 0U);
 }
 
-TEST_F(RunTest, TheLogTellsOfWordsThatWereLeftOutAndOfTooMany) {
+TEST_F(RunTest, TheLogHasTheNoteOrFaultOfTheCommandLine) {
     CommandLineReport note;
     note.Note = "left out";
     EXPECT_TRUE(Run(Settings, note)) << State.ErrorText;
@@ -77,7 +77,7 @@ TEST_F(RunTest, TheLogTellsOfWordsThatWereLeftOutAndOfTooMany) {
     EXPECT_TRUE(Contains(Log(), "\r\ntoo many\r\nUsage: Morvane"));
 }
 
-TEST_F(RunTest, AServerOrDatabaseThatIsNotThereEndsTheRunBeforeTheTasks) {
+TEST_F(RunTest, AMissingServerOrDatabaseEndsTheRunBeforeTheTasks) {
     Settings.Machine = "sqlite:" + (Files / "none");
     EXPECT_FALSE(Run(Settings));
     EXPECT_EQ(Log().find("Error while connecting to : sqlite:FILES/none\r\n"), 0U) << Log();
@@ -111,9 +111,9 @@ TEST_F(RunTest, AFailingTaskPreventsEverythingAfterIt) {
     EXPECT_EQ(Products(Warehouse), kAllProducts);
 }
 
-// A load takes the file while the run marks, the user cancels at the second try to get at it, and
-// the load goes when the lock's release waits for it.
-TEST_F(RunTest, ACancelWhileAnotherProcessHasTheFileEndsTheRunInOrder) {
+// Another process locks the file during marking. The user cancels at the second attempt to open it,
+// and the file becomes free while the release of the lock waits for it.
+TEST_F(RunTest, ACancelWhileTheFileIsInUseEndsTheRunCleanly) {
     Loader load(Warehouse);
     int tries = 0;
     TestServices world([&](std::string_view server) {
@@ -144,7 +144,7 @@ TEST_F(RunTest, ALogThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {
     std::filesystem::create_symlink(Warehouse.File(), log);
     EXPECT_FALSE(Run(Settings));
     EXPECT_TRUE(Contains(World.Errors.str(), log + "\": it is a symbolic link"));
-    Settings.LogDirectory = Warehouse.File() + "/logs";  // below a file, which stops root too
+    Settings.LogDirectory = Warehouse.File() + "/logs";  // below a file, which fails even for root
     EXPECT_FALSE(Run(Settings));
     EXPECT_TRUE(Contains(World.Errors.str(), "Cannot make the folder"));
     EXPECT_EQ(Status(), "failure\r\n");
@@ -152,9 +152,9 @@ TEST_F(RunTest, ALogThatCannotBeMadeStopsTheRunBeforeAnythingIsChanged) {
               "0");
 }
 
-TEST_F(RunTest, ADiskThatFillsUpNeverStopsTheWorkButIsTold) {
+TEST_F(RunTest, ADiskThatFillsUpIsReportedButDoesNotStopTheRun) {
     CommandLineReport longer;
-    longer.Note.assign(100'000, 'x');  // than the room that the log has taken
+    longer.Note.assign(100'000, 'x');  // than the space that the log has reserved
     {
         const FileSizeLimit limit(80'000);
         EXPECT_FALSE(Run(Settings, longer));
@@ -165,7 +165,7 @@ TEST_F(RunTest, ADiskThatFillsUpNeverStopsTheWorkButIsTold) {
     EXPECT_TRUE(Contains(World.Errors.str(), "File too large"));
 }
 
-TEST_F(RunTest, CopiesTheLogOrSaysThatThereIsNone) {
+TEST_F(RunTest, CopiesTheLogOrNotesThatThereIsNone) {
     Settings.LogFileGiven = true;
     Settings.LogFileName = Files / "copies/today/log.txt";
     EXPECT_TRUE(Run(Settings)) << State.ErrorText;
@@ -193,8 +193,8 @@ TEST_F(RunTest, AStatusFileThatCannotBeWrittenChangesNothing) {
     EXPECT_FALSE(FolderExists(Files / "missing"));
 }
 
-// The names of a status file and of a copy of the log, and what is said against them.
-TEST_F(RunTest, NoFileOfADatabaseIsOverwrittenUnderWhateverName) {
+// The cases have the names of the status file and of the copy of the log, and the message.
+TEST_F(RunTest, NoDatabaseFileIsOverwrittenUnderAnyName) {
     const SqliteFile archive(Files / "hist.db");
     archive.Run("CREATE TABLE kept(x)");
     Settings.ArchiveMachine = "sqlite:" + Files.Path();
@@ -240,7 +240,7 @@ TEST_F(RunTest, AUserWhoIsPresentSeesTheErrorsAndKeepsTheConnection) {
     EXPECT_FALSE(RunTasks(Settings, State, World.Services));
     ASSERT_EQ(World.Prompt.Shown.size(), 1U);
     EXPECT_EQ(World.Prompt.Shown[0], "Morvane|" + State.ErrorText);
-    EXPECT_EQ(World.Errors.str(), "") << "the message box has said it";
+    EXPECT_EQ(World.Errors.str(), "") << "shown in the message box";
     EXPECT_EQ(Warehouse.LockRow(), "0|" + CurrentUserName());
 }
 

@@ -29,14 +29,14 @@ std::vector<std::string> Hidden(std::vector<std::string> arguments) {
     }
     HidePasswords(static_cast<int>(argv.size()), argv.data());
     for (std::string& argument : arguments) {
-        argument = argument.c_str();  // up to the null
+        argument = argument.c_str();  // cuts it at the null
     }
     return {arguments.begin() + 1, arguments.end()};
 }
 
 using Words = std::vector<std::string>;
 
-TEST(HidePasswords, TakesTheValuesAloneHoweverTheyAreWritten) {
+TEST(HidePasswords, HidesOnlyTheValuesInAllNotations) {
     EXPECT_EQ(Hidden({"-mac", "m", "-pwd", "a b", "-db", "d", "/BKPWD", "c", "-mark"}),
               Words({"-mac", "m", "-pwd", "*", "-db", "d", "/BKPWD", "*", "-mark"}));
     EXPECT_EQ(Hidden({"-pwd=a", "--pwda", "-db", "d"}), Words({"-pwd*", "--pwd*", "-db", "d"}));
@@ -49,7 +49,7 @@ TEST(HidePasswords, TakesTheValuesAloneHoweverTheyAreWritten) {
     EXPECT_EQ(Hidden({"-pwd", "\"never closed", "-db"}), Words({"-pwd", "*", "*"}));
 }
 
-// The built program, with logins that have passwords for the warehouse and for its archive.
+// Runs the built program with passwords for the warehouse and the archive.
 class Secrets : public ::testing::Test {
   protected:
     Secrets() : Archive(ArchiveFolder / "hist.db") {
@@ -57,7 +57,7 @@ class Secrets : public ::testing::Test {
         Archive.Run("PRAGMA user_version = 1");
     }
 
-    // Without passwords.
+    // The arguments without passwords.
     Words Logins() const {
         const std::string archive = "sqlite:" + ArchiveFolder.Path();
         return {"-clsf", "-mark",  "-grep",    "-log",  Files / "logs", "-mac",  Warehouse.Server(),
@@ -70,7 +70,7 @@ class Secrets : public ::testing::Test {
         return arguments;
     }
 
-    // Everything that a run has written, on the terminal and into files.
+    // All output of a run, on the terminal and in files.
     std::string Traces(const Words& arguments, Surroundings surroundings = {}) const {
         surroundings.Variables["MORVANE_STATEMENT_LOG"] = Files / "statements";
         TerminalProgram process(MORVANE_PROGRAM, arguments, surroundings);
@@ -96,7 +96,7 @@ bool ShowsSecrets(const std::string& traces) {
            traces.find("Salmon") != std::string::npos;
 }
 
-TEST_F(Secrets, AreInNothingThatARunWrites) {
+TEST_F(Secrets, AreNotInAnyOutputOfARun) {
     const std::string archived = Traces(Arguments("pink-Salmon"));
     EXPECT_TRUE(
         Contains(archived, "OPENROWSET('SQLOLEDB', 'sqlite:" + ArchiveFolder.Path() + "'; ***"));
@@ -114,7 +114,7 @@ TEST_F(Secrets, AreInNothingThatARunWrites) {
     EXPECT_FALSE(ShowsSecrets(Traces(arguments)));
 }
 
-TEST_F(Secrets, OfTheEnvironmentAreUsedAndShownNowhere) {
+TEST_F(Secrets, FromTheEnvironmentAreUsedButNotShown) {
     Surroundings given;
     given.Variables["MORVANE_PASSWORD"] = kPassword;
     given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
@@ -134,7 +134,7 @@ TEST_F(Secrets, OfTheEnvironmentAreUsedAndShownNowhere) {
     EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_master WHERE name = 'dwm_multiuse'"), "");
 }
 
-TEST_F(Secrets, LeaveTheProcessBeforeAnybodyCanLook) {
+TEST_F(Secrets, AreRemovedFromTheProcessAtItsStart) {
     Warehouse.MakeLock(true, CurrentUserName());
     Surroundings given;
     given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
@@ -157,7 +157,7 @@ TEST_F(Secrets, LeaveTheProcessBeforeAnybodyCanLook) {
     EXPECT_EQ(child.Wait(), 0);
 }
 
-TEST(LoginPasswords, ComeFromAVariableOrFromAFileOfItsOwnerAlone) {
+TEST(LoginPasswords, ComeFromAVariableOrFromAFileThatOnlyItsOwnerCanRead) {
     const TempFolder files;
     const std::string secret = files / "secret";
     constexpr const char* kForOthers = "others than its owner may read or change it";

@@ -7,8 +7,7 @@
 namespace morvane::testing {
 namespace {
 
-// What a command line's settings are told, the problems joined by "|"; the usage, which follows
-// them where no user is present, is "usage".
+// The problems of a command line, joined by "|". The usage text is shown as "usage".
 std::string Told(std::string_view commandLine, const std::string& fault = {}) {
     RunSettings settings;
     RunState state;
@@ -18,7 +17,7 @@ std::string Told(std::string_view commandLine, const std::string& fault = {}) {
     return ReplaceAll(ReplaceAll(state.ErrorText, UsageText(), "usage"), "\r\n", "|");
 }
 
-TEST(ValidateSettings, EveryProblemIsToldInOrder) {
+TEST(ValidateSettings, ReportsEveryProblemInOrder) {
     EXPECT_EQ(Told("-mac \"  \" -clsf -statusfile \"\" -config \"\""),
               "|Machine must be specified|Database must be specified|"
               "Username must be specified for connecting to the database|"
@@ -44,7 +43,7 @@ TEST(ValidateSettings, LoginsAndALogDirectoryAreNeeded) {
               "|Username must be specified for connecting to the database|usage"},
              {"-mac m -db d -usr u -log \" \"", noLog},
              {"-mac m -db d -usr u", noLog},
-             {archive + "-bkntaut", ""},  // without -clsf nobody looks at the archive
+             {archive + "-bkntaut", ""},  // without -clsf the archive is not checked
              {archive + "-clsf -bkusr u", ""},
              {archive + "-clsf -bkntaut",
               "|It is not possible to use Windows NT Authentication for both the Data Warehouse "

@@ -15,7 +15,7 @@ const std::string kEnd =
     "-------------------------------\nEnd of Archiving of Fact Tables\n"
     "-------------------------------\n\n";
 
-// By linked server, and by an ad-hoc rowset with a login.
+// Through a linked server, and through OPENROWSET with a login.
 struct EitherWay : public ArchiveTest, public ::testing::WithParamInterface<bool> {
     EitherWay() { ConnectArchive(GetParam()); }
 };
@@ -38,7 +38,7 @@ TEST_P(EitherWay, MovesTheRowsThatMeetTheConditionAndLogsIt) {
               "range 0..1; value 0 to 0; comment Archiving Table : sales; value 1 to 0; comment ");
 }
 
-TEST_P(EitherWay, AServerThatReachesNoOtherIsToldBeforeAnythingIsMade) {
+TEST_P(EitherWay, AzureSqlDatabaseIsRefusedBeforeAnythingIsCreated) {
     state.WarehouseConnection->SetProperty("Engine Edition", "5");  // Azure SQL Database
     EXPECT_FALSE(Archive());
     EXPECT_TRUE(Contains(state.ErrorText, "Azure SQL Database")) << state.ErrorText;
@@ -46,7 +46,7 @@ TEST_P(EitherWay, AServerThatReachesNoOtherIsToldBeforeAnythingIsMade) {
     EXPECT_EQ(archive.Text("SELECT count(*) FROM sqlite_schema"), "0");
 }
 
-TEST_P(EitherWay, SendsItsStatementsAsWordedAndInOrder) {
+TEST_P(EitherWay, SendsTheExpectedStatements) {
     warehouse.AddFact("returns", "id int, why varchar(10)", "  why like 'x%'  ");
     ASSERT_TRUE(Archive()) << state.ErrorText;
     const std::string lines = ReplaceAll(StatementLines(), ArchiveServer(), "ARCHIVE");
@@ -54,7 +54,7 @@ TEST_P(EitherWay, SendsItsStatementsAsWordedAndInOrder) {
                                                 : "archive_by_rowset.statements"));
 }
 
-TEST_P(EitherWay, ALargeTableGetsItsIndexesAnew) {
+TEST_P(EitherWay, RecreatesTheIndexesOfALargeTable) {
     warehouse.Run(
         "WITH RECURSIVE r(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM r WHERE i < 60000)"
         "  INSERT INTO sales SELECT 10 + i, '2018-01-01 00:00:00', i, NULL FROM r;"
@@ -68,7 +68,7 @@ TEST_P(EitherWay, ALargeTableGetsItsIndexesAnew) {
     EXPECT_EQ(warehouse.Text("PRAGMA integrity_check"), "ok");
 }
 
-TEST_P(EitherWay, ALaterRunAddsToTheTableThatIsThere) {
+TEST_P(EitherWay, ALaterRunAddsToTheExistingTable) {
     ASSERT_TRUE(Archive()) << state.ErrorText;
     const std::string definition = archive.Text("SELECT sql FROM sqlite_schema");
     warehouse.Run("INSERT INTO sales VALUES(1,'2017-01-01 00:00:00',1,'again')");
@@ -84,7 +84,7 @@ TEST_P(EitherWay, ALaterRunAddsToTheTableThatIsThere) {
     EXPECT_EQ(archive.Text("SELECT sql FROM sqlite_schema"), definition);
 }
 
-TEST_F(ArchiveTest, TheArchiveTableIsACopyWithTheDateAtItsEndAndInItsKey) {
+TEST_F(ArchiveTest, TheArchiveTableHasTheDateAsItsLastColumnAndInItsKey) {
     const std::string schema = warehouse.Text("SELECT sql FROM sqlite_schema");
     ASSERT_TRUE(Archive()) << state.ErrorText;
     EXPECT_EQ(warehouse.Text("SELECT sql FROM sqlite_schema"), schema);

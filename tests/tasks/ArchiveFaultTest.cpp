@@ -1,7 +1,4 @@
 // SPDX-License-Identifier: Apache-2.0
-#include <filesystem>
-
-#include "support/FileSizeLimit.h"
 #include "support/Texts.h"
 #include "tasks/ArchiveTest.h"
 
@@ -25,13 +22,13 @@ TEST_F(ArchiveFault, AConditionThatDoesNotCompileMovesNothing) {
     EXPECT_EQ(Archived(), "1 2 3");
 }
 
-TEST_F(ArchiveFault, AConditionMayHoldTheFactTableItself) {
+TEST_F(ArchiveFault, AConditionMayQueryTheFactTableItself) {
     SetCondition("sold < (select max(sold) from sales) and id <> 2 or id = 5");
     ASSERT_TRUE(Archive()) << state.ErrorText;
     EXPECT_EQ(Archived() + "," + Kept(), "1 3 5,2 4");
 }
 
-TEST_F(ArchiveFault, AnArchiveTableWithOtherColumnsTakesNothing) {
+TEST_F(ArchiveFault, AnArchiveTableWithOtherColumnsIsAnError) {
     for (const char* columns :
          {"id int, date_of_archiving datetime", "id int, a, b, c, d, date_of_archiving datetime"}) {
         SCOPED_TRACE(columns);
@@ -40,7 +37,7 @@ TEST_F(ArchiveFault, AnArchiveTableWithOtherColumnsTakesNothing) {
     }
 }
 
-TEST_F(ArchiveFault, TheLetterCaseOfANameMeansNothing) {
+TEST_F(ArchiveFault, TableNamesAreNotCaseSensitive) {
     warehouse.Run("UPDATE dwm_tables SET table_name = 'SALES'");
     ASSERT_TRUE(Archive()) << state.ErrorText;
     EXPECT_EQ(Archived() + "," + Kept(), "1 2 3,4 5");
@@ -65,7 +62,7 @@ TEST_F(ArchiveFault, TheSameKeyTwiceInOneSecondIsRefusedAndDeletesNothing) {
     EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 3 9,4 5");
 }
 
-// What the copy missed must not be deleted.
+// Rows that were not copied must not be deleted.
 TEST_F(ArchiveFault, RowsThatArriveAfterTheCopyStopTheDelete) {
     bool arrived = false;
     onStatement = [&](const std::string& sql) {
@@ -86,7 +83,7 @@ TEST_F(ArchiveFault, RowsThatArriveAfterTheCopyStopTheDelete) {
     EXPECT_EQ(Archived() + "," + Kept(), "1 1 2 2 3 3 6,4 5");
 }
 
-TEST_F(ArchiveFault, APasswordWithASingleQuoteIsRefusedAndAnyOtherIsTaken) {
+TEST_F(ArchiveFault, OnlyAPasswordWithASingleQuoteIsRefused) {
     ConnectArchive(false, "it's");
     SetCondition(kOld);
     ExpectFailureWithAllRowsInPlace("the password of the archive, since it holds a single quote");

@@ -15,7 +15,7 @@
 
 namespace morvane::testing {
 
-// The lines that a task writes into its log.
+// Records the lines of a log.
 struct RecordingLog : LogStream {
     std::string Text;
     void WriteLine(std::string_view text) override { Text.append(text).append("\n"); }
@@ -35,7 +35,7 @@ class ArchiveTest : public TaskTest {
             "INSERT INTO sales VALUES(1,'2018-01-01 00:00:00',10.25,'a'),"
             "(2,'2019-06-30 12:30:00',NULL,'it''s'),(3,'2019-12-31 23:59:59',0.5,NULL),"
             "(4,'2020-01-01 00:00:00',7,'b'),(5,NULL,8,'c')");
-        // A second pair of eyes, for what a test wants to do between two statements.
+        // Lets a test act between two statements.
         state.WarehouseConnection =
             TraceStatements(std::move(state.WarehouseConnection), [this](std::string_view sql) {
                 if (onStatement) {
@@ -80,7 +80,7 @@ class ArchiveTest : public TaskTest {
         return archive.Text("SELECT count(*) FROM sqlite_schema WHERE lower(name) = lower('" +
                             table + "')") == "1";
     }
-    // The archiving failed, said so, and no row has moved.
+    // Expects that archiving fails with the error and moves no row.
     void ExpectFailureWithAllRowsInPlace(const std::string& error,
                                          const std::string& archived = "") {
         EXPECT_FALSE(Archive());

@@ -8,8 +8,8 @@
 
 namespace morvane::testing {
 
-// A plain dimension "shop" with the rows 2 and 3 of 4 marked, and a slowly-moving dimension
-// "client" with three elements: all, some and none of whose versions are marked.
+// A plain dimension "shop" with rows 2 and 3 of 4 marked, and a slowly-moving dimension "client"
+// with three elements, of which all, some and no versions are marked.
 class DeleteRecordsTest : public TaskTest {
   protected:
     DeleteRecordsTest() {
@@ -42,12 +42,12 @@ class DeleteRecordsTest : public TaskTest {
     }
 };
 
-TEST_F(DeleteRecordsTest, SendsItsStatementsAsWordedAndInOrder) {
+TEST_F(DeleteRecordsTest, SendsTheExpectedStatements) {
     ASSERT_TRUE(Delete(false)) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(StatementLines(), "deletion.statements"));
 }
 
-TEST_F(DeleteRecordsTest, SendsTheAtomicStatementsAsWordedAndInOrder) {
+TEST_F(DeleteRecordsTest, SendsTheExpectedStatementsForAtomicDeletion) {
     ASSERT_TRUE(Delete(true)) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(StatementLines(), "atomic_deletion.statements"));
 }
@@ -101,7 +101,8 @@ TEST_F(DeleteRecordsTest, WithoutAnElementKeyBothWaysFailAndDeleteNothing) {
 
 class AtomicKeyTest : public DeleteRecordsTest {
   protected:
-    // Runs atomic deletion with one more wholly marked element; nothing of "client" may go.
+    // Expects that atomic deletion fails with one more marked element and deletes nothing of
+    // "client".
     void ExpectRefused(const std::string& code) {
         warehouse.Run("DELETE FROM client WHERE id = 9");
         AddVersion(9, code, "2020-01-01", "2099-12-31", true);
@@ -127,7 +128,7 @@ TEST_F(AtomicKeyTest, AnUnquotedTextIsRefusedUnlessItIsANumber) {
     EXPECT_EQ(Ids("client"), "1 2 3 4 5 9");
 }
 
-TEST_F(AtomicKeyTest, AVersionThatCameOrWentSinceTheCountStopsTheDeletion) {
+TEST_F(AtomicKeyTest, AVersionInsertedOrDeletedSinceTheCountStopsTheDeletion) {
     std::function<void()> meanwhile = [this] {
         AddVersion(9, "'all'", "2099-12-31", "2100-01-01", false);
     };
@@ -148,13 +149,13 @@ TEST_F(AtomicKeyTest, AVersionThatCameOrWentSinceTheCountStopsTheDeletion) {
     EXPECT_EQ(Ids("client"), "2 3 4 5");
 }
 
-// What stands in a column finds its own element, whatever else reads the same.
-TEST_F(DeleteRecordsTest, AKeyIsComparedAsWhatItIs) {
+// A key value must not match an element whose key only looks the same.
+TEST_F(DeleteRecordsTest, KeysAreComparedByTypeAndValue) {
     const struct {
         const char* Type;
         const char* Key;
         const char* Other;
-        const char* KeyAgain = nullptr;  // in another form
+        const char* KeyAgain = nullptr;  // the same value in another form
     } cases[] = {
         {"varbinary(9)", "x'4142'", "'0x4142'"},
         {"varbinary(9)", "'0x4142'", "x'4142'"},
@@ -190,14 +191,14 @@ TEST_F(DeleteRecordsTest, AKeyIsComparedAsWhatItIs) {
         add(4, c.Key, "'2019-01-01','2020-01-01',0,1");
         warehouse.Run("UPDATE client SET is_deletable = 1 WHERE id = 2");
         const bool done = Delete(true);
-        const bool refused = std::string(c.Key) == "'0x4142'";  // a text among bytes
+        const bool refused = std::string(c.Key) == "'0x4142'";  // text in a binary column
         EXPECT_EQ(done, !refused) << state.ErrorText;
         EXPECT_EQ(Ids("client"), refused ? "2 3 4" : "3");
         state.ErrorText.clear();
     }
 }
 
-TEST_F(DeleteRecordsTest, TheColumnsOfAHistoryAreReadWhereItHasMarkedVersions) {
+TEST_F(DeleteRecordsTest, HistoryColumnsAreOnlyNeededForMarkedVersions) {
     warehouse.Run("ALTER TABLE client DROP COLUMN end_date; UPDATE client SET is_deletable = 0");
     EXPECT_TRUE(Delete(false)) << state.ErrorText;
     warehouse.Run("UPDATE client SET is_deletable = 1 WHERE id = 1");

@@ -17,7 +17,7 @@ namespace {
 using Text = std::optional<std::string>;  // or NULL
 using Flag = std::optional<bool>;
 
-// What a column of the element key can be, with some values whose order as texts is the server's.
+// A type of a key column, with values whose text order is the order of the server.
 struct KeyKind {
     const char* Type;
     bool Number;
@@ -39,7 +39,7 @@ const std::vector<KeyKind> kKinds{
 
 struct Version {
     std::vector<Text> Key;
-    std::vector<Text> Element;  // the key without what the server's comparison ignores
+    std::vector<Text> Element;  // the key, normalized as the server compares it
     Text Start;
     Text End;
     Flag Current;
@@ -56,14 +56,13 @@ bool HoldsNull(const std::vector<Text>& key) {
     return std::find(key.begin(), key.end(), std::nullopt) != key.end();
 }
 
-// The rules of the deletion, on the versions in memory.
+// The rules of deletion, applied to versions in memory.
 struct Model {
     std::vector<KeyKind> Kinds;
     std::map<int, Version> Versions;  // by id
 
-    // Each marked version is looked at when its turn comes, as those before it have left it. The
-    // first one fixes which of its two dates is handed on and which is looked for; with the other
-    // statement they are in each other's place.
+    // Processes the marked versions in order, each as left by those before it. The first one
+    // decides which date is passed on and which is matched; the other statement has them swapped.
     void Relink() {
         std::vector<const Version*> turns;
         for (const auto& [id, version] : Versions) {
@@ -93,8 +92,8 @@ struct Model {
         std::erase_if(Versions, [](const auto& held) { return held.second.IsMarked(); });
     }
 
-    // Elements go whole or not at all. One whose key has a NULL number or a quote in it ends the
-    // task, and one with a NULL text or date cannot be addressed.
+    // Deletes whole elements. A key with a NULL number or a quote is an error; an element with a
+    // NULL text or date is skipped.
     bool DeleteAtomically() {
         std::set<std::vector<Text>> gone;
         std::set<std::vector<Text>> kept;
@@ -118,7 +117,7 @@ struct Model {
         return true;
     }
 
-    // A line for each version, as the database shows it.
+    // One line per version, as the database shows it.
     std::string Picture() const {
         std::string picture;
         for (const auto& [id, version] : Versions) {
@@ -156,7 +155,7 @@ class RandomTable : public TaskSite {
         Insert();
     }
 
-    // In sessions of both orders: a server of another language must hand the same dates on.
+    // In sessions with both date orders, as on servers of other languages.
     bool Delete(bool atomic) {
         const char* order = seed_ % 2 == 0 ? "SET DATEFORMAT mdy" : "SET DATEFORMAT dmy";
         const ConnectionFactory factory = [order](std::string_view server) {
@@ -182,7 +181,7 @@ class RandomTable : public TaskSite {
     Model model;
 
   private:
-    // Versions one after the other, mostly: with gaps, overlaps and dates that are missing.
+    // Mostly consecutive versions, with some gaps, overlaps and missing dates.
     void AddElement() {
         Version version;
         for (const KeyKind& kind : model.Kinds) {
@@ -193,7 +192,7 @@ class RandomTable : public TaskSite {
         const unsigned marked = 30 + 35 * dice_.Below(3);
         unsigned day = 10;
         for (unsigned rest = 1 + dice_.Below(5); rest > 0; --rest) {
-            // Two that begin alike would be in no order.
+            // The order of versions with the same start is undefined.
             const bool noStart = dice_.Chance(5) && withoutStart_.insert(version.Element).second;
             version.Start = noStart ? Text() : Text(Date(day));
             day += dice_.Below(3);
@@ -209,7 +208,7 @@ class RandomTable : public TaskSite {
         return dice_.Chance(3) ? Flag() : Flag(dice_.Chance(percent));
     }
 
-    // Midnight, or a time of day that no other date has.
+    // Midnight or a unique time of day.
     std::string Date(unsigned day, bool midnight = false) {
         ++times_;
         return midnight ? fmt::format("2024-01-{} 00:00:00", day)

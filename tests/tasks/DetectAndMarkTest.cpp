@@ -8,7 +8,7 @@ namespace morvane::testing {
 
 class DetectAndMarkTest : public TaskTest {
   protected:
-    // A dimension with the ids 1 to `rows` and a column that can refer to another table.
+    // A dimension with ids from 1 to `rows` and a column that may refer to another table.
     void AddDimension(const std::string& name, int rows, bool selected = true) {
         warehouse.AddDimension(name, "id int, parent int", selected);
         warehouse.Run("WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " +
@@ -37,7 +37,7 @@ TEST_F(DetectAndMarkTest, AShorterForeignColumnListOrABlankNameFails) {
     EXPECT_EQ(state.ErrorText, "Table Name is Empty for detection and marking\r\n");
 }
 
-TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
+TEST_F(DetectAndMarkTest, ACancelStopsAfterTheTableAndClosesTheConnection) {
     AddDimension("shop", 2);
     AddDimension("city", 2);
     AddFact("sales", "(1,1)");
@@ -49,7 +49,7 @@ TEST_F(DetectAndMarkTest, ACancelEndsItAfterTheTableAndClosesTheConnection) {
     EXPECT_FALSE(state.WarehouseConnection->IsOpen());
 }
 
-TEST_F(DetectAndMarkTest, SendsItsStatementsAsWordedAndInOrder) {
+TEST_F(DetectAndMarkTest, SendsTheExpectedStatements) {
     AddDimension("city", 2);
     warehouse.AddDimension("shop", "id int, country int, city int");
     AddDimension("day", 2, false);

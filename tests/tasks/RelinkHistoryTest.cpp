@@ -7,7 +7,7 @@
 
 namespace morvane::testing {
 
-// In sessions of both orders: a server of another language must hand the same dates on.
+// In sessions with both date orders, as on servers of other languages.
 class RelinkHistoryTest : public TaskTest, public ::testing::WithParamInterface<const char*> {
   protected:
     RelinkHistoryTest() {
@@ -17,8 +17,8 @@ class RelinkHistoryTest : public TaskTest, public ::testing::WithParamInterface<
         warehouse.AddRelation("sales", "client", "client", "id", true, "code");
     }
 
-    // Versions "start end flags", one a line; "-" for a NULL date, "c" for current, "x" for marked.
-    // The ids count from 1.
+    // Adds versions "start end flags" with ids from 1: "-" is a NULL date, "c" a current version
+    // and "x" a marked one.
     void AddElement(const std::string& code, const std::string& versions, int region = 1) {
         std::istringstream lines(versions);
         std::string start;
@@ -51,7 +51,7 @@ class RelinkHistoryTest : public TaskTest, public ::testing::WithParamInterface<
         transaction.Commit();
     }
 
-    // Those that stay: "id start..end", with "*" for the current one.
+    // The remaining versions as "id start..end", with "*" for the current one.
     std::string Survivors() const {
         return warehouse.Text(
             "SELECT id || ' ' || coalesce(substr(start_date, 1, 10), '-') || '..' || "
@@ -63,10 +63,10 @@ class RelinkHistoryTest : public TaskTest, public ::testing::WithParamInterface<
 INSTANTIATE_TEST_SUITE_P(Sessions, RelinkHistoryTest, ::testing::Values("mdy", "dmy"),
                          [](const auto& instance) { return std::string(instance.param); });
 
-// The parameters keep the order of the first version's statement. After a first version that is
-// not current, a current one therefore looks for the version that ends on the day of its own end,
-// and gives it its start as the end.
-TEST_P(RelinkHistoryTest, TheFirstVersionFixesTheOrderOfTheDates) {
+// The parameters keep the order of the first version's statement. So after a first version that is
+// not current, a current one matches the version that ends on its own end day, and passes its start
+// date on as the end.
+TEST_P(RelinkHistoryTest, TheFirstVersionDeterminesTheOrderOfTheDates) {
     AddElement("a", "2020-01-01 2021-01-01 x 2021-01-01 2022-01-01 - 2022-01-01 2099-12-31 cx");
     AddElement("b", "2020-01-01 2099-12-31 - 2022-01-01 2099-12-31 cx");
     Relink();
@@ -92,8 +92,8 @@ TEST_P(RelinkHistoryTest, TheTimeOfDayDoesNotMatter) {
     }
 }
 
-// A date that was handed on has the form of its column, or, where that holds no dates, its own.
-TEST_P(RelinkHistoryTest, ADateThatIsHandedOnHasTheFormOfItsColumn) {
+// A date that is passed on takes the form of its column, or keeps its own in a text column.
+TEST_P(RelinkHistoryTest, ADateThatIsPassedOnHasTheFormOfItsColumn) {
     const struct {
         const char* Type;
         const char* Middle;
@@ -107,7 +107,7 @@ TEST_P(RelinkHistoryTest, ADateThatIsHandedOnHasTheFormOfItsColumn) {
         {"date", "20240111", "20240112", "2024-01-11"},
         {"smalldatetime", "2024-01-11T00:00:00", "2024-01-12T00:00:00", "2024-01-11 00:00:00"},
         {"datetime2", "2024-01-11 00:00:00.000", "2024-01-12", "2024-01-11 00:00:00"},
-        // A text that is taken for a date is read as the session says.
+        // Text is read as a date in the order of the session.
         {"varchar(30)", "2024-01-11", "2024-01-12", "2024-01-11"},
         {"varchar(30)", "20240111", "20240112", "20240111"},
         {"text", "2024-01-11 00:00:00", "2024-01-12 00:00:00", "2024-01-11 00:00:00"},

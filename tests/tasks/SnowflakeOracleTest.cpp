@@ -33,7 +33,7 @@ struct Relation {
     std::vector<std::pair<unsigned, unsigned>> Columns;  // of the foreign and the primary table
 };
 
-// The rules of the marking, on rows in memory.
+// The rules of marking, applied to rows in memory.
 struct Model {
     std::map<std::string, Table> Tables;
     std::vector<Relation> Relations;
@@ -47,7 +47,7 @@ struct Model {
         return std::any_of(Relations.begin(), Relations.end(),
                            [&](const Relation& relation) { return relation.Primary == name; });
     }
-    // Such a table is never marked and holds nothing back.
+    // Such a table is never marked and delays no other.
     bool IsLeftAlone(const std::string& name) const {
         const Table& table = Tables.at(name);
         return RefersTo(name, name) || (!table.Fact && !table.Selected);
@@ -60,7 +60,7 @@ struct Model {
         });
     }
 
-    // Whether a row that counts refers to it: every fact, and of a dimension a row that is kept.
+    // Whether a fact or an unmarked dimension row refers to it.
     bool IsUsed(const Row& row, const std::string& name) const {
         for (const Relation& relation : Relations) {
             if (relation.Primary != name) {
@@ -76,8 +76,8 @@ struct Model {
         return false;
     }
 
-    // From the facts outwards, each table once all that refer to it are done. Returns the relations
-    // that were looked at.
+    // Marks from the facts outwards, each table after all that refer to it. Returns the relations
+    // that were processed.
     std::vector<Relation> Mark() {
         std::set<std::string> reached;
         for (const Relation& relation : Relations) {
@@ -103,7 +103,7 @@ struct Model {
         return lookedAt;
     }
 
-    // How many relations a bar has to reckon with.
+    // The number of steps of the progress bar.
     std::size_t CountForTheBar() const {
         const auto count =
             std::count_if(Relations.begin(), Relations.end(), [&](const Relation& relation) {
@@ -141,7 +141,7 @@ std::string SqlOf(const Number& number) {
     return number ? std::to_string(*number) : "NULL";
 }
 
-// A snowflake of small tables, or, now and then, any graph. `filled` percent of the tables have
+// A snowflake of small tables, or sometimes an arbitrary graph. `filled` percent of the tables have
 // rows.
 class RandomWarehouse : public TaskSite {
   public:
@@ -183,7 +183,7 @@ class RandomWarehouse : public TaskSite {
     }
 
     Model model;
-    std::string Script;  // that made the warehouse
+    std::string Script;  // creates the warehouse
 
   private:
     static constexpr unsigned kColumns = 3;
@@ -245,7 +245,7 @@ void ExpectWhatTheModelSays(RandomWarehouse& site) {
     }
     std::sort(relations.begin(), relations.end());
     std::vector<std::string> log = Split(ToLower(Join(site.progress.Log, "|")), '|');
-    std::sort(log.begin() + 3, log.end() - 3);  // the server's order is anybody's guess
+    std::sort(log.begin() + 3, log.end() - 3);  // the order is up to the server
     EXPECT_EQ(
         Join(log, "; "),
         fmt::format("hide overallprogframe; show detectprogframe; range 0..{}; {}value {} to 0;"
@@ -267,7 +267,7 @@ TEST(SnowflakeOracle, MarksWhatNothingRefersTo) {
     }
 }
 
-// So many that the engine looks them up in tables of its own.
+// More relations than the engine keeps in the meta tables: it makes indexed copies.
 TEST(SnowflakeOracle, MarksAmongManyTables) {
     RandomWarehouse site(1, 160, 260, 15);
     ASSERT_EQ(MarkUnusedElements(site.state, site.progress), Outcome::Done) << site.state.ErrorText;

@@ -15,12 +15,12 @@
 
 namespace morvane::testing {
 
-// A fresh warehouse, the run state with a connection to it, and a list of all statements sent.
+// A new warehouse, a run state with a connection to it, and all statements sent.
 class TaskSite {
   public:
     TaskSite() { state.WarehouseConnection = Traced(warehouse.Connect(), "main     "); }
 
-    // The factory of a task that makes a connection of its own.
+    // The factory for tasks that open another connection.
     ConnectionFactory Factory() {
         return [this](std::string_view server) {
             return Traced(CreateConnection(server), "deletion ");
@@ -34,7 +34,7 @@ class TaskSite {
         });
     }
 
-    // One line a statement, for the golden files; CR LF inside a statement shows as such.
+    // One line per statement, for the golden files; line breaks are escaped.
     std::string StatementLines() const {
         std::string lines;
         for (const std::string& statement : statements) {
@@ -59,7 +59,7 @@ class TaskSite {
 
 class TaskTest : public ::testing::Test, protected TaskSite {};
 
-// Random choices that a seed repeats anywhere.
+// Random numbers that are the same on every platform.
 class Dice {
   public:
     explicit Dice(unsigned seed) : engine_(seed) {}
