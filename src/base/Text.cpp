@@ -146,6 +146,17 @@ std::string Join(const std::vector<std::string>& pieces, std::string_view separa
     return fmt::format("{}", fmt::join(pieces, separator));
 }
 
+std::string OneLine(std::string_view text) {
+    std::string line;
+    for (const char c : text) {
+        const bool space = kWhiteSpace.find(c) != std::string_view::npos;
+        if (!space || line.empty() || line.back() != ' ') {
+            line += space ? ' ' : c;
+        }
+    }
+    return line;
+}
+
 std::string ToVisible(std::string_view utf8, std::string_view kept) {
     std::string shown;
     while (!utf8.empty()) {

@@ -37,6 +37,9 @@ std::vector<std::string> SplitColumnList(std::string_view list);
 
 std::string Join(const std::vector<std::string>& pieces, std::string_view separator);
 
+// Replaces each run of white space by one space.
+std::string OneLine(std::string_view text);
+
 // Escapes what a terminal would interpret, as "\x1b" or "\u202e": control characters other than
 // those in `kept`, line separators, bidirectional controls and invalid UTF-8.
 std::string ToVisible(std::string_view utf8, std::string_view kept);

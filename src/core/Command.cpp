@@ -1,7 +1,23 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "core/Command.h"
 
+#include <algorithm>
+
+#include "base/Text.h"
+
 namespace morvane {
+
+bool SetParameterValue(std::vector<Parameter>& parameters, std::string_view name,
+                       const Value& value) {
+    const auto found = std::find_if(
+        parameters.begin(), parameters.end(),
+        [name](const Parameter& parameter) { return EqualsIgnoreCase(parameter.Name, name); });
+    if (found == parameters.end()) {
+        return false;
+    }
+    found->Value = value;
+    return true;
+}
 
 void ImmediateBatch::Add(std::string_view sql, const std::vector<Parameter>& parameters) {
     const std::int64_t rows =

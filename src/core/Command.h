@@ -23,6 +23,10 @@ struct Parameter {
     morvane::Value Value;
 };
 
+// Sets the value of the parameter with this name, ignoring case; false if there is none.
+bool SetParameterValue(std::vector<Parameter>& parameters, std::string_view name,
+                       const Value& value);
+
 enum class CommandType { Text, StoredProcedure };
 
 // A prepared statement with "?" placeholders. Parameters are bound by position, in the order in

@@ -17,16 +17,7 @@ std::string Compose(const std::vector<std::string>& descriptions, const std::str
     }
     text += kCrLf;
     text += "Statement: ";
-    bool blank = false;
-    for (const char c : statement.substr(0, kLongestStatement)) {
-        const bool isBlank = c == ' ' || c == '\t' || c == '\r' || c == '\n';
-        if (!isBlank) {
-            text += c;
-        } else if (!blank) {
-            text += ' ';
-        }
-        blank = isBlank;
-    }
+    text += OneLine(std::string_view(statement).substr(0, kLongestStatement));
     return statement.size() > kLongestStatement ? text + "..." : text;
 }
 

@@ -18,7 +18,7 @@ DatabaseError NoRow() {
          "settings of the archive database."});
 }
 
-// A quote would end its literal, and what follows would be read as SQL.
+// A quote would end the literal and inject SQL.
 void RequireNoQuote(const ArchiveSettings& archive) {
     const std::array<std::pair<const char*, const std::string&>, 4> fields{
         {{"Archive Server", archive.Login.Server},

@@ -8,7 +8,7 @@
 
 namespace morvane {
 
-// Where the archive is and how to log in there.
+// The archive database and the login for it.
 struct ArchiveSettings {
     ServerLogin Login;
     std::string Database;
@@ -23,12 +23,12 @@ void PutArchiveSettings(const ArchiveSettings& archive, RunSettings& settings);
 // also if there is no such row.
 ArchiveSettings ReadArchiveSettings(Connection& warehouse);
 
-// Puts that row, trimmed, into the settings of a run. Returns false and leaves them unchanged if
+// Copies that row, trimmed, into the settings of a run. Returns false and leaves them unchanged if
 // the table or the row is missing or if a column that a run needs is NULL.
 bool ReadArchiveDetails(Connection& warehouse, RunSettings& settings);
 
-// Writes that row. The values stand in the statement as they are, the password too, so that none
-// may hold a single quote: DatabaseError names the field then, and nothing is sent.
+// Updates that row. The values are pasted into the statement, so none may contain a single quote:
+// in that case throws a DatabaseError that names the field, and sends nothing.
 void SaveArchiveSettings(Connection& warehouse, const ArchiveSettings& archive);
 
 }  // namespace morvane

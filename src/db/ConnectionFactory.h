@@ -13,14 +13,14 @@ namespace morvane {
 
 struct ConnectionOptions {
     OdbcOptions Odbc = {};
-    std::string StatementLog = {};  // a file that gets every statement; none if empty
-    // Once it returns true, a SQL Server that does not answer is waited for only a few seconds, and
-    // an embedded database in use not at all. May be called from another thread.
+    std::string StatementLog = {};  // a file that receives every statement; none if empty
+    // Once it returns true, connections wait only a few seconds for a SQL Server that does not
+    // answer, and no longer for a locked embedded database. May be called from another thread.
     std::function<bool()> CancelRequested = {};
 };
 
-// Makes closed connections of the engine that the server's name asks for: "sqlite:<folder>" is the
-// embedded one, any other name a SQL Server.
+// Creates closed connections with the engine for the server's name: the embedded engine for
+// "sqlite:<folder>", SQL Server over ODBC for every other name.
 ConnectionFactory ConnectionsWith(ConnectionOptions options);
 
 // The same without options.

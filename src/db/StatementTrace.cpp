@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "core/ForwardingConnection.h"
 #include "sql/MaskPasswords.h"
@@ -16,8 +15,13 @@ namespace morvane {
 
 namespace {
 
-void AppendValue(std::string& shown, const Value& value) {
-    shown += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+// The statement followed by the parameter values, with passwords masked.
+std::string WithValues(std::string statement, const std::vector<Parameter>& parameters) {
+    for (const Parameter& parameter : parameters) {
+        const Value& value = parameter.Value;
+        statement += " [" + (value.IsNull() ? "NULL" : value.Text()) + "]";
+    }
+    return MaskPasswords(statement).Text;
 }
 
 class TracedBatch : public StatementBatch {
@@ -26,12 +30,7 @@ class TracedBatch : public StatementBatch {
         : batch_(std::move(batch)), sink_(sink) {}
 
     void Add(std::string_view sql, const std::vector<Parameter>& parameters) override {
-        std::string shown(sql);
-        shown += parameters.empty() ? "" : " --";
-        for (const Parameter& parameter : parameters) {
-            AppendValue(shown, parameter.Value);
-        }
-        sink_(MaskPasswords(shown).Text);
+        sink_(WithValues(std::string(sql) + (parameters.empty() ? "" : " --"), parameters));
         batch_->Add(sql, parameters);
     }
 
@@ -53,23 +52,18 @@ class TracedCommand : public ForwardingCommand {
     }
 
     void DeleteParameter(std::size_t position) override {
-        values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(position));
+        parameters_.erase(parameters_.begin() + static_cast<std::ptrdiff_t>(position));
         ForwardingCommand::DeleteParameter(position);
     }
 
     void AppendParameter(Parameter parameter) override {
-        values_.emplace_back(parameter.Name, parameter.Value);
+        parameters_.push_back(parameter);
         ForwardingCommand::AppendParameter(std::move(parameter));
     }
 
     void SetParameter(std::string_view name, const Value& value) override {
         ForwardingCommand::SetParameter(name, value);
-        for (auto& [heldName, held] : values_) {
-            if (EqualsIgnoreCase(heldName, name)) {
-                held = value;
-                break;
-            }
-        }
+        SetParameterValue(parameters_, name, value);
     }
 
     std::int64_t Execute() override {
@@ -83,17 +77,11 @@ class TracedCommand : public ForwardingCommand {
     }
 
   private:
-    void Show() const {
-        std::string shown = text_ + " --";
-        for (const auto& [name, value] : values_) {
-            AppendValue(shown, value);
-        }
-        sink_(MaskPasswords(shown).Text);
-    }
+    void Show() const { sink_(WithValues(text_ + " --", parameters_)); }
 
     StatementSink sink_;
     std::string text_;
-    std::vector<std::pair<std::string, Value>> values_;
+    std::vector<Parameter> parameters_;
 };
 
 class TracedConnection : public ForwardingConnection {
@@ -158,7 +146,7 @@ class TracedConnection : public ForwardingConnection {
 };
 
 // Each line of the log is one statement.
-std::string OneLine(std::string_view statement) {
+std::string WithoutLineBreaks(std::string_view statement) {
     std::string line(statement);
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\r' || c == '\n'; }, ' ');
@@ -181,7 +169,7 @@ std::unique_ptr<Connection> LogStatements(std::unique_ptr<Connection> connection
         throw FileError("Cannot write the file \"" + path + "\": " + reason);
     }
     const StatementSink write = [file](std::string_view statement) {
-        const std::string line = OneLine(statement) + '\n';
+        const std::string line = WithoutLineBreaks(statement) + '\n';
         std::fwrite(line.data(), 1, line.size(), file.get());
         std::fflush(file.get());
     };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include "core/Outcome.h"
+#include "core/ErrorTrap.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <fstream>
 #include <map>
 #include <string_view>
@@ -12,6 +11,7 @@
 #include "base/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
 #include "db/modDatabaseOperations.h"
+#include "db/odbc/OdbcDriver.h"
 
 namespace morvane {
 
@@ -120,19 +120,12 @@ bool UsesSqlServer(const Section& dataSource) {
     });
 }
 
-bool IsPort(std::string_view text) {
-    int port = 0;
-    const char* end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, port);
-    return error == std::errc() && stop == end && port >= 1 && port <= 65535;
-}
-
 // Returns an empty text for an invalid port: without its port the host would be another server.
 std::string WithPort(const std::string& host, const std::string& port) {
     if (port.empty() || host.find(',') != std::string::npos) {
         return host;
     }
-    return IsPort(port) ? host + "," + port : std::string();
+    return odbc::IsPort(port) ? host + "," + port : std::string();
 }
 
 std::string FreeTdsServer(const Section& server, const Section* global) {
@@ -163,10 +156,8 @@ std::string OdbcServer(const Section& dataSource, const std::vector<Section>& fr
 
 bool IsServerName(std::string_view name) {
     return !name.empty() && name.size() <= kLongestName && name.front() != ',' &&
-           name.front() != '\\' && std::none_of(name.begin(), name.end(), [](char c) {
-               return static_cast<unsigned char>(c) < 0x20 || c == 0x7F ||
-                      std::string_view(";{}='\"").find(c) != std::string_view::npos;
-           });
+           name.front() != '\\' &&
+           std::all_of(name.begin(), name.end(), odbc::IsServerNameCharacter);
 }
 
 void Add(std::vector<DataSource>& found, const Section& section, const std::string& server) {
@@ -207,7 +198,7 @@ std::string ServerOf(std::string_view record) {
         return host + "\\" + instance;
     }
     const std::string port = value("tcp");
-    return IsPort(port) && port != kDefaultPort ? host + "," + port : host;
+    return odbc::IsPort(port) && port != kDefaultPort ? host + "," + port : host;
 }
 
 // An embedded server is a folder, which can be written in several ways.

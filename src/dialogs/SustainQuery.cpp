@@ -12,18 +12,6 @@ namespace morvane {
 
 namespace {
 
-// Replaces every run of white space by one blank.
-std::string OneLine(std::string_view text) {
-    std::string line;
-    for (const char c : text) {
-        const bool blank = kWhiteSpace.find(c) != std::string_view::npos;
-        if (!blank || line.empty() || line.back() != ' ') {
-            line += blank ? ' ' : c;
-        }
-    }
-    return line;
-}
-
 std::optional<TableDefinition> Describe(Connection& connection, const std::string& table) {
     try {
         return table.empty() ? std::nullopt : std::optional(connection.DescribeTable(table));

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "core/Outcome.h"
+#include "core/ErrorTrap.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 

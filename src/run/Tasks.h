@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/Outcome.h"
+#include "core/ErrorTrap.h"
 #include "core/RunSettings.h"
 #include "core/RunState.h"
 #include "run/RunLog.h"

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "core/Outcome.h"
+#include "core/ErrorTrap.h"
 #include "core/RunState.h"
 #include "core/UserPrompt.h"
 

@@ -6,8 +6,8 @@
 
 #include "base/Clock.h"
 #include "core/Connection.h"
+#include "core/ErrorTrap.h"
 #include "core/LogStream.h"
-#include "core/Outcome.h"
 #include "core/ProgressWindow.h"
 #include "core/RunState.h"
 

@@ -17,7 +17,7 @@
 namespace morvane::testing {
 namespace {
 
-TEST(Folders, AreMadeWithAllTheirMissingParents) {
+TEST(Folders, AreCreatedWithMissingParents) {
     const TempFolder folder;
     EnsureFolder(folder / "a/b \u00e9/c");
     EnsureFolder(folder / "a/b \u00e9/c");
@@ -28,7 +28,7 @@ TEST(Folders, AreMadeWithAllTheirMissingParents) {
     EXPECT_EQ(ListFiles(folder / "a"), "b \u00e9 d");
 }
 
-TEST(Folders, BelowARegularFileAreRefusedByItsName) {
+TEST(Folders, CannotBeCreatedBelowARegularFile) {
     const TempFolder folder;
     TextFile(folder / "file").Close();
     const std::string expected =
@@ -40,7 +40,7 @@ TEST(Folders, BelowARegularFileAreRefusedByItsName) {
 
 #ifndef _WIN32
 
-TEST(Folders, OfAPathThatIsTooLongAreNotEvenBegun) {
+TEST(Folders, AreNotCreatedForAPathThatIsTooLong) {
     const TempFolder folder;
     std::string path = folder.Path();
     while (path.size() < 20'000) {
@@ -62,7 +62,7 @@ TEST(Folders, TheParentIsTheTextBeforeTheLastSeparator) {
 
 #ifdef _WIN32
 
-TEST(Folders, AreSeparatedByEitherSlashAndLieOnDrives) {
+TEST(Folders, AcceptBothSlashesAndDrives) {
     EXPECT_EQ(ParentFolder("C:\\a\\b.txt"), "C:\\a");
     EXPECT_EQ(ParentFolder("C:/a\\b/c"), "C:/a\\b");
     EXPECT_EQ(ParentFolder("C:\\a"), "C:");
@@ -75,7 +75,7 @@ TEST(Folders, AreSeparatedByEitherSlashAndLieOnDrives) {
 
 #endif
 
-TEST(TextFiles, HoldTheBytesWrittenAndEmptyAnOlderFile) {
+TEST(TextFiles, ContainTheBytesWrittenAndReplaceAnOlderFile) {
     const TempFolder folder;
     const std::string path = folder / "out.txt";
     const std::string bytes("a\0\xFF\n", 4);
@@ -88,14 +88,14 @@ TEST(TextFiles, HoldTheBytesWrittenAndEmptyAnOlderFile) {
     }
 }
 
-TEST(TextFiles, CanBeReadLineByLineWhileTheyGrow) {
+TEST(TextFiles, CanBeReadWhileBeingWritten) {
     const TempFolder folder;
     TextFile file(folder / "log.txt", TextFile::Flush::EveryLine);
     file.WriteLine("first");
     EXPECT_EQ(ReadWholeFile(folder / "log.txt"), "first\r\n");
 }
 
-TEST(TextFiles, ThatCannotBeReadAreNamedWithTheReason) {
+TEST(TextFiles, ReportWhyTheyCannotBeRead) {
     const TempFolder folder;
     EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder / "missing"); }),
               "Cannot open the file \"" + (folder / "missing") + "\": No such file or directory");
@@ -109,7 +109,7 @@ TEST(TextFiles, ThatCannotBeReadAreNamedWithTheReason) {
 
 #ifndef _WIN32  // which has no file that is always full, and no pipes among its files
 
-TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
+TEST(TextFiles, ReportAFullDiskAtTheLatestOnClose) {
     const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
     for (const int lines : {1, 100'000}) {
         for (const auto flush : {TextFile::Flush::AtClose, TextFile::Flush::EveryLine}) {
@@ -125,8 +125,8 @@ TEST(TextFiles, SayThatTheDiskIsFullAtTheLatestWhenClosed) {
     }
 }
 
-// A pipe that was opened as usual would wait for its other end for ever.
-TEST(TextFiles, AreWhatTheirNameMaySayAndNeverWaitedFor) {
+// A blocking open of a pipe would wait forever.
+TEST(TextFiles, RejectSpecialFilesWithoutBlocking) {
     const TempFolder folder;
     const std::string victim = folder / "victim";
     const auto write = [](const std::string& path, NamedBy namedBy) {

@@ -43,11 +43,11 @@ class FileSpace : public ::testing::Test {
 
     TempFolder folder_;
     std::string path_ = folder_ / "data";
-    // Open as a log is, since Windows gives the space back when nobody has the file open.
+    // Kept open, because Windows frees the space when the last handle is closed.
     TextFile file_{path_, TextFile::Flush::EveryLine};
 };
 
-TEST_F(FileSpace, IsTakenAndGivenBackWithoutTouchingTheContent) {
+TEST_F(FileSpace, IsReservedAndReleasedWithoutChangingTheContent) {
     constexpr std::int64_t kBytes = 4 << 20;
     ASSERT_FALSE(ReserveFileSpace(file_.Stream(), path_, kBytes));
     EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
@@ -60,7 +60,7 @@ TEST_F(FileSpace, IsTakenAndGivenBackWithoutTouchingTheContent) {
     EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
 }
 
-TEST_F(FileSpace, ThatTheDiskDoesNotHaveIsRefused) {
+TEST_F(FileSpace, BeyondTheFreeSpaceIsRefused) {
     EXPECT_EQ(ReserveFileSpace(file_.Stream(), path_, std::int64_t{1} << 60),
               std::errc::no_space_on_device);
 }

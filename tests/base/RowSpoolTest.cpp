@@ -43,7 +43,7 @@ void ExpectRowsBack(std::int64_t count) {
     EXPECT_FALSE(spool.Next(row));
 }
 
-TEST(RowSpool, GivesEveryKindOfValueBackInOrder) {
+TEST(RowSpool, ReturnsEveryKindOfValueInOrder) {
     ExpectRowsBack(0);
     ExpectRowsBack(8);
     RowSpool spool;
@@ -55,12 +55,12 @@ TEST(RowSpool, GivesEveryKindOfValueBackInOrder) {
     EXPECT_EQ(row, extremes);
 }
 
-TEST(RowSpool, GivesRowsBackThatDoNotFitItsMemory) {
+TEST(RowSpool, ReturnsRowsBeyondItsMemoryLimit) {
     ExpectRowsBack(60'000);  // some 3 MB
 
     RowSpool spool;
     const std::string large(3'000'000, 'y');
-    spool.Append({Value(large)});  // exactly at a spill: nothing waits in memory
+    spool.Append({Value(large)});  // spilled at once: nothing is left in memory
     Row row;
     ASSERT_TRUE(spool.Next(row));
     EXPECT_EQ(row, Row{Value(large)});
@@ -69,7 +69,7 @@ TEST(RowSpool, GivesRowsBackThatDoNotFitItsMemory) {
 
 #ifndef _WIN32  // which has no limit for the files of one process
 
-TEST(RowSpool, SaysSoWhenTheTemporaryFileCannotGrow) {
+TEST(RowSpool, ThrowsWhenTheTemporaryFileCannotGrow) {
     const FileSizeLimit limit(1 << 20);
     RowSpool spool;
     const Row row{Value(std::string(500'000, 'z'))};

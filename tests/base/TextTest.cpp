@@ -9,13 +9,13 @@
 namespace morvane::testing {
 namespace {
 
-TEST(Text, TrimTakesBlanksOnly) {
+TEST(Text, TrimRemovesSpacesOnly) {
     EXPECT_EQ(Trim("  \ta b\t "), "\ta b\t");
     EXPECT_EQ(Trim("   "), "");
     EXPECT_EQ(Trim(""), "");
 }
 
-TEST(Text, SplitKeepsEmptyPiecesAndColumnListsLoseTheirBlanks) {
+TEST(Text, SplitKeepsEmptyPiecesAndColumnListsAreTrimmed) {
     using Pieces = std::vector<std::string>;
     EXPECT_EQ(Split("", ','), Pieces{""});
     EXPECT_EQ(Split(",a, b,", ','), (Pieces{"", "a", " b", ""}));
@@ -24,7 +24,7 @@ TEST(Text, SplitKeepsEmptyPiecesAndColumnListsLoseTheirBlanks) {
     EXPECT_EQ(Join({}, ","), "");
 }
 
-TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
+TEST(Text, CaseConversionIsLimitedToAscii) {
     EXPECT_TRUE(EqualsIgnoreCase("dwm_Tables", "DWM_tABLES"));
     EXPECT_FALSE(EqualsIgnoreCase("dwm", "dwm_"));
     EXPECT_FALSE(EqualsIgnoreCase("[", "{"));
@@ -32,7 +32,7 @@ TEST(Text, LetterCaseIsThatOfAsciiLettersAlone) {
     EXPECT_EQ(ToLower("A\u00c9Z["), "a\u00c9z[");
 }
 
-TEST(Text, ShowsWhatWouldActOnATerminal) {
+TEST(Text, EscapesTerminalControls) {
     for (const auto& [text, shown] : std::vector<std::pair<std::string, std::string>>{
              {"a\u00e9\u20ac\U0001F600 ~", "a\u00e9\u20ac\U0001F600 ~"},
              {"\x1b[2J\x07\x7f\n\r", "\\x1b[2J\\x07\\x7f\n\\x0d"},
@@ -43,7 +43,7 @@ TEST(Text, ShowsWhatWouldActOnATerminal) {
     }
 }
 
-TEST(DateText, WritesOneMomentInEveryForm) {
+TEST(DateText, FormatsAMomentInEveryForm) {
     const LocalMoment moment = FixedClock().Moment;
     EXPECT_EQ(LongDate(moment.Date), "Tuesday, Mar 5 2024");
     EXPECT_EQ(LocaleTime(moment.TimeOfDay), "14:07:09");
@@ -51,21 +51,22 @@ TEST(DateText, WritesOneMomentInEveryForm) {
     EXPECT_EQ(IsoDateTime(moment), "2024-03-05 14:07:09");
 }
 
-TEST(AsciiHtml, EveryCharacterBeyondAsciiBecomesItsNumber) {
+TEST(AsciiHtml, NonAsciiCharactersBecomeReferences) {
     EXPECT_EQ(ToAsciiHtml("<\xC2\x80\u07FF\u0800\u20AC\uFFFF\U00010000\U0010FFFF&"),
               "<&#128;&#2047;&#2048;&#8364;&#65535;&#65536;&#1114111;&");
     EXPECT_EQ(ToAsciiHtml(std::string("a\0<b>\t\r\n", 9)), std::string("a\0<b>\t\r\n", 9));
 }
 
-TEST(AsciiHtml, EveryByteThatIsNoUtf8BecomesAReplacementCharacter) {
+TEST(AsciiHtml, InvalidUtf8BecomesReplacementCharacters) {
     const std::string bad = "&#65533;";
-    EXPECT_EQ(ToAsciiHtml("\xC3"), bad);                                // cut at the end
-    EXPECT_EQ(ToAsciiHtml("\xE2\x82</TD>"), bad + bad + "</TD>");       // cut by what follows
-    EXPECT_EQ(ToAsciiHtml("\xA9x"), bad + "x");                         // a tail without a head
-    EXPECT_EQ(ToAsciiHtml("\xC0\xAF"), bad + bad);                      // "/" in two bytes
-    EXPECT_EQ(ToAsciiHtml("\xE0\x80\xBC"), bad + bad + bad);            // "<" in three
-    EXPECT_EQ(ToAsciiHtml("\xED\xA0\x80"), bad + bad + bad);            // half of a surrogate pair
-    EXPECT_EQ(ToAsciiHtml("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // beyond the last character
+    EXPECT_EQ(ToAsciiHtml("\xC3"), bad);  // truncated at the end
+    EXPECT_EQ(ToAsciiHtml("\xE2\x82</TD>"),
+              bad + bad + "</TD>");                           // truncated by the next character
+    EXPECT_EQ(ToAsciiHtml("\xA9x"), bad + "x");               // continuation byte without a lead
+    EXPECT_EQ(ToAsciiHtml("\xC0\xAF"), bad + bad);            // overlong "/"
+    EXPECT_EQ(ToAsciiHtml("\xE0\x80\xBC"), bad + bad + bad);  // overlong "<"
+    EXPECT_EQ(ToAsciiHtml("\xED\xA0\x80"), bad + bad + bad);  // surrogate
+    EXPECT_EQ(ToAsciiHtml("\xF4\x90\x80\x80"), bad + bad + bad + bad);  // beyond U+10FFFF
     EXPECT_EQ(ToAsciiHtml("\xFF"), bad);
     EXPECT_EQ(ToAsciiHtml("Gr\xF6\xDF"
                           "e \u20ac"),

@@ -19,7 +19,7 @@ Value Words(const char* text) {
     return Value(std::string(text));
 }
 
-TEST(Value, TextFormLosesNothing) {
+TEST(Value, TextRoundTrips) {
     EXPECT_EQ(Value().Text(), "");
     EXPECT_EQ(Number(std::numeric_limits<std::int64_t>::min()).Text(), "-9223372036854775808");
     EXPECT_EQ(Value(3.0).Text(), "3");
@@ -34,7 +34,7 @@ TEST(Value, TextFormLosesNothing) {
     EXPECT_EQ(row, "row:7 x-2.5");
 }
 
-TEST(Value, WholeNumberOfWhatIsNoneIsRefused) {
+TEST(Value, IntegerRefusesOtherValues) {
     EXPECT_EQ(Words(" -42 ").Integer(), -42);
     EXPECT_EQ(Value(-2.9).Integer(), -2);
     for (const Value& value : {Value(), Words(""), Words("4x"), Words("9223372036854775808"),
@@ -44,7 +44,7 @@ TEST(Value, WholeNumberOfWhatIsNoneIsRefused) {
     }
 }
 
-TEST(Value, FlagIsEveryNumberButZeroAndTheWordTrue) {
+TEST(Value, FlagIsTrueForNonZeroNumbersAndTheWordTrue) {
     for (const Value& value : {Number(1), Number(-1), Value(0.5), Words(" TRUE "), Words("1.0")}) {
         EXPECT_TRUE(value.Flag()) << value.Text();
     }
@@ -54,7 +54,7 @@ TEST(Value, FlagIsEveryNumberButZeroAndTheWordTrue) {
     }
 }
 
-TEST(Field, ComparesTextsAsTheServerWouldOrLeavesItToTheServer) {
+TEST(Field, ComparesTextsLikeTheServerOrReportsUnknown) {
     using enum TextComparison;
     using enum Equality;
     const struct {
@@ -82,7 +82,7 @@ TEST(Field, ComparesTextsAsTheServerWouldOrLeavesItToTheServer) {
     }
 }
 
-TEST(Field, ComparesNumbersBySizeAndNullWithNothing) {
+TEST(Field, ComparesNumbersByValueAndNullEqualsNothing) {
     const Field field;
     const auto same = [&](const Value& a, const Value& b) {
         return field.Compare(a, b) == Equality::Equal;

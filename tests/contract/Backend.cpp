@@ -97,7 +97,7 @@ class LiveDatabase : public TestDatabase {
     std::string name_;
 };
 
-// As the program starts: Microsoft's driver takes texts in the encoding of the locale.
+// Sets the locale as the program does: Microsoft's driver uses its encoding.
 class ProgramsLocale : public ::testing::Environment {
   public:
     void SetUp() override { UseSystemLocale(); }

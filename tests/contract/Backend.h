@@ -14,37 +14,36 @@
 
 namespace morvane::testing {
 
-// A database of its own on one engine, gone at the end of the test.
+// A private database on one engine, dropped at the end of the test.
 class TestDatabase {
   public:
     virtual ~TestDatabase() = default;
-    // A closed connection with its properties set, and the name of the database to choose.
+    // A closed connection with its properties set, and the name of the database to select.
     virtual std::unique_ptr<Connection> Connect() = 0;
     virtual std::string Name() const = 0;
 
     std::unique_ptr<Connection> Open();
 };
 
-// One engine against which the same cases run.
+// An engine under test.
 struct Backend {
     std::string Name;
     std::function<std::unique_ptr<TestDatabase>()> Make;
-    bool SpeaksTSql = true;  // else only what SQLite itself understands
-    // Why the engine cannot be tested here; empty when it can.
+    bool SpeaksTSql = true;  // else SQLite's own dialect
+    // Why the engine cannot be tested; empty if it can.
     std::string Unavailable;
 };
 
 std::ostream& operator<<(std::ostream& stream, const Backend& backend);
 
-// Whether the driver manager knows the ODBC driver.
+// Whether the ODBC driver is registered.
 bool IsInstalled(const std::string& driver);
 
-// The embedded engine; ODBC over the SQLite driver; ODBC over a live server when the environment
-// variable MORVANE_TEST_SERVER names one.
+// The embedded engine, ODBC over the SQLite driver, and ODBC over the live server.
 std::vector<Backend> AllBackends();
 
-// The live server of MORVANE_TEST_SERVER, logged in with MORVANE_TEST_USER and
-// MORVANE_TEST_PASSWORD; no value without one.
+// The live server in MORVANE_TEST_SERVER, MORVANE_TEST_USER and MORVANE_TEST_PASSWORD; no value if
+// not set.
 struct LiveServer {
     std::string Server;
     std::string User;
@@ -52,13 +51,13 @@ struct LiveServer {
 };
 std::optional<LiveServer> FindLiveServer();
 
-// Makes connections to it, with the ODBC options of the environment.
+// Creates connections to it, with the ODBC options of the environment.
 ConnectionFactory LiveConnections();
 
-// A new database on it, dropped at the end.
+// Creates a database on it, dropped at the end.
 std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
 
-// A test that needs the live server, and says so when it is skipped without one.
+// A test that needs the live server and is skipped without one.
 template <typename Base>
 class OnLiveServer : public Base {
   protected:

@@ -11,7 +11,7 @@
 namespace morvane::testing {
 namespace {
 
-// The same cases against every engine.
+// Test cases that run against every engine.
 class Contract : public ::testing::TestWithParam<Backend> {
   protected:
     void SetUp() override {
@@ -24,7 +24,7 @@ class Contract : public ::testing::TestWithParam<Backend> {
 
     void Run(const std::string& sql) { connection_->Execute(sql); }
 
-    // The rows of a query: columns joined by "|", rows by blanks, NULL as "NULL".
+    // The result of a query, with "|" between columns and a space between rows.
     std::string Text(const std::string& sql) {
         std::string text;
         const auto rows = connection_->OpenRecordset(sql);
@@ -45,7 +45,7 @@ class Contract : public ::testing::TestWithParam<Backend> {
 INSTANTIATE_TEST_SUITE_P(Engines, Contract, ::testing::ValuesIn(AllBackends()),
                          [](const auto& instance) { return instance.param.Name; });
 
-TEST_P(Contract, AMissingDatabaseIsAnErrorAndTheOldOneStays) {
+TEST_P(Contract, AMissingDatabaseIsAnErrorAndLeavesTheOldOneSelected) {
     if (GetParam().Name == "SqliteOdbc") {
         GTEST_SKIP() << "the SQLite driver makes a missing file";
     }
@@ -60,7 +60,7 @@ TEST_P(Contract, AMissingDatabaseIsAnErrorAndTheOldOneStays) {
     EXPECT_TRUE(connection_->TableExists("t"));
 }
 
-TEST_P(Contract, ValuesComeBackAsTheyWentIn) {
+TEST_P(Contract, ValuesRoundTrip) {
     Run("create table t(i int, b bigint, s smallint, f bit, d decimal(18,4), v varchar(30), "
         "n nvarchar(30), w datetime, x float)");
     Run("insert into t values (-2147483648, 9007199254740993, -7, 1, -0.5, 'it''s', " +
@@ -82,14 +82,14 @@ TEST_P(Contract, ValuesComeBackAsTheyWentIn) {
     }
 }
 
-TEST_P(Contract, LongTextsAreWhole) {
+TEST_P(Contract, LongTextsAreReadCompletely) {
     const bool tSql = GetParam().SpeaksTSql;
     Run(std::string("create table t(c ") + (tSql ? "nvarchar(max))" : "text)"));
     std::string text;
     while (text.size() < 20000) {
         text += "ü€";
     }
-    // Each shift lets another byte of a character fall on the end of a piece.
+    // Each shift puts another byte of a character at the end of a piece.
     for (const char* shift : {"", "-", "--", "---", "----"}) {
         Run("delete from t");
         Run(std::string("insert into t values (") + (tSql ? "N'" : "'") + shift + text + "')");
@@ -97,7 +97,7 @@ TEST_P(Contract, LongTextsAreWhole) {
     }
 }
 
-TEST_P(Contract, TypeCodesTellWhatIsQuoted) {
+TEST_P(Contract, FieldsHaveTheColumnTypes) {
     if (GetParam().Name == "SqliteOdbc") {
         GTEST_SKIP() << "the SQLite driver takes every other type for a text";
     }
@@ -128,7 +128,7 @@ TEST_P(Contract, RowCountsAreExact) {
     EXPECT_EQ(connection_->Execute("delete from t where a > 0"), 2);
 }
 
-TEST_P(Contract, ParametersFillThePlacesByPosition) {
+TEST_P(Contract, ParametersAreBoundByPosition) {
     Run("create table t(a int, b varchar(9), w datetime)");
     Run("insert into t values (1, 'x', null)");
     Run("insert into t values (2, 'y', null)");
@@ -156,7 +156,7 @@ TEST_P(Contract, ParametersFillThePlacesByPosition) {
     EXPECT_EQ(Text("select a, b from t order by a"), "1|x 2|");
 }
 
-TEST_P(Contract, ACommandOpensItsRowsAgainAndAgain) {
+TEST_P(Contract, ACommandOpensRecordsetsRepeatedly) {
     Run("create table t(a int, b varchar(9))");
     Run("insert into t values (1, 'x')");
     const auto command = connection_->CreateCommand();
@@ -168,7 +168,7 @@ TEST_P(Contract, ACommandOpensItsRowsAgainAndAgain) {
     }
 }
 
-TEST_P(Contract, ABufferedListLeavesTheConnectionFree) {
+TEST_P(Contract, ABufferedRecordsetLeavesTheConnectionFree) {
     Run("create table t(a int)");
     Run("insert into t values (1)");
     Run("insert into t values (2)");
@@ -181,7 +181,7 @@ TEST_P(Contract, ABufferedListLeavesTheConnectionFree) {
     EXPECT_TRUE(rows->Eof());
 }
 
-TEST_P(Contract, AStreamedListFreesTheConnectionAtItsEndOrWhenItGoes) {
+TEST_P(Contract, AStreamedRecordsetFreesTheConnectionAtItsEndOrWhenDestroyed) {
     Run("create table t(a int)");
     Run("insert into t values (1)");
     Run("insert into t values (2)");
@@ -196,7 +196,7 @@ TEST_P(Contract, AStreamedListFreesTheConnectionAtItsEndOrWhenItGoes) {
     EXPECT_EQ(Text("select count(*) from t"), "0");
 }
 
-TEST_P(Contract, WhatOutlivesItsConnectionSaysSoAndHoldsNothing) {
+TEST_P(Contract, ObjectsThatOutliveTheirConnectionThrowAndHoldNoLocks) {
     Run("create table t(a int)");
     Run("insert into t values (1)");
     Run("insert into t values (2)");
@@ -260,7 +260,7 @@ TEST_P(Contract, ATransactionIsAllOrNothing) {
     EXPECT_EQ(Text("select a from t order by a"), "2 3");
 }
 
-TEST_P(Contract, NothingOfATransactionStandsAfterAnErrorInIt) {
+TEST_P(Contract, AnErrorInATransactionUndoesAllOfIt) {
     Run("create table t(a int not null, primary key(a))");
     Run("insert into t values (1)");
     {
@@ -277,7 +277,7 @@ TEST_P(Contract, NothingOfATransactionStandsAfterAnErrorInIt) {
     EXPECT_EQ(Text("select count(*) from t"), "2") << "the connection goes on";
 }
 
-TEST_P(Contract, RowsAreSavedByTheirKeyAllOrNone) {
+TEST_P(Contract, RowsAreSavedByKeyAllOrNone) {
     Run("create table t(a int, b varchar(9), c int)");
     for (const char* row : {"(1, 'x', 0)", "(2, null, 0)", "(3, 'z', 0)", "(3, 'z', 0)"}) {
         Run(std::string("insert into t values ") + row);
@@ -302,11 +302,11 @@ TEST_P(Contract, RowsAreSavedByTheirKeyAllOrNone) {
     EXPECT_THROW(SaveRows(*connection_, "t", {again, gone}), DatabaseError);
     EXPECT_THROW(SaveRows(*connection_, "t", {again, twice}), DatabaseError);
     EXPECT_EQ(Text("select count(*) from t where c = 9"), "0") << "all or none";
-    // Writing what is there already still finds the row.
+    // A save without changes still finds the row.
     SaveRows(*connection_, "t", {first});
 }
 
-TEST_P(Contract, CatalogueNamesAreNoPatterns) {
+TEST_P(Contract, CatalogueNamesAreNotPatterns) {
     Run("create table ax_t(a_b int not null, primary key(a_b))");
     Run("create table bare(a int)");
     EXPECT_TRUE(connection_->TableExists("AX_T"));
@@ -322,7 +322,7 @@ TEST_P(Contract, CatalogueNamesAreNoPatterns) {
     EXPECT_FALSE(connection_->IsIndexed("a__t"));
 }
 
-TEST_P(Contract, ErrorsCarryTheServersWordsAndTheStatement) {
+TEST_P(Contract, ErrorsContainTheServersMessageAndTheStatement) {
     try {
         Run("update no_such_table set a = 1");
         FAIL() << "no error";
@@ -335,15 +335,15 @@ TEST_P(Contract, ErrorsCarryTheServersWordsAndTheStatement) {
     Run("create table t(a int)");
 }
 
-// Whether the server really compiles alone what comes after "Set NOEXEC ON". Some take the words
-// and execute all the same; only a harmless query can tell.
+// Whether the server honours "Set NOEXEC ON". Some servers accept the option and execute statements
+// anyway; this tries it with a harmless query.
 bool HonoursNoExec(Connection& connection) {
     connection.Execute("Set NOEXEC ON");
     bool honours = false;
     try {
         honours = connection.OpenRecordset("select 1 as a")->Eof();
     } catch (const DatabaseError&) {
-        honours = true;  // nothing was executed, so that there are no columns
+        honours = true;  // not executed, so there are no columns
     }
     connection.Execute("Set NOEXEC OFF");
     return honours;
@@ -379,7 +379,7 @@ TEST_P(Contract, TheServersDialectIsUnderstood) {
     try {
         Run("insert into fact values (1, {ts '2024-03-05 14:07:09'})");
     } catch (const DatabaseError& error) {
-        GTEST_SKIP() << error.what();  // a server that leaves the words of ODBC to the driver
+        GTEST_SKIP() << error.what();  // a server that does not parse ODBC escapes
     }
     Run("insert into fact values (1, getdate())");
     EXPECT_EQ(

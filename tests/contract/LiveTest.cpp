@@ -32,11 +32,11 @@ std::string Literal(const Value& value) {
                             : value.Text();
 }
 
-// The same table with the same rows on another engine.
+// Copies a table with its rows to another engine.
 void CopyTable(Connection& from, Connection& to, const std::string& table) {
     TableDefinition definition = from.DescribeTable(table);
     for (ColumnDefinition& column : definition.Columns) {
-        column.Collation.clear();  // the server's own ignores letter case
+        column.Collation.clear();  // the default collation ignores case
     }
     to.Execute(CreateTableScript(definition));
     const auto rows = from.OpenRecordset("select * from " + table, RecordsetKind::Streamed);
@@ -53,7 +53,7 @@ void CopyTable(Connection& from, Connection& to, const std::string& table) {
     }
 }
 
-// A value as both engines could write it: a number without trailing zeros, a date to its second.
+// A value in a form that both engines share: numbers without trailing zeros, dates to the second.
 std::string Comparable(const Field& field) {
     std::string text = field.Value.IsNull() ? "NULL" : field.Value.Text();
     if (field.Type == DataType::DBTimeStamp) {
@@ -122,7 +122,7 @@ class LiveRun : public OnLiveServer<::testing::TestWithParam<bool>> {
 INSTANTIATE_TEST_SUITE_P(Deletions, LiveRun, ::testing::Bool(),
                          [](const auto& instance) { return instance.param ? "Atomic" : "Normal"; });
 
-TEST_P(LiveRun, LeavesBehindWhatTheEmbeddedEngineLeaves) {
+TEST_P(LiveRun, GivesTheSameResultAsTheEmbeddedEngine) {
     RunSettings embedded = EveryTask(embedded_, logs_.Path());
     embedded.Database = "retail";
     Clean(embedded);
@@ -176,7 +176,7 @@ class LiveArchive : public OnLiveServer<::testing::Test> {
     std::unique_ptr<TestDatabase> archive_;
 };
 
-TEST_F(LiveArchive, MovesTheRowsOrLeavesThemWithAReason) {
+TEST_F(LiveArchive, MovesTheRowsOrReportsWhyNot) {
     RunSettings settings = LiveSettings(server_, *warehouse_, logs_);
     settings.ArchiveFactTables = true;
     settings.ArchiveMachine = settings.Machine;

@@ -22,7 +22,7 @@ void RequireSuccess(int result, const char* what) {
     }
 }
 
-// However a driver behaves, no connection of a test lives longer.
+// Upper bound for a connection in a test, whatever the driver does.
 constexpr auto kLongestLife = std::chrono::seconds(60);
 constexpr int kPollMilliseconds = 50;
 
@@ -40,13 +40,13 @@ int BoundPort(int handle) {
 int NewSocket() {
     const int handle = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     RequireSuccess(handle, "socket");
-    // A peer that does not read must not hold the thread.
+    // Do not block on a peer that does not read.
     const timeval limit{2, 0};
     setsockopt(handle, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof(limit));
     return handle;
 }
 
-// Adds what has come; false at the end of the stream.
+// Appends the received bytes; false at the end of the stream.
 bool Receive(int handle, std::string& bytes) {
     std::array<char, 16384> buffer{};
     const ssize_t received = recv(handle, buffer.data(), buffer.size(), 0);

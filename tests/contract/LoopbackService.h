@@ -8,8 +8,8 @@
 
 namespace morvane::testing {
 
-// A thread that serves connections to a port of 127.0.0.1, its own or chosen by the system. It ends
-// with the object, and every connection ends with it.
+// A thread that serves connections to a free port of 127.0.0.1. The destructor ends it and closes
+// all connections.
 class LoopbackService {
   public:
     virtual ~LoopbackService() = default;
@@ -21,10 +21,10 @@ class LoopbackService {
 
   protected:
     LoopbackService();
-    // To be called at the end of each constructor, and at the start of each destructor.
+    // Call these at the end of each constructor and at the start of each destructor.
     void Start(std::function<void()> serve);
     void Stop();
-    // For `serve`: accepts clients and tells what they do, and calls `tick` in between, until the
+    // Body of `serve`: accepts clients, reports their events and calls `tick` in between, until the
     // service ends.
     enum class Event { Connected, Sent, Gone };
     using Listener = std::function<void(int client, Event event, const std::string& bytes)>;
@@ -32,24 +32,24 @@ class LoopbackService {
 
   private:
     int listener_ = -1;
-    int stopSignal_ = -1;  // readable once the thread is to end
+    int stopSignal_ = -1;  // readable when the thread must end
     int stopTrigger_ = -1;
     int port_ = 0;
     std::thread thread_;
 };
 
-// A server that says the same to everybody.
+// A server that gives every client the same answer.
 class ScriptedListener : public LoopbackService {
   public:
     struct Script {
-        bool WaitsForClient = false;  // answers the first packet, else the connection itself
+        bool WaitsForClient = false;  // answers the first packet instead of the connection
         std::string Answer;
-        bool Closes = false;  // after the answer; else it is silent from there on
+        bool Closes = false;  // after the answer; otherwise stays silent
     };
     explicit ScriptedListener(Script script);
     ~ScriptedListener() override { Stop(); }
 
-    // A port at which nobody listens.
+    // A port without a listener.
     static std::string ClosedServer();
 
   private:
@@ -58,13 +58,12 @@ class ScriptedListener : public LoopbackService {
     Script script_;
 };
 
-// The protocol's packets have a header of 8 bytes, in which the first tells the type, the second
-// whether a message ends here, and the third and fourth the length.
+// Size of a TDS packet header: type, end of message, length (2 bytes) and four more.
 constexpr std::size_t kHeader = 8;
 
-// False when the other side does not take them.
+// False if the peer does not read.
 bool Send(int handle, std::string_view bytes);
-// Takes the first packet off the bytes, if it is there as a whole.
+// Removes and returns the first packet; empty if it is incomplete.
 std::string TakePacket(std::string& bytes);
 
 }  // namespace morvane::testing

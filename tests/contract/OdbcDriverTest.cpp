@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "core/DatabaseError.h"
+#include "db/odbc/OdbcHandle.h"
 #include "support/ErrorOf.h"
 
 namespace morvane::odbc {
@@ -16,7 +17,7 @@ LoginDetails Login(const std::string& server, const std::string& password = "p")
     return {{server, false, "u", password}, "", "", 0};
 }
 
-TEST(OdbcDriver, TheBestInstalledOneIsPicked) {
+TEST(OdbcDriver, ThePreferredInstalledDriverIsPicked) {
     EXPECT_EQ(PickDriver({"SQLite3", "FreeTDS", "ODBC Driver 17 for SQL Server"}, {}).Name,
               "ODBC Driver 17 for SQL Server");
     EXPECT_EQ(PickDriver({"freetds"}, {}).Name, "freetds");
@@ -40,7 +41,7 @@ TEST(OdbcDriver, AMissingDriverIsNamedWithItsPackage) {
     EXPECT_THROW(PickDriver({"FreeTDS"}, "Oracle"), DatabaseError);
 }
 
-TEST(OdbcDriver, FreeTdsGetsTheStringThatItUnderstands) {
+TEST(OdbcDriver, FreeTdsGetsItsOwnKeywords) {
     EXPECT_EQ(BuildConnectionString(kFreeTds, Login("host,14330")),
               "Driver={FreeTDS};TDS_Version=7.4;ClientCharset=UTF-8;Server=host;Port=14330;"
               "Encryption=require;UID={u};PWD={p};");
@@ -49,7 +50,7 @@ TEST(OdbcDriver, FreeTdsGetsTheStringThatItUnderstands) {
               "Encryption=require;UID={u};PWD={p};");
 }
 
-TEST(OdbcDriver, AValueCannotAddAKeyword) {
+TEST(OdbcDriver, AValueCannotInjectAKeyword) {
     EXPECT_NE(
         BuildConnectionString(kFreeTds, Login(".", "a;}b{ \"ü'")).find("PWD={a;}b{ \"\xFC'};"),
         std::string::npos);
@@ -62,6 +63,10 @@ TEST(OdbcDriver, AValueCannotAddAKeyword) {
         EXPECT_THROW(BuildConnectionString(kFreeTds, Login(server)), DatabaseError) << server;
         EXPECT_THROW(BuildConnectionString(kMicrosoft, Login(server)), DatabaseError) << server;
     }
+}
+
+TEST(OdbcHandle, ThrowsWithoutDiagnosticsToo) {
+    EXPECT_THROW(OdbcHandle(SQL_HANDLE_DBC, OdbcHandle()), DatabaseError);
 }
 
 }  // namespace

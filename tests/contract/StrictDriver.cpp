@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
-// An ODBC driver without a server. It is as strict as Microsoft's "ODBC Driver 18 for SQL Server"
-// where that driver is stricter than FreeTDS, and answers statements as the test scripted them. The
-// driver manager reports functions that are not here, such as SQLTables, as not supported.
+// An ODBC driver without a server that answers statements from the test's script. It is as strict
+// as Microsoft's "ODBC Driver 18 for SQL Server" where that one is stricter than FreeTDS. The
+// driver manager reports missing functions, such as SQLTables, as not supported.
 //
-// Nothing here calls an SQL* function: the name would mean the driver manager's.
+// The driver must not call SQL* functions: the names resolve to the driver manager's.
 #include "contract/StrictDriver.h"
 
 #include <iconv.h>
@@ -51,7 +51,7 @@ struct DriverStatement : Handle {
     bool AllGiven = false;
 };
 
-// Every function of ODBC begins without diagnostics.
+// Every ODBC function starts by clearing the diagnostics.
 template <typename Kind>
 Kind& Begin(SQLHANDLE handle) {
     Kind& object = static_cast<Kind&>(*static_cast<Handle*>(handle));
@@ -59,7 +59,7 @@ Kind& Begin(SQLHANDLE handle) {
     return object;
 }
 
-// A native code is the server's; what the driver finds itself has none.
+// The native code is the server's; errors of the driver itself have none.
 SQLRETURN Report(Handle& handle, const char* state, const std::string& message,
                  SQLINTEGER native = 0) {
     const char* speaker = native == 0 ? "" : "[SQL Server]";
@@ -75,7 +75,7 @@ std::string TextOf(const void* text, SQLLEN length) {
                              : std::string(bytes, static_cast<std::size_t>(length));
 }
 
-// Copies a text with its NUL; the length is that of the whole text.
+// Copies a text with its NUL; the length is that of the complete text.
 template <typename Length>
 SQLRETURN CopyText(std::string_view text, SQLPOINTER buffer, std::size_t room, Length* length) {
     if (length != nullptr) {
@@ -110,7 +110,7 @@ std::u16string Utf16(const std::string& text) {
     return units;
 }
 
-// Of two equal keywords the first counts. A braced value ends at a "}" that is not doubled.
+// Of duplicate keywords the first is used. A braced value ends at a "}" that is not doubled.
 LoginKeywords ParseLogin(std::string_view text) {
     LoginKeywords login;
     while (true) {
@@ -156,7 +156,7 @@ std::string NumberText(const char* data) {
     return std::to_string(number);
 }
 
-// Memory that was bound is read here, at execution.
+// Bound buffers are read at execution.
 std::optional<std::string> ValueOf(const BoundParameter& parameter) {
     const char* data = parameter.Data;
     const SQLLEN length = parameter.Indicator == nullptr ? SQL_NTS : *parameter.Indicator;
@@ -204,7 +204,8 @@ bool ContinuesCharacter(char16_t unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-// The next piece of a value: whole characters, a NUL, and nothing behind that.
+// The next piece of a value: complete characters and a NUL. Leaves the rest of the buffer
+// untouched.
 template <typename Text>
 SQLRETURN GivePiece(DriverStatement& statement, const Text& text, SQLPOINTER buffer, SQLLEN room,
                     SQLLEN* indicator) {
@@ -275,7 +276,7 @@ SQLRETURN SQL_API SQLGetDiagRec(SQLSMALLINT /*type*/, SQLHANDLE handle, SQLSMALL
     return CopyText(diagnostic.Message, message, static_cast<std::size_t>(room), length);
 }
 
-// The driver manager wants it beside SQLGetDiagRec; nothing here has more to tell.
+// Required by the driver manager.
 SQLRETURN SQL_API SQLGetDiagField(SQLSMALLINT, SQLHANDLE, SQLSMALLINT, SQLSMALLINT, SQLPOINTER,
                                   SQLSMALLINT, SQLSMALLINT*) {
     return SQL_NO_DATA;

@@ -12,9 +12,9 @@
 
 namespace morvane::testing {
 
-// The rows of one column that a statement returns.
+// A result of one column.
 struct StrictResult {
-    SQLSMALLINT ColumnType = 0;  // 0 when there is no column
+    SQLSMALLINT ColumnType = 0;  // 0 for no column
     std::vector<std::optional<std::string>> Rows = {};
 };
 
@@ -27,16 +27,16 @@ struct IgnoreCase {
 // Keywords of a connection string and their values, without braces.
 using LoginKeywords = std::map<std::string, std::string, IgnoreCase>;
 
-// The ODBC driver of StrictDriver.cpp as a test sees it. The driver lives in the test's process.
+// The test's interface to the ODBC driver in StrictDriver.cpp, which runs in the same process.
 struct StrictDriver {
-    // The result of a statement by its text. Every other statement succeeds without one.
+    // Results by statement text. Other statements succeed without a result.
     std::map<std::string, StrictResult> Answers;
-    // Whether the indicator of an incomplete piece is the number of remaining bytes, or
+    // Whether the indicator of a truncated piece is the number of remaining bytes instead of
     // SQL_NO_TOTAL.
     bool TellsRemaining = false;
-    // The native error of a change of the database; 0 when it succeeds.
+    // The native error for changing the database; 0 for success.
     SQLINTEGER UseError = 0;
-    // A database that no login can open.
+    // A database that cannot be opened.
     std::string ClosedDatabase;
 
     // Recorded by the driver.
@@ -45,13 +45,13 @@ struct StrictDriver {
     LoginKeywords Login;              // of the last connection
     int Prepares = 0;
     int Binds = 0;
-    int Unbinds = 0;                          // SQL_RESET_PARAMS while something was bound
+    int Unbinds = 0;                          // SQL_RESET_PARAMS with bound parameters
     std::vector<SQLSMALLINT> ParameterTypes;  // as last bound, by position
     // The values of each execution with parameters, as text.
     std::vector<std::vector<std::optional<std::string>>> Executions;
 };
 
-// The name under which the library exports `StrictDriver* ()`.
+// The library's exported function, of type `StrictDriver* ()`.
 inline constexpr const char* kStrictDriverFunction = "MorvaneStrictDriver";
 
 }  // namespace morvane::testing

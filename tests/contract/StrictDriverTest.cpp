@@ -18,7 +18,7 @@
 namespace morvane::testing {
 namespace {
 
-// The driver in this process. It is loaded here first, and so stays loaded between connections.
+// The driver in this process. Loading it here keeps it loaded between connections.
 StrictDriver& LoadDriver() {
     void* library = dlopen(MORVANE_STRICT_DRIVER, RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr) {
@@ -27,7 +27,8 @@ StrictDriver& LoadDriver() {
     return *reinterpret_cast<StrictDriver* (*)()>(dlsym(library, kStrictDriverFunction))();
 }
 
-// The only driver that the driver manager knows. It reads the folder's name once per process.
+// Registers the driver as the only one. The driver manager reads the folder's name once per
+// process.
 const std::string& RegistrationFolder() {
     static const TempFolder folder;
     std::ofstream(folder / "odbcinst.ini")
@@ -47,7 +48,7 @@ class MicrosoftDriver : public ::testing::Test {
         return connection;
     }
 
-    // A text as the only row of a query comes back.
+    // The text as read from a query that returns it as its only row.
     std::string Fetched(Connection& connection, SQLSMALLINT type, const std::string& text) {
         driver_.Answers["select"] = {type, {text}};
         const auto rows = connection.OpenRecordset("select");
@@ -67,7 +68,7 @@ std::string Repeated(int times, const std::string& text) {
     return repeated;
 }
 
-TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInPlaceOfOurs) {
+TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInsteadOfOurs) {
     const std::string kActiveDirectory = "Authentication=ActiveDirectoryIntegrated";
     const struct {
         std::string Options;
@@ -116,8 +117,8 @@ TEST_F(MicrosoftDriver, ReceivesTheUsersOptionsInPlaceOfOurs) {
     }
 }
 
-TEST_F(MicrosoftDriver, IsNotGivenAConnectionStringTooLongForIt) {
-    // The second length is small again in the 16 bits that hold it.
+TEST_F(MicrosoftDriver, NeverReceivesAConnectionStringThatIsTooLong) {
+    // The second length overflows to a small number in 16 bits.
     for (const std::size_t length : {33000U, 65600U}) {
         const std::string error =
             ErrorOf([&] { Connect("u", "secret" + std::string(length, 'x')); });
@@ -127,7 +128,7 @@ TEST_F(MicrosoftDriver, IsNotGivenAConnectionStringTooLongForIt) {
     EXPECT_TRUE(driver_.Events.empty());
 }
 
-TEST_F(MicrosoftDriver, ConnectsAgainWhenTheServerRefusesToChangeTheDatabase) {
+TEST_F(MicrosoftDriver, ReconnectsWhenTheServerRefusesToChangeTheDatabase) {
     using Events = std::vector<std::string>;
     const struct {
         SQLINTEGER UseError;
@@ -158,7 +159,7 @@ TEST_F(MicrosoftDriver, ConnectsAgainWhenTheServerRefusesToChangeTheDatabase) {
     }
 }
 
-TEST_F(MicrosoftDriver, WorksInUtf8WhateverTheLocale) {
+TEST_F(MicrosoftDriver, WorksInUtf8InEveryLocale) {
     for (const char* locale : {"C", "C.UTF-8", "de_DE.ISO-8859-1", "zz_ZZ"}) {
         const ScopedVariable all("LC_ALL", locale);
         UseSystemLocale();
@@ -168,7 +169,8 @@ TEST_F(MicrosoftDriver, WorksInUtf8WhateverTheLocale) {
     std::setlocale(LC_ALL, "C");
 }
 
-// Texts beyond ASCII must go as wide ones, or the server changes what its code page does not have.
+// Non-ASCII texts must be sent as nvarchar, or the server replaces characters outside its code
+// page.
 TEST_F(MicrosoftDriver, ReceivesParametersOfAnyLength) {
     const std::set<SQLSMALLINT> narrow{SQL_VARCHAR};
     const std::set<SQLSMALLINT> wide{SQL_WVARCHAR};
@@ -213,7 +215,7 @@ TEST_F(MicrosoftDriver, ReceivesParametersOfAnyLength) {
     }
 }
 
-// Each binding makes the driver prepare the statement again, which costs two round trips.
+// Binding makes the driver prepare the statement again, which costs two round trips.
 TEST_F(MicrosoftDriver, KeepsParametersBoundBetweenExecutions) {
     const auto connection = Connect();
     const auto command = connection->CreateCommand();
@@ -238,7 +240,7 @@ TEST_F(MicrosoftDriver, KeepsParametersBoundBetweenExecutions) {
     EXPECT_EQ(driver_.Prepares, 1);
     EXPECT_EQ(driver_.Binds, 3);
     EXPECT_EQ(driver_.Unbinds, 0);
-    // From here on a driver may need other bindings; the values must arrive all the same.
+    // The remaining values may need other bindings.
     for (const std::string& text :
          {std::string(20, 'y'), std::string("ü"), Repeated(6000, "€"), std::string("z"),
           std::string(9000, 'z'), std::string(20000, 'z')}) {
@@ -248,7 +250,33 @@ TEST_F(MicrosoftDriver, KeepsParametersBoundBetweenExecutions) {
     EXPECT_EQ(driver_.Prepares, 1);
 }
 
-TEST_F(MicrosoftDriver, GivesDecimalsTheirZeroBeforeThePoint) {
+TEST_F(MicrosoftDriver, FieldsHaveTheColumnTypes) {
+    const std::vector<std::pair<SQLSMALLINT, DataType>> types{
+        {SQL_BIT, DataType::Boolean},
+        {SQL_TINYINT, DataType::TinyInt},
+        {SQL_SMALLINT, DataType::SmallInt},
+        {SQL_BIGINT, DataType::BigInt},
+        {SQL_REAL, DataType::Single},
+        {SQL_FLOAT, DataType::Double},
+        {SQL_CHAR, DataType::Char},
+        {SQL_LONGVARCHAR, DataType::LongVarChar},
+        {SQL_WCHAR, DataType::WChar},
+        {SQL_WLONGVARCHAR, DataType::LongVarWChar},
+        {SQL_TYPE_DATE, DataType::DBTimeStamp},
+        {SQL_TYPE_TIME, DataType::VarWChar},
+        {SQL_GUID, DataType::Guid},
+        {SQL_BINARY, DataType::Binary},
+        {SQL_VARBINARY, DataType::VarBinary},
+        {-155, DataType::VarWChar},  // datetimeoffset
+    };
+    const auto connection = Connect();
+    for (const auto& [type, expected] : types) {
+        driver_.Answers["select"] = {type, {}};
+        EXPECT_EQ(connection->OpenRecordset("select")->Fields().at(0).Type, expected) << type;
+    }
+}
+
+TEST_F(MicrosoftDriver, DecimalsGetALeadingZero) {
     const auto connection = Connect();
     for (const SQLSMALLINT type : std::initializer_list<SQLSMALLINT>{SQL_DECIMAL, SQL_NUMERIC}) {
         for (const auto& [sent, expected] : {std::pair(".50", "0.50"),
@@ -263,7 +291,7 @@ TEST_F(MicrosoftDriver, GivesDecimalsTheirZeroBeforeThePoint) {
     EXPECT_EQ(Fetched(*connection, SQL_VARCHAR, ".50"), ".50");
 }
 
-TEST_F(MicrosoftDriver, GivesLongTextsWhole) {
+TEST_F(MicrosoftDriver, LongTextsAreReadCompletely) {
     const auto connection = Connect();
     const std::string nul(1, '\0');
     for (const bool tellsRemaining : {false, true}) {
@@ -273,7 +301,7 @@ TEST_F(MicrosoftDriver, GivesLongTextsWhole) {
               "€" + nul, nul + "😀", "aü€😀" + nul}) {
             const std::string text =
                 Repeated(static_cast<int>(20000 / character.size()), character);
-            // Each shift lets other bytes of a character fall on the end of a piece.
+            // Each shift puts another byte of a character at the end of a piece.
             for (std::size_t shift = 0; shift < character.size(); ++shift) {
                 const std::string shifted = std::string(shift, '-') + text;
                 for (const SQLSMALLINT type :
@@ -284,7 +312,7 @@ TEST_F(MicrosoftDriver, GivesLongTextsWhole) {
                 }
             }
         }
-        // Texts whose ends fall on or near the end of a buffer.
+        // Texts that end at or near the end of a buffer.
         for (const std::size_t end : {0U, 1024U, 4096U, 8192U, 16384U}) {
             for (std::size_t length = end; length < end + 3; ++length) {
                 const std::string text(length < 2 ? length : length - 2, 'x');

@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPacket = 4096;
-// Messages of a client; a server's are all of one type.
+// Message types of a client; a server has only one.
 constexpr std::uint8_t kBatch = 1, kCall = 3, kAttention = 6, kTransaction = 14, kLogin = 16,
                        kPrelogin = 18;
 constexpr std::uint8_t kAnswer = 4;
@@ -29,16 +29,16 @@ constexpr std::uint8_t kAnswer = 4;
 constexpr std::uint8_t kReturnStatus = 0x79, kColumns = 0x81, kError = 0xAA, kInfo = 0xAB,
                        kReturnValue = 0xAC, kLoginAck = 0xAD, kRow = 0xD1, kEnvironment = 0xE3,
                        kDone = 0xFD, kDoneProc = 0xFE, kDoneInProc = 0xFF;
-// What an environment change is about.
+// Types of environment changes.
 constexpr std::uint8_t kDatabase = 1, kLanguage = 2, kPacketSize = 4, kCollation = 7, kBegun = 8,
                        kCommitted = 9, kRolledBack = 10;
 // The bits of a DONE.
 constexpr std::uint8_t kMore = 0x01, kFailed = 0x02, kCount = 0x10, kCancelled = 0x20;
-constexpr std::uint8_t kLongWide = 0x63;  // ntext, as which a statement may come
+constexpr std::uint8_t kLongWide = 0x63;  // ntext, which FreeTDS uses for long statements
 // US English, code page 1252.
 const std::string kSortOrder("\x09\x04\xD0\x00\x34", 5);
 
-// Between UTF-8 and UTF-16, which a path converts.
+// Converts between UTF-8 and UTF-16.
 std::string Wide(const std::string& utf8) {
     const std::u16string wide = std::filesystem::path(utf8).u16string();
     return {reinterpret_cast<const char*>(wide.data()), 2 * wide.size()};
@@ -50,7 +50,7 @@ std::string Narrow(std::string_view bytes) {
     return std::filesystem::path(wide).string();
 }
 
-// Numbers have their lowest byte first.
+// Numbers are little-endian.
 std::string Number(std::integral auto value, std::size_t bytes) {
     std::string text;
     for (std::size_t i = 0; i < bytes; ++i) {
@@ -67,7 +67,7 @@ std::uint64_t NumberOf(std::string_view bytes) {
     return value;
 }
 
-// A text after its length in characters.
+// A text preceded by its length in characters.
 std::string Counted(const std::string& utf8, std::size_t lengthBytes = 1) {
     const std::string wide = Wide(utf8);
     return Number(wide.size() / 2, lengthBytes) + wide;
@@ -106,7 +106,7 @@ Token AnyDone(std::uint8_t code, std::optional<std::uint64_t> count, std::uint8_
            Number(count.value_or(0), 8);
 }
 
-// Of a value's length and of a type's size.
+// Sizes of the length fields of a value and a type.
 std::size_t LengthBytes(std::uint8_t code) {
     return code == kLongWide ? 4 : (code & 0x80) != 0 ? 2 : 1;
 }
@@ -150,7 +150,7 @@ std::string ValueBytes(Type type, const std::optional<std::string>& value) {
     return Number(bytes.size(), lengthBytes) + bytes;
 }
 
-// Takes a message apart; throws std::out_of_range at its end.
+// Parses a message; throws std::out_of_range at its end.
 class Reader {
   public:
     explicit Reader(std::string_view bytes) : left_(bytes) {}
@@ -250,7 +250,7 @@ Request LoginRequest(const std::string& message) {
     return request;
 }
 
-// The one call of a message. What it prepares goes into the list, whose places are the handles.
+// Parses an RPC message. A prepared statement is added to the list; its index is the handle.
 Request CallRequest(Reader& reader, std::vector<std::string>& prepared) {
     static const std::map<std::uint64_t, std::string> kNames{{10, "sp_executesql"},
                                                              {11, "sp_prepare"},
@@ -266,7 +266,7 @@ Request CallRequest(Reader& reader, std::vector<std::string>& prepared) {
     for (reader.Take(2); !reader.AtEnd();) {
         all.push_back(reader.Parameter());
     }
-    std::size_t notOwn = 0;  // what comes before the statement's parameters
+    std::size_t notOwn = 0;  // parameters of the call itself
     if (name == "sp_prepare") {
         prepared.push_back(all.at(2).Text());
     } else if (name == "sp_prepexec") {
@@ -287,7 +287,7 @@ bool IsDone(const Token& token) {
     return CodeOf(token) >= kDone;
 }
 
-// The tokens with what the ends of statements say: whether one failed, and whether more follows.
+// Sets the status bits of the DONE tokens: error, and more results.
 std::string Joined(std::vector<Token> tokens, bool noCount) {
     const auto last = std::find_if(tokens.rbegin(), tokens.rend(), IsDone);
     bool failed = false;
@@ -378,15 +378,15 @@ struct TdsServer::Session {
     }
 
     void Take(std::uint8_t type, const std::string& message);
-    // `beginsAgain`: the end of a transaction is the start of the next.
+    // `beginsAgain`: the end of a transaction starts the next one.
     void Respond(const Request& request, bool beginsAgain);
     void Queue(std::string_view message, std::chrono::milliseconds after);
 
     TdsServer& Server;
     int Client;
     bool NoCount;
-    std::string Input;                                              // not yet a packet
-    std::string Message;                                            // not yet whole
+    std::string Input;                                              // an incomplete packet
+    std::string Message;                                            // incomplete
     std::deque<std::pair<Clock::time_point, std::string>> Pending;  // when, what
     std::vector<std::string> Prepared;
     bool LoggedIn = false;
@@ -434,7 +434,7 @@ void TdsServer::Session::Take(std::uint8_t type, const std::string& message) {
 
 void TdsServer::Session::Respond(const Request& request, bool beginsAgain) {
     const std::string text = ToLower(request.Text);
-    // In a call it would hold until the call's end.
+    // In a call SET would last only until its end.
     if (request.Procedure.empty() && Contains(text, "set nocount")) {
         NoCount = Contains(text, "set nocount on");
     }

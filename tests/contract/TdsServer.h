@@ -9,11 +9,11 @@
 
 #include "contract/LoopbackService.h"
 
-// A server that speaks as much of TDS 7.4 as FreeTDS needs, without encryption, and answers
-// statements from a script. Names and numbers are those of the protocol's documentation, MS-TDS.
+// A server that implements the part of TDS 7.4 that FreeTDS needs, without encryption, and answers
+// statements from a script. Names and numbers are those of the protocol documentation, MS-TDS.
 namespace morvane::testing::tds {
 
-// The type of a column or parameter: its code, and its size in bytes.
+// The type of a column or parameter: code and size in bytes.
 struct Type {
     std::uint8_t Code = 0;
     std::size_t Size = 0;
@@ -25,7 +25,7 @@ constexpr Type kInt{0x26, 4};
 constexpr Type kBigInt{0x26, 8};
 constexpr Type kBit{0x68, 1};
 constexpr Type kDateTime{0x6F, 8};
-constexpr Type kDateTime2{0x2A, 7};  // the digits of the fraction
+constexpr Type kDateTime2{0x2A, 7};  // fractional digits
 constexpr Type VarChar(std::size_t length) {
     return {0xA7, length};
 }
@@ -35,26 +35,26 @@ constexpr Type NVarChar(std::size_t length) {
 
 struct Parameter {
     tds::Type Type;
-    std::optional<std::string> Bytes;  // as they were sent; no value for NULL
+    std::optional<std::string> Bytes;  // as sent; no value for NULL
 
     bool IsWide() const { return Type.Code == NVarChar(1).Code; }
     // In UTF-8; empty for NULL.
     std::string Text() const;
 };
 
-// What a client sent.
+// A message from the client.
 struct Request {
-    // A batch; what a call prepares or executes, or the procedure's name; "login", "begin",
-    // "commit", "rollback" or "attention".
+    // The batch; the statement that a call prepares or executes, or the procedure's name; or
+    // "login", "begin", "commit", "rollback" or "attention".
     std::string Text;
     std::string Bytes;                               // the message, without the packets' headers
     std::string Procedure;                           // of a call: "sp_execute"
     std::vector<Parameter> Parameters;               // of the call's statement
     std::string User, Password, Database, Language;  // of a login
-    bool InTransaction = false;                      // when it came, as the server sees it
+    bool InTransaction = false;                      // when it was received
 };
 
-// One token, or several that belong together.
+// One token or a sequence of tokens.
 using Token = std::string;
 struct Column {
     std::string Name;
@@ -64,31 +64,31 @@ struct Column {
 using Row = std::vector<std::optional<std::string>>;
 
 Token Rows(const std::vector<Column>& columns, const std::vector<Row>& rows);
-// The end of a statement. The server leaves the count out where NOCOUNT is on, writes it as the
-// kind of request wants it, and closes an answer that has none.
+// The end of a statement. The server omits the count under NOCOUNT, adapts the token to the kind of
+// request, and appends one to an answer without it.
 Token Done(std::optional<std::uint64_t> count = {});
-// The end of a statement inside the statement, as in a trigger.
+// The end of an inner statement, as in a trigger.
 Token DoneInProc(std::uint64_t count);
 Token Error(std::uint32_t number, std::uint8_t severity, const std::string& message);
 Token Info(std::uint32_t number, const std::string& message);
-// The server has ended the transaction by itself.
+// The server has rolled back on its own.
 Token TransactionEnded();
 
 struct Answer {
     std::vector<Token> Tokens = {};
     std::chrono::milliseconds After{0};  // an attention ends the wait
-    bool Silent = false;                 // nothing more is sent on this connection
-    bool Cut = false;                    // half of the answer is sent, then the connection ends
+    bool Silent = false;                 // sends nothing more on this connection
+    bool Cut = false;                    // sends half of the answer and closes the connection
 };
 
-// The answer to a request, made in the server's thread. Without a value the server answers by
-// itself: a login, a transaction, SET, USE and attention; all else is an error.
+// Computes the answer to a request, in the server's thread. Without a value the server handles
+// logins, transactions, SET, USE and attention itself; everything else is an error.
 using Script = std::function<std::optional<Answer>(const Request&)>;
 
 struct Traits {
     std::string Language = "us_english";   // of the login
     bool NoCount = false;                  // until SET NOCOUNT OFF
-    std::chrono::milliseconds PerByte{0};  // of the answers before and to the login
+    std::chrono::milliseconds PerByte{0};  // delay of the answers up to the login
 };
 
 class TdsServer : public LoopbackService {
@@ -102,7 +102,7 @@ class TdsServer : public LoopbackService {
     struct Session;
 
     void Serve();
-    // Records the request and gives the script's answer or the server's own.
+    // Records the request and returns the script's answer or the server's own.
     Answer Reply(const Request& request);
 
     Script script_;

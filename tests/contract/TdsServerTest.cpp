@@ -24,7 +24,7 @@ bool Contains(const std::string& text, std::string_view part) {
     return text.find(part) != std::string::npos;
 }
 
-// To each request the answer of the first entry whose text occurs in it.
+// Answers a request with the first entry whose text it contains.
 Script On(const std::vector<std::pair<std::string, Answer>>& answers) {
     return [answers](const Request& request) -> std::optional<Answer> {
         for (const auto& [part, answer] : answers) {
@@ -36,7 +36,8 @@ Script On(const std::vector<std::pair<std::string, Answer>>& answers) {
     };
 }
 
-// Rows of columns between "|", each column's name with the letter of its type, NULL where empty.
+// Rows with "|" between columns. The head has each column's name and type letter; an empty value is
+// NULL.
 Token Table(const std::string& head, const std::vector<std::string>& lines) {
     const std::map<char, Type> types{{'n', NVarChar(128)}, {'v', VarChar(254)}, {'s', kSmallInt},
                                      {'i', kInt},          {'l', kBigInt},      {'b', kBit},
@@ -55,7 +56,7 @@ Token Table(const std::string& head, const std::vector<std::string>& lines) {
     return Rows(columns, rows);
 }
 
-// What a client of SQL Server sees through FreeTDS.
+// Tests of the ODBC engine over FreeTDS and a scripted server.
 class Tds : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -73,7 +74,7 @@ class Tds : public ::testing::Test {
         connection_->Open();
     }
 
-    // Every session has the same options, whatever the login's own are.
+    // Each login must be followed by the session options, in a batch.
     void ExpectOptionsAfterEachLogin() const {
         const std::vector<Request> requests = server_->Requests();
         for (std::size_t i = 0; i < requests.size(); ++i) {
@@ -88,7 +89,7 @@ class Tds : public ::testing::Test {
         }
     }
 
-    // The last request with the text.
+    // The last request that contains the text.
     Request Sent(std::string_view text) const {
         Request found;
         for (const Request& request : server_->Requests()) {
@@ -103,7 +104,7 @@ class Tds : public ::testing::Test {
     std::unique_ptr<Connection> connection_;
 };
 
-TEST_F(Tds, ValuesAreReadAsTheServerSendsThem) {
+TEST_F(Tds, ValuesAreReadAsSent) {
     const std::string line =
         "-5|9007199254740993|1|it's|grün €|2020-02-01 03:04:05|2020-02-01 03:04:05";
     const Token table = Table("a i|b l|c b|d v|e n|f d|g e", {line, "||||||"});
@@ -122,14 +123,14 @@ TEST_F(Tds, ValuesAreReadAsTheServerSendsThem) {
     EXPECT_TRUE(rows->Eof());
 }
 
-TEST_F(Tds, ASessionHasTheSameOptionsWhateverItsLanguage) {
+TEST_F(Tds, EverySessionHasTheSameOptions) {
     for (const char* language : {"us_english", "Deutsch"}) {
         Connect(On({}), {.Language = language});
         ExpectOptionsAfterEachLogin();
     }
 }
 
-TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
+TEST_F(Tds, TheLockIsTakenUnderALoginWithNoCount) {
     Connect(On({{"OBJECT_ID", {{Table("a i|b i", {"1|"})}}},
                 {"Select * from dwm_multiuse", {{Table("lock b|user_name v", {"0|x"})}}},
                 {"UPDATE dwm_multiuse", {{Done(1)}}}}),
@@ -141,13 +142,13 @@ TEST_F(Tds, TheLockIsTakenThoughTheLoginCountsNothing) {
     EXPECT_TRUE(state.LockHeld);
 }
 
-TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
+TEST_F(Tds, TheRowCountIsTheLastStatements) {
     static constexpr std::int64_t kFails = -99;
     const Token rows = Table("a i", {"1", "2"});
     const std::vector<std::pair<std::vector<Token>, std::int64_t>> cases{
         {{Done(4)}, 4},
         {{Done()}, -1},
-        {{DoneInProc(7), DoneInProc(9), Done(1)}, 1},  // of a trigger, then its own
+        {{DoneInProc(7), DoneInProc(9), Done(1)}, 1},  // a trigger's, then its own
         {{DoneInProc(7), Done(0)}, 0},
         {{Done(3), Done(5)}, 5},
         {{rows, Done(2), Done(4)}, 4},
@@ -176,7 +177,7 @@ TEST_F(Tds, TheCountIsTheOneOfTheLastStatement) {
     }
 }
 
-TEST_F(Tds, TextsGoInTheirOwnAlphabetAndDatesAsTheyAre) {
+TEST_F(Tds, NonAsciiTextsAreSentAsNVarChar) {
     struct {
         DataType Type;
         Value Given;
@@ -202,7 +203,7 @@ TEST_F(Tds, TextsGoInTheirOwnAlphabetAndDatesAsTheyAre) {
     }
 }
 
-TEST_F(Tds, AConnectionGoesOnAfterTheServerHasEndedItsTransaction) {
+TEST_F(Tds, AConnectionIsUsableAfterTheServerHasRolledBack) {
     const std::vector<std::pair<const char*, std::vector<Token>>> cases{
         {"deadlock", {Error(1205, 13, "chosen as the deadlock victim"), TransactionEnded()}},
         {"no right", {Error(262, 14, "CREATE TABLE permission denied"), TransactionEnded()}},
@@ -233,7 +234,7 @@ TEST_F(Tds, AConnectionGoesOnAfterTheServerHasEndedItsTransaction) {
     }
 }
 
-// What sp_columns, which SQLColumns calls, says of a column: type, precision and scale.
+// A row of sp_columns, which SQLColumns calls; the description is type, precision and scale.
 std::string ColumnLine(const std::string& table, const std::string& column,
                        const std::string& description) {
     const std::vector<std::string> parts = Split(description, '|');
@@ -241,12 +242,13 @@ std::string ColumnLine(const std::string& table, const std::string& column,
            parts[2] + "||1|||0|||1|YES";
 }
 
-TEST_F(Tds, ATableIsDescribedByTheCatalogueFunctionsWhereThereAreNoSystemViews) {
+TEST_F(Tds, WithoutSystemViewsTheCatalogueFunctionsDescribeATable) {
     std::vector<std::string> columns;
     for (const char* table : {"archive|sales", "dbo|sales"}) {
         columns.push_back(ColumnLine(table, "id", "int|10|0"));
         columns.push_back(ColumnLine(table, "price", "decimal|9|2"));
-        columns.push_back(ColumnLine(table, "sold", "datetime2|23|"));  // no scale: 20 and it
+        columns.push_back(ColumnLine(table, "sold",
+                                     "datetime2|23|"));  // no scale: 20 characters and the fraction
     }
     columns.push_back(ColumnLine("dbo|saleS_", "other", "int|10|0"));
     const std::string name = "TABLE_QUALIFIER n|TABLE_OWNER n|TABLE_NAME n|COLUMN_NAME n|";
@@ -272,8 +274,7 @@ TEST_F(Tds, ATableIsDescribedByTheCatalogueFunctionsWhereThereAreNoSystemViews) 
     EXPECT_EQ(table.PrimaryKey->Columns, std::vector<std::string>{"id"});
 }
 
-// A statement's own time-out stands against the one for all.
-TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
+TEST_F(Tds, AStatementHasTheDefaultTimeoutUnlessItHasItsOwn) {
     struct {
         const char* ForAll;
         std::optional<int> Own;
@@ -296,15 +297,15 @@ TEST_F(Tds, AStatementWaitsForTheTimeoutForAllUnlessItHasItsOwn) {
     }
 }
 
-TEST(QueryTimeout, IsAWholeNumberOfSeconds) {
+TEST(QueryTimeout, MustBeANumberOfSeconds) {
     for (const char* text : {"-1", "2s", "soon", "99999999999"}) {
         EXPECT_THROW(odbc::ParseQueryTimeout(text), DatabaseError) << text;
     }
     EXPECT_EQ(odbc::ParseQueryTimeout(""), 0);
 }
 
-// What was read before the connection broke must not pass for the whole.
-TEST_F(Tds, AConnectionThatBreaksInTheMiddleOfAnAnswerIsAnError) {
+// An incomplete result must not be taken for the complete one.
+TEST_F(Tds, AConnectionLostInTheMiddleOfAnAnswerIsAnError) {
     const std::vector<std::string> lines(2000, "a line of a report|1");
     Connect(On({{"SELECT", {.Tokens = {Table("a v|b i", lines), Done(2000)}, .Cut = true}}}));
     EXPECT_THROW(connection_->OpenRecordset("SELECT"), DatabaseError);
@@ -314,9 +315,9 @@ TEST_F(Tds, AConnectionThatBreaksInTheMiddleOfAnAnswerIsAnError) {
     EXPECT_THROW(transaction.Commit(), DatabaseError);
 }
 
-// Only the server knows whether "Ä1" and "ä1" are one element: the history collapses as it groups
-// them. Both connections are one here.
-TEST_F(Tds, TheServerSaysWhichTextsAreOneElement) {
+// Only the server knows whether "Ä1" and "ä1" are equal: the history is merged by its GROUP BY.
+// Reading and writing use the same connection here.
+TEST_F(Tds, TheServerDecidesWhichTextsAreEqual) {
     const std::vector<std::string> versions = {
         "Ä1|2020-01-01|2021-01-01|0", "ä1|2021-01-01|2022-01-01|0", "ö1|2020-01-01|2021-01-01|0"};
     struct {
@@ -339,12 +340,8 @@ TEST_F(Tds, TheServerSaysWhichTextsAreOneElement) {
     }
 }
 
-// Statements that travel together: their counts come back together, and an error names its own.
-TEST_F(Tds, ABatchTellsCountsAndWhichStatementFailed) {
-    Connect(On({{"DELETE a", {{Table("morvane_counts v", {"3 0 1 "})}}},
-                {"DELETE b",
-                 {{DoneInProc(7), Table("morvane_failed i", {"1"}),
-                   Error(547, 16, "The DELETE statement conflicted.")}}}}));
+TEST_F(Tds, ABatchReportsRowCounts) {
+    Connect(On({{"DELETE a", {{Table("morvane_counts v", {"3 0 1 "})}}}}));
     std::vector<std::int64_t> counts;
     const auto batch =
         connection_->CreateBatch([&](std::size_t, std::int64_t rows) { counts.push_back(rows); });
@@ -360,19 +357,51 @@ TEST_F(Tds, ABatchTellsCountsAndWhichStatementFailed) {
          {"exec sp_execute @h0,N'ü'", "exec sp_executesql N'DELETE a WHERE k = @P1'"}) {
         EXPECT_TRUE(Contains(Sent("DELETE a").Text, call)) << Sent("DELETE a").Text;
     }
-    batch->Add("DELETE b WHERE k = 1");
-    batch->Add("DELETE b WHERE k = 2");
-    try {
-        batch->Finish();
-        ADD_FAILURE() << "no error";
-    } catch (const DatabaseError& error) {
-        EXPECT_EQ(error.Statement(), "DELETE b WHERE k = 2");
-        EXPECT_TRUE(Contains(error.what(), "conflicted")) << error.what();
+
+    // One parameter of each type.
+    batch->Add("DELETE a WHERE x IN (?, ?, ?, ?, ?, ?, ?, ?)",
+               {{.Name = "1", .Type = DataType::Boolean, .Value = Value(std::int64_t{1})},
+                {.Name = "2", .Type = DataType::TinyInt, .Value = Value(std::int64_t{2})},
+                {.Name = "3", .Type = DataType::SmallInt, .Value = Value(std::int64_t{3})},
+                {.Name = "4", .Type = DataType::Integer, .Value = Value(std::int64_t{4})},
+                {.Name = "5", .Type = DataType::BigInt, .Value = Value(std::int64_t{5})},
+                {.Name = "6", .Type = DataType::Double, .Value = Value(0.5)},
+                {.Name = "7", .Type = DataType::VarBinary, .Value = Value(std::string("0x0aFF"))},
+                {.Name = "8", .Value = Value(std::string(8001, 'x'))}});
+    // The server reports three counts for one statement.
+    EXPECT_THROW(batch->Finish(), DatabaseError);
+    for (const std::string& part :
+         {std::string("N'@P1 bit,@P2 tinyint,@P3 smallint,@P4 int,@P5 bigint,@P6 float,"
+                      "@P7 varbinary(max),@P8 varchar(max)'"),
+          "1,2,3,4,5,5.000000e-01,0x0aFF,'" + std::string(8001, 'x')}) {
+        EXPECT_TRUE(Contains(Sent("DELETE a").Text, part)) << part;
     }
 }
 
-// A line of what the program asks of the views: the table, the column, its type with the length in
-// bytes, precision and scale, whether it may be null, collation, default, place in the key.
+TEST_F(Tds, AnErrorInABatchNamesTheStatement) {
+    for (const bool told : {true, false}) {
+        std::vector<Token> answer{DoneInProc(7)};
+        if (told) {
+            answer.push_back(Table("morvane_failed i", {"1"}));
+        }
+        answer.push_back(Error(547, 16, "The DELETE statement conflicted."));
+        Connect(On({{"DELETE b", {answer}}}));
+        const auto batch = connection_->CreateBatch();
+        batch->Add("DELETE b WHERE k = 1");
+        batch->Add("DELETE b WHERE k = 2");
+        try {
+            batch->Finish();
+            ADD_FAILURE() << "no error";
+        } catch (const DatabaseError& error) {
+            EXPECT_EQ(error.Statement(), told ? "DELETE b WHERE k = 2" : "DELETE b WHERE k = 1");
+            EXPECT_EQ(Contains(error.what(), "2 statements were sent together"), !told);
+            EXPECT_TRUE(Contains(error.what(), "conflicted")) << error.what();
+        }
+    }
+}
+
+// A row of the catalogue query. The description is type, length in bytes, precision, scale,
+// nullability, collation, default and position in the key.
 std::string ViewLine(int table, const std::string& column, const std::string& description) {
     const std::vector<std::string> parts = Split(description, '|');
     return std::to_string(table) + "|" + column + "|" + parts[0] + "|" + parts[1] + "|" + parts[2] +
@@ -380,7 +409,7 @@ std::string ViewLine(int table, const std::string& column, const std::string& de
            (parts[7] == "0" ? "|" : "pk_sales|" + parts[7]) + "|1";
 }
 
-TEST_F(Tds, ATableIsDescribedByTheSystemViewsAndOnlyTheOneThatIsMeant) {
+TEST_F(Tds, TheSystemViewsDescribeTheTableThatAStatementMeans) {
     const std::string latin = "Latin1_General_CS_AS";
     Connect(On({{"sys.columns",
                  {{Table("table_id i|column_name n|type_name n|max_length i|precision i|scale i|"
@@ -405,7 +434,7 @@ TEST_F(Tds, ATableIsDescribedByTheSystemViewsAndOnlyTheOneThatIsMeant) {
     EXPECT_TRUE(Contains(Sent("sys.columns").Text, "N'it''s'"));
 }
 
-TEST(CallWatch, GoesOnWhenItCannotAskForACancel) {
+TEST(CallWatch, ContinuesWhenTheCancelCallbackThrows) {
     std::atomic<int> asked = 0;
     const odbc::CallWatch watch([&asked]() -> bool {
         ++asked;
@@ -417,8 +446,8 @@ TEST(CallWatch, GoesOnWhenItCannotAskForACancel) {
     EXPECT_GE(asked, 2);
 }
 
-// A server that has stopped answering, and one that answers too slowly to tell.
-TEST_F(Tds, NoWaitForTheServerOutlastsItsLimit) {
+// A server that stops answering, and one that answers too slowly.
+TEST_F(Tds, NoCallWaitsLongerThanItsLimit) {
     struct {
         const char* Name;
         Answer Reply;

@@ -10,7 +10,7 @@
 
 namespace morvane::testing {
 
-// A warehouse in order: a fact, a dimension with a composite key and a slowly-moving dimension.
+// A valid warehouse: a fact, a dimension with a composite key and a slowly moving dimension.
 class CheckMetaDataTest : public ::testing::Test {
   protected:
     CheckMetaDataTest() {
@@ -22,7 +22,7 @@ class CheckMetaDataTest : public ::testing::Test {
         state.WarehouseConnection = warehouse.Connect();
     }
 
-    // The check's message after `change` to the warehouse, without its line end.
+    // The check's message after `change`, without its line end.
     std::string Problem(const std::string& change) {
         warehouse.Run(change);
         const bool ok = CheckMetaData(state, progress) == Outcome::Done;
@@ -40,7 +40,7 @@ class CheckMetaDataTest : public ::testing::Test {
     RecordingProgress progress;
 };
 
-TEST_F(CheckMetaDataTest, AWarehouseInOrderPassesAndTheBarRunsToItsEnd) {
+TEST_F(CheckMetaDataTest, AValidWarehousePassesAndFillsTheProgressBar) {
     EXPECT_EQ(Problem("UPDATE dwm_tables SET table_type = 'Fact', is_selected = NULL "
                       "WHERE table_name = 'sales'; ALTER TABLE shop RENAME TO shops;"
                       "CREATE VIEW shop AS SELECT * FROM shops"),
@@ -51,7 +51,7 @@ TEST_F(CheckMetaDataTest, AWarehouseInOrderPassesAndTheBarRunsToItsEnd) {
               " value 6 to 0; comment ");
 }
 
-TEST_F(CheckMetaDataTest, SendsItsStatementsAsWordedAndInOrder) {
+TEST_F(CheckMetaDataTest, SendsTheExpectedStatements) {
     std::string statements;
     state.WarehouseConnection = TraceStatements(
         warehouse.Connect(),
@@ -60,7 +60,7 @@ TEST_F(CheckMetaDataTest, SendsItsStatementsAsWordedAndInOrder) {
     EXPECT_TRUE(MatchesGolden(statements, "check.statements"));
 }
 
-TEST_F(CheckMetaDataTest, AMissingMetaTableIsTheServersError) {
+TEST_F(CheckMetaDataTest, AMissingMetaTableIsReported) {
     EXPECT_TRUE(Contains(Problem("DROP TABLE dwm_tables"), "dwm_tables"));
     EXPECT_EQ(CheckTablesTable(state, progress), Outcome::Failed);
     EXPECT_TRUE(state.ErrorText.ends_with(

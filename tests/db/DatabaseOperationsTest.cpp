@@ -21,7 +21,7 @@ class DatabaseOperationsTest : public ::testing::Test {
     }
 };
 
-TEST_F(DatabaseOperationsTest, ConnectsAndLeavesTheErrorTextAlone) {
+TEST_F(DatabaseOperationsTest, ConnectsAndLeavesErrorTextUnchanged) {
     ASSERT_TRUE(Connect(warehouse.Server(), "dw")) << errorText;
     EXPECT_EQ(errorText, "left over");
     EXPECT_EQ(connection->Property("Data Source"), warehouse.Server());
@@ -31,14 +31,14 @@ TEST_F(DatabaseOperationsTest, ConnectsAndLeavesTheErrorTextAlone) {
     EXPECT_EQ(connection->ConnectionTimeout(), 20);
 }
 
-TEST_F(DatabaseOperationsTest, WithIntegratedSecurityTheLoginIsIgnored) {
+TEST_F(DatabaseOperationsTest, IntegratedSecurityIgnoresUserNameAndPassword) {
     ASSERT_TRUE(ConnectDatabase(CreateConnection, {warehouse.Server(), true, "me", "secret"},
                                 connection, errorText));
     EXPECT_EQ(connection->Property("Integrated Security"), "SSPI");
     EXPECT_EQ(connection->Property("User ID") + connection->Property("Password"), "");
 }
 
-TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutThePassword) {
+TEST_F(DatabaseOperationsTest, AFailedLoginNamesTheServerAndReasonButNotThePassword) {
     EXPECT_FALSE(Connect(warehouse.Server(), "missing"));
     EXPECT_EQ(errorText.find("Error while connecting to : " + warehouse.Server() + "\r\n"), 0U);
     EXPECT_FALSE(Contains(errorText, "secret"));
@@ -47,7 +47,7 @@ TEST_F(DatabaseOperationsTest, AFailedConnectNamesTheServerAndSaysWhyWithoutTheP
     EXPECT_FALSE(connection->IsOpen());
 }
 
-TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
+TEST_F(DatabaseOperationsTest, CreatesTheProgramsTablesWithTheirRow) {
     connection = warehouse.Connect();
     CreateArchiveTable(*connection);
     CreateMultiUseTable(*connection, "anna");
@@ -58,13 +58,13 @@ TEST_F(DatabaseOperationsTest, CreatesTheProgramsOwnTablesWithTheirRow) {
     EXPECT_THROW(CreateArchiveTable(*connection), DatabaseError);
 }
 
-TEST_F(DatabaseOperationsTest, ALockTableWithoutItsRowNeverStays) {
+TEST_F(DatabaseOperationsTest, ALockTableIsNeverLeftWithoutItsRow) {
     connection = warehouse.Connect();
     EXPECT_THROW(CreateMultiUseTable(*connection, "o'neill"), DatabaseError);
     EXPECT_FALSE(connection->TableExists("dwm_multiuse"));
 }
 
-TEST_F(DatabaseOperationsTest, ValidatesAQueryWithoutRunningIt) {
+TEST_F(DatabaseOperationsTest, ValidatesAQueryWithoutExecutingIt) {
     std::vector<std::string> sent;
     connection = TraceStatements(warehouse.Connect(),
                                  [&](std::string_view statement) { sent.emplace_back(statement); });
@@ -82,7 +82,7 @@ TEST_F(DatabaseOperationsTest, ValidatesAQueryWithoutRunningIt) {
     EXPECT_EQ(sent.size(), 2U);
 }
 
-TEST(NullConverters, GiveTheDefaultForNullAlone) {
+TEST(NullConverters, ReplaceOnlyNullByTheDefault) {
     const Value null;
     EXPECT_EQ(NullToText(null, "none") + NullToText(Value(std::string()), "none"), "none");
     EXPECT_EQ(NullToInteger(null, 7), 7);

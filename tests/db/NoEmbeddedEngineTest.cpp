@@ -7,7 +7,7 @@
 namespace morvane::testing {
 namespace {
 
-TEST(BuildWithoutSqlite, SaysWhyAnEmbeddedServerCannotBeUsed) {
+TEST(BuildWithoutSqlite, ReportsWhyAnEmbeddedServerCannotBeUsed) {
     std::unique_ptr<Connection> connection;
     std::string errorText;
     EXPECT_FALSE(ConnectDatabase(CreateConnection, {"SQLite:C:\\data", true, "", ""}, connection,

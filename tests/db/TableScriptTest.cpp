@@ -21,13 +21,13 @@ ColumnDefinition Column(std::string type, int length = 0, int precision = 0, int
     return column;
 }
 
-TEST(TableScript, WritesTypesThatTheEmbeddedEngineDoesNotHave) {
+TEST(TableScript, SupportsTypesThatTheEmbeddedEngineLacks) {
     EXPECT_EQ(TypeText(Column("varbinary", -1)), "varbinary(max)");
     EXPECT_EQ(TypeText(Column("datetimeoffset", 0, 0)), "datetimeoffset(0)");
     EXPECT_EQ(TypeText(Column("float", 0, 53)), "float");
 }
 
-TEST(TableScript, ARowVersionBecomesTheBytesThatItHolds) {
+TEST(TableScript, ARowVersionBecomesBinary) {
     TableDefinition table;
     table.Name = "t";
     for (const char* type : {"timestamp", "rowversion"}) {
@@ -60,7 +60,7 @@ std::string Described(const TableDefinition& table) {
     return text;
 }
 
-// Described, made by its script in another database, and described again.
+// Describes a table, creates it from its script in another database, and compares the descriptions.
 class TableScriptCopy : public ::testing::Test {
   protected:
     void ExpectCopied(const std::string& table, const std::string& described) {
@@ -113,7 +113,7 @@ TEST_F(TableScriptCopy, KeepsDefaultsThatGiveTheSameValues) {
     EXPECT_EQ(Described(target.Connect()->DescribeTable("t")), Described(original));
 }
 
-TEST_F(TableScriptCopy, TellsTheTimeOfInsertingInTheServersWords) {
+TEST_F(TableScriptCopy, KeepsGetdateDefaults) {
     source.Connect()->Execute(
         "create table t(a datetime default getdate(), b datetime not null default (getdate()), "
         "c datetime default current_timestamp)");
@@ -151,7 +151,7 @@ TEST_F(TableScriptCopy, KeepsCollationsAndAwkwardNames) {
     EXPECT_EQ(Described(connection->DescribeTable("T")), Described(original));
 }
 
-TEST_F(TableScriptCopy, ATableThatIsNotThereIsAnErrorThatNamesIt) {
+TEST_F(TableScriptCopy, AMissingTableIsNamedInTheError) {
     EXPECT_TRUE(Contains(ErrorOf([&] { source.Connect()->DescribeTable("nowhere"); }), "nowhere"));
 }
 

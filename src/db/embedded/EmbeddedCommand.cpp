@@ -81,14 +81,10 @@ class EmbeddedBatch : public StatementBatch {
 };
 
 void EmbeddedCommand::SetParameter(std::string_view name, const Value& value) {
-    for (Parameter& parameter : parameters_) {
-        if (EqualsIgnoreCase(parameter.Name, name)) {
-            parameter.Value = value;
-            return;
-        }
+    if (!SetParameterValue(parameters_, name, value)) {
+        throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
+                            MaskPasswords(text_));
     }
-    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
-                        MaskPasswords(text_));
 }
 
 std::vector<const Value*> EmbeddedCommand::Values() const {

@@ -12,29 +12,6 @@ namespace morvane::odbc {
 
 namespace {
 
-// The type of a text parameter. Dates and exact numbers are sent as text, which the server converts
-// or refuses; as a timestamp, the driver would store an invalid text as some other date.
-SQLSMALLINT ParameterType(DataType type) {
-    switch (type) {
-        case DataType::Boolean:
-        case DataType::TinyInt:
-        case DataType::SmallInt:
-        case DataType::Integer:
-            return SQL_INTEGER;
-        case DataType::BigInt:
-            return SQL_BIGINT;
-        case DataType::Single:
-        case DataType::Double:
-            return SQL_DOUBLE;
-        case DataType::WChar:
-        case DataType::VarWChar:
-        case DataType::LongVarWChar:
-            return SQL_WVARCHAR;
-        default:
-            return SQL_VARCHAR;
-    }
-}
-
 // The largest text sizes that Microsoft's driver accepts; 0 means varchar(max) or nvarchar(max).
 constexpr SQLULEN kMostBytes = 8000;
 constexpr SQLULEN kMostCharacters = 4000;
@@ -43,9 +20,12 @@ constexpr SQLULEN kMostCharacters = 4000;
 constexpr std::size_t kUsualLength = 255;
 
 // Non-ASCII text is sent as nvarchar, because the server's code page may lack its characters. Other
-// text is sent as varchar: the index of a varchar column is not used for an nvarchar value.
+// text is sent as varchar unless the column is wide: the index of a varchar column is not used for
+// an nvarchar value. Dates and exact numbers are text too, which the server converts or refuses; as
+// a timestamp, the driver would store an invalid text as some other date.
 bool IsWide(const Parameter& parameter, std::string_view text) {
-    return !IsAscii(text) || ParameterType(parameter.Type) == SQL_WVARCHAR;
+    return !IsAscii(text) || parameter.Type == DataType::WChar ||
+           parameter.Type == DataType::VarWChar || parameter.Type == DataType::LongVarWChar;
 }
 
 SQLULEN TextSize(const Parameter& parameter, std::string_view text, bool wide) {
@@ -144,14 +124,10 @@ void OdbcCommand::DeleteParameter(std::size_t position) {
 }
 
 void OdbcCommand::SetParameter(std::string_view name, const Value& value) {
-    for (Parameter& parameter : parameters_) {
-        if (EqualsIgnoreCase(parameter.Name, name)) {
-            parameter.Value = value;
-            return;
-        }
+    if (!SetParameterValue(parameters_, name, value)) {
+        throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
+                            MaskPasswords(text_));
     }
-    throw DatabaseError({"The command has no parameter \"" + std::string(name) + "\"."},
-                        MaskPasswords(text_));
 }
 
 void OdbcCommand::Ready() {

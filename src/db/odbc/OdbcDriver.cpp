@@ -81,11 +81,8 @@ struct ServerAddress {
 };
 
 ServerAddress ParseServer(const std::string& server) {
-    for (const char c : server) {
-        if (static_cast<unsigned char>(c) < 0x20 ||
-            std::string_view(";{}='\"").find(c) != std::string_view::npos) {
-            throw DatabaseError({"\"" + server + "\" is not the name of a server."});
-        }
+    if (!std::all_of(server.begin(), server.end(), IsServerNameCharacter)) {
+        throw DatabaseError({"\"" + server + "\" is not the name of a server."});
     }
     std::string_view rest = Trim(server);
     if (EqualsIgnoreCase(rest.substr(0, 4), "tcp:")) {
@@ -95,10 +92,7 @@ ServerAddress ParseServer(const std::string& server) {
     if (const std::size_t comma = rest.rfind(','); comma != std::string_view::npos) {
         address.Port = Trim(rest.substr(comma + 1));
         rest = rest.substr(0, comma);
-        int port = 0;
-        const char* end = address.Port.data() + address.Port.size();
-        const auto [stop, error] = std::from_chars(address.Port.data(), end, port);
-        if (error != std::errc() || stop != end || port < 1 || port > 65535) {
+        if (!IsPort(address.Port)) {
             throw DatabaseError({"\"" + address.Port + "\" is not a port number."});
         }
     }
@@ -265,6 +259,18 @@ std::string MicrosoftString(const OdbcDriver& driver, const LoginDetails& login)
 }
 
 }  // namespace
+
+bool IsServerNameCharacter(char c) {
+    return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F &&
+           std::string_view(";{}='\"").find(c) == std::string_view::npos;
+}
+
+bool IsPort(std::string_view text) {
+    int port = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    return error == std::errc() && stop == end && port >= 1 && port <= 65535;
+}
 
 std::vector<std::string> InstalledDrivers() {
     const OdbcHandle environment = OdbcHandle::Environment();

@@ -4,15 +4,21 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/RunSettings.h"
 
 namespace morvane::odbc {
 
+// False for control characters and for those with a meaning in connection strings.
+bool IsServerNameCharacter(char c);
+// Whether the text is a TCP port, 1 to 65535.
+bool IsPort(std::string_view text);
+
 // What a connection string is made of.
 struct LoginDetails {
-    // The server is "host", "host,port" or "host\\instance"; "(local)" and "." mean this machine.
+    // The server is "host", "host,port" or "host\instance"; "(local)" and "." mean this machine.
     ServerLogin Login;
     std::string Database;  // empty for the login's default database
     // The user's own "Keyword=value;..." options, which replace ours.

@@ -84,12 +84,6 @@ void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement) {
     ThrowDescriptions(std::move(diagnostics.Descriptions), statement, diagnostics.Code);
 }
 
-void Check(SQLRETURN result, const OdbcHandle& handle, std::string_view statement) {
-    if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA) {
-        ThrowDiagnostics(handle, statement);
-    }
-}
-
 SQLCHAR* OdbcText(std::string_view text) {
     return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
 }

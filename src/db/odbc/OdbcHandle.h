@@ -61,9 +61,6 @@ Diagnostics ReadDiagnostics(const OdbcHandle& handle);
                                     std::string_view statement, int code);
 [[noreturn]] void ThrowDiagnostics(const OdbcHandle& handle, std::string_view statement);
 
-// Throws DatabaseError unless the call succeeded or returned SQL_NO_DATA.
-void Check(SQLRETURN result, const OdbcHandle& handle, std::string_view statement = {});
-
 // A text in the type of ODBC's input parameters, which are not const. The driver only reads it.
 SQLCHAR* OdbcText(std::string_view text);
 

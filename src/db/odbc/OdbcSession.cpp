@@ -139,8 +139,10 @@ std::string OdbcSession::CurrentCatalog() const {
 std::string OdbcSession::ServerName() const {
     std::array<SQLCHAR, 512> server{};
     SQLSMALLINT length = 0;
-    Check(SQLGetInfo(connection_.Get(), SQL_SERVER_NAME, server.data(), server.size(), &length),
-          connection_);
+    if (!SQL_SUCCEEDED(SQLGetInfo(connection_.Get(), SQL_SERVER_NAME, server.data(), server.size(),
+                                  &length))) {
+        ThrowDiagnostics(connection_, {});
+    }
     return reinterpret_cast<const char*>(server.data());
 }
 
