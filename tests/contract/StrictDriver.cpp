@@ -403,13 +403,18 @@ SQLRETURN SQL_API SQLExecDirect(SQLHSTMT handle, SQLCHAR* sql, SQLINTEGER length
 }
 
 SQLRETURN SQL_API SQLMoreResults(SQLHSTMT handle) {
-    Begin<DriverStatement>(handle).Result = {};
+    StrictResult& result = Begin<DriverStatement>(handle).Result;
+    if (result.Counts.size() > 1) {
+        result.Counts.erase(result.Counts.begin());
+        return SQL_SUCCESS;
+    }
+    result = {};
     return SQL_NO_DATA;
 }
 
 SQLRETURN SQL_API SQLRowCount(SQLHSTMT handle, SQLLEN* count) {
-    Begin<DriverStatement>(handle);
-    *count = -1;
+    const StrictResult& result = Begin<DriverStatement>(handle).Result;
+    *count = result.Counts.empty() ? -1 : result.Counts.front();
     return SQL_SUCCESS;
 }
 

@@ -16,6 +16,7 @@ namespace morvane::testing {
 struct StrictResult {
     SQLSMALLINT ColumnType = 0;  // 0 for no column
     std::vector<std::optional<std::string>> Rows = {};
+    std::vector<SQLLEN> Counts = {};  // of a trigger's statements and the statement itself
 };
 
 struct IgnoreCase {

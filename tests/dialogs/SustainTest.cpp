@@ -100,8 +100,8 @@ TEST_F(SustainTest, OnlyASingleQueryIsExecuted) {
     for (const char* sql :
          {"", "delete from item", "select", "select distinct from item", "exec x",
           "with a as (select 1) select * from a", "select * from item; drop table item",
-          "select * from item drop table item", "select * into copy from item",
-          "select ']' from item /* ' */ ; drop table item --'",
+          "select * from item drop table item", "select * from item delete from item",
+          "select * into copy from item", "select ']' from item /* ' */ ; drop table item --'",
           "select [a]]'] from t; drop table t",
           // The text in the open quote would become a statement after the hidden key.
           "select name from item \"x ; delete from item --",

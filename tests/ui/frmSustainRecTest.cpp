@@ -99,6 +99,10 @@ TEST_F(SustainRec, TablesAreCheckedByMouseOrKeyAndSavedWithOk) {
     ClickRow(Tables(), 2, false);
     QTest::keyClick(&Tables(), Qt::Key_Space);
     EXPECT_EQ(Shown(Tables()), "Table Name | area| item|x shop");
+    Tables().selectAll();
+    QTest::keyClick(&Tables(), Qt::Key_Space);
+    EXPECT_EQ(Shown(Tables()), "Table Name | area| item| shop") << "all as the current one";
+    ClickRow(Tables(), 2);
     EXPECT_EQ(Selected(), "NULL 1 0");
     PressAccessKey(*Window, 'o');
     ASSERT_TRUE(QTest::qWaitFor([&] { return !Window->isVisible(); }));
