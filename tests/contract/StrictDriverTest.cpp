@@ -276,6 +276,11 @@ TEST_F(MicrosoftDriver, FieldsHaveTheColumnTypes) {
     }
 }
 
+TEST_F(MicrosoftDriver, TheRowCountIsThatOfTheStatementAndNotOfItsTriggers) {
+    driver_.Answers["update t"] = {.Counts = {7, 9, 1}};
+    EXPECT_EQ(Connect()->Execute("update t"), 1);
+}
+
 TEST_F(MicrosoftDriver, DecimalsGetALeadingZero) {
     const auto connection = Connect();
     for (const SQLSMALLINT type : std::initializer_list<SQLSMALLINT>{SQL_DECIMAL, SQL_NUMERIC}) {
