@@ -28,7 +28,7 @@ std::unique_ptr<Recordset> OpenLockRow(RunState& state, std::string_view sql) {
     if (row->Eof()) {
         throw DatabaseError(
             {"The table dwm_multiuse has no row; drop the table, and the next run "
-             "makes it anew"});
+             "re-creates it"});
     }
     return row;
 }

@@ -107,7 +107,7 @@ TEST_F(DateComparison, FindsTheRowsOfEveryCase) {
     EXPECT_EQ(Ids("at = (select max(at) from sale where at < '20190102')"), "4");
 }
 
-TEST_F(DateComparison, ATextMeansTheMidnightOfItsDay) {
+TEST_F(DateComparison, ATextWithoutATimeMeansMidnight) {
     for (const std::string day : {"'20190101'", "'2019-01-01'", "'1/1/2019'", "N'20190101'",
                                   "'2019-01-01 00:00'", "{ts '2019-01-01 00:00:00'}"}) {
         ExpectFinds("at < " + day, "1 2");
@@ -168,7 +168,7 @@ TEST_F(DateComparison, ANumberAddedToADateCountsDays) {
     EXPECT_EQ(Ids("id + 1 = 3 and id - -1 = 3 and code + '' = '20181231'"), "2");
 }
 
-TEST_F(DateComparison, ATextThatIsNoDateIsAnError) {
+TEST_F(DateComparison, AnInvalidDateIsAnError) {
     for (const char* condition : {"at < 'yesterday'", "at < '20190230'", "day in ('20190101', 'x')",
                                   "at between '20190101' and '2019-13-01'", "'x' = sale.at"}) {
         SCOPED_TRACE(condition);

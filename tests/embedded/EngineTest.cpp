@@ -28,7 +28,7 @@ bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-TEST(Engine, OpensOnlyWhatIsThereAndMakesNothing) {
+TEST(Engine, OpensExistingDatabasesAndCreatesNone) {
     const TestWarehouse warehouse;
     TextFile text(warehouse.Folder() + "/text.db");
     text.Write(
@@ -51,7 +51,7 @@ TEST(Engine, OpensOnlyWhatIsThereAndMakesNothing) {
     EXPECT_FALSE(elsewhere->IsOpen());
 }
 
-TEST(Engine, DescribesWhatTheContractLeavesOpen) {
+TEST(Engine, DescribesFieldsAsDeclared) {
     const TestWarehouse warehouse;
     warehouse.Run(
         "CREATE TABLE t(d decimal(18,4), v varchar(30) COLLATE NOCASE, n nvarchar(200), b bit);"
@@ -66,18 +66,18 @@ TEST(Engine, DescribesWhatTheContractLeavesOpen) {
     EXPECT_EQ(fields[4].Name, "");
     EXPECT_EQ(fields[4].Type, DataType::Integer);
     EXPECT_EQ(rows->ValueOf("D").Text(), "-0.5");
-    EXPECT_TRUE(connection->IsIndexed("Keyed")) << "SQLite keeps this key without an index";
+    EXPECT_TRUE(connection->IsIndexed("Keyed")) << "SQLite has no index for this key";
     auto command = connection->CreateCommand();
     command->SetText("DELETE FROM t WHERE b = ?");
-    EXPECT_THROW(command->Execute(), DatabaseError) << "a place and no parameter";
+    EXPECT_THROW(command->Execute(), DatabaseError) << "a placeholder without a parameter";
 }
 
-TEST(Engine, WaitsForAnotherProcessAsLongAsItsTimeoutButForNoCancelledRun) {
+TEST(Engine, WaitsForALockUntilTheTimeoutOrACancellation) {
     const TestWarehouse warehouse;
     warehouse.Run("CREATE TABLE t(a int)");
     testing::Loader loader(warehouse);
     int tries = 0;
-    std::function<bool()> cancelAtTry;  // called at every try to get at the file
+    std::function<bool()> cancelAtTry;  // called at each attempt to lock the file
     auto connection = ConnectionsWith({.CancelRequested = [&] {
         ++tries;
         return cancelAtTry();
@@ -105,20 +105,20 @@ TEST(Engine, WaitsForAnotherProcessAsLongAsItsTimeoutButForNoCancelledRun) {
         };
         constexpr const char* kInUse = "in use by another process";
         EXPECT_TRUE(Contains(attempt(0, [] { return false; }), kInUse));
-        EXPECT_EQ(tries, 0) << "no time, no second try";
+        EXPECT_EQ(tries, 0) << "no second attempt without a timeout";
         const auto goAway = [&](bool cancelled) {
             loader.Release();
             return cancelled;
         };
         EXPECT_EQ(attempt(20, [&] { return goAway(false); }), "no error");
         EXPECT_TRUE(Contains(attempt(20, [&] { return tries == 3; }), kInUse));
-        EXPECT_EQ(tries, 3) << "the wait ends with the request to cancel";
+        EXPECT_EQ(tries, 3) << "the cancellation ends the wait";
         EXPECT_EQ(attempt(20, [&] { return goAway(true); }), "no error")
-            << "what begins after the request is the run's orderly end";
+            << "a wait that begins after the cancellation belongs to the end of the run";
     }
 }
 
-TEST(Engine, AnotherDatabaseEndsWhatIsReadFromTheLastOne) {
+TEST(Engine, ChangingTheDatabaseInvalidatesStreamedRows) {
     const TestWarehouse warehouse;
     const testing::SqliteFile other(warehouse.Folder() + "/other.db");
     for (const testing::SqliteFile* file :
@@ -137,8 +137,8 @@ TEST(Engine, AnotherDatabaseEndsWhatIsReadFromTheLastOne) {
     testing::Loader(warehouse).Take();
 }
 
-// 500 is as many as SQLite joins by UNION.
-TEST(Engine, ListsAnyNumberOfDatabasesAsAPersonOrdersThem) {
+// SQLite limits a UNION to 500 queries.
+TEST(Engine, ListsManyDatabasesInNaturalOrder) {
     const TestWarehouse warehouse;
     for (int i = 1; i <= 600; ++i) {
         TextFile(warehouse.Folder() + "/many" + std::to_string(i) + ".db").Close();
@@ -155,8 +155,8 @@ TEST(Engine, ListsAnyNumberOfDatabasesAsAPersonOrdersThem) {
     EXPECT_EQ(names.back(), "many600");
 }
 
-// Meta tables hold names, which stand in statements as they are.
-TEST(Engine, TakesNothingForANameButOneIdentifier) {
+// Names from the meta tables are inserted into statements unquoted.
+TEST(Engine, AcceptsOnlyOneIdentifierAsAName) {
     const TestWarehouse warehouse;
     const auto connection = warehouse.Connect();
     struct Case {
@@ -213,7 +213,7 @@ void ThrowAsAsked(sqlite3_context*, int, sqlite3_value** arguments) {
     }
 }
 
-TEST(Engine, AnExceptionOfAFunctionIsAnErrorOfItsStatement) {
+TEST(Engine, ReportsAnExceptionInAFunctionAsAnError) {
     const embedded::SqliteDatabase database = embedded::SqliteDatabase::InMemory();
     sqlite3_create_function_v2(database.Handle(), "fail", 1, SQLITE_UTF8, nullptr,
                                embedded::Caught<ThrowAsAsked>, nullptr, nullptr, nullptr);

@@ -114,7 +114,7 @@ class StatementScript : public ::testing::TestWithParam<Script> {
     const std::unique_ptr<Connection> connection_ = warehouse_.Connect();
 };
 
-TEST_P(StatementScript, GivesWhatItSays) {
+TEST_P(StatementScript, GivesTheExpectedResults) {
     for (const Step& step : GetParam().Steps) {
         SCOPED_TRACE(GetParam().File + ":" + std::to_string(step.Line) + ": " + step.Sql);
         if (step.Kind == '!') {

@@ -29,49 +29,37 @@ constexpr const char* kBothColumns =
     "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE \r\ndim.k = fact.fk\r\n AND \r\n"
     "dim.c = fact.fc\r\n";
 
-TEST_F(SemiJoin, AnIndexOfAllForeignColumnsAnswersByLookUp) {
-    database_.Run("CREATE INDEX ix ON fact(fc, fk)");
-    EXPECT_EQ(Rewrite(kBothColumns),
-              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND EXISTS "
-              "(SELECT 1 FROM \"fact\" WHERE dim.k = fact.fk AND dim.c = fact.fc)");
-}
-
-TEST_F(SemiJoin, WithoutOneTheForeignTableIsReadOnce) {
+TEST_F(SemiJoin, SearchesAnIndexOrReadsTheForeignTableOnce) {
     const std::string onePass =
         "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND "
         "(dim.k, dim.c) IN (SELECT fact.fk, fact.fc FROM \"fact\")";
     EXPECT_EQ(Rewrite(kBothColumns), onePass);
     database_.Run("CREATE INDEX half ON fact(fk)");
     EXPECT_EQ(Rewrite(kBothColumns), onePass) << "half a key may match most of the table";
+    database_.Run("CREATE INDEX unusable ON fact(fc COLLATE NOCASE, fk)");
+    EXPECT_EQ(Rewrite(kBothColumns), onePass) << "another collation";
+    database_.Run("CREATE INDEX ix ON fact(fc, fk)");
+    EXPECT_EQ(Rewrite(kBothColumns),
+              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND EXISTS "
+              "(SELECT 1 FROM \"fact\" WHERE dim.k = fact.fk AND dim.c = fact.fc)");
 }
 
-TEST_F(SemiJoin, AnIntegerKeyOfTheForeignTableIsLookedAtOnce) {
+TEST_F(SemiJoin, SkipsDuplicateIntegerKeysOnlyWithoutOtherTerms) {
     const std::string update = "UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.k = fact.";
-    EXPECT_EQ(Rewrite(update + "fk"),
-              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND (dim.k) IN "
-              "(WITH \"first seen\"(k) AS MATERIALIZED (SELECT fact.fk FROM \"fact\" WHERE "
-              "first_seen(fact.fk)) SELECT k FROM \"first seen\")");
+    EXPECT_NE(Rewrite(update + "fk").find("first_seen(fact.fk)"), std::string::npos);
     for (const char* other : {"fc", "fk AND fact.is_deletable=0"}) {
-        EXPECT_EQ(Rewrite(update + other).find("first_seen"), std::string::npos)
-            << "a text, or a row that the other term may refuse";
+        EXPECT_EQ(Rewrite(update + other).find("first_seen"), std::string::npos) << other;
     }
 }
 
-TEST_F(SemiJoin, AnIndexThatSqliteCannotUseIsNoIndex) {
-    database_.Run("CREATE TABLE loose(k, is_deletable)");
-    database_.Run("CREATE INDEX ix ON fact(fc COLLATE NOCASE)");
-    EXPECT_EQ(Rewrite("UPDATE dim SET is_deletable = 0 FROM dim,fact WHERE dim.c = fact.fc AND "
-                      "fact.is_deletable=0"),
-              "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0 AND (dim.c) IN "
-              "(SELECT fact.fc FROM \"fact\" WHERE fact.is_deletable=0)");
+TEST_F(SemiJoin, ConvertsDatesToOneFormWithoutAnIndex) {
     EXPECT_EQ(Rewrite("UPDATE dim SET k = 5 FROM dim,fact WHERE fact.fc in (dim.c, "
                       "tsql_date_form(dim.c, 0))"),
               "UPDATE dim SET k = 5 WHERE \"dim\".k IS NOT 5 AND (tsql_date_form(dim.c, 0)) IN "
-              "(SELECT tsql_date_form(fact.fc, 0) FROM \"fact\")")
-        << "dates";
+              "(SELECT tsql_date_form(fact.fc, 0) FROM \"fact\")");
 }
 
-TEST_F(SemiJoin, AnUpdateOfAllRowsWritesOnlyTheRowsThatChange) {
+TEST_F(SemiJoin, WritesOnlyRowsThatChange) {
     EXPECT_EQ(Rewrite("UPDATE dim SET is_deletable = 0"),
               "UPDATE dim SET is_deletable = 0 WHERE \"dim\".is_deletable IS NOT 0");
     for (const char* sql : {"UPDATE dim SET is_deletable = 1 WHERE is_sustainable = 0",
