@@ -54,4 +54,5 @@ else
 fi
 # The commands contain warning options of g++ that clang does not know.
 printf '%s\n' "${sources[@]}" |
-    xargs -P "$(nproc)" -n 2 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option
+    xargs -P "$(nproc)" -n 2 clang-tidy -p build/dev --quiet --extra-arg=-Wno-unknown-warning-option \
+        2> >(grep -v 'warnings\? generated' >&2)
