@@ -48,8 +48,9 @@ class Lexer {
     // False at the end of the text.
     bool Next(Lexeme& lexeme);
 
-    // Where the next token begins.
+    // Where the next token begins, and whether white space or a comment precedes it.
     std::size_t Position() const { return position_; }
+    bool SpaceBefore() const { return spaceBefore_; }
     // Moves past a token that the caller recognized itself, and the white space after it.
     void Skip(std::size_t length);
     bool EndsInComment() const { return endsInComment_; }

@@ -47,8 +47,9 @@ class TreeBuilder {
     bool ReadNext() {
         const std::size_t begin = lexer_.Position();
         if (const std::string_view server = LinkedServer(); !server.empty()) {
+            const bool space = lexer_.SpaceBefore();
             lexer_.Skip(server.size());
-            Add({TokenKind::Name, QuotedName(server), false, begin, begin + server.size()});
+            Add({TokenKind::Name, QuotedName(server), space, begin, begin + server.size()});
             return true;
         }
         Lexeme lexeme;
