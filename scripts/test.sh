@@ -37,7 +37,7 @@ run_tests() {
 run_tests dev
 
 step "clang-tidy"
-MORVANE_TIDY_MOST=${MORVANE_TIDY_MOST:-20} scripts/tidy.sh
+MORVANE_TIDY_MOST=${MORVANE_TIDY_MOST:-8} scripts/tidy.sh
 
 step "Packages"
 MORVANE_PRESET=dev tests/package/install.sh
