@@ -40,7 +40,9 @@ class Connection {
     // "Initial Catalog"; on an open connection also "Server Name" and, for SQL Server,
     // "Engine Edition" (SERVERPROPERTY's number). An unset property is empty.
     // "Copy Server" and "Copy Database" name the only other database that an INSERT may write to,
-    // for engines that enforce this themselves.
+    // for engines that enforce this themselves. "Mode", set to "Read" before opening, makes such an
+    // engine refuse everything but reading, also from that database, and writing to the session's
+    // temporary tables, whose names begin with "#".
     virtual std::string Property(std::string_view name) const = 0;
     virtual void SetProperty(std::string_view name, std::string_view value) = 0;
 

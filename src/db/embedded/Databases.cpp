@@ -57,11 +57,11 @@ std::string DatabaseList(const std::string& folder) {
 }
 
 AttachedDatabases::AttachedDatabases(SqliteDatabase& database,
-                                     const std::vector<std::string>& files)
+                                     const std::vector<std::string>& files, bool readsOnly)
     : database_(database) {
     try {
         for (const std::string& file : files) {
-            Attach(file);
+            Attach(file, readsOnly);
         }
     } catch (...) {
         Detach();
@@ -69,14 +69,14 @@ AttachedDatabases::AttachedDatabases(SqliteDatabase& database,
     }
 }
 
-void AttachedDatabases::Attach(const std::string& file) {
+void AttachedDatabases::Attach(const std::string& file, bool readsOnly) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(ToPath(file), error)) {
         throw DatabaseError({"There is no database file \"" + file + "\"."});
     }
     database_.Run("ATTACH DATABASE " + QuotedText(file) + " AS " + QuotedName(file));
     attached_.push_back(file);
-    if (sqlite3_db_readonly(database_.Handle(), file.c_str()) == 1) {
+    if (!readsOnly && sqlite3_db_readonly(database_.Handle(), file.c_str()) == 1) {
         throw DatabaseError({"The file \"" + file + "\" is read-only."});
     }
 }

@@ -21,16 +21,17 @@ std::string DatabaseList(const std::string& folder);
 
 // Attaches database files, as schemas named after them, for one statement. Declare it before the
 // statement: SQLite cannot detach a database that is in use. Throws DatabaseError for a file that
-// is missing or cannot be written.
+// is missing or, unless `readsOnly`, cannot be written.
 class AttachedDatabases {
   public:
-    AttachedDatabases(SqliteDatabase& database, const std::vector<std::string>& files);
+    AttachedDatabases(SqliteDatabase& database, const std::vector<std::string>& files,
+                      bool readsOnly);
     ~AttachedDatabases() { Detach(); }
     AttachedDatabases(const AttachedDatabases&) = delete;
     AttachedDatabases& operator=(const AttachedDatabases&) = delete;
 
   private:
-    void Attach(const std::string& file);
+    void Attach(const std::string& file, bool readsOnly);
     void Detach();
 
     SqliteDatabase& database_;

@@ -39,6 +39,7 @@ void EmbeddedConnection::Open() {
     Close();
     context_ = {};
     context_.Folder = folder;
+    context_.ReadsOnly = EqualsIgnoreCase(Property("Mode"), "Read");
     database_ = SqliteDatabase::InMemory();
     RegisterFunctions(*database_, functions_);
     self_ = {this, [](EmbeddedConnection*) {}};
@@ -60,7 +61,8 @@ void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     if (!name.empty() && name == context_.Database) {
         return;
     }
-    SqliteDatabase database = SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name), wait_);
+    SqliteDatabase database =
+        SqliteDatabase::OpenFile(DatabaseFile(context_.Folder, name), wait_, context_.ReadsOnly);
     RegisterFunctions(database, functions_);
     literalList_.Forget();
     metaTables_.Forget();
@@ -158,7 +160,7 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
     if (translation.Kind == StatementKind::Alter) {
         return Alter(sql);
     }
-    const AttachedDatabases attached(*database_, translation.AttachedFiles);
+    const AttachedDatabases attached(*database_, translation.AttachedFiles, context_.ReadsOnly);
     CachedStatement statement{translation.Kind, database_->Compile(translation.Sql, sql),
                               translation.ParameterDates};
     if (compileOnly_) {

@@ -111,13 +111,13 @@ bool SqliteStatement::Step() {
     return false;
 }
 
-SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags) {
+SqliteDatabase SqliteDatabase::Open(const std::string& path, int flags, bool readsOnly) {
     // The unused memory statistics cost a lock per allocation. They can be disabled only before the
     // first database is opened.
     [[maybe_unused]] static const int configured = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     sqlite3* handle = nullptr;
     const int result = sqlite3_open_v2(path.c_str(), &handle, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-    SqliteDatabase database(handle);
+    SqliteDatabase database(handle, readsOnly);
     if (result != SQLITE_OK) {
         throw DatabaseError({"Cannot open the file \"" + path + "\": " +
                              (handle == nullptr ? "out of memory" : sqlite3_errmsg(handle))});
@@ -149,20 +149,22 @@ SqliteDatabase SqliteDatabase::InMemory() {
     return Open(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
 }
 
-SqliteDatabase SqliteDatabase::OpenFile(const std::string& path, BusyWait& wait) {
+SqliteDatabase SqliteDatabase::OpenFile(const std::string& path, BusyWait& wait, bool readsOnly) {
     std::error_code error;
     if (!std::filesystem::is_regular_file(ToPath(path), error)) {
         throw DatabaseError({"There is no database file \"" + path + "\"."});
     }
     // An empty file is a new database; an archive starts as one.
-    SqliteDatabase database = Open(path, SQLITE_OPEN_READWRITE);
+    SqliteDatabase database = Open(path, SQLITE_OPEN_READWRITE, readsOnly);
     wait.Serve(database.Handle());
     if (sqlite3_exec(database.Handle(), "SELECT count(*) FROM sqlite_schema", nullptr, nullptr,
                      nullptr) != SQLITE_OK) {
         throw DatabaseError(
             {"Cannot open the database file \"" + path + "\": " + Describe(database.Handle())});
     }
-    RequireWritable(database.Handle(), path);
+    if (!readsOnly) {
+        RequireWritable(database.Handle(), path);
+    }
     database.Run(kCacheSize);
     return database;
 }

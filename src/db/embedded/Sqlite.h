@@ -50,9 +50,9 @@ class SqliteStatement {
 class SqliteDatabase {
   public:
     static SqliteDatabase InMemory();
-    // Opens an existing database file for writing; never creates one. `wait` handles locks of other
-    // processes and must outlive the database. Throws DatabaseError.
-    static SqliteDatabase OpenFile(const std::string& path, BusyWait& wait);
+    // Opens an existing database file; never creates one. Unless `readsOnly` it must be writable.
+    // `wait` handles locks of other processes and must outlive the database. Throws DatabaseError.
+    static SqliteDatabase OpenFile(const std::string& path, BusyWait& wait, bool readsOnly);
 
     sqlite3* Handle() const { return handle_.get(); }
     // Expires with the database.
@@ -64,11 +64,12 @@ class SqliteDatabase {
     void Run(std::string_view sql) const;
 
   private:
-    explicit SqliteDatabase(sqlite3* handle) : handle_(handle, Close) {}
-    static SqliteDatabase Open(const std::string& path, int flags);
+    SqliteDatabase(sqlite3* handle, bool readsOnly)
+        : guard_(std::make_unique<StatementGuard>(readsOnly)), handle_(handle, Close) {}
+    static SqliteDatabase Open(const std::string& path, int flags, bool readsOnly = false);
     static void Close(sqlite3* handle);
 
-    std::unique_ptr<StatementGuard> guard_ = std::make_unique<StatementGuard>();
+    std::unique_ptr<StatementGuard> guard_;
     std::shared_ptr<sqlite3> handle_;
 };
 

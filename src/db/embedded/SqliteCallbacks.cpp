@@ -50,6 +50,30 @@ bool Allows(int action, std::string_view first, std::string_view second, std::st
     }
 }
 
+bool AllowsReading(int action, std::string_view first, std::string_view second,
+                   std::string_view schema) {
+    switch (action) {
+        case SQLITE_SELECT:
+        case SQLITE_RECURSIVE:
+        case SQLITE_CREATE_TEMP_TABLE:
+        case SQLITE_CREATE_TEMP_INDEX:
+        case SQLITE_DROP_TEMP_TABLE:
+        case SQLITE_DROP_TEMP_INDEX:
+            return true;
+        case SQLITE_FUNCTION:
+            return !ReachesOut(second);
+        case SQLITE_READ:
+            return !first.starts_with("pragma_");
+        case SQLITE_INSERT:
+        case SQLITE_UPDATE:
+        case SQLITE_DELETE:
+        case SQLITE_REINDEX:
+            return schema == "temp";
+        default:
+            return false;
+    }
+}
+
 }  // namespace
 
 void BusyWait::Serve(sqlite3* database) {
@@ -89,9 +113,15 @@ void StatementGuard::Serve(sqlite3* database) {
         database,
         [](void* self, int action, const char* first, const char* second, const char* schema,
            const char* inner) {
-            const bool allowed = !static_cast<const StatementGuard*>(self)->onDuty_ ||
-                                 Allows(action, TextOrEmpty(first), TextOrEmpty(second),
-                                        TextOrEmpty(schema), inner != nullptr);
+            const auto& guard = *static_cast<const StatementGuard*>(self);
+            if (!guard.onDuty_) {
+                return SQLITE_OK;
+            }
+            const bool allowed = guard.readsOnly_
+                                     ? AllowsReading(action, TextOrEmpty(first),
+                                                     TextOrEmpty(second), TextOrEmpty(schema))
+                                     : Allows(action, TextOrEmpty(first), TextOrEmpty(second),
+                                              TextOrEmpty(schema), inner != nullptr);
             return allowed ? SQLITE_OK : SQLITE_DENY;
         },
         this);

@@ -40,10 +40,11 @@ class BusyWait {
 // Limits statements that contain text from users or meta tables: they can use the tables of the
 // current database and insert rows into one that the engine has attached. Anything else SQLite
 // offers (attaching files, changing settings, loading code, reading the attached database) is an
-// error. The engine's own statements are not limited.
+// error. The engine's own statements are not limited. On a connection that only reads, they can
+// also read the attached database, and write nothing but temporary tables.
 class StatementGuard {
   public:
-    StatementGuard() = default;
+    explicit StatementGuard(bool readsOnly) : readsOnly_(readsOnly) {}
     StatementGuard(const StatementGuard&) = delete;
     StatementGuard& operator=(const StatementGuard&) = delete;
 
@@ -63,6 +64,7 @@ class StatementGuard {
     };
 
   private:
+    bool readsOnly_;
     bool onDuty_ = false;
 };
 

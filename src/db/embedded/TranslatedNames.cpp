@@ -57,6 +57,11 @@ bool Translator::ReplaceDatabase(const NameParts& parts, std::size_t first, bool
         return true;
     }
     if (!EqualsIgnoreCase(database, context_.Database)) {
+        if (context_.ReadsOnly && !context_.CopyServer.empty()) {
+            EmitForeignTable(isTarget, space, context_.CopyServer, database,
+                             parts.back()->NameText());
+            return true;
+        }
         Fail("The embedded warehouse cannot reach the database \"" + database + "\" from \"" +
              context_.Database + "\".");
     }
@@ -86,7 +91,8 @@ bool Translator::IsInsertTarget(const Token& token) const {
 void Translator::EmitForeignTable(bool isTarget, bool spaceBefore, const std::string& server,
                                   const std::string& database, const std::string& table) {
     const std::string folder = FolderOfServer(server);
-    if (!isTarget || server != context_.CopyServer || database != context_.CopyDatabase) {
+    if (!(isTarget || context_.ReadsOnly) || server != context_.CopyServer ||
+        database != context_.CopyDatabase) {
         Fail(
             "The embedded warehouse reaches no other database but the one that fact tables are"
             " archived in, and that only to copy rows there.");

@@ -82,6 +82,11 @@ bool IsUnnamedExpression(TokenSpan item) {
     return !named;
 }
 
+// True for the name of a temporary table.
+bool IsTemporary(const Token& token) {
+    return token.IsName() && token.NameText().starts_with('#');
+}
+
 // True for a "+" next to a text literal, which joins texts.
 bool JoinsTexts(TokenSpan tokens, std::size_t i) {
     return (i > 0 && tokens[i - 1].Kind == TokenKind::Text) ||
@@ -97,13 +102,16 @@ Translation Translator::Run() {
     if (IsAt(statement_, 0, "set") && statement_.size() == 3) {
         return ReadSetting();
     }
-    const StatementKind kind = FindKind();
+    StatementKind kind = FindKind();
     if (kind == StatementKind::Alter) {
         return {.Kind = kind, .Sql = std::string(sql_)};
     }
     definition_ = kind == StatementKind::Definition;
-    NumberParameters(statement_);
+    PrepareTokens(statement_);
     NormalizeDates();
+    if (kind == StatementKind::Select && TakeInto()) {
+        kind = StatementKind::Definition;
+    }
     Rewrite(statement_, kind == StatementKind::Select);
     return {.Kind = kind,
             .Sql = std::move(out_),
@@ -162,14 +170,30 @@ Translation Translator::ReadSetting() const {
     FailUnknown("the setting " + JoinTokens(TokenSpan(statement_).subspan(1)));
 }
 
-// Numbers the parameters, since an operand can be written more than once.
-void Translator::NumberParameters(Tokens& tokens) {
+// Numbers the parameters, since an operand can be written more than once, and quotes the names of
+// temporary tables.
+void Translator::PrepareTokens(Tokens& tokens) {
     for (Token& token : tokens) {
         if (token.Kind == TokenKind::Parameter) {
             token.Text = "?" + std::to_string(++parameters_);
+        } else if (token.Kind == TokenKind::Word && IsTemporary(token)) {
+            token = {TokenKind::Name, QuotedName(token.Text), token.SpaceBefore, token.Begin,
+                     token.End};
         }
-        NumberParameters(token.Inside);
+        PrepareTokens(token.Inside);
     }
+}
+
+// "SELECT ... INTO #t FROM ..." becomes "CREATE TEMP TABLE "#t" AS SELECT ... FROM ...".
+bool Translator::TakeInto() {
+    const std::size_t into = FindWord(statement_, "into");
+    if (into + 1 >= statement_.size() || !IsTemporary(statement_[into + 1])) {
+        return false;
+    }
+    out_ = "CREATE TEMP TABLE " + statement_[into + 1].Text + " AS ";
+    const auto position = statement_.begin() + static_cast<std::ptrdiff_t>(into);
+    statement_.erase(position, position + 2);
+    return true;
 }
 
 void Translator::NormalizeDates() {
@@ -301,6 +325,13 @@ std::size_t Translator::RewriteInDefinition(TokenSpan tokens, std::size_t i) {
     if (token.Is("on") && nameFollows && i > 0 && tokens[i - 1].IsGroup() &&
         !tokens[i + 1].Is("delete") && !tokens[i + 1].Is("update")) {
         return i + 2;  // a file group
+    }
+    if (token.IsName() && i > 0 && tokens[i - 1].Is("index") && IsAt(tokens, i + 1, "on") &&
+        i + 2 < tokens.size() && IsTemporary(tokens[i + 2])) {
+        Emit("temp." + token.Text, token.SpaceBefore);
+        Emit(tokens[i + 1]);
+        Emit(tokens[i + 2]);
+        return i + 3;
     }
     const bool hasArguments = IsGroupAt(tokens, i + 1);
     if (hasArguments && tokens[i + 1].Inside.size() == 1 && tokens[i + 1].Inside[0].Is("max")) {

@@ -45,7 +45,10 @@ struct TranslationContext {
     // For column types; without it no text is converted as a date.
     const SqliteDatabase* Catalogue = nullptr;
     DateOrder Order = DateOrder::MonthFirst;
-    // The only other database that an INSERT can write to; empty if there is none.
+    // The connection only reads.
+    bool ReadsOnly = false;
+    // The only other database that an INSERT can write to, or a connection that only reads can
+    // read; empty if there is none.
     std::string CopyServer{};
     std::string CopyDatabase{};
 };

@@ -37,7 +37,9 @@ class Translator {
     StatementKind FindKind() const;
     // SET NOEXEC, SET DATEFORMAT and other session settings.
     Translation ReadSetting() const;
-    void NumberParameters(Tokens& tokens);
+    void PrepareTokens(Tokens& tokens);
+    // Removes INTO and the name of a temporary table, and writes what takes its place.
+    bool TakeInto();
     void NormalizeDates();
     // Appends text, separated from a quote that would merge with it.
     void Emit(std::string_view text, bool spaceBefore);
@@ -67,7 +69,8 @@ class Translator {
     // The server in server.database.dbo.table.
     std::string LinkedServer(const NameParts& parts) const;
     // A table in another database file, which is attached as a schema named after the file. It must
-    // be the target of an INSERT and in the connection's copy database.
+    // be in the connection's copy database and, unless the connection only reads, the target of an
+    // INSERT.
     void EmitForeignTable(bool isTarget, bool spaceBefore, const std::string& server,
                           const std::string& database, const std::string& table);
     // True for the token after INSERT INTO.
