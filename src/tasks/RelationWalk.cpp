@@ -29,6 +29,18 @@ std::vector<ColumnPair> ColumnPairs(const Relation& relation) {
     return pairs;
 }
 
+std::vector<std::string> SelectedDimensions(Connection& connection) {
+    std::vector<std::string> names;
+    const auto tables = connection.OpenRecordset(
+        "SELECT DISTINCT table_name FROM dwm_tables,dwm_star_relations WHERE "
+        "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name AND "
+        "is_selected = 1");
+    for (; !tables->Eof(); tables->MoveNext()) {
+        names.push_back((*tables)[0].Text());
+    }
+    return names;
+}
+
 std::vector<std::string> RelationWalk::LoadTableList(const std::string& sql) {
     std::vector<std::string> names;
     const auto rows = connection_.OpenRecordset(sql);

@@ -29,6 +29,10 @@ struct ColumnPair {
 // columns than primary columns.
 std::vector<ColumnPair> ColumnPairs(const Relation& relation);
 
+// The tables whose marks a run resets before it sets any: dimensions that are selected and have a
+// relation. Throws DatabaseError.
+std::vector<std::string> SelectedDimensions(Connection& connection);
+
 // Walks the relations from the fact tables outwards, one table at a time: a table comes after all
 // tables that refer to it. Only reads. All functions throw DatabaseError.
 class RelationWalk {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/Connection.h"
@@ -24,8 +25,9 @@ Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const Connectio
 // not current gives its start_date to the version that starts on the day it ends; a current one
 // gives its end_date and the current flag to the version that ends on the day it starts. Adjacent
 // marked versions collapse onto the remaining neighbour. Runs inside the caller's transaction.
-void RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
-                               Connection& deletion);
+// Returns how often a version that remains was changed.
+std::int64_t RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
+                                       Connection& deletion);
 
 // Deletes the elements whose versions are all marked, with one statement per element in one
 // transaction. Deletes nothing if a key value cannot be written as a literal or if a statement

@@ -42,12 +42,7 @@ class Detection {
 };
 
 void Detection::ResetSelectedDimensions() {
-    const auto tables = connection_.OpenRecordset(
-        "SELECT DISTINCT table_name FROM dwm_tables,dwm_star_relations WHERE "
-        "table_type='Dimension' AND dwm_star_relations.primary_table = dwm_tables.table_name AND "
-        "is_selected = 1");
-    for (; !tables->Eof(); tables->MoveNext()) {
-        const std::string table = (*tables)[0].Text();
+    for (const std::string& table : SelectedDimensions(connection_)) {
         connection_.RequireTableName(table);
         connection_.Execute("UPDATE " + table + " SET is_deletable = 0");
     }
