@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/Command.h"
 #include "core/DatabaseError.h"
@@ -85,12 +86,15 @@ class Connection {
     void RequireColumnNames(std::string_view list) const;
 
     // Catalogue queries in the default database. Names are compared as the server compares them,
-    // never as patterns. All but DescribeTable consider tables and views in any schema.
+    // never as patterns. All but DescribeTable and IndexColumns consider tables and views in any
+    // schema.
     virtual bool TableExists(std::string_view table) = 0;
     // Everything that the meta data check needs, in one query; no value if there is no such table.
     virtual std::optional<NamedTable> FindTable(std::string_view table) = 0;
     bool ColumnExists(std::string_view table, std::string_view column);
     bool IsIndexed(std::string_view table);
+    // The key columns of each index of a table, in order; empty if there is no such table.
+    virtual std::vector<std::vector<std::string>> IndexColumns(std::string_view table) = 0;
     // Describes the table that a statement means by the unqualified name: the one in the login's
     // default schema, else in dbo. Throws DatabaseError if there is none.
     virtual TableDefinition DescribeTable(std::string_view table) = 0;

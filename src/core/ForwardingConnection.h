@@ -71,6 +71,9 @@ class ForwardingConnection : public Connection {
     std::optional<NamedTable> FindTable(std::string_view table) override {
         return target_->FindTable(table);
     }
+    std::vector<std::vector<std::string>> IndexColumns(std::string_view table) override {
+        return target_->IndexColumns(table);
+    }
     TableDefinition DescribeTable(std::string_view table) override {
         return target_->DescribeTable(table);
     }

@@ -236,6 +236,29 @@ TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view t
     return definition;
 }
 
+std::vector<std::vector<std::string>> IndexColumns(const SqliteDatabase& database,
+                                                   std::string_view table) {
+    // A key that is the row number itself, or that orders the table, is not in the index list.
+    SqliteStatement columns(
+        database.Handle(),
+        "SELECT 0, i.name, 'pk', i.pk FROM pragma_table_info(?1) AS i WHERE i.pk > 0"
+        " UNION ALL SELECT 1, i.name, l.name, i.seqno FROM pragma_index_list(?1) AS l,"
+        " pragma_index_info(l.name) AS i WHERE l.partial = 0 ORDER BY 1, 3, 4",
+        "");
+    columns.Bind(1, Value(std::string(table)));
+    std::vector<std::vector<std::string>> indexes;
+    std::string current;
+    while (columns.Step()) {
+        const std::string index = ColumnText(columns, 0) + ColumnText(columns, 2);
+        if (indexes.empty() || index != current) {
+            indexes.emplace_back();
+            current = index;
+        }
+        indexes.back().push_back(ColumnText(columns, 1));
+    }
+    return indexes;
+}
+
 DateKind DateKindOfType(std::string_view declared) {
     const std::string_view name = Trim(declared.substr(0, declared.find('(')));
     return !IsDateType(declared)                 ? DateKind::None

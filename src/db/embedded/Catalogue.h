@@ -16,6 +16,10 @@ namespace morvane::embedded {
 bool TableExists(const SqliteDatabase& database, std::string_view table);
 std::optional<NamedTable> FindTable(const SqliteDatabase& database, std::string_view table);
 
+// The key columns of each index, also of the one that a primary key of whole numbers is.
+std::vector<std::vector<std::string>> IndexColumns(const SqliteDatabase& database,
+                                                   std::string_view table);
+
 // Throws DatabaseError if the table does not exist.
 TableDefinition DescribeTable(const SqliteDatabase& database, std::string_view table);
 

@@ -81,6 +81,9 @@ class EmbeddedConnection : public Connection {
         return embedded::FindTable(RequireOpen(), table);
     }
 
+    std::vector<std::vector<std::string>> IndexColumns(std::string_view table) override {
+        return embedded::IndexColumns(RequireOpen(), table);
+    }
     TableDefinition DescribeTable(std::string_view table) override {
         return embedded::DescribeTable(RequireOpen(), table);
     }

@@ -59,6 +59,16 @@ std::string ColumnsQuery(std::string_view table) {
            name + "))) THEN 0 ELSE 1 END, o.object_id, c.column_id";
 }
 
+// The key columns of all indexes of the table that a statement would mean.
+std::string IndexesQuery(std::string_view table) {
+    return "SELECT k.index_id, c.name AS column_name FROM sys.indexes k"
+           " JOIN sys.index_columns i ON i.object_id = k.object_id AND i.index_id = k.index_id"
+           " JOIN sys.columns c ON c.object_id = i.object_id AND c.column_id = i.column_id"
+           " WHERE k.object_id = OBJECT_ID(QUOTENAME(RTRIM(" +
+           WideLiteral(table) +
+           "))) AND k.type > 0 AND i.key_ordinal > 0 ORDER BY k.index_id, i.key_ordinal";
+}
+
 std::int64_t IntegerOf(const Recordset& row, std::string_view column) {
     const Value& value = row.ValueOf(column);
     return value.IsNull() ? 0 : value.Integer();
@@ -240,19 +250,29 @@ bool FunctionsKnowTable(const SessionPtr& session, std::string_view table) {
     return false;
 }
 
-bool FunctionsKnowIndex(const SessionPtr& session, std::string_view table) {
+std::vector<std::vector<std::string>> IndexesFromFunctions(const SessionPtr& session,
+                                                           std::string_view table) {
     constexpr std::size_t kIndexName = 6;
+    constexpr std::size_t kIndexColumn = 9;
     const auto rows = Rows(session, "SQLStatistics", [&](SQLHANDLE statement) {
         return SQLStatistics(statement, nullptr, 0, nullptr, 0, OdbcText(table), Length(table),
                              SQL_INDEX_ALL, SQL_QUICK);
     });
+    std::vector<std::vector<std::string>> indexes;
+    std::string current;
     for (; !rows->Eof(); rows->MoveNext()) {
         // A row without an index name describes the table itself.
-        if (Names(*rows, kTableName, table) && !(*rows)[kIndexName - 1].IsNull()) {
-            return true;
+        if (!Names(*rows, kTableName, table) || (*rows)[kIndexName - 1].IsNull()) {
+            continue;
         }
+        const std::string index = TextAt(*rows, kIndexName);
+        if (indexes.empty() || index != current) {
+            indexes.emplace_back();
+            current = index;
+        }
+        indexes.back().push_back(TextAt(*rows, kIndexColumn));
     }
-    return false;
+    return indexes;
 }
 
 std::optional<NamedTable> NamedFromFunctions(const SessionPtr& session, std::string_view table) {
@@ -266,7 +286,7 @@ std::optional<NamedTable> NamedFromFunctions(const SessionPtr& session, std::str
             found.Columns.push_back(TextAt(*rows, kColumnName));
         }
     }
-    found.Indexed = FunctionsKnowIndex(session, table);
+    found.Indexed = !IndexesFromFunctions(session, table).empty();
     return found;
 }
 
@@ -343,6 +363,23 @@ std::optional<NamedTable> OdbcCatalogue::FindTable(std::string_view table) {
         return NamedFromFunctions(session_, table);
     }
     return (*rows)->Eof() ? std::nullopt : std::optional(NamedFromView(**rows));
+}
+
+std::vector<std::vector<std::string>> OdbcCatalogue::IndexColumns(std::string_view table) {
+    const auto rows = FromViews([&] { return Query(session_, IndexesQuery(table), table); });
+    if (!rows) {
+        return IndexesFromFunctions(session_, table);
+    }
+    std::vector<std::vector<std::string>> indexes;
+    Value current;
+    for (Recordset& row = **rows; !row.Eof(); row.MoveNext()) {
+        if (indexes.empty() || row[0] != current) {
+            indexes.emplace_back();
+            current = row[0];
+        }
+        indexes.back().push_back(row[1].Text());
+    }
+    return indexes;
 }
 
 TableDefinition OdbcCatalogue::DescribeTable(std::string_view table) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/TableDefinition.h"
 #include "db/odbc/OdbcSession.h"
@@ -22,6 +23,7 @@ class OdbcCatalogue {
 
     bool TableExists(std::string_view table);
     std::optional<NamedTable> FindTable(std::string_view table);
+    std::vector<std::vector<std::string>> IndexColumns(std::string_view table);
     TableDefinition DescribeTable(std::string_view table);
 
   private:

@@ -63,6 +63,9 @@ class OdbcConnection : public Connection {
     std::optional<NamedTable> FindTable(std::string_view table) override {
         return Catalogue().FindTable(table);
     }
+    std::vector<std::vector<std::string>> IndexColumns(std::string_view table) override {
+        return Catalogue().IndexColumns(table);
+    }
     TableDefinition DescribeTable(std::string_view table) override {
         return Catalogue().DescribeTable(table);
     }

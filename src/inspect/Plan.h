@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "inspect/Answer.h"
+#include "inspect/Forecast.h"
+
+namespace morvane {
+
+// What a run would do with a fact table that has a condition.
+struct ArchivePlan {
+    std::string Table;
+    std::int64_t Rows = 0;      // now
+    std::int64_t Archived = 0;  // rows that archiving would move
+};
+
+// What marking, and then deleting, would do with a dimension under one assumption about the facts.
+struct MarkedCounts {
+    std::int64_t Rows = 0;  // that would be marked; normal deletion deletes them
+    // For slowly-moving dimensions:
+    std::int64_t Elements = 0;     // whose versions would all be marked
+    std::int64_t ElementRows = 0;  // the versions of those; atomic deletion deletes them
+    std::int64_t Relinked = 0;     // changes of versions that remain, by normal deletion
+};
+
+struct DimensionPlan {
+    std::string Table;
+    bool SlowMoving = false;
+    std::int64_t Rows = 0;
+    MarkedCounts Now;
+    MarkedCounts AfterArchiving;
+    // Why a run marks nothing here; empty if it looks at the table.
+    std::string NotMarked;
+};
+
+struct Plan {
+    std::vector<ArchivePlan> FactTables;
+    std::vector<DimensionPlan> Dimensions;  // in the order of marking, the unmarked ones last
+};
+
+// What a run would archive, mark, re-link and delete. Writes nothing but temporary tables. Throws
+// DatabaseError.
+Plan MakePlan(Connection& connection, const StepReport& report);
+
+Answer PlanAnswer(const Plan& plan);
+
+// Why a run never marks a selected dimension; empty if it does, according to the relations.
+std::string WhyNotMarked(Connection& connection, const std::string& table);
+
+}  // namespace morvane
