@@ -9,3 +9,9 @@ add_library(fmt::fmt INTERFACE IMPORTED)
 set_target_properties(fmt::fmt PROPERTIES
     INTERFACE_COMPILE_DEFINITIONS FMT_HEADER_ONLY
     INTERFACE_INCLUDE_DIRECTORIES ${headers})
+
+# Header-only libraries of this system, linked the same way.
+file(CREATE_LINK /usr/include/nlohmann ${headers}/nlohmann SYMBOLIC)
+add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
+set_target_properties(nlohmann_json::nlohmann_json PROPERTIES
+    INTERFACE_INCLUDE_DIRECTORIES ${headers})

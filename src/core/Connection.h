@@ -39,7 +39,8 @@ class Connection {
 
     // Connection properties: "Data Source", "Integrated Security", "User ID", "Password" and
     // "Initial Catalog"; on an open connection also "Server Name" and, for SQL Server,
-    // "Engine Edition" (SERVERPROPERTY's number). An unset property is empty.
+    // "Engine Edition" (SERVERPROPERTY's number). An unset property is empty. "Affected Rows" is
+    // "Changed" if an UPDATE ... FROM does not count rows that already have the value.
     // "Copy Server" and "Copy Database" name the only other database that an INSERT may write to,
     // for engines that enforce this themselves. "Mode", set to "Read" before opening, makes such an
     // engine refuse everything but reading, also from that database, and writing to the session's

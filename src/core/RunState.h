@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/Connection.h"
+#include "core/RunResult.h"
 #include "core/RunSettings.h"
 
 namespace morvane {
@@ -42,6 +43,9 @@ struct RunState {
     std::string LockUser;   // the user in the lock table
 
     std::string StatusFilePath;
+
+    RunResult Result;
+    std::string ResultFilePath;  // empty for none
 };
 
 }  // namespace morvane

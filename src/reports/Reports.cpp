@@ -36,6 +36,7 @@ void WriteSummaryReport(ReportRun& run) {
     for (; !tables->Eof(); tables->MoveNext()) {
         const std::string name = (*tables)[0].Text();
         const std::int32_t count = CountUnusedRecords(run.Warehouse(), name);
+        run.State.Result.Of(name).Marked = count;
         file.Write(Lines({
             "<TR>",
             "\t<TD>" + name + "</TD>",

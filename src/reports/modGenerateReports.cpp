@@ -51,15 +51,16 @@ void FinishReportProgress(const ReportRun& run) {
 }
 
 struct ReportStep {
+    Report What;
     std::string_view Comment;
     void (*Write)(ReportRun&);
 };
 
 // The detailed report needs the counts of the summary report.
 constexpr std::array kSteps{
-    ReportStep{"Generating Summary Report", WriteSummaryReport},
-    ReportStep{"Generating Detailed Report", WriteDetailedReport},
-    ReportStep{"Generating TableFilter Report", WriteTableFilterReport},
+    ReportStep{Report::Summary, "Generating Summary Report", WriteSummaryReport},
+    ReportStep{Report::Detailed, "Generating Detailed Report", WriteDetailedReport},
+    ReportStep{Report::TableFilter, "Generating TableFilter Report", WriteTableFilterReport},
 };
 
 }  // namespace
@@ -88,6 +89,7 @@ Outcome GenerateAllReports(RunState& state, ProgressWindow& progress,
                 return Outcome::Cancelled;
             }
             step.Write(run);
+            state.Result.Reports.push_back(ReportPath(step.What, state, reportDirectory));
         }
         FinishReportProgress(run);
         return Outcome::Done;

@@ -75,6 +75,7 @@ Environment TakeEnvironment() {
                         .Keywords = Variable("MORVANE_ODBC_OPTIONS"),
                         .QueryTimeout = Variable("MORVANE_QUERY_TIMEOUT")};
     environment.StatementLog = Variable("MORVANE_STATEMENT_LOG");
+    environment.ResultFile = Variable("MORVANE_RESULT");
     const std::string console = Variable("MORVANE_CONSOLE");
     environment.ConsoleOnly = !console.empty() && console != "0";
     environment.HasDisplay =

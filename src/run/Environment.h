@@ -25,6 +25,7 @@ struct Environment {
     LoginPasswords Passwords;
     OdbcOptions Odbc;          // MORVANE_ODBC_DRIVER, MORVANE_ODBC_OPTIONS, MORVANE_QUERY_TIMEOUT
     std::string StatementLog;  // MORVANE_STATEMENT_LOG
+    std::string ResultFile;    // MORVANE_RESULT
     bool ConsoleOnly = false;  // MORVANE_CONSOLE
     bool HasDisplay = false;   // DISPLAY, WAYLAND_DISPLAY or QT_QPA_PLATFORM
     DataSourceVariables DataSources;

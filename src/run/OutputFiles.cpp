@@ -70,7 +70,7 @@ bool IsGiven(bool option, const std::string& path) {
 
 }  // namespace
 
-OutputFaults FindOutputFaults(const RunSettings& settings) {
+OutputFaults FindOutputFaults(const RunSettings& settings, const std::string& resultFile) {
     const bool status = IsGiven(settings.StatusMode, settings.StatusFileName);
     const bool copy = IsGiven(settings.LogFileGiven, settings.LogFileName);
     OutputFaults faults;
@@ -86,6 +86,16 @@ OutputFaults FindOutputFaults(const RunSettings& settings) {
         !fs::is_character_file(ToPath(settings.LogFileName), missing)) {
         faults.LogCopy = "The status file and the copy of the log cannot both be \"" +
                          settings.LogFileName + "\"";
+    }
+    if (!resultFile.empty()) {
+        faults.Result = DatabaseFault(settings, "The result file", resultFile);
+        const bool taken =
+            (status && IsSameFile(ToPath(settings.StatusFileName), ToPath(resultFile))) ||
+            (copy && IsSameFile(ToPath(settings.LogFileName), ToPath(resultFile)));
+        if (faults.Result.empty() && taken) {
+            faults.Result = "The result file cannot be \"" + resultFile +
+                            "\", which the run writes something else into";
+        }
     }
     return faults;
 }

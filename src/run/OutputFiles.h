@@ -9,14 +9,16 @@
 
 namespace morvane {
 
-// Why the status file or the copy of the log must not be written: it would overwrite a database of
-// an embedded server, or both have the same name. Empty if they may be written.
+// Why the status file, the copy of the log or the result file must not be written: it would
+// overwrite a database of an embedded server or another one of the three. Empty if they may be
+// written.
 struct OutputFaults {
     std::string StatusFile;
     std::string LogCopy;
+    std::string Result;
 };
-// Recognizes a database through links, too. Opens no file.
-OutputFaults FindOutputFaults(const RunSettings& settings);
+// Recognizes a database through links, too. Opens no file. `resultFile`: empty for none.
+OutputFaults FindOutputFaults(const RunSettings& settings, const std::string& resultFile);
 
 // The same for a configuration file.
 std::string ConfigFileFault(const RunSettings& settings, const std::string& path);

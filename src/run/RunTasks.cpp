@@ -13,6 +13,7 @@
 #include "run/Environment.h"
 #include "run/ExitGuard.h"
 #include "run/OutputFiles.h"
+#include "run/ResultFile.h"
 #include "run/RunLog.h"
 #include "run/Tasks.h"
 #include "run/ValidateSettings.h"
@@ -58,7 +59,7 @@ class Run {
           state_(state),
           services_(services),
           commandLine_(commandLine),
-          outputFaults_(FindOutputFaults(settings_)) {}
+          outputFaults_(FindOutputFaults(settings_, state.ResultFilePath)) {}
 
     bool Perform();
 
@@ -79,6 +80,7 @@ class Run {
     bool CloseLog();
     bool CopyLog();
     bool ReportLateFailure(const std::string& failure);
+    void WriteResult();
 
     RunSettings settings_;
     RunState& state_;
@@ -92,6 +94,7 @@ class Run {
 
 bool Run::Perform() {
     state_.ErrorText.clear();
+    state_.Result = {};
     const ExitGuard guard([this] { EndNow(); });
     if (settings_.StatusMode) {
         SetStatusFile(state_, outputFaults_.StatusFile.empty() ? settings_.StatusFileName : "");
@@ -101,6 +104,7 @@ bool Run::Perform() {
     state_.RunStartDate = start.Date;
     state_.RunStartTime = start.TimeOfDay;
     if (OpenLog() && ValidateSettings(settings_, state_, Faults())) {
+        state_.Result.Outcome = RunOutcome::Failed;
         headLine_ = "Morvane Tool started On : " + SummaryMoment(start);
         TrapErrors(state_.ErrorText, [this] { return WorkOnWarehouse(); });
         ReleaseHeldLock(state_, settings_.Database);
@@ -121,7 +125,27 @@ bool Run::Finish() {
     if (settings_.StatusMode) {
         result ? StatusOk(state_) : StatusFailure(state_);
     }
+    if (!result && state_.Result.Outcome == RunOutcome::Done) {
+        state_.Result.Outcome = RunOutcome::Failed;
+    }
+    WriteResult();
     return result;
+}
+
+// A file that cannot be written does not change how the run ended.
+void Run::WriteResult() {
+    if (state_.ResultFilePath.empty()) {
+        return;
+    }
+    try {
+        if (!outputFaults_.Result.empty()) {
+            throw FileError(outputFaults_.Result);
+        }
+        ReplaceFile(state_.ResultFilePath,
+                    ResultText(settings_, state_, services_.Clock.Now(), log_.Path()));
+    } catch (const std::exception& error) {
+        WriteConsoleText(services_.Errors, "MORVANE_RESULT: " + Describe(error));
+    }
 }
 
 // Called if exit() was called while events were processed. Ends the run like a cancel, but without
@@ -131,6 +155,7 @@ void Run::EndNow() {
     if (!tasksAreOver_) {
         state_.ErrorText += "The process was ended from within, as when its display is lost.";
         state_.ErrorText += kCrLf;
+        state_.Result.Outcome = RunOutcome::Cancelled;
     }
     if (state_.LockHeld && state_.WarehouseConnection != nullptr) {
         std::string ignored;  // fails if there is no transaction
@@ -243,10 +268,13 @@ void Run::ShowProgress() {
 
 bool Run::PerformListedTasks() {
     ShowProgress();
-    const bool done = PerformTasks(settings_, state_, services_, log_);
+    const Outcome outcome = PerformTasks(settings_, state_, services_, log_);
     tasksAreOver_ = true;
-    FinishProgress(done);
-    return done;
+    state_.Result.Outcome = outcome == Outcome::Done        ? RunOutcome::Done
+                            : outcome == Outcome::Cancelled ? RunOutcome::Cancelled
+                                                            : RunOutcome::Failed;
+    FinishProgress(outcome == Outcome::Done);
+    return outcome == Outcome::Done;
 }
 
 void Run::FinishProgress(bool done) {

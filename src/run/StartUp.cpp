@@ -56,6 +56,7 @@ void ShowMainWindow(const RunSettings& settings, RunState& state, RunServices& s
 void StartUp(const StartInput& input, RunServices& services) {
     RunState state;
     state.Passwords = input.Environment.Passwords;
+    state.ResultFilePath = input.Environment.ResultFile;
     RunSettings settings;
     InitSettings(settings, state);
     const CommandLineReport report =

@@ -161,9 +161,9 @@ std::vector<std::string> SelectedTaskNames(const RunSettings& settings) {
     return names;
 }
 
-bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log) {
+Outcome PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log) {
     if (!PrepareWarehouse(settings, state)) {
-        return false;
+        return Outcome::Failed;
     }
     ProgressWindow& progress = services.Progress;
     TaskContext context{settings, state, services, log};
@@ -181,17 +181,16 @@ bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services,
         const Outcome outcome = task.Perform(context);
         if (outcome != Outcome::Done) {
             // A cancel during a wait for the database appears as an error in the task.
-            DescribeFailure(task,
-                            outcome == Outcome::Cancelled || progress.CancelReported() ||
-                                progress.CheckCancelState(),
-                            state.ErrorText);
+            const bool cancel = outcome == Outcome::Cancelled || progress.CancelReported() ||
+                                progress.CheckCancelState();
+            DescribeFailure(task, cancel, state.ErrorText);
             ClearFlagsFrom(i, settings);
-            return false;
+            return cancel ? Outcome::Cancelled : Outcome::Failed;
         }
         progress.MarkTaskCompleted(listed);
         ++listed;
     }
-    return true;
+    return Outcome::Done;
 }
 
 }  // namespace morvane

@@ -49,6 +49,6 @@ std::vector<std::string> SelectedTaskNames(const RunSettings& settings);
 
 // Performs the selected tasks and stops at the first that fails or is cancelled. Then ErrorText
 // ends with the reason, and the flags of that task and of all later ones are cleared.
-bool PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log);
+Outcome PerformTasks(RunSettings& settings, RunState& state, RunServices& services, RunLog& log);
 
 }  // namespace morvane

@@ -109,6 +109,7 @@ Outcome TryToAcquire(RunState& state, UserPrompt& prompt) {
             continue;
         }
         if (!UserBreaksLock(row, prompt)) {
+            state.Result.Outcome = RunOutcome::Locked;
             return Outcome::Cancelled;
         }
         state.WarehouseConnection->Execute("drop table dwm_multiuse");
@@ -141,6 +142,9 @@ Outcome CheckLastUser(RunState& state, UserPrompt& prompt, OtherUser otherUser) 
     const std::string_view lastUser = Trim(state.LockUser);
     const bool follows = lastUser.empty() || lastUser == Trim(CurrentUserName()) ||
                          (otherUser == OtherUser::Asked && UserFollowsOther(state, prompt));
+    if (!follows) {
+        state.Result.Outcome = RunOutcome::OtherUser;
+    }
     return follows ? Outcome::Done : Outcome::Cancelled;
 }
 

@@ -35,7 +35,7 @@ Outcome AcquireLock(RunState& state, UserPrompt& prompt);
 enum class OtherUser { Accepted, Asked, Refused };
 
 // Takes the lock with a look at the last user. Unattended runs refuse another user's warehouse,
-// even if the lock is free.
+// even if the lock is free. When it is not taken, the run's result tells why.
 Outcome TakeLock(RunState& state, UserPrompt& prompt, OtherUser otherUser);
 
 // Releases the lock if this user holds it.

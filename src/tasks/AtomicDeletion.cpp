@@ -134,6 +134,7 @@ void ElementDelete::AppendCondition(const Field& field, const Value& value) {
 struct MarkedElements {
     std::vector<Field> KeyFields;
     RowSpool Rows;
+    std::int64_t MarkedRows = 0;  // also of elements that are not wholly marked
 };
 
 MarkedElements ReadMarkedElements(Connection& warehouse, const std::string& table,
@@ -155,7 +156,9 @@ MarkedElements ReadMarkedElements(Connection& warehouse, const std::string& tabl
     positions.push_back(all);
     std::vector<Value> row(positions.size());
     for (; !groups->Eof(); groups->MoveNext()) {
-        if ((*groups)[all].Integer() == (*groups)[deletable].Integer()) {
+        const std::int64_t marked = (*groups)[deletable].Integer();
+        elements.MarkedRows += marked;
+        if ((*groups)[all].Integer() == marked) {
             for (std::size_t i = 0; i < positions.size(); ++i) {
                 row[i] = (*groups)[positions[i]];
             }
@@ -165,15 +168,18 @@ MarkedElements ReadMarkedElements(Connection& warehouse, const std::string& tabl
     return elements;
 }
 
-void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion) {
+// Returns the number of rows.
+std::int64_t DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion) {
     struct Sent {
         std::int64_t Versions;
         std::string Sql;
     };
     std::deque<Sent> sent;  // statements without a row count yet
+    std::int64_t total = 0;
     const auto batch = deletion.CreateBatch([&](std::size_t, std::int64_t deleted) {
         const Sent statement = std::move(sent.front());
         sent.pop_front();
+        total += statement.Versions;
         // A version was inserted since it was counted, or the rows of another element match.
         if (deleted > statement.Versions) {
             throw DatabaseError({"The statement deletes more rows than the element had."},
@@ -196,19 +202,22 @@ void DeleteElements(ElementDelete& element, RowSpool& rows, Connection& deletion
         }
     }
     batch->Finish();
+    return total;
 }
 
 }  // namespace
 
-void DeleteAtomically(const std::string& table, Connection& warehouse, Connection& deletion) {
+AtomicCounts DeleteAtomically(const std::string& table, Connection& warehouse,
+                              Connection& deletion) {
     const ElementKey key = ReadElementKey(
         warehouse, "SELECT original_primary_key FROM dwm_star_relations WHERE primary_table = '" +
                        table + "'");
     MarkedElements elements = ReadMarkedElements(warehouse, table, key);
     ElementDelete element(table, elements.KeyFields);
     Transaction transaction(deletion);
-    DeleteElements(element, elements.Rows, deletion);
+    const std::int64_t deleted = DeleteElements(element, elements.Rows, deletion);
     transaction.Commit();
+    return {elements.MarkedRows, deleted};
 }
 
 }  // namespace morvane

@@ -18,7 +18,8 @@ namespace {
 class Archiving {
   public:
     Archiving(RunState& state, ProgressWindow& progress, LogStream& log)
-        : warehouse_(*state.WarehouseConnection),
+        : result_(state.Result),
+          warehouse_(*state.WarehouseConnection),
           archive_(*state.ArchiveConnection),
           progress_(progress),
           log_(log) {}
@@ -35,6 +36,7 @@ class Archiving {
                             std::int64_t archived);
     void FinishArchiveProgress();
 
+    RunResult& result_;
     Connection& warehouse_;
     Connection& archive_;
     ProgressWindow& progress_;
@@ -96,6 +98,7 @@ void Archiving::PrepareArchiveProgress() {
 }
 
 void Archiving::MoveRows(const std::string& table, const std::string& condition) {
+    const TableTimer timer(result_, table);
     log_.WriteLine("***");
     log_.WriteLine("Fact Table: " + table);
     log_.WriteLine("Condition: " + condition);
@@ -110,6 +113,7 @@ void Archiving::MoveRows(const std::string& table, const std::string& condition)
     log_.WriteLine("***");
     log_.WriteLine("");
     DeleteArchivedRows(table, condition, archived);
+    result_.Of(table).Archived = archived;
 }
 
 // The rows are copied by the server itself, and an Azure SQL Database cannot reach other databases.

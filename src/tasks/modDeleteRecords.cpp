@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "tasks/modDeleteRecords.h"
 
+#include <optional>
 #include <string>
 
 #include "base/Text.h"
@@ -42,26 +43,34 @@ std::unique_ptr<Connection> OpenDeletionConnection(const Connection& warehouse,
     return connection;
 }
 
-void DeleteDeletableRows(const std::string& table, Connection& deletion) {
-    deletion.Execute("DELETE FROM " + table + " WHERE is_deletable = 1");
+std::int64_t DeleteDeletableRows(const std::string& table, Connection& deletion) {
+    return deletion.Execute("DELETE FROM " + table + " WHERE is_deletable = 1");
 }
 
 void DeleteFromTable(const std::string& table, bool slowMoving, bool atomic, Connection& warehouse,
-                     Connection& deletion) {
-    if (atomic) {
-        if (slowMoving) {
-            DeleteAtomically(table, warehouse, deletion);
-        } else {
-            DeleteDeletableRows(table, deletion);
-        }
+                     Connection& deletion, RunResult& result) {
+    const TableTimer timer(result, table);
+    if (atomic && slowMoving) {
+        const AtomicCounts counts = DeleteAtomically(table, warehouse, deletion);
+        result.Of(table).Marked = counts.Marked;
+        result.Of(table).Deleted = counts.Deleted;
         return;
     }
-    Transaction transaction(deletion);
-    if (slowMoving) {
-        RelinkSlowlyMovingHistory(table, warehouse, deletion);
+    std::optional<Transaction> transaction;
+    std::optional<std::int64_t> relinked;
+    if (!atomic) {
+        transaction.emplace(deletion);
     }
-    DeleteDeletableRows(table, deletion);
-    transaction.Commit();
+    if (slowMoving) {
+        relinked = RelinkSlowlyMovingHistory(table, warehouse, deletion);
+    }
+    const std::int64_t deleted = DeleteDeletableRows(table, deletion);
+    if (transaction) {
+        transaction->Commit();
+    }
+    TableResult& entry = result.Of(table);
+    entry.Marked = entry.Deleted = deleted;
+    entry.Relinked = relinked;
 }
 
 }  // namespace
@@ -84,7 +93,7 @@ Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const Connectio
             warehouse.RequireTableName(table);
             progress.Comment("Deleting records from Dimension table : " + std::string(Trim(table)));
             DeleteFromTable(table, tables->ValueOf("slow_moving_dim").Flag(), atomic, warehouse,
-                            *deletion);
+                            *deletion, state.Result);
             progress.ProgressVal(progress.ProgressVal() + 1);
             progress.Refresh();
         }

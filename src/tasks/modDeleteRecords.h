@@ -32,6 +32,11 @@ std::int64_t RelinkSlowlyMovingHistory(const std::string& table, Connection& war
 // Deletes the elements whose versions are all marked, with one statement per element in one
 // transaction. Deletes nothing if a key value cannot be written as a literal or if a statement
 // affects a different number of rows than the element has.
-void DeleteAtomically(const std::string& table, Connection& warehouse, Connection& deletion);
+struct AtomicCounts {
+    std::int64_t Marked = 0;   // rows
+    std::int64_t Deleted = 0;  // rows
+};
+AtomicCounts DeleteAtomically(const std::string& table, Connection& warehouse,
+                              Connection& deletion);
 
 }  // namespace morvane

@@ -14,8 +14,11 @@ namespace {
 // Marks each table in the order of the walk.
 class Detection {
   public:
-    Detection(Connection& connection, ProgressWindow& progress)
-        : connection_(connection), progress_(progress), walk_(connection) {}
+    Detection(RunState& state, ProgressWindow& progress)
+        : connection_(*state.WarehouseConnection),
+          result_(state.Result),
+          progress_(progress),
+          walk_(connection_) {}
 
     void InitDetection() {
         ResetSelectedDimensions();
@@ -34,9 +37,11 @@ class Detection {
   private:
     void ResetSelectedDimensions();
     void MarkTable();
-    void KeepReferredRows(const Relation& relation);
+    // Returns the number of rows affected.
+    std::int64_t KeepReferredRows(const Relation& relation);
 
     Connection& connection_;
+    RunResult& result_;
     ProgressWindow& progress_;
     RelationWalk walk_;
 };
@@ -62,17 +67,21 @@ void Detection::PrepareProgress() {
 
 // Reads all relations before marking any row, so that a refused name leaves no marks behind.
 void Detection::MarkTable() {
+    const TableTimer timer(result_, walk_.Table());
     const std::vector<Relation> relations = walk_.Relations();
-    connection_.Execute("UPDATE " + walk_.Table() +
-                        " SET is_deletable = 1 WHERE is_sustainable = 0");
+    std::int64_t marked = connection_.Execute("UPDATE " + walk_.Table() +
+                                              " SET is_deletable = 1 WHERE is_sustainable = 0");
     for (const Relation& relation : relations) {
         progress_.ShowRelation(relation.PrimaryTable, relation.ForeignTable);
-        KeepReferredRows(relation);
+        marked -= KeepReferredRows(relation);
         progress_.ProgressVal(progress_.ProgressVal() + 1);
+    }
+    if (connection_.Property("Affected Rows") == "Changed") {
+        result_.Of(walk_.Table()).Marked = marked;
     }
 }
 
-void Detection::KeepReferredRows(const Relation& relation) {
+std::int64_t Detection::KeepReferredRows(const Relation& relation) {
     const std::string& table = walk_.Table();
     const std::string& foreignTable = relation.ForeignTable;
     const std::vector<ColumnPair> pairs = ColumnPairs(relation);
@@ -93,7 +102,7 @@ void Detection::KeepReferredRows(const Relation& relation) {
     if (!walk_.IsFactTable(Trim(foreignTable))) {
         sql += " AND " + foreignTable + ".is_deletable=0";
     }
-    connection_.Execute(sql);
+    return connection_.Execute(sql);
 }
 
 void Detection::FinishProgress() {
@@ -108,7 +117,7 @@ void Detection::FinishProgress() {
 
 Outcome MarkUnusedElements(RunState& state, ProgressWindow& progress) {
     return TrapOutcome(state.ErrorText, [&] {
-        Detection detection(*state.WarehouseConnection, progress);
+        Detection detection(state, progress);
         detection.InitDetection();
         detection.PrepareProgress();
         while (detection.Waiting()) {

@@ -46,6 +46,9 @@ class EmbeddedConnection : public Connection {
         if (IsOpen() && EqualsIgnoreCase(name, "Server Name")) {
             return Property("Data Source");
         }
+        if (EqualsIgnoreCase(name, "Affected Rows")) {
+            return "Changed";
+        }
         const auto found = properties_.find(name);
         return found == properties_.end() ? "" : found->second;
     }
