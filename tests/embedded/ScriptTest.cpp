@@ -117,12 +117,12 @@ class StatementScript : public ::testing::TestWithParam<Script> {
         return lines;
     }
     void Execute(const Step& step) const {
-        if (step.Sql == "BEGIN") {
-            connection_->BeginTrans();
-        } else if (step.Sql == "COMMIT") {
-            connection_->CommitTrans();
-        } else if (step.Sql == "ROLLBACK") {
-            connection_->RollbackTrans();
+        static const std::map<std::string, void (Connection::*)()> transaction{
+            {"BEGIN", &Connection::BeginTrans},
+            {"COMMIT", &Connection::CommitTrans},
+            {"ROLLBACK", &Connection::RollbackTrans}};
+        if (const auto found = transaction.find(step.Sql); found != transaction.end()) {
+            ((*connection_).*found->second)();
         } else if (step.Sql == "REOPEN") {
             connection_->Close();
             connection_->Open();
