@@ -29,7 +29,7 @@ TEST(ServerAnswer, NamesTheInstancesOfAServer) {
     EXPECT_EQ(ParseServerAnswer(Answer(three)), (Servers{"DW01", "DW01\\ARCHIVE", "DW02,14330"}));
 }
 
-TEST(ServerAnswer, MalformedAndHostileAnswersNameNothing) {
+TEST(ServerAnswer, IsIgnoredIfMalformedOrHostile) {
     const std::string good = Instance("DW01", "A", "1433");
     for (const std::string& answer :
          {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3),
@@ -46,30 +46,13 @@ TEST(ServerAnswer, MalformedAndHostileAnswersNameNothing) {
 }
 
 TEST(DataSources, AreReadFromTheConfigurationFiles) {
+    const std::filesystem::path samples = MORVANE_DATA_SOURCES;
     const TempFolder files;
-    const auto write = [&](const char* name, const char* text) {
-        std::ofstream(files / name) << text;
-    };
-    write("odbc.ini",
-          "; all of them\n"
-          "[ODBC Data Sources]\nDW = warehouse\n"
-          "[DW]\r\n DRIVER = /usr/lib/libtdsodbc.so ; path\r\nserver = \"dw01\" # here\r\n"
-          "Port=1500\r\n"
-          "[Named]\nDriver={ODBC Driver 18 for SQL Server}\nServer=tcp:dw02\\ARCHIVE\n"
-          "[Through]\nDriver=FreeTDS\nServername=CENTRAL\nPort=7\n"
-          "[Ledger]\nDriver=PostgreSQL\nServer=pg\n"
-          "[Wrong]\nDriver=FreeTDS\nServer=dw03\nPort=http\n"
-          "[Unsafe]\nDriver=FreeTDS\nServer=dw04=x\n"
-          "[Cut\nDriver=FreeTDS\nServer=dw05\n");
-    write("user.ini", "[dw]\nDriver=FreeTDS\nAddress=dw09,1600\nServer=x\n[none]");
-    write("freetds.conf",
-          "[global]\n\ttds version = 7.4\n\tport = 1433\n"
-          "[central]\n\thost = dw06\n[Inst]\nHOST=dw07\nInstance=A\n[Old]\nhost=dw08\n"
-          "tds version = 5.0\n");
-    std::filesystem::create_directory(files / "folder.ini");
+    std::ofstream(files / "user.ini", std::ios::binary)
+        << "[dw]\r\nDriver=FreeTDS\r\nAddress=dw09,1600\r\nServer=x\r\n[none]";
     DataSourcePlaces places = {
-        {files / "missing", files / "folder.ini", files / "user.ini", files / "odbc.ini"},
-        {"/dev/zero", files / "freetds.conf"}};
+        {files / "missing", samples, files / "user.ini", samples / "odbc.ini"},
+        {"/dev/zero", samples / "freetds.conf"}};
     const std::vector<DataSource> expected = {{"dw", "dw09,1600"},
                                               {"Named", "tcp:dw02\\ARCHIVE"},
                                               {"Through", "dw06,1433"},
@@ -81,16 +64,15 @@ TEST(DataSources, AreReadFromTheConfigurationFiles) {
 }
 
 TEST(DataSourcePlaces, AreWhereTheDriversLook) {
+    using Paths = std::vector<std::filesystem::path>;
     const DataSourcePlaces usual = FindDataSourcePlaces({.Home = "/home/a"});
-    EXPECT_EQ(usual.OdbcIni,
-              (std::vector<std::filesystem::path>{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
-    EXPECT_EQ(usual.FreeTdsConf, (std::vector<std::filesystem::path>{"/home/a/.freetds.conf",
-                                                                     "/etc/freetds/freetds.conf"}));
+    EXPECT_EQ(usual.OdbcIni, (Paths{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
+    EXPECT_EQ(usual.FreeTdsConf, (Paths{"/home/a/.freetds.conf", "/etc/freetds/freetds.conf"}));
     const DataSourcePlaces other = FindDataSourcePlaces(
         {.OdbcIni = "/o.ini", .OdbcSysIni = "/s", .FreeTdsConf = "/f", .FreeTds = "/t"});
-    EXPECT_EQ(other.OdbcIni, (std::vector<std::filesystem::path>{"/o.ini", "/s/odbc.ini"}));
-    EXPECT_EQ(other.FreeTdsConf[0], "/f");
-    EXPECT_EQ(other.FreeTdsConf[1], "/t/etc/freetds.conf");
+    EXPECT_EQ(other.OdbcIni, (Paths{"/o.ini", "/s/odbc.ini"}));
+    EXPECT_EQ(Paths(other.FreeTdsConf.begin(), other.FreeTdsConf.begin() + 2),
+              (Paths{"/f", "/t/etc/freetds.conf"}));
 }
 
 }  // namespace

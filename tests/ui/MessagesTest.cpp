@@ -4,39 +4,31 @@
 #include <QMessageBox>
 
 #include "UiTest.h"
-#include "db/modDatabaseOperations.h"
 #include "ui/frmMain.h"
-#include "ui/frmSetFactTableFilters.h"
 
 namespace morvane::testing {
 namespace {
 
 constexpr const char* kNoMemory = "Morvane|There is not enough memory.";
 
-struct Slots : UiFixture {
-    Slots() { State.WarehouseConnection = Warehouse.Connect(); }
-};
+using Slots = UiFixture;
 
-TEST_F(Slots, ShowWhatIsThrownAndKeepTheWindowOpen) {
-    CreateArchiveTable(*State.WarehouseConnection);
-    Browse.Fails = true;
+TEST_F(Slots, ShowExceptionsAndKeepTheWindowOpen) {
     frmMain settings(State, Services, Browse);
-    frmSetFactTableFilters conditions(State, Services, Browse, nullptr);
-    for (QWidget* window : std::initializer_list<QWidget*>{&settings, &conditions}) {
-        window->show();
-        Prompt.Shown.clear();
-        Click(*window, "cmdServer");
-        EXPECT_EQ(Prompt.Shown, std::vector<std::string>{kNoMemory});
-        Prompt.Failures = 1;
-        ::testing::internal::CaptureStderr();
-        Click(*window, "cmdServer");
-        EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-                  "Morvane: an error has occurred and cannot be shown\n");
-        EXPECT_TRUE(window->isVisible());
-    }
+    settings.show();
+    Browse.Fails = true;
+    Click(settings, "cmdServer");
+    EXPECT_EQ(Prompt.Shown, std::vector<std::string>{kNoMemory});
+    Prompt.Failures = 1;
+    ::testing::internal::CaptureStderr();
+    Click(settings, "cmdServer");
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "Morvane: an error has occurred and cannot be shown\n");
+    EXPECT_TRUE(settings.isVisible());
 }
 
-TEST_F(Slots, AWindowThatFailsToCloseStaysOpenAndCanBeClosedAgain) {
+TEST_F(Slots, KeepAWindowOpenThatFailsToClose) {
+    State.WarehouseConnection = Warehouse.Connect();
     frmMain settings(State, Services, Browse);
     settings.show();
     State.LockHeld = true;
@@ -49,7 +41,7 @@ TEST_F(Slots, AWindowThatFailsToCloseStaysOpenAndCanBeClosedAgain) {
     EXPECT_FALSE(settings.isVisible());
 }
 
-TEST(ApplicationTest, DropsAnEventWhoseHandlerThrows) {
+TEST(Application, DropsAnEventWhoseHandlerThrows) {
     struct : QObject {
         bool event(QEvent*) override { throw std::bad_alloc(); }
     } receiver;
@@ -58,7 +50,7 @@ TEST(ApplicationTest, DropsAnEventWhoseHandlerThrows) {
     EXPECT_EQ(ApplicationPrompt().Shown, std::vector<std::string>{kNoMemory});
 }
 
-TEST(MessageBoxes, CloseUnansweredWhenTheProgramEnds) {
+TEST(MessageBoxPrompt, LeavesQuestionsUnansweredWhenTheProgramEnds) {
     bool ending = false;
     MessageBoxPrompt prompt([&] { return ending; });
     WhenModalOpens(
@@ -66,7 +58,7 @@ TEST(MessageBoxes, CloseUnansweredWhenTheProgramEnds) {
     EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), true);
     WhenModalOpens([&](QWidget&) { ending = true; });
     EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt);
-    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "it does not open";
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "no box opens";
     ::testing::internal::CaptureStderr();
     prompt.ShowMessage("Morvane", "No \x1b[2J.", MessageStyle::Critical);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Morvane: No \\x1b[2J.\n");
