@@ -18,13 +18,6 @@ namespace {
 
 constexpr int kLongestSilence = 120 * 1000;  // milliseconds
 
-int WaitFor(pid_t& process) {
-    int status = 0;
-    waitpid(process, &status, 0);
-    process = -1;
-    return status;
-}
-
 [[noreturn]] void Execute(const std::string& program, const std::vector<std::string>& arguments,
                           const Surroundings& surroundings) {
     std::vector<char*> argv{const_cast<char*>(program.c_str())};
@@ -46,14 +39,21 @@ int WaitFor(pid_t& process) {
     _exit(98);
 }
 
-void EndIfRunning(pid_t& process) {
-    if (process > 0) {
-        kill(process, SIGKILL);
-        WaitFor(process);
+}  // namespace
+
+Process::~Process() {
+    if (id_ > 0) {
+        kill(id_, SIGKILL);
+        Wait();
     }
 }
 
-}  // namespace
+int Process::Wait() {
+    int status = 0;
+    waitpid(id_, &status, 0);
+    id_ = -1;
+    return status;
+}
 
 Child::Child(const std::function<int(Child&)>& body) {
     std::array<int, 2> toChild{};
@@ -61,8 +61,8 @@ Child::Child(const std::function<int(Child&)>& body) {
     if (pipe(toChild.data()) != 0 || pipe(toParent.data()) != 0) {
         throw std::runtime_error("cannot make a pipe");
     }
-    process_ = fork();
-    const bool isChild = process_ == 0;
+    id_ = fork();
+    const bool isChild = id_ == 0;
     in_ = isChild ? toChild[0] : toParent[0];
     out_ = isChild ? toParent[1] : toChild[1];
     close(isChild ? toChild[1] : toChild[0]);
@@ -80,7 +80,6 @@ Child::Child(const std::function<int(Child&)>& body) {
 Child::~Child() {
     close(in_);
     close(out_);
-    EndIfRunning(process_);
 }
 
 void Child::Send(char character) const {
@@ -94,25 +93,20 @@ char Child::Receive() const {
     return read(in_, &character, 1) == 1 ? character : '\0';
 }
 
-int Child::Wait() {
-    return WaitFor(process_);
-}
-
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
                      Streams streams) {
-    pid_t process = fork();
-    if (process == 0) {
-        std::array<int, 2> pipe{};
-        if (::pipe(pipe.data()) == 0) {
-            close(pipe[0]);
-            dup2(pipe[1], STDOUT_FILENO);
-            streams == Streams::Broken ? dup2(pipe[1], STDERR_FILENO) : close(STDERR_FILENO);
-            close(pipe[1]);
-            Execute(program, arguments, {});
-        }
-        _exit(97);
-    }
-    return WaitFor(process);
+    return Child([&](Child&) -> int {
+               std::array<int, 2> pipe{};
+               if (::pipe(pipe.data()) != 0) {
+                   return 97;
+               }
+               close(pipe[0]);
+               dup2(pipe[1], STDOUT_FILENO);
+               streams == Streams::Broken ? dup2(pipe[1], STDERR_FILENO) : close(STDERR_FILENO);
+               close(pipe[1]);
+               Execute(program, arguments, {});
+           })
+        .Wait();
 }
 
 TerminalProgram::TerminalProgram(const std::string& program,
@@ -121,15 +115,14 @@ TerminalProgram::TerminalProgram(const std::string& program,
     winsize size{};
     size.ws_row = 25;
     size.ws_col = surroundings.Columns;
-    process_ = forkpty(&terminal_, nullptr, nullptr, &size);
-    if (process_ == 0) {
+    id_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (id_ == 0) {
         Execute(program, arguments, surroundings);
     }
 }
 
 TerminalProgram::~TerminalProgram() {
     HangUp();
-    EndIfRunning(process_);
 }
 
 const std::string& TerminalProgram::ReadUntil(const std::string& text) {
@@ -151,7 +144,7 @@ void TerminalProgram::Type(const std::string& keys) const {
 }
 
 void TerminalProgram::Signal(int number) const {
-    kill(process_, number);
+    kill(id_, number);
 }
 
 void TerminalProgram::HangUp() {
@@ -162,12 +155,8 @@ void TerminalProgram::HangUp() {
 }
 
 std::string TerminalProgram::About(const std::string& file) const {
-    std::ifstream stream("/proc/" + std::to_string(process_) + "/" + file);
+    std::ifstream stream("/proc/" + std::to_string(id_) + "/" + file);
     return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-int TerminalProgram::Wait() {
-    return WaitFor(process_);
 }
 
 bool TerminalProgram::ReadSome() {

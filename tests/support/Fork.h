@@ -11,23 +11,34 @@
 
 namespace morvane::testing {
 
+// A process that is killed in the destructor if it is still running.
+class Process {
+  public:
+    Process() = default;
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    // Returns the status of waitpid().
+    int Wait();
+
+  protected:
+    ~Process();
+
+    pid_t id_ = -1;
+};
+
 // A forked process that runs `body` and exits with its result. Parent and child synchronize by
 // sending each other single characters through a pair of pipes.
-class Child {
+class Child : public Process {
   public:
     explicit Child(const std::function<int(Child&)>& body);
-    ~Child();  // kills the process if it is still running
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
+    ~Child();
 
     void Send(char character) const;
     // Waits for a character; 0 if the other side has exited.
     char Receive() const;
-    // Returns the status of waitpid().
-    int Wait();
 
   private:
-    pid_t process_ = -1;
     int in_ = -1;
     int out_ = -1;
 };
@@ -47,13 +58,11 @@ int RunWithoutReader(const std::string& program, const std::vector<std::string>&
                      Streams streams);
 
 // A program in a pseudo-terminal. Its output waits there until the test reads it.
-class TerminalProgram {
+class TerminalProgram : public Process {
   public:
     TerminalProgram(const std::string& program, const std::vector<std::string>& arguments,
                     const Surroundings& surroundings = {});
     ~TerminalProgram();
-    TerminalProgram(const TerminalProgram&) = delete;
-    TerminalProgram& operator=(const TerminalProgram&) = delete;
 
     // Reads until the text appears or the program exits. Returns all output so far.
     const std::string& ReadUntil(const std::string& text);
@@ -64,12 +73,10 @@ class TerminalProgram {
     void HangUp();
     // The contents of a file in /proc/<pid>: "cmdline", "limits".
     std::string About(const std::string& file) const;
-    int Wait();
 
   private:
     bool ReadSome();
 
-    pid_t process_ = -1;
     int terminal_ = -1;
     std::string output_;
 };

@@ -62,6 +62,7 @@ std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect
 
 RunFixture::RunFixture() {
     FillStar(Warehouse);
+    Archive.Run("PRAGMA user_version = 1");
     Settings = EveryTask(Warehouse.Server(), Files / "logs");
     Settings.StatusMode = true;
     Settings.StatusFileName = Files / "status.txt";
@@ -74,7 +75,8 @@ bool RunFixture::Run(const RunSettings& settings, const CommandLineReport& comma
 }
 
 std::string RunFixture::Log() const {
-    const std::string log = ReadWholeFile(Files / "logs/Morvane_Log05-03-202414-07-09.txt");
+    std::string log = ReadWholeFile(Files / "logs/Morvane_Log05-03-202414-07-09.txt");
+    log = ReplaceAll(log, "sqlite:" + ArchiveFolder.Path(), "ARCHIVE");
     return ReplaceAll(ReplaceAll(log, Files.Path(), "FILES"), Warehouse.Server(), "SERVER");
 }
 

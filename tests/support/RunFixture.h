@@ -37,6 +37,7 @@ struct TestServices {
 // Performs an unattended run and returns its error text.
 std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect = {});
 
+// The star with an archive on another server.
 class RunFixture : public ::testing::Test {
   protected:
     RunFixture();
@@ -47,7 +48,13 @@ class RunFixture : public ::testing::Test {
     std::string Log() const;
     std::string Status() const;
 
+    void ArchiveToo(bool linkedServer = true) {
+        AddArchiving(Settings, "sqlite:" + ArchiveFolder.Path(), linkedServer);
+    }
+
     TestWarehouse Warehouse;
+    TempFolder ArchiveFolder;
+    SqliteFile Archive{ArchiveFolder / "hist.db"};
     TempFolder Files;
     TestServices World;
     RunState State;

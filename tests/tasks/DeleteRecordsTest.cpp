@@ -46,6 +46,9 @@ class Deletion : public TaskTest {
 TEST_F(Deletion, SendsTheExpectedStatements) {
     ASSERT_TRUE(Delete(false)) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(statements, "deletion.statements"));
+    EXPECT_EQ(Join(progress.Log, "; "),
+              "range 0..2; value 0 to 0; comment Deleting records from Dimension table : shop;"
+              " comment Deleting records from Dimension table : client; value 2 to 0; comment ");
 }
 
 TEST_F(Deletion, SendsTheExpectedStatementsIfAtomic) {
