@@ -1,12 +1,5 @@
 // SPDX-License-Identifier: Apache-2.0
-#ifdef _WIN32
-#include <fcntl.h>
-#include <io.h>
-#else
-#include <unistd.h>
-#endif
-
-#include <array>
+#include <cstdio>
 #include <sstream>
 
 #include "run/CancelSignals.h"
@@ -91,31 +84,21 @@ TEST(Console, ShowsInNamesWhatItMustNotSend) {
               "No table \\x1b[31m\n\tnor \\u202e\\x0d!\nLock: of \\u009bm?\nGo on? [yes/no] ");
 }
 
-std::array<int, 2> OpenPipe() {
-    std::array<int, 2> ends{};
-#ifdef _WIN32
-    EXPECT_EQ(_pipe(ends.data(), 4096, _O_BINARY), 0);
-#else
-    EXPECT_EQ(::pipe(ends.data()), 0);
-#endif
-    return ends;
-}
-
 TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
-    const std::array<int, 2> pipe = OpenPipe();
+    const TempFolder folder;
+    std::FILE* keys = std::fopen((folder / "keys").c_str(), "w+b");
+    std::fputs("maybe\n\nYES\n n \ny", keys);
+    std::rewind(keys);
     const CancelSignals signals;  // resets the signals received in earlier tests
     std::ostringstream out;
-    ConsolePrompt prompt(out, ReadLinesFrom(pipe[0]));
-    const std::string keys = "maybe\n\nYES\n n \ny";
-    ASSERT_EQ(write(pipe[1], keys.data(), static_cast<unsigned>(keys.size())), std::ssize(keys));
-    close(pipe[1]);
+    ConsolePrompt prompt(out, ReadLinesFrom(fileno(keys)));
     EXPECT_EQ(prompt.AskYesNo("Lock Profile", "Go on?"), true);
     EXPECT_EQ(out.str(),
               "Lock Profile: Go on? [yes/no] Lock Profile: Go on? [yes/no] "
               "Lock Profile: Go on? [yes/no] ");
     EXPECT_EQ(prompt.AskYesNo("", ""), false);
     EXPECT_EQ(prompt.AskYesNo("", ""), std::nullopt) << "an incomplete line is not an answer";
-    close(pipe[0]);
+    std::fclose(keys);
     EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", ""), std::nullopt);
 }
 

@@ -192,15 +192,6 @@ TEST_F(Archiving, MovesNothingIfAConditionDoesNotCompile) {
     EXPECT_EQ(Ids(), "1 3 5,2 4");
 }
 
-TEST_F(Archiving, RefusesAnArchiveTableWithOtherColumns) {
-    for (const char* columns :
-         {"id int, date_of_archiving datetime", "id int, a, b, c, d, date_of_archiving datetime"}) {
-        archive.Run("DROP TABLE IF EXISTS sales; CREATE TABLE sales(" + std::string(columns) + ")");
-        ExpectFailure("values");
-        EXPECT_EQ(Ids(), ",1 2 3 4 5");
-    }
-}
-
 // Rows that were not copied must not be deleted.
 TEST_F(Archiving, DeletesNothingIfRowsArriveAfterTheCopy) {
     onStatement = [&](const std::string& sql) {
