@@ -53,12 +53,12 @@ Rows Contents::Archived(const std::string& fact) const {
 
 Contents ReadContents(const Site& site) {
     Contents contents;
-    const SqliteFile warehouse = site.Warehouse();
+    const SqliteFile& warehouse = site.Warehouse;
     for (const std::string& table : WholeTables(warehouse)) {
         const std::vector<std::string> rows = warehouse.Rows("SELECT * FROM " + table);
         contents.Warehouse[table] = {rows.begin(), rows.end()};
     }
-    const SqliteFile archive = site.Archive();
+    const SqliteFile& archive = site.Archive;
     for (const std::string& table : WholeTables(archive)) {
         contents.ArchiveDefinitions.insert(
             archive.Text("SELECT sql FROM sqlite_schema WHERE name = '" + table + "'"));

@@ -6,8 +6,8 @@
 #include "Oracle.h"
 #include "base/Platform.h"
 #include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "support/FileSizeLimit.h"
-#include "support/TempFolder.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
@@ -49,7 +49,7 @@ std::vector<Case> Cases() {
 // A site, its copy after an undisturbed run, and the oracle made of both.
 class OnSite : public ::testing::Test {
   protected:
-    OnSite() { Original.Fill(); }
+    OnSite() { Original.Warehouse.Run(ReadWholeFile(MORVANE_SITE_SQL)); }
 
     void RunUndisturbed(const Way& way) {
         Cleaned.CopyFrom(Original);
@@ -79,9 +79,8 @@ class OnSite : public ::testing::Test {
             disturbed.Archive.contains("sales") && disturbed.Warehouse.at("sales").size() == kSales;
     }
 
-    TempFolder Folder;
-    Site Original{Folder / "original"};
-    Site Cleaned{Folder / "cleaned"};
+    Site Original;
+    Site Cleaned;
     RunOutcome Undisturbed;
     std::vector<FaultPoint> Points;
     std::unique_ptr<Oracle> Judge;
@@ -91,7 +90,7 @@ class OnSite : public ::testing::Test {
 class DisturbedRun : public OnSite, public ::testing::WithParamInterface<Case> {
   protected:
     DisturbedRun() {
-        Original.Warehouse().Run(
+        Original.Warehouse.Run(
             "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
             "INSERT INTO dwm_multiuse VALUES(" +
             std::to_string(TheWay.Locked) + ",'" + CurrentUserName() + "')");
@@ -118,8 +117,7 @@ bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
 }
 
 void DisturbedRun::DisturbAt(std::size_t point) {
-    const TempFolder folder;
-    const Site site(folder / "site");
+    const Site site;
     site.CopyFrom(Original);
     FaultPlan plan(TheFault, point);
     RunState state;
@@ -207,19 +205,18 @@ INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()), NameO
 // as the warehouse, so that the limit concerns both.
 TEST_F(OnSite, AFullDiskLosesNothingAndTheNextRunCompletes) {
     constexpr std::uintmax_t kPage = 4096;
-    Original.Warehouse().Run(
+    Original.Warehouse.Run(
         "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 800)"
         " INSERT INTO shipments SELECT i, 31, 2, '2018-01-01 00:00:00' FROM n");
-    const std::uintmax_t size = std::filesystem::file_size(Original.Warehouse().Path());
-    Original.Archive().Run("CREATE TABLE filler AS SELECT randomblob(" +
-                           std::to_string(size - 2 * kPage) + ") AS x, NULL AS date_of_archiving");
+    const std::uintmax_t size = std::filesystem::file_size(Original.Warehouse.File());
+    Original.Archive.Run("CREATE TABLE filler AS SELECT randomblob(" +
+                         std::to_string(size - 2 * kPage) + ") AS x, NULL AS date_of_archiving");
     RunUndisturbed(kWays[0]);
     bool completed = false;
     std::uintmax_t pages = 0;
     for (; !completed && pages < 100 && !HasFailure(); ++pages) {
         SCOPED_TRACE(std::to_string(pages) + " more pages");
-        const TempFolder folder;
-        const Site site(folder / "site");
+        const Site site;
         site.CopyFrom(Original);
         const auto run = [&](bool later) {
             FaultPlan none;
@@ -256,7 +253,7 @@ TEST_F(OnSite, TheOracleFindsDamage) {
         {"warehouse", "UPDATE dwm_tables SET is_selected = 0", "dwm_tables is half"},
     }};
     for (const auto& [file, sql, finding] : cases) {
-        (file == "archive" ? Cleaned.Archive() : Cleaned.Warehouse()).Run(sql);
+        (file == "archive" ? Cleaned.Archive : Cleaned.Warehouse).Run(sql);
         EXPECT_TRUE(Contains(Join(Judge->FindDamage(ReadContents(Cleaned)), "\n"), finding)) << sql;
     }
     EXPECT_EQ(Judge->FindDifferences(result, ReadContents(Cleaned)).size(), 3U);
