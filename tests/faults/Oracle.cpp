@@ -31,14 +31,6 @@ Rows Unmarked(const std::string& table, const Rows& rows) {
     return unmarked;
 }
 
-void Compare(const std::string& name, const Rows& expected, const Rows& found,
-             Oracle::Findings& findings) {
-    if (expected != found) {
-        findings.push_back(name + " holds " + Join({found.begin(), found.end()}, " ") +
-                           " instead of " + Join({expected.begin(), expected.end()}, " "));
-    }
-}
-
 }  // namespace
 
 Rows Contents::Archived(const std::string& fact) const {
@@ -118,9 +110,14 @@ void Oracle::CheckFact(const std::string& fact, const Contents& now, Findings& f
 
 Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Contents& now) const {
     Findings findings;
+    const auto compare = [&](const std::string& name, const Rows& expected, const Rows& found) {
+        if (found != expected) {
+            findings.push_back(name + " holds " + Join({found.begin(), found.end()}, " ") +
+                               " instead of " + Join({expected.begin(), expected.end()}, " "));
+        }
+    };
     for (const auto& [name, rows] : undisturbed_.Warehouse) {
-        const auto found = now.Warehouse.find(name);
-        Compare(name, rows, found == now.Warehouse.end() ? Rows() : found->second, findings);
+        compare(name, rows, now.Warehouse.at(name));
     }
     for (const std::string& fact : kFacts) {
         Rows expected = undisturbed_.Archived(fact);
@@ -129,7 +126,7 @@ Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Conten
                 expected.insert(row);
             }
         }
-        Compare("archived " + fact, expected, now.Archived(fact), findings);
+        compare("archived " + fact, expected, now.Archived(fact));
     }
     return findings;
 }

@@ -8,7 +8,7 @@
 
 namespace morvane::testing {
 
-// How a site is cleaned.
+// A kind of run.
 struct Way {
     const char* Name;
     bool LinkedServer;  // otherwise OPENROWSET

@@ -31,8 +31,8 @@ constexpr std::array kWays{Way{"LinkedServerNormalDeletion", true, false, false,
 constexpr std::array kFaultNames{"None",       "Refused",     "AnswerLost",
                                  "ServerLost", "OutOfMemory", "Killed"};
 
-// Each way with each fault, by their positions. A process that was killed or lost its server does
-// not run again.
+// Indexes of a way and a fault. Attended runs are only combined with faults that the process and its
+// connection survive.
 using Case = std::pair<std::size_t, std::size_t>;
 
 std::vector<Case> Cases() {
@@ -90,49 +90,46 @@ class OnSite : public ::testing::Test {
 class DisturbedRun : public OnSite, public ::testing::WithParamInterface<Case> {
   protected:
     DisturbedRun() {
-        Original.Warehouse.Run(
-            "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-            "INSERT INTO dwm_multiuse VALUES(" +
-            std::to_string(TheWay.Locked) + ",'" + CurrentUserName() + "')");
+        Original.Warehouse.MakeLock(TheWay.Locked, CurrentUserName());
         RunUndisturbed(TheWay);
     }
 
     bool Lasts() const { return TheFault == Fault::ServerLost || TheFault == Fault::OutOfMemory; }
-    bool IsDisturbedAt(std::size_t point) const;
-    void DisturbAt(std::size_t point);
+
+    bool IsDisturbedAt(std::size_t point) const {
+        const bool changes = Points[point].Changes;
+        if (TheFault == Fault::AnswerLost && !changes) {
+            return false;  // losing the answer to a query is the same as refusing it
+        }
+        // Each kind of fault starts at another point, so that together they cover more.
+        const std::size_t shifted = point + static_cast<std::size_t>(TheFault);
+        return EveryFaultIsWanted() ||
+               shifted % (changes ? kSampleOfChanges : kSampleOfQuestions) == 0;
+    }
+
+    void DisturbAt(std::size_t point) {
+        const Site site;
+        site.CopyFrom(Original);
+        FaultPlan plan(TheFault, point);
+        RunState state;
+        ExpectReport(point, site.Run(TheWay, plan, state, false), site);
+        EXPECT_TRUE(plan.Kills() || plan.Happened());
+        ExpectCompletion(site, [&] {
+            const bool asks = site.IsLocked() && !(TheWay.Attended && state.LockHeld);
+            FaultPlan none;
+            RunState fresh;
+            const RunOutcome next = TheWay.Attended ? site.Run(TheWay, plan, state, true)
+                                                    : site.Run(TheWay, none, fresh, true);
+            EXPECT_EQ(next.Asked, asks) << "a run asks only if another one holds the lock";
+            return next;
+        });
+    }
+
     void ExpectReport(std::size_t point, const RunOutcome& outcome, const Site& site) const;
 
     const Way TheWay = kWays.at(GetParam().first);
     const Fault TheFault = static_cast<Fault>(GetParam().second);
 };
-
-bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
-    const bool changes = Points[point].Changes;
-    if (TheFault == Fault::AnswerLost && !changes) {
-        return false;  // losing the answer to a query is the same as refusing it
-    }
-    // Each kind of fault starts at another point, so that together they cover more.
-    const std::size_t shifted = point + static_cast<std::size_t>(TheFault);
-    return EveryFaultIsWanted() || shifted % (changes ? kSampleOfChanges : kSampleOfQuestions) == 0;
-}
-
-void DisturbedRun::DisturbAt(std::size_t point) {
-    const Site site;
-    site.CopyFrom(Original);
-    FaultPlan plan(TheFault, point);
-    RunState state;
-    ExpectReport(point, site.Run(TheWay, plan, state, false), site);
-    EXPECT_TRUE(plan.Kills() || plan.Happened());
-    ExpectCompletion(site, [&] {
-        const bool asks = site.IsLocked() && !(TheWay.Attended && state.LockHeld);
-        FaultPlan none;
-        RunState fresh;
-        const RunOutcome next = TheWay.Attended ? site.Run(TheWay, plan, state, true)
-                                                : site.Run(TheWay, none, fresh, true);
-        EXPECT_EQ(next.Asked, asks) << "a run asks only if another one holds the lock";
-        return next;
-    });
-}
 
 // Expects that the run reported its fault and released the lock.
 void DisturbedRun::ExpectReport(std::size_t point, const RunOutcome& outcome,

@@ -42,13 +42,6 @@ TEST(CommandLine, AppliesOptionsInAnyCaseAndWithEitherPrefix) {
     EXPECT_FALSE(settings.NTAuthentication || settings.DeleteMarked || settings.LogGiven);
 }
 
-TEST(CommandLine, EveryTaskHasAnOptionThatTheUsageNames) {
-    for (const Task& task : kTasks) {
-        EXPECT_TRUE(Parse('-' + std::string(task.Option)).Settings.*task.Flag) << task.Option;
-        EXPECT_TRUE(Contains(UsageText(), "[-" + std::string(task.Option) + "]"));
-    }
-}
-
 TEST(CommandLine, DetectsWhetherAUserIsPresent) {
     for (const char* attended : {"", " \t ", "word other", "-logfile copy.txt"}) {
         EXPECT_FALSE(Parse(attended).State.CommandLineMode) << attended;

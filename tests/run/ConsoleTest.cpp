@@ -15,7 +15,7 @@ namespace {
 
 const RunOverview kOverview{"server", "dw", "now", {"Check Meta Data", "Detect And Mark"}};
 
-// The last line that a terminal shows after the output.
+// The last line on a terminal after this output.
 std::string LastLine(const std::string& output) {
     std::string line;
     std::size_t column = 0;

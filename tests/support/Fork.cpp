@@ -5,6 +5,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -56,17 +57,14 @@ int Process::Wait() {
 }
 
 Child::Child(const std::function<int(Child&)>& body) {
-    std::array<int, 2> toChild{};
-    std::array<int, 2> toParent{};
-    if (pipe(toChild.data()) != 0 || pipe(toParent.data()) != 0) {
-        throw std::runtime_error("cannot make a pipe");
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) {
+        throw std::runtime_error("cannot make a pair of sockets");
     }
     id_ = fork();
     const bool isChild = id_ == 0;
-    in_ = isChild ? toChild[0] : toParent[0];
-    out_ = isChild ? toParent[1] : toChild[1];
-    close(isChild ? toChild[1] : toChild[0]);
-    close(isChild ? toParent[0] : toParent[1]);
+    channel_ = ends[isChild ? 0 : 1];
+    close(ends[isChild ? 1 : 0]);
     if (isChild) {
         int result = 99;
         try {
@@ -78,19 +76,18 @@ Child::Child(const std::function<int(Child&)>& body) {
 }
 
 Child::~Child() {
-    close(in_);
-    close(out_);
+    close(channel_);
 }
 
 void Child::Send(char character) const {
-    if (write(out_, &character, 1) != 1) {
-        throw std::runtime_error("cannot write to the pipe");
+    if (write(channel_, &character, 1) != 1) {
+        throw std::runtime_error("cannot write to the socket");
     }
 }
 
 char Child::Receive() const {
     char character = 0;
-    return read(in_, &character, 1) == 1 ? character : '\0';
+    return read(channel_, &character, 1) == 1 ? character : '\0';
 }
 
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,

@@ -11,7 +11,7 @@
 
 namespace morvane::testing {
 
-// A process that is killed in the destructor if it is still running.
+// A process. The destructor kills it if it is still running.
 class Process {
   public:
     Process() = default;
@@ -28,7 +28,7 @@ class Process {
 };
 
 // A forked process that runs `body` and exits with its result. Parent and child synchronize by
-// sending each other single characters through a pair of pipes.
+// sending each other single characters.
 class Child : public Process {
   public:
     explicit Child(const std::function<int(Child&)>& body);
@@ -39,11 +39,10 @@ class Child : public Process {
     char Receive() const;
 
   private:
-    int in_ = -1;
-    int out_ = -1;
+    int channel_ = -1;
 };
 
-// The environment in which a program starts. A variable without a value is unset.
+// The environment of a program. A variable without a value is unset.
 struct Surroundings {
     std::map<std::string, std::optional<std::string>> Variables;
     unsigned short Columns = 400;
@@ -57,7 +56,7 @@ enum class Streams { Closed, Broken };
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
                      Streams streams);
 
-// A program in a pseudo-terminal. Its output waits there until the test reads it.
+// A program in a pseudo-terminal. It blocks when the test does not read its output.
 class TerminalProgram : public Process {
   public:
     TerminalProgram(const std::string& program, const std::vector<std::string>& arguments,

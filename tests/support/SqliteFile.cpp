@@ -5,8 +5,6 @@
 
 #include <stdexcept>
 
-#include "base/Text.h"
-
 namespace morvane::testing {
 
 namespace {
@@ -51,7 +49,11 @@ std::vector<std::string> SqliteFile::Rows(const std::string& sql) const {
 }
 
 std::string SqliteFile::Text(const std::string& sql) const {
-    return Join(Rows(sql), " ");
+    std::string text;
+    for (const std::string& row : Rows(sql)) {
+        text += (text.empty() ? "" : " ") + row;
+    }
+    return text;
 }
 
 std::string SqliteFile::Dump() const {

@@ -46,7 +46,7 @@ class RandomHistory : public TaskSite {
                       Join(versions_, ","));
     }
 
-    // In sessions with both date orders, as on servers of other languages.
+    // Uses sessions with both date orders, as on servers of different languages.
     bool Delete(bool atomic) {
         return DeleteRecords(state, progress, InSessions(seed_ % 2 == 0 ? "mdy" : "dmy"), atomic) ==
                Outcome::Done;
