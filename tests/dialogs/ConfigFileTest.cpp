@@ -11,12 +11,10 @@
 
 #include <array>
 #include <filesystem>
-#include <sstream>
 
 #include "base/Platform.h"
 #include "base/modFileFunctions.h"
 #include "run/CommandLine.h"
-#include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
 #include "support/TempFolder.h"
 #include "support/Texts.h"
@@ -29,20 +27,6 @@ RunSettings Parse(std::string_view commandLine) {
     RunState state;
     ParseCommandLine(commandLine, kMaxArgs, kPlatformSlashPaths, settings, state);
     return settings;
-}
-
-// As the file's only line comes back when a shell splits it at its blanks.
-RunSettings ParseThroughShell(const std::string& file) {
-    std::istringstream stream(file);
-    std::vector<std::string> words{"morvane"};
-    for (std::string word; std::getline(stream, word, ' ');) {
-        words.push_back(word);
-    }
-    std::vector<const char*> argv;
-    for (const std::string& word : words) {
-        argv.push_back(word.c_str());
-    }
-    return Parse(ComposeCommandLine(static_cast<int>(argv.size()), argv.data()));
 }
 
 #ifdef _WIN32
@@ -60,8 +44,8 @@ bool IsThisUser(PSID account) {
            name.data() == CurrentUserName();
 }
 
-// But for the system itself, whom Wine puts into every list.
-bool IsForItsOwnerAlone(const std::string& path) {
+// Ignores the system's entry, which Wine adds to every list.
+bool IsPrivate(const std::string& path) {
     PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     if (GetNamedSecurityInfoW(ToPath(path).c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
@@ -84,7 +68,7 @@ bool IsForItsOwnerAlone(const std::string& path) {
 
 constexpr const char* kLogFolder = "/var/log/my runs";
 
-bool IsForItsOwnerAlone(const std::string& path) {
+bool IsPrivate(const std::string& path) {
     struct stat status {};
     return stat(path.c_str(), &status) == 0 && (status.st_mode & 0777U) == 0600U;
 }
@@ -101,27 +85,9 @@ RunSettings Window() {
     return settings;
 }
 
-TEST(ConfigFile, IsTheLineThatTheOptionsAskFor) {
-    RunSettings settings = Window();
-    settings.NTAuthentication = false;
-    settings.UserName = "sa";
-    settings.CheckMetaData = settings.DetectAndMark = settings.GenerateReports = true;
-    settings.ArchiveFactTables = settings.DeleteMarked = settings.AtomicDeletion = true;
-    settings.Password = "   ";  // none
-    settings.ArchiveMachine = "old";
-    settings.ArchiveDatabase = "retail_archive";
-    settings.ArchiveUserName = "arch";
-    settings.ArchivePassword = "y z";
-    EXPECT_EQ(ConfigLine(settings),
-              "-mac dw01\\sales -db retail -usr sa -chkmd -bkmac old -bkdb retail_archive "
-              "-bkusr arch -bkpwd \"y z\" -clsf -mark -grep -del -datom -log \"" +
-                  std::string(kLogFolder) + "\"");
-}
-
-TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
-    const std::vector<std::string> passwords{"", "p", " p w  x "};
+TEST(ConfigFile, IsReadBackForEveryCombinationOfOptions) {
     for (unsigned bits = 0; bits < 256; ++bits) {
-        for (const std::string& password : passwords) {
+        for (const std::string password : {"", "p", " p w  x "}) {
             const auto on = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
             RunSettings settings = Window();
             settings.CheckMetaData = on(0);
@@ -148,7 +114,7 @@ TEST(ConfigFile, MakesTheSameSettingsForEveryCombinationOfOptions) {
     }
 }
 
-TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
+TEST(ConfigFile, RefusesValuesThatWouldNotBeReadBack) {
     for (const char* value : {"-mark", "-x", "a\"b", "\"", "-", "a\nb", "a\r"}) {
         RunSettings settings = Window();
         settings.NTAuthentication = false;
@@ -165,18 +131,17 @@ TEST(ConfigFile, RefusesWhatWouldNotBeReadBackAndNamesTheOption) {
     }
 }
 
-TEST(ConfigFile, IsForItsOwnerAloneAndTheFormerOneStaysWhenItCannotBeWritten) {
+TEST(ConfigFile, IsReadableOnlyByItsOwner) {
     TempFolder files;
     const std::string path = files / "run.cfg";
     {
-        TextFile former(path);  // with the rights that a file usually has
+        TextFile former(path);  // with the usual permissions
         former.Write("former");
         former.Close();
     }
     WriteConfigFile(path, Window());
-    EXPECT_TRUE(IsForItsOwnerAlone(path));
+    EXPECT_TRUE(IsPrivate(path));
     EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
-    EXPECT_EQ(ParseThroughShell(ReadWholeFile(path)), Window());
     EnsureFolder(files / "folder");
     EXPECT_THROW(WriteConfigFile(files / "folder", Window()), FileError);
 #ifndef _WIN32

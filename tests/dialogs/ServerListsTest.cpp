@@ -29,7 +29,7 @@ TEST(ServerAnswer, NamesTheInstancesOfAServer) {
     EXPECT_EQ(ParseServerAnswer(Answer(three)), (Servers{"DW01", "DW01\\ARCHIVE", "DW02,14330"}));
 }
 
-TEST(ServerAnswer, MalformedAndHostileAnswersNameNothing) {
+TEST(ServerAnswer, IsIgnoredIfMalformedOrHostile) {
     const std::string good = Instance("DW01", "A", "1433");
     for (const std::string& answer :
          {std::string(), std::string("\x05"), std::string("\x05\xFF\xFF", 3),
@@ -51,7 +51,7 @@ TEST(DataSources, AreReadFromTheConfigurationFiles) {
         std::ofstream(files / name) << text;
     };
     write("odbc.ini",
-          "; all of them\n"
+          "; a comment\n"
           "[ODBC Data Sources]\nDW = warehouse\n"
           "[DW]\r\n DRIVER = /usr/lib/libtdsodbc.so ; path\r\nserver = \"dw01\" # here\r\n"
           "Port=1500\r\n"
@@ -81,16 +81,15 @@ TEST(DataSources, AreReadFromTheConfigurationFiles) {
 }
 
 TEST(DataSourcePlaces, AreWhereTheDriversLook) {
+    using Paths = std::vector<std::filesystem::path>;
     const DataSourcePlaces usual = FindDataSourcePlaces({.Home = "/home/a"});
-    EXPECT_EQ(usual.OdbcIni,
-              (std::vector<std::filesystem::path>{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
-    EXPECT_EQ(usual.FreeTdsConf, (std::vector<std::filesystem::path>{"/home/a/.freetds.conf",
-                                                                     "/etc/freetds/freetds.conf"}));
+    EXPECT_EQ(usual.OdbcIni, (Paths{"/home/a/.odbc.ini", "/etc/odbc.ini"}));
+    EXPECT_EQ(usual.FreeTdsConf, (Paths{"/home/a/.freetds.conf", "/etc/freetds/freetds.conf"}));
     const DataSourcePlaces other = FindDataSourcePlaces(
         {.OdbcIni = "/o.ini", .OdbcSysIni = "/s", .FreeTdsConf = "/f", .FreeTds = "/t"});
-    EXPECT_EQ(other.OdbcIni, (std::vector<std::filesystem::path>{"/o.ini", "/s/odbc.ini"}));
-    EXPECT_EQ(other.FreeTdsConf[0], "/f");
-    EXPECT_EQ(other.FreeTdsConf[1], "/t/etc/freetds.conf");
+    EXPECT_EQ(other.OdbcIni, (Paths{"/o.ini", "/s/odbc.ini"}));
+    EXPECT_EQ(Paths(other.FreeTdsConf.begin(), other.FreeTdsConf.begin() + 2),
+              (Paths{"/f", "/t/etc/freetds.conf"}));
 }
 
 }  // namespace

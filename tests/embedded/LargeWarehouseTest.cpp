@@ -8,8 +8,8 @@
 namespace morvane::testing {
 namespace {
 
-// Meta tables of a size that makes the engine look names up in copies of its own, and lists long
-// enough to be kept. What SQLite itself answers is right.
+// Meta tables that are large enough for the engine's own look-up tables, and lists that are long
+// enough for its list cache. The expected results are those of SQLite itself.
 class LargeWarehouse : public ::testing::Test {
   protected:
     LargeWarehouse() {
@@ -62,12 +62,12 @@ TEST_F(LargeWarehouse, SeesEveryEarlierChange) {
         {"here", [&] { connection->Execute(change); }},
         {"by a command", [&] { again->Execute(); }},
         {"by the same command", [&] { again->Execute(); }},
-        {"and taken back",
+        {"here, and rolled back",
          [&] {
              Transaction transaction(*connection);
              connection->Execute("DELETE FROM dwm_star_relations");
          }},
-        {"by another process, and copied in a transaction",
+        {"by another process, and read in a transaction",
          [&] {
              warehouse.Run(change);
              Transaction transaction(*connection);
@@ -91,7 +91,8 @@ TEST_F(LargeWarehouse, SeesEveryEarlierChange) {
     }
 }
 
-// The texts 'Day<first>' to 'Day<last>', or other words with those numbers, and what comes after.
+// A list of the texts 'Day<first>' to 'Day<last>', or of another word with these numbers, and
+// `more`.
 std::string List(int first, int last, const std::string& more = "", const char* word = "Day") {
     std::string list;
     for (int i = first; i <= last; ++i) {
@@ -100,7 +101,7 @@ std::string List(int first, int last, const std::string& more = "", const char* 
     return "(" + list + more + ")";
 }
 
-// The engine keeps the list of the previous query.
+// The engine keeps the list of the previous query and adds what is new.
 TEST_F(LargeWarehouse, ComparesWithAllTextsOfAList) {
     warehouse.Run(
         "CREATE TABLE born(d datetime, n int); INSERT INTO born VALUES('2019-10-11 00:00:00', 5)");
@@ -125,18 +126,14 @@ TEST_F(LargeWarehouse, ComparesWithAllTextsOfAList) {
     EXPECT_EQ(First("SELECT count(*) FROM born WHERE born.d IN " +
                     List(10, 59, ",'20191011'", "2019-10-11T00:00:")),
               "1")
-        << "texts that are compared with dates are read as dates";
-}
-
-TEST_F(LargeWarehouse, KeepsAListAfterARollback) {
-    const std::string query =
-        "SELECT count(*) FROM dwm_star_relations WHERE dwm_star_relations.primary_table IN ";
+        << "texts compared with a date are read as dates";
+    const std::string query = days + "primary_table IN ";
     EXPECT_EQ(First(query + List(0, 300)), "301");
     {
         Transaction transaction(*connection);
         EXPECT_EQ(First(query + List(0, 301)), "302");
     }
-    EXPECT_EQ(First(query + List(0, 302)), "303");
+    EXPECT_EQ(First(query + List(0, 302)), "303") << "after a rollback";
 }
 
 }  // namespace

@@ -43,6 +43,7 @@ class FaultPlan {
     std::function<std::string()> Stage;  // what the run is doing
     std::vector<FaultPoint> Points;
     bool Happened() const { return happened_; }
+    bool Kills() const { return fault_ == Fault::Killed; }
 
     // Performs the operation, or injects the fault if this is its point.
     template <typename Operation>

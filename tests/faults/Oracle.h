@@ -12,13 +12,15 @@ namespace morvane::testing {
 
 using Rows = std::multiset<std::string>;  // one line per row, columns joined by "|"
 
-// The tables of a site, read through SQLite itself.
+// The tables of a site except the lock's, read through SQLite itself.
 struct Contents {
-    std::map<std::string, Rows> Warehouse;  // dimensions without their marks
-    std::map<std::string, Rows> Marks;      // dimensions with them
+    std::map<std::string, Rows> Warehouse;
     // Archive tables by date of archiving, without that column.
     std::map<std::string, std::map<std::string, Rows>> Archive;
-    std::map<std::string, std::string> ArchiveDefinitions;
+    std::set<std::string> ArchiveDefinitions;
+
+    // The archived rows of all dates.
+    Rows Archived(const std::string& fact) const;
 };
 
 Contents ReadContents(const Site& site);
@@ -29,11 +31,12 @@ class Oracle {
   public:
     using Findings = std::vector<std::string>;
 
-    Oracle(Contents before, Contents undisturbed);
+    Oracle(Contents before, Contents undisturbed)
+        : before_(std::move(before)), undisturbed_(std::move(undisturbed)) {}
 
     // Whatever the disturbance, these are damage: a fact row that is lost or was never there, a
-    // dimension that is neither as before nor as after the undisturbed run (apart from its marks),
-    // a changed meta table, an archive table with another definition.
+    // dimension or meta table that is neither as before nor as after the undisturbed run (apart
+    // from marks), an archive table with another definition.
     Findings FindDamage(const Contents& now) const;
 
     // Compares the contents after a completed run that started with `disturbed` to those after the
@@ -48,7 +51,6 @@ class Oracle {
 
     Contents before_;
     Contents undisturbed_;
-    std::set<std::string> facts_;
 };
 
 }  // namespace morvane::testing

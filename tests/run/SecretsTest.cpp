@@ -8,8 +8,8 @@
 
 #include "base/Platform.h"
 #include "base/PrivateFile.h"
+#include "base/Text.h"
 #include "base/modFileFunctions.h"
-#include "db/ConnectionFactory.h"
 #include "run/Environment.h"
 #include "run/ProcessArguments.h"
 #include "support/ErrorOf.h"
@@ -21,32 +21,31 @@
 namespace morvane::testing {
 namespace {
 
-std::vector<std::string> Hidden(std::vector<std::string> arguments) {
+using Words = std::vector<std::string>;
+
+std::string Hidden(Words arguments) {
     arguments.insert(arguments.begin(), "morvane");
     std::vector<char*> argv;
     for (std::string& argument : arguments) {
         argv.push_back(argument.data());
     }
     HidePasswords(static_cast<int>(argv.size()), argv.data());
-    for (std::string& argument : arguments) {
-        argument = argument.c_str();  // cuts it at the null
-    }
-    return {arguments.begin() + 1, arguments.end()};
+    return Join({argv.begin() + 1, argv.end()}, " ");
 }
 
-using Words = std::vector<std::string>;
-
 TEST(HidePasswords, HidesOnlyTheValuesInAllNotations) {
-    EXPECT_EQ(Hidden({"-mac", "m", "-pwd", "a b", "-db", "d", "/BKPWD", "c", "-mark"}),
-              Words({"-mac", "m", "-pwd", "*", "-db", "d", "/BKPWD", "*", "-mark"}));
-    EXPECT_EQ(Hidden({"-pwd=a", "--pwda", "-db", "d"}), Words({"-pwd*", "--pwd*", "-db", "d"}));
-    EXPECT_EQ(Hidden({"-pwd", "\"a", "b", "c\"", "-db", "d"}),
-              Words({"-pwd", "*", "*", "*", "-db", "d"}));
-    EXPECT_EQ(Hidden({"-pwd\"a", "b\"", "-db"}), Words({"-pwd*", "*", "-db"}));
-    EXPECT_EQ(Hidden({"-mac m -pwd a b -db d"}), Words({"-mac m -pwd*"}));
-    EXPECT_EQ(Hidden({"-usr", "pwd", "-pwd", "", "-pwd"}),
-              Words({"-usr", "pwd", "-pwd", "", "-pwd"}));
-    EXPECT_EQ(Hidden({"-pwd", "\"never closed", "-db"}), Words({"-pwd", "*", "*"}));
+    const std::vector<std::pair<Words, std::string>> cases{
+        {{"-mac", "m", "-pwd", "a b", "-db", "/BKPWD", "c", "-mark"},
+         "-mac m -pwd * -db /BKPWD * -mark"},
+        {{"-pwd=a", "--pwda", "-db", "d"}, "-pwd* --pwd* -db d"},
+        {{"-pwd", "\"a", "b", "c\"", "-db", "d"}, "-pwd * * * -db d"},
+        {{"-pwd\"a", "b\"", "-db"}, "-pwd* * -db"},
+        {{"-mac m -pwd a b -db d"}, "-mac m -pwd*"},
+        {{"-usr", "pwd", "-pwd", "", "-pwd"}, "-usr pwd -pwd  -pwd"},
+        {{"-pwd", "\"never closed", "-db"}, "-pwd * *"}};
+    for (const auto& [arguments, hidden] : cases) {
+        EXPECT_EQ(Hidden(arguments), hidden);
+    }
 }
 
 // Runs the built program with passwords for the warehouse and the archive.
@@ -64,9 +63,10 @@ class Secrets : public ::testing::Test {
                 "-db",   "dw",     "-usr",     "clerk", "-bkmac",       archive, "-bkdb",
                 "hist",  "-bkusr", "archivist"};
     }
-    Words Arguments(const std::string& archivePassword) const {
+    Words Arguments(const Words& more = {}) const {
         Words arguments = Logins();
-        arguments.insert(arguments.end(), {"-pwd", kPassword, "-bkpwd", archivePassword});
+        arguments.insert(arguments.end(), {"-pwd", "blue-Herring", "-bkpwd", "pink-Salmon"});
+        arguments.insert(arguments.end(), more.begin(), more.end());
         return arguments;
     }
 
@@ -84,7 +84,6 @@ class Secrets : public ::testing::Test {
         return traces;
     }
 
-    static constexpr const char* kPassword = "blue-Herring";
     TestWarehouse Warehouse;
     TempFolder ArchiveFolder;
     TempFolder Files;
@@ -92,32 +91,28 @@ class Secrets : public ::testing::Test {
 };
 
 bool ShowsSecrets(const std::string& traces) {
-    return traces.find("Herring") != std::string::npos ||
-           traces.find("Salmon") != std::string::npos;
+    return Contains(traces, "Herring") || Contains(traces, "Salmon");
 }
 
 TEST_F(Secrets, AreNotInAnyOutputOfARun) {
-    const std::string archived = Traces(Arguments("pink-Salmon"));
+    const std::string archived = Traces(Arguments());
     EXPECT_TRUE(
         Contains(archived, "OPENROWSET('SQLOLEDB', 'sqlite:" + ArchiveFolder.Path() + "'; ***"));
-    EXPECT_TRUE(Contains(archived, "records archived")) << "no log was found";
+    EXPECT_TRUE(Contains(archived, "records archived"));
     EXPECT_FALSE(ShowsSecrets(archived)) << archived;
 
     Warehouse.Run("UPDATE dwm_tables SET where_clause = 'town = 3' WHERE table_name = 'sales'");
-    const std::string failed = Traces(Arguments("pink-Salmon"));
+    const std::string failed = Traces(Arguments());
     EXPECT_TRUE(Contains(failed, "town"));
     EXPECT_FALSE(ShowsSecrets(failed)) << failed;
 
-    Words arguments = Arguments("pink-Salmon");
-    arguments.insert(arguments.end(),
-                     {"-nonsense", "-statusfile", Files / "a", "b", "c", "\"d e\""});
-    EXPECT_FALSE(ShowsSecrets(Traces(arguments)));
+    EXPECT_FALSE(ShowsSecrets(
+        Traces(Arguments({"-nonsense", "-statusfile", Files / "a", "b", "c", "\"d e\""}))));
 }
 
 TEST_F(Secrets, FromTheEnvironmentAreUsedButNotShown) {
-    Surroundings given;
-    given.Variables["MORVANE_PASSWORD"] = kPassword;
-    given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
+    Surroundings given{
+        {{"MORVANE_PASSWORD", "blue-Herring"}, {"MORVANE_ARCHIVE_PASSWORD", "pink-Salmon"}}};
     const std::string archived = Traces(Logins(), given);
     EXPECT_TRUE(Contains(archived, "1 records archived"));
     EXPECT_FALSE(ShowsSecrets(archived)) << archived;
@@ -136,11 +131,10 @@ TEST_F(Secrets, FromTheEnvironmentAreUsedButNotShown) {
 
 TEST_F(Secrets, AreRemovedFromTheProcessAtItsStart) {
     Warehouse.MakeLock(true, CurrentUserName());
-    Surroundings given;
-    given.Variables["MORVANE_ARCHIVE_PASSWORD"] = "pink-Salmon";
-    given.Variables["MORVANE_ARCHIVE_PASSWORD_FILE"] = "/of/a/Salmon";
+    const Surroundings given{{{"MORVANE_ARCHIVE_PASSWORD", "pink-Salmon"},
+                              {"MORVANE_ARCHIVE_PASSWORD_FILE", "/of/a/Salmon"}}};
     for (const char* program : {MORVANE_PROGRAM, MORVANE_HEADLESS_PROGRAM}) {
-        TerminalProgram process(program, Arguments("pink-Salmon"), given);
+        TerminalProgram process(program, Arguments(), given);
         process.ReadUntil("Do you wish to continue? [yes/no] ");
         const std::string arguments = process.About("cmdline");
         EXPECT_TRUE(Contains(arguments, "archivist"));
@@ -197,13 +191,6 @@ TEST(LoginPasswords, ComeFromAVariableOrFromAFileThatOnlyItsOwnerCanRead) {
         ASSERT_EQ(chown(secret.c_str(), 65534, 65534), 0);
         EXPECT_TRUE(Contains(ErrorOf([&] { ReadPrivateLine(secret); }), "belongs to another user"));
     }
-}
-
-TEST(StatementLog, IsNeverAPipeThatNobodyReads) {
-    const TempFolder files;
-    ASSERT_EQ(mkfifo((files / "pipe").c_str(), 0600), 0);
-    const auto connect = ConnectionsWith({.StatementLog = files / "pipe"});
-    EXPECT_TRUE(Contains(ErrorOf([&] { connect("sqlite:/nowhere"); }), "not a regular file"));
 }
 
 TEST(LoginPasswords, AreForLoginsWithAUserAndNoPassword) {

@@ -17,7 +17,7 @@ std::string Masked(const std::string& sql) {
     return MaskPasswords(sql).Text;
 }
 
-TEST(MaskPasswords, HidesTheLoginOfARowsetWhateverItHolds) {
+TEST(MaskPasswords, HidesTheLoginOfARowset) {
     const std::string masked =
         "insert into OPENROWSET('SQLOLEDB', 'host'; ***" + std::string(kRows);
     for (const std::string password :
@@ -28,26 +28,26 @@ TEST(MaskPasswords, HidesTheLoginOfARowsetWhateverItHolds) {
     EXPECT_EQ(Masked(Statement("u; 'x') select *, {ts ", "secret")), masked);
 }
 
-TEST(MaskPasswords, HidesTheRestOfAStatementWithoutItsFrame) {
+TEST(MaskPasswords, HidesTheRestOfAnotherStatementWithARowset) {
     EXPECT_EQ(Masked("INSERT INTO OpenRowset('SQLOLEDB', 'h'; 'u'; 'p', d.dbo.t) select 1"),
               "INSERT INTO OpenRowset('SQLOLEDB', 'h'; ***");
     EXPECT_EQ(Masked("select * from openrowset('SQLOLEDB', 'uid=u,pwd=p')"),
               "select * from OPENROWSET(***");
 }
 
-TEST(MaskPasswords, HidesThePasswordThatASettingsRowGets) {
+TEST(MaskPasswords, HidesThePasswordOfTheArchiveSettings) {
     EXPECT_EQ(Masked("update t set SQLUserName = 'u', SQLPassword = 'p', DB = 'd'"),
               "update t set SQLUserName = 'u', SQLPassword = '***', DB = 'd'");
 }
 
-TEST(MaskPasswords, LeavesOtherStatementsAlone) {
+TEST(MaskPasswords, LeavesOtherStatementsUnchanged) {
     const std::string sql = "delete from t where a = 'x;y' -- ) select *, {ts ";
     EXPECT_EQ(Masked(sql), sql);
     EXPECT_EQ(Masked(""), "");
 }
 
-// A long password must not push the statement's cut into the middle of what is hidden.
-TEST(MaskPasswords, ErrorsShowNoPasswordOfAnyLength) {
+// An error shows the beginning and the end of a long statement.
+TEST(MaskPasswords, HidesALongPasswordBeforeAStatementIsCut) {
     const std::string password = std::string(700, 'p') + "secret";
     const DatabaseError error({"No."}, MaskPasswords(Statement("u", password)));
     for (const std::string& text : {std::string(error.what()), error.Statement()}) {

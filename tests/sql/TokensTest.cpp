@@ -1,20 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "sql/Tokens.h"
 
-#include "core/DatabaseError.h"
 #include "sql/Quoting.h"
+#include "support/ErrorOf.h"
 
 namespace morvane::testing {
 namespace {
-
-std::string ErrorOf(const std::string& sql) {
-    try {
-        Tokenize(sql);
-        return "";
-    } catch (const DatabaseError& error) {
-        return error.Descriptions()[0];
-    }
-}
 
 TEST(Tokens, FormATreeThatJoinsToTheStatement) {
     const std::string sql =
@@ -31,7 +22,7 @@ TEST(Tokens, FormATreeThatJoinsToTheStatement) {
     EXPECT_EQ(FindWord(tokens, "in"), tokens.size()) << "it is inside the parentheses";
 }
 
-TEST(Tokens, SaysWhatKeepsATextFromBeingAStatement) {
+TEST(Tokens, ReportsWhyATextIsNoStatement) {
     for (const auto& [sql, error] : std::map<std::string, std::string>{
              {"select 'a''", "Unclosed quotation mark."},
              {"select [a]]", "Unclosed bracket or quotation mark in a name."},
@@ -41,11 +32,11 @@ TEST(Tokens, SaysWhatKeepsATextFromBeingAStatement) {
              {"select `a`", "Incorrect syntax near '`'."},
              {std::string(1001, '(') + std::string(1001, ')'),
               "The statement has too many nested parentheses."}}) {
-        EXPECT_EQ(ErrorOf(sql), error) << sql;
+        EXPECT_TRUE(ErrorOf([&] { Tokenize(sql); }).starts_with(error)) << sql;
     }
 }
 
-TEST(Quoting, KeepsANameThatNeedsNoQuotes) {
+TEST(Quoting, QuotesOnlyNamesThatNeedIt) {
     EXPECT_EQ(SqlName("store_id"), "store_id");
     for (const std::string name : {"order", "1st", "a b", "a]b", "", "$x"}) {
         EXPECT_EQ(Unquoted(SqlName(name)), name);

@@ -1,269 +1,186 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <fmt/format.h>
 
-#include <map>
-#include <optional>
-#include <set>
-#include <tuple>
-
 #include "base/Text.h"
-#include "support/Texts.h"
 #include "tasks/TaskTest.h"
 #include "tasks/modDeleteRecords.h"
 
 namespace morvane::testing {
 namespace {
 
-using Text = std::optional<std::string>;  // or NULL
-using Flag = std::optional<bool>;
-
-// A type of a key column, with values whose text order is the order of the server.
+// The type of a key column and some values as SQL literals.
 struct KeyKind {
     const char* Type;
-    bool Number;
-    bool IgnoresCase;
+    bool IsNumber;
     std::vector<std::string> Values;
 };
 
 const std::vector<KeyKind> kKinds{
-    {"int", true, false, {"-3", "12", "70"}},
-    {"decimal(9,2)", true, false, {"-1.5", "0.25", "4"}},
-    {"varchar(9)", false, false, {"", "A", "a", "b"}},
-    {"nvarchar(9) COLLATE NOCASE", false, true, {"A", "a", "B", "it's"}},
+    {"int", true, {"-3", "12", "70"}},
+    {"decimal(9,2)", true, {"-1.5", "0.25", "4"}},
+    {"varchar(9)", false, {"''", "'A'", "'a'", "'b'"}},
+    {"nvarchar(9) COLLATE NOCASE", false, {"'A'", "'a'", "'B'", "'it''s'"}},
     {"datetime",
      false,
-     false,
-     {"2020-01-02 00:00:00", "2020-02-01 00:00:00", "2020-02-01 10:20:30"}},
-    {"date", false, false, {"2020-01-02", "2020-02-01"}},
+     {"'2020-01-02 00:00:00'", "'2020-02-01 00:00:00'", "'2020-02-01 10:20:30'"}},
+    {"date", false, {"'2020-01-02'", "'2020-02-01'"}},
 };
 
-struct Version {
-    std::vector<Text> Key;
-    std::vector<Text> Element;  // the key, normalized as the server compares it
-    Text Start;
-    Text End;
-    Flag Current;
-    Flag Marked;
-
-    bool IsCurrent() const { return Current.value_or(false); }
-    bool IsMarked() const { return Marked.value_or(false); }
-    bool ComesBefore(const Version& other) const {
-        return std::tie(Element, Start) < std::tie(other.Element, other.Start);
-    }
-};
-
-bool HoldsNull(const std::vector<Text>& key) {
-    return std::find(key.begin(), key.end(), std::nullopt) != key.end();
-}
-
-// The rules of deletion, applied to versions in memory.
-struct Model {
-    std::vector<KeyKind> Kinds;
-    std::map<int, Version> Versions;  // by id
-
-    // Processes the marked versions in order, each as left by those before it. The first one
-    // decides which date is passed on and which is matched; the other statement has them swapped.
-    void Relink() {
-        std::vector<const Version*> turns;
-        for (const auto& [id, version] : Versions) {
-            if (version.IsMarked()) {
-                turns.push_back(&version);
-            }
-        }
-        std::sort(turns.begin(), turns.end(),
-                  [](const Version* a, const Version* b) { return a->ComesBefore(*b); });
-        const bool startIsHandedOn = !turns.empty() && !turns[0]->IsCurrent();
-        for (const Version* turn : turns) {
-            const Version now = *turn;
-            const Text handedOn = startIsHandedOn ? now.Start : now.End;
-            const Text lookedFor = startIsHandedOn ? now.End : now.Start;
-            for (auto& [id, other] : Versions) {
-                Text& date = now.IsCurrent() ? other.End : other.Start;
-                const bool same = other.Element == now.Element && !HoldsNull(now.Element);
-                if (same && date && lookedFor && date->substr(0, 10) == lookedFor->substr(0, 10)) {
-                    date = handedOn ? Text(handedOn->substr(0, 19)) : std::nullopt;
-                    other.Current = now.IsCurrent() ? Flag(true) : other.Current;
-                }
-            }
-        }
-    }
-
-    void DeleteMarked() {
-        std::erase_if(Versions, [](const auto& held) { return held.second.IsMarked(); });
-    }
-
-    // Deletes whole elements. A key with a NULL number or a quote is an error; an element with a
-    // NULL text or date is skipped.
-    bool DeleteAtomically() {
-        std::set<std::vector<Text>> gone;
-        std::set<std::vector<Text>> kept;
-        for (const auto& [id, version] : Versions) {
-            (version.IsMarked() ? gone : kept).insert(version.Element);
-        }
-        std::erase_if(gone, [&](const std::vector<Text>& key) {
-            bool addressed = true;
-            for (std::size_t i = 0; i < Kinds.size(); ++i) {
-                addressed = addressed && (key[i] || Kinds[i].Number);
-            }
-            return kept.count(key) > 0 || !addressed;
-        });
-        for (const std::vector<Text>& key : gone) {
-            if (HoldsNull(key) || std::find(key.begin(), key.end(), "it's") != key.end()) {
-                return false;
-            }
-        }
-        std::erase_if(Versions,
-                      [&](const auto& held) { return gone.count(held.second.Element) > 0; });
-        return true;
-    }
-
-    // One line per version, as the database shows it.
-    std::string Picture() const {
-        std::string picture;
-        for (const auto& [id, version] : Versions) {
-            picture += std::to_string(id);
-            for (const Text& key : version.Key) {
-                picture += "|" + key.value_or("NULL");
-            }
-            for (const Text& date : {version.Start, version.End}) {
-                picture += "|" + date.value_or("NULL").substr(0, 19);
-            }
-            for (const Flag flag : {version.Current, version.Marked}) {
-                picture += flag ? fmt::format("|{:d}", *flag) : "|NULL";
-            }
-            picture += "\n";
-        }
-        return picture;
-    }
-};
-
-class RandomTable : public TaskSite {
+// A slowly-moving dimension with some elements, and models of deletion in SQLite's own SQL.
+class RandomHistory : public TaskSite {
   public:
-    explicit RandomTable(unsigned seed) : dice_(seed), seed_(seed) {
-        std::string columns = "id int";
-        const unsigned width = 1 + dice_.Below(3);
-        for (unsigned i = 0; i < width; ++i) {
-            model.Kinds.push_back(dice_.OneOf(kKinds));
-            columns += fmt::format(", k{} {}", i, model.Kinds[i].Type);
-            keys_ += fmt::format("{}k{}", i == 0 ? "" : " , ", i);
+    explicit RandomHistory(unsigned seed) : dice_(seed), seed_(seed) {
+        std::vector<std::string> columns{"id int"};
+        for (unsigned width = 1 + dice_.Below(3); width > 0; --width) {
+            kinds_.push_back(kKinds[dice_.Below(static_cast<unsigned>(kKinds.size()))]);
+            keys_.push_back("k" + std::to_string(width));
+            columns.push_back(keys_.back() + " " + kinds_.back().Type);
         }
-        warehouse.AddSlowMovingDimension("client", columns);
-        warehouse.AddRelation("sales", "client", "client", "id", true, keys_);
-        for (unsigned i = 0; i < 5; ++i) {
+        warehouse.AddSlowMovingDimension("client", Join(columns, ", "));
+        warehouse.AddRelation("sales", "client", "client", "id", true, Join(keys_, " , "));
+        for (int elements = 5; elements > 0; --elements) {
             AddElement();
         }
-        Insert();
+        warehouse.Run("INSERT INTO client(id, " + Join(keys_, ", ") +
+                      ", start_date, end_date, is_current, is_deletable) VALUES " +
+                      Join(versions_, ","));
     }
 
     // In sessions with both date orders, as on servers of other languages.
     bool Delete(bool atomic) {
-        const char* order = seed_ % 2 == 0 ? "SET DATEFORMAT mdy" : "SET DATEFORMAT dmy";
-        const ConnectionFactory factory = [order](std::string_view server) {
-            auto connection = CreateConnection(server);
-            Connection& session = *connection;
-            return TraceStatements(std::move(connection),
-                                   [order, &session](std::string_view) { session.Execute(order); });
-        };
-        return DeleteRecords(state, progress, factory, atomic) == Outcome::Done;
+        return DeleteRecords(state, progress, InSessions(seed_ % 2 == 0 ? "mdy" : "dmy"), atomic) ==
+               Outcome::Done;
     }
 
-    std::string Picture() const {
-        std::string picture;
-        for (const std::string& row :
-             warehouse.Rows("SELECT id," + keys_ +
-                            ", substr(start_date, 1, 19), substr(end_date, 1, 19), is_current,"
-                            " is_deletable FROM client ORDER BY id")) {
-            picture += row + "\n";
+    // The rows after these statements, which are rolled back.
+    std::string RowsAfter(const std::string& sql) const {
+        return Join(warehouse.Rows("BEGIN;" + sql + "SELECT id," + Join(keys_, ",") +
+                                   ", substr(start_date, 1, 19), substr(end_date, 1, 19),"
+                                   " is_current, is_deletable FROM client ORDER BY id; ROLLBACK"),
+                    "\n");
+    }
+
+    // Processes the marked versions in order, each as left by those before it. The first one
+    // determines which date is passed on and which one is matched, also for versions that need it
+    // the other way round.
+    std::string NormalDeletion() const {
+        const std::vector<std::string> marked = warehouse.Rows(
+            "SELECT id, is_current IS 1 FROM client WHERE is_deletable = 1"
+            " ORDER BY " +
+            Join(keys_, ", ") + ", start_date");
+        const bool startIsPassedOn = !marked.empty() && marked[0].ends_with("0");
+        std::string sql;
+        for (const std::string& row : marked) {
+            sql += fmt::format(
+                "UPDATE client AS other SET"
+                " start_date = iif(current, other.start_date, passed),"
+                " end_date = iif(current, passed, other.end_date),"
+                " is_current = iif(current, 1, other.is_current)"
+                " FROM (SELECT *, is_current IS 1 AS current, substr({}, 1, 19) AS passed,"
+                " substr({}, 1, 10) AS day FROM client WHERE id = {}) AS this WHERE {} AND"
+                " substr(iif(current, other.end_date, other.start_date), 1, 10) = day;",
+                startIsPassedOn ? "start_date" : "end_date",
+                startIsPassedOn ? "end_date" : "start_date", Split(row, '|')[0], SameKey("="));
         }
-        return picture;
+        return sql + "DELETE FROM client WHERE is_deletable = 1;";
     }
 
-    Model model;
+    // Deletes the elements whose versions are all marked, except those with a NULL in a text or
+    // date of their key. Fails on a NULL number and on a quote in a key.
+    bool AtomicDeletionFails() const {
+        std::string unusable = " AND (0";
+        for (const std::string& key : keys_) {
+            unusable += " OR " + key + " IS NULL OR " + key + " LIKE '%''%'";
+        }
+        return warehouse.Text("SELECT count(*) FROM client AS this" + Unused() + unusable + ")") !=
+               "0";
+    }
+    std::string AtomicDeletion() const { return "DELETE FROM client AS this" + Unused() + ";"; }
 
   private:
     // Mostly consecutive versions, with some gaps, overlaps and missing dates.
     void AddElement() {
-        Version version;
-        for (const KeyKind& kind : model.Kinds) {
-            version.Key.push_back(dice_.Chance(6) ? Text() : Text(dice_.OneOf(kind.Values)));
-            const Text& key = version.Key.back();
-            version.Element.push_back(key && kind.IgnoresCase ? Text(ToLower(*key)) : key);
+        std::string key;
+        for (const KeyKind& kind : kinds_) {
+            const unsigned value = dice_.Below(static_cast<unsigned>(kind.Values.size()));
+            key += "," + (dice_.Chance(6) ? "NULL" : kind.Values[value]);
         }
         const unsigned marked = 30 + 35 * dice_.Below(3);
         unsigned day = 10;
         for (unsigned rest = 1 + dice_.Below(5); rest > 0; --rest) {
-            // The order of versions with the same start is undefined.
-            const bool noStart = dice_.Chance(5) && withoutStart_.insert(version.Element).second;
-            version.Start = noStart ? Text() : Text(Date(day));
+            // At most one start is missing, since versions with the same start have no order.
+            const bool noStart = dice_.Chance(5) && !std::exchange(startIsMissing_, true);
+            std::string version = std::to_string(versions_.size() + 1) + key + ",";
+            version += (noStart ? "NULL" : Date(day)) + ",";
             day += dice_.Below(3);
-            const unsigned end = dice_.Chance(85) ? day : 10 + dice_.Below(15);
-            version.End = dice_.Chance(7) ? Text() : Text(Date(end, rest % 3 == 0));
-            version.Current = RandomFlag(rest == 1 ? 85 : 10);
-            version.Marked = RandomFlag(marked);
-            model.Versions[static_cast<int>(model.Versions.size()) + 1] = version;
+            const std::string end =
+                Date(dice_.Chance(85) ? day : 10 + dice_.Below(15), rest % 3 == 0);
+            version += (dice_.Chance(7) ? "NULL" : end) + ",";
+            version += dice_.Flag(rest == 1 ? 85 : 10) + ",";
+            versions_.push_back("(" + version + dice_.Flag(marked) + ")");
         }
-    }
-
-    Flag RandomFlag(unsigned percent) {
-        return dice_.Chance(3) ? Flag() : Flag(dice_.Chance(percent));
     }
 
     // Midnight or a unique time of day.
     std::string Date(unsigned day, bool midnight = false) {
-        ++times_;
-        return midnight ? fmt::format("2024-01-{} 00:00:00", day)
-                        : fmt::format("2024-01-{} 08:{:02}:{:02}{}", day, times_ / 60, times_ % 60,
-                                      times_ % 5 == 0 ? ".123" : "");
+        const std::size_t time = ++dates_;
+        return midnight ? fmt::format("'2024-01-{} 00:00:00'", day)
+                        : fmt::format("'2024-01-{} 08:{:02}:{:02}{}'", day, time / 60, time % 60,
+                                      time % 5 == 0 ? ".123" : "");
     }
 
-    void Insert() const {
-        std::string rows;
-        for (const auto& [id, version] : model.Versions) {
-            std::vector<Text> values = version.Key;
-            values.insert(values.end(), {version.Start, version.End});
-            for (const Flag flag : {version.Current, version.Marked}) {
-                values.push_back(flag ? Text(*flag ? "1" : "0") : Text());
-            }
-            rows += fmt::format("{}({}", rows.empty() ? "" : ",", id);
-            for (const Text& value : values) {
-                rows += value ? ",'" + ReplaceAll(*value, "'", "''") + "'" : ",NULL";
-            }
-            rows += ")";
+    std::string SameKey(const std::string& comparison) const {
+        std::vector<std::string> conditions;
+        for (const std::string& key : keys_) {
+            conditions.push_back("other." + key + " " + comparison + " this." + key);
         }
-        warehouse.Run("INSERT INTO client(id, " + keys_ +
-                      ", start_date, end_date, is_current, is_deletable) VALUES " + rows);
+        return Join(conditions, " AND ");
+    }
+
+    // The condition of the elements that atomic deletion addresses.
+    std::string Unused() const {
+        std::string condition =
+            " WHERE NOT EXISTS(SELECT 1 FROM client AS other WHERE is_deletable IS NOT 1 AND " +
+            SameKey("IS") + ")";
+        for (std::size_t i = 0; i < keys_.size(); ++i) {
+            condition += kinds_[i].IsNumber ? "" : " AND " + keys_[i] + " IS NOT NULL";
+        }
+        return condition;
     }
 
     Dice dice_;
     unsigned seed_;
-    unsigned times_ = 0;
-    std::string keys_;
-    std::set<std::vector<Text>> withoutStart_;
+    std::size_t dates_ = 0;
+    bool startIsMissing_ = false;
+    std::vector<KeyKind> kinds_;
+    std::vector<std::string> keys_;
+    std::vector<std::string> versions_;
 };
 
 constexpr unsigned kSeeds = 300;
 
-TEST(DeletionOracle, NormalDeletionHandsPeriodsOnAndTakesWhatIsMarked) {
+TEST(RandomDeletion, PassesPeriodsOnAndDeletesTheMarkedVersions) {
     for (unsigned seed = 0; seed < kSeeds; ++seed) {
-        RandomTable table(seed);
-        SCOPED_TRACE(fmt::format("seed {}\n{}", seed, table.Picture()));
-        ASSERT_TRUE(table.Delete(false)) << table.state.ErrorText;
+        RandomHistory history(seed);
+        SCOPED_TRACE(fmt::format("seed {}\n{}", seed, history.RowsAfter("")));
+        const std::string expected = history.RowsAfter(history.NormalDeletion());
+        ASSERT_TRUE(history.Delete(false)) << history.state.ErrorText;
+        ASSERT_EQ(history.RowsAfter(""), expected);
         ASSERT_EQ(
-            Join(table.progress.Log, "; "),
+            Join(history.progress.Log, "; "),
             "range 0..1; value 0 to 0; comment Deleting records from Dimension table : client;"
             " value 1 to 0; comment ");
-        table.model.Relink();
-        table.model.DeleteMarked();
-        ASSERT_EQ(table.Picture(), table.model.Picture());
     }
 }
 
-TEST(DeletionOracle, AtomicDeletionTakesWholeElementsAndChangesNothingElse) {
+TEST(RandomDeletion, DeletesWholeElementsAndNothingElseIfAtomic) {
     for (unsigned seed = 0; seed < kSeeds; ++seed) {
-        RandomTable table(seed);
-        SCOPED_TRACE(fmt::format("seed {}\n{}", seed, table.Picture()));
-        ASSERT_EQ(table.Delete(true), table.model.DeleteAtomically()) << table.state.ErrorText;
-        ASSERT_EQ(table.Picture(), table.model.Picture());
+        RandomHistory history(seed);
+        SCOPED_TRACE(fmt::format("seed {}\n{}", seed, history.RowsAfter("")));
+        const bool fails = history.AtomicDeletionFails();
+        const std::string expected = history.RowsAfter(fails ? "" : history.AtomicDeletion());
+        ASSERT_EQ(history.Delete(true), !fails) << history.state.ErrorText;
+        ASSERT_EQ(history.RowsAfter(""), expected);
     }
 }
 

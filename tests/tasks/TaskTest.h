@@ -3,15 +3,16 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <string>
-#include <vector>
 
 #include "core/RunState.h"
 #include "db/ConnectionFactory.h"
 #include "db/StatementTrace.h"
 #include "support/RecordingProgress.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 
@@ -20,7 +21,7 @@ class TaskSite {
   public:
     TaskSite() { state.WarehouseConnection = Traced(warehouse.Connect(), "main     "); }
 
-    // The factory for tasks that open another connection.
+    // Creates the connections that a task opens itself.
     ConnectionFactory Factory() {
         return [this](std::string_view server) {
             return Traced(CreateConnection(server), "deletion ");
@@ -30,32 +31,31 @@ class TaskSite {
     std::unique_ptr<Connection> Traced(std::unique_ptr<Connection> connection,
                                        const std::string& name) {
         return TraceStatements(std::move(connection), [this, name](std::string_view sql) {
-            statements.push_back(name + std::string(sql));
-        });
-    }
-
-    // One line per statement, for the golden files; line breaks are escaped.
-    std::string StatementLines() const {
-        std::string lines;
-        for (const std::string& statement : statements) {
-            for (const char c : statement) {
-                lines += c == '\r' ? "\\r" : c == '\n' ? "\\n" : std::string(1, c);
+            const std::string line = name + std::string(sql);
+            if (onStatement) {
+                onStatement(line);
             }
-            lines += "$\n";
-        }
-        return lines;
-    }
-
-    // The ids of the marked rows, in order.
-    std::string Marked(const std::string& table) const {
-        return warehouse.Text("SELECT id FROM " + table + " WHERE is_deletable = 1 ORDER BY id");
+            statements += ReplaceAll(ReplaceAll(line, "\r", "\\r"), "\n", "\\n") + "$\n";
+        });
     }
 
     TestWarehouse warehouse;
     RunState state;
     RecordingProgress progress;
-    std::vector<std::string> statements;
+    std::string statements;  // one line each, for the golden files
+    std::function<void(const std::string&)> onStatement;
 };
+
+// Creates connections whose sessions read dates in this order, as on servers of other languages.
+inline ConnectionFactory InSessions(const std::string& order) {
+    return [order](std::string_view server) {
+        auto connection = CreateConnection(server);
+        Connection& session = *connection;
+        return TraceStatements(std::move(connection), [order, &session](std::string_view) {
+            session.Execute("SET DATEFORMAT " + order);
+        });
+    };
+}
 
 class TaskTest : public ::testing::Test, protected TaskSite {};
 
@@ -66,10 +66,8 @@ class Dice {
 
     unsigned Below(unsigned limit) { return static_cast<unsigned>(engine_() % limit); }
     bool Chance(unsigned percent) { return Below(100) < percent; }
-    template <typename Choices>
-    auto OneOf(const Choices& choices) {
-        return choices[Below(static_cast<unsigned>(choices.size()))];
-    }
+    // A flag that is set with this probability, sometimes NULL.
+    std::string Flag(unsigned percent) { return Chance(4) ? "NULL" : Chance(percent) ? "1" : "0"; }
 
   private:
     std::mt19937 engine_;

@@ -13,11 +13,10 @@ namespace {
 
 constexpr const char* kNoMemory = "Morvane|There is not enough memory.";
 
-struct Slots : UiFixture {
-    Slots() { State.WarehouseConnection = Warehouse.Connect(); }
-};
+using Slots = UiFixture;
 
-TEST_F(Slots, ShowWhatIsThrownAndKeepTheWindowOpen) {
+TEST_F(Slots, ShowExceptionsAndKeepTheWindowOpen) {
+    State.WarehouseConnection = Warehouse.Connect();
     CreateArchiveTable(*State.WarehouseConnection);
     Browse.Fails = true;
     frmMain settings(State, Services, Browse);
@@ -36,7 +35,8 @@ TEST_F(Slots, ShowWhatIsThrownAndKeepTheWindowOpen) {
     }
 }
 
-TEST_F(Slots, AWindowThatFailsToCloseStaysOpenAndCanBeClosedAgain) {
+TEST_F(Slots, KeepAWindowOpenThatFailsToClose) {
+    State.WarehouseConnection = Warehouse.Connect();
     frmMain settings(State, Services, Browse);
     settings.show();
     State.LockHeld = true;
@@ -49,7 +49,7 @@ TEST_F(Slots, AWindowThatFailsToCloseStaysOpenAndCanBeClosedAgain) {
     EXPECT_FALSE(settings.isVisible());
 }
 
-TEST(ApplicationTest, DropsAnEventWhoseHandlerThrows) {
+TEST(Application, DropsAnEventWhoseHandlerThrows) {
     struct : QObject {
         bool event(QEvent*) override { throw std::bad_alloc(); }
     } receiver;
@@ -58,7 +58,7 @@ TEST(ApplicationTest, DropsAnEventWhoseHandlerThrows) {
     EXPECT_EQ(ApplicationPrompt().Shown, std::vector<std::string>{kNoMemory});
 }
 
-TEST(MessageBoxes, CloseUnansweredWhenTheProgramEnds) {
+TEST(MessageBoxPrompt, LeavesQuestionsUnansweredWhenTheProgramEnds) {
     bool ending = false;
     MessageBoxPrompt prompt([&] { return ending; });
     WhenModalOpens(
@@ -66,7 +66,7 @@ TEST(MessageBoxes, CloseUnansweredWhenTheProgramEnds) {
     EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), true);
     WhenModalOpens([&](QWidget&) { ending = true; });
     EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt);
-    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "it does not open";
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "no box opens";
     ::testing::internal::CaptureStderr();
     prompt.ShowMessage("Morvane", "No \x1b[2J.", MessageStyle::Critical);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Morvane: No \\x1b[2J.\n");

@@ -34,16 +34,14 @@ class SustainRec : public UiFixture {
         ShowActive(*Window);
     }
 
-    CheckListView& List(const char* name) { return Find<CheckListView>(*Window, name); }
-    CheckListView& Tables() { return List("lvwDimensionTables"); }
-    CheckListView& Records() { return List("lvwDimensionRecords"); }
+    CheckListView& Tables() { return Find<CheckListView>(*Window, "lvwDimensionTables"); }
+    CheckListView& Records() { return Find<CheckListView>(*Window, "lvwDimensionRecords"); }
 
     // Clicks the check box, or the text behind it.
     static void ClickRow(CheckListView& list, int row, bool onBox = true) {
         const QRect cell = list.visualRect(list.model()->index(row, 0));
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {},
-                          onBox ? QPoint(cell.left() + 10, cell.center().y())
-                                : QPoint(cell.left() + 45, cell.center().y()));
+                          {cell.left() + (onBox ? 10 : 45), cell.center().y()});
     }
     void ClickHeader(int column) {
         QHeaderView* header = Records().header();
@@ -53,33 +51,22 @@ class SustainRec : public UiFixture {
     // The headers, then "|" and the cells of each row, with "x" for a check mark.
     static std::string Shown(CheckListView& list) {
         const QAbstractItemModel& model = *list.model();
-        std::string text;
+        QString text;
         for (int column = 0; column < model.columnCount(); ++column) {
-            text += model.headerData(column, Qt::Horizontal).toString().toStdString() + " ";
+            text += model.headerData(column, Qt::Horizontal).toString() + " ";
         }
         for (int row = 0; row < model.rowCount(); ++row) {
             const QModelIndex first = model.index(row, 0);
             text += first.data(Qt::CheckStateRole) == Qt::Checked ? "|x" : "|";
             for (int column = 0; column < model.columnCount(); ++column) {
-                text += " " + first.siblingAtColumn(column).data().toString().toStdString();
+                text += " " + first.siblingAtColumn(column).data().toString();
             }
         }
-        return text;
+        return text.toStdString();
     }
     void Execute(const QString& sql) {
         Find<QPlainTextEdit>(*Window, "txtWhereClause").setPlainText(sql);
         Click(*Window, "cmdExecuteQuery");
-    }
-    void Choose(const QString& table) {
-        auto& list = Find<QComboBox>(*Window, "cboSelectedTables");
-        list.showPopup();
-        const int row = list.findText(table);
-        ASSERT_GE(row, 0);
-        QTest::keyClick(list.view(), Qt::Key_Home);
-        for (int i = 0; i < row; ++i) {
-            QTest::keyClick(list.view(), Qt::Key_Down);
-        }
-        QTest::keyClick(list.view(), Qt::Key_Return);
     }
     std::string Selected() {
         return Warehouse.Text(
@@ -92,7 +79,7 @@ class SustainRec : public UiFixture {
     std::string LastMessage() { return Prompt.Shown.empty() ? "" : Prompt.Shown.back(); }
 };
 
-TEST_F(SustainRec, TablesAreCheckedByMouseOrKeyAndSavedWithOk) {
+TEST_F(SustainRec, SavesTheTablesCheckedByMouseOrKey) {
     Open();
     EXPECT_EQ(Shown(Tables()), "Table Name | area|x item| shop");
     ClickRow(Tables(), 1);
@@ -101,22 +88,26 @@ TEST_F(SustainRec, TablesAreCheckedByMouseOrKeyAndSavedWithOk) {
     EXPECT_EQ(Shown(Tables()), "Table Name | area| item|x shop");
     Tables().selectAll();
     QTest::keyClick(&Tables(), Qt::Key_Space);
-    EXPECT_EQ(Shown(Tables()), "Table Name | area| item| shop");
     QTest::keyClick(&Tables(), Qt::Key_Space);
     EXPECT_EQ(Shown(Tables()), "Table Name |x area|x item|x shop") << "all selected rows";
     ClickRow(Tables(), 0);
     ClickRow(Tables(), 1);
-    EXPECT_EQ(Selected(), "NULL 1 0");
+    Warehouse.Run("UPDATE dwm_tables SET is_selected = 0 WHERE table_name = 'item'");
+    Click(*Window, "cmdOK");
+    EXPECT_TRUE(Window->isVisible()) << "another user has changed a row";
+    EXPECT_TRUE(Contains(LastMessage(), "table_name = item, is_selected = 1"));
+    EXPECT_EQ(Selected(), "NULL 0 0");
+    Warehouse.Run("UPDATE dwm_tables SET is_selected = 1 WHERE table_name = 'item'");
     PressAccessKey(*Window, 'o');
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !Window->isVisible(); }));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !Window->isVisible(); }));
     EXPECT_EQ(Selected(), "0 0 1");
-    EXPECT_TRUE(Prompt.Shown.empty());
 }
 
-TEST_F(SustainRec, CancelSavesNothingAndEnterPressesOnlyTheFocusedButton) {
+TEST_F(SustainRec, EnterPressesOnlyTheFocusedButton) {
     Open();
+    Click(*Window, "cmdUnselectAll");
+    EXPECT_EQ(Shown(Tables()), "Table Name | area| item| shop");
     Click(*Window, "cmdSelectAll");
-    EXPECT_EQ(Shown(Tables()), "Table Name |x area|x item|x shop");
     for (const char* name : {"lvwDimensionTables", "lvwDimensionRecords", "cboSelectedTables"}) {
         auto& control = Find<QWidget>(*Window, name);
         control.setFocus();
@@ -130,27 +121,21 @@ TEST_F(SustainRec, CancelSavesNothingAndEnterPressesOnlyTheFocusedButton) {
     EXPECT_EQ(Window->focusWidget()->objectName(), "cmdExecuteQuery");
     EXPECT_TRUE(Window->isVisible());
     EXPECT_EQ(LastMessage(), "");
-    Find<QWidget>(*Window, "cmdCancel").setFocus();
-    QTest::keyClick(&Find<QWidget>(*Window, "cmdCancel"), Qt::Key_Return);
+    auto& cancel = Find<QWidget>(*Window, "cmdCancel");
+    cancel.setFocus();
+    QTest::keyClick(&cancel, Qt::Key_Return);
     EXPECT_FALSE(Window->isVisible());
-    EXPECT_EQ(Selected(), "NULL 1 0");
+    EXPECT_EQ(Selected(), "NULL 1 0") << "Cancel saves nothing";
 }
 
-TEST_F(SustainRec, AFailedSaveOfTheTablesKeepsTheWindowOpen) {
-    Open();
-    Click(*Window, "cmdUnselectAll");
-    Warehouse.Run("UPDATE dwm_tables SET is_selected = 0 WHERE table_name = 'item'");
-    Click(*Window, "cmdOK");
-    EXPECT_TRUE(Window->isVisible());
-    EXPECT_TRUE(Contains(LastMessage(), "table_name = item, is_selected = 1"));
-    EXPECT_EQ(Selected(), "NULL 0 0");
-}
-
-TEST_F(SustainRec, TheRecordsOfACheckedTableAreQueriedAndSaved) {
+TEST_F(SustainRec, QueriesAndSavesTheRecordsOfACheckedTable) {
     State.WarehouseConnection->Close();  // the window reopens it
     Open();
-    Choose("item");
-    EXPECT_EQ(Find<QComboBox>(*Window, "cboSelectedTables").count(), 1);
+    auto& list = Find<QComboBox>(*Window, "cboSelectedTables");
+    list.showPopup();
+    EXPECT_EQ(list.count(), 1);
+    QTest::keyClick(list.view(), Qt::Key_Home);
+    QTest::keyClick(list.view(), Qt::Key_Return);
     EXPECT_EQ(Find<QPlainTextEdit>(*Window, "txtWhereClause").toPlainText(), "Select * from item");
     EXPECT_EQ(Shown(Records()), "id name price is_deletable ");
     Click(*Window, "cmdSaveSelection");
@@ -171,7 +156,7 @@ TEST_F(SustainRec, TheRecordsOfACheckedTableAreQueriedAndSaved) {
     EXPECT_EQ(Sustained(), "0 0 0");
 }
 
-TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByKey) {
+TEST_F(SustainRec, SortsRecordsWithTheirMarks) {
     Open();
     Execute("select name, price Price from item where price > 0 order by id");
     ClickRow(Records(), 0);
@@ -180,19 +165,18 @@ TEST_F(SustainRec, SortedRecordsKeepTheirMarksAndAreSavedByKey) {
     ClickHeader(1);
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x pear 5|x apple 7");
     EXPECT_EQ(Records().header()->sortIndicatorSection(), 1);
-    EXPECT_EQ(Records().header()->sortIndicatorOrder(), Qt::AscendingOrder);
     ClickRow(Records(), 2);
     Click(*Window, "cmdSaveSelection");
     EXPECT_EQ(Sustained(), "1 0 0");
 
     Warehouse.Run("ALTER TABLE item RENAME COLUMN name TO title");
     ClickHeader(0);
-    EXPECT_EQ(LastMessage().find("Morvane|The records cannot be sorted by name:\r\n"), 0U);
+    EXPECT_TRUE(Contains(LastMessage(), "The records cannot be sorted by name:\r\n"));
     EXPECT_EQ(Records().header()->sortIndicatorSection(), 1);
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x pear 5| apple 7");
 }
 
-TEST_F(SustainRec, QueriesThatCannotBeExecutedShowAMessage) {
+TEST_F(SustainRec, ExplainsWhyItExecutesNoQuery) {
     Open();
     Execute(" \n ");
     EXPECT_EQ(LastMessage(), "Morvane|Please enter the SQL Query first.");
@@ -200,29 +184,24 @@ TEST_F(SustainRec, QueriesThatCannotBeExecutedShowAMessage) {
     EXPECT_EQ(LastMessage(), "Morvane|Join Queries are not allowed");
     EXPECT_TRUE(Prompt.Asked.empty());
 
-    Prompt.Answers = {true, false, true, true};
+    Prompt.Answers = {false, true};
     Execute("Select * from item");
-    const std::string shown = Shown(Records());
-    Execute("Select * from shop");
-    EXPECT_EQ(Shown(Records()), shown) << "the answer was No";
+    EXPECT_EQ(Shown(Records()), "") << "the answer was No";
     Execute("Select * from dwm_tables");
     EXPECT_TRUE(Contains(LastMessage(), "is_sustainable"));
-    EXPECT_EQ(Shown(Records()), "");
-    EXPECT_EQ(Prompt.Shown.size(), 3U);
 }
 
-TEST_F(SustainRec, AQueryIsCompiledWithoutRunning) {
+TEST_F(SustainRec, CompilesAQueryWithoutExecutingIt) {
     Open();
-    Click(*Window, "cmdParseQuery");
-    EXPECT_EQ(LastMessage(), "Morvane|No Query to Parse");
     auto& query = Find<QPlainTextEdit>(*Window, "txtWhereClause");
-    query.setPlainText("delete from item");
-    PressAccessKey(*Window, 'p');
-    ASSERT_TRUE(QTest::qWaitFor([&] { return Prompt.Shown.size() == 2; }));
-    EXPECT_EQ(LastMessage(), "Morvane|The Query was compiled successfully");
-    query.setPlainText("select nothing from item");
-    Click(*Window, "cmdParseQuery");
-    EXPECT_TRUE(Contains(LastMessage(), "nothing"));
+    for (const auto& [sql, message] :
+         {std::pair("", "No Query to Parse"),
+          std::pair("delete from item", "The Query was compiled successfully"),
+          std::pair("select nothing from item", "nothing")}) {
+        query.setPlainText(sql);
+        Click(*Window, "cmdParseQuery");
+        EXPECT_TRUE(Contains(LastMessage(), message));
+    }
     EXPECT_EQ(Sustained(), "0 1 NULL");
     State.WarehouseConnection->Execute("update item set is_sustainable = 1");
     EXPECT_EQ(Sustained(), "1 1 1") << "the connection has left compile-only mode";
