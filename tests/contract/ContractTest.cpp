@@ -241,7 +241,7 @@ TEST_P(Contract, ObjectsThatOutliveTheirConnectionThrowAndHoldNoLocks) {
 }
 
 TEST_P(Contract, ATransactionIsAllOrNothing) {
-    MakeNumbers({});
+    Run("create table t(a int not null, primary key(a))");
     {
         Transaction transaction(*connection_);
         Run("insert into t values (1)");
@@ -249,16 +249,9 @@ TEST_P(Contract, ATransactionIsAllOrNothing) {
     EXPECT_EQ(Text("select count(*) from t"), "0");
     {
         Transaction transaction(*connection_);
-        Run("insert into t values (2)");
+        Run("insert into t values (1)");
         transaction.Commit();
     }
-    Run("insert into t values (3)");
-    EXPECT_EQ(Text("select a from t order by a"), "2 3");
-}
-
-TEST_P(Contract, AnErrorInATransactionUndoesAllOfIt) {
-    Run("create table t(a int not null, primary key(a))");
-    Run("insert into t values (1)");
     {
         Transaction transaction(*connection_);
         Run("insert into t values (2)");

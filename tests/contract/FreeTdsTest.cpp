@@ -105,10 +105,13 @@ TEST_F(FreeTds, ARefusedLoginIsReportedAndCredentialsArriveUnchanged) {
     }
 }
 
-TEST_F(FreeTds, TextsAreUnicodeInBothDirections) {
+TEST_F(FreeTds, TheSessionHasItsOptionsAndUnicodeTexts) {
     const std::string text = "grün € 緑";
     const TdsServer server({{"SELECT", {Table("a", {text})}}});
     const auto connection = Connect(server.Name());
+    const Request options = server.Requests().at(1);
+    EXPECT_TRUE(options.Holds("SET NOCOUNT OFF"));
+    EXPECT_FALSE(options.IsCall) << "the options would be lost at the end of a call";
     EXPECT_EQ((*connection->OpenRecordset("SELECT"))[0].Text(), text);
     const auto command = connection->CreateCommand();
     command->SetText("INSERT INTO t VALUES (?)");
@@ -116,15 +119,6 @@ TEST_F(FreeTds, TextsAreUnicodeInBothDirections) {
         {.Name = "a", .Type = DataType::VarChar, .Size = 40, .Value = Value(text)});
     command->Execute();
     EXPECT_TRUE(server.Requests().back().Holds(text));
-}
-
-// In a call the session's options would be lost at its end.
-TEST_F(FreeTds, TheSessionsOptionsAreSentAsABatch) {
-    const TdsServer server({});
-    Connect(server.Name());
-    const Request options = server.Requests().at(1);
-    EXPECT_TRUE(options.Holds("SET NOCOUNT OFF"));
-    EXPECT_FALSE(options.IsCall);
 }
 
 TEST_F(FreeTds, TheRowCountIsTheLastStatements) {

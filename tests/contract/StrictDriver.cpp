@@ -284,26 +284,10 @@ SQLRETURN SQL_API SQLSetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOI
     return SQL_SUCCESS;
 }
 
-SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER attribute, SQLPOINTER value,
-                                    SQLINTEGER room, SQLINTEGER* length) {
-    auto& connection = Begin<DriverConnection>(handle);
-    return attribute == SQL_ATTR_CURRENT_CATALOG
-               ? CopyText(connection.Database, value, room, length)
-               : Report(connection, "HY092", "Invalid attribute/option identifier");
-}
-
-SQLRETURN SQL_API SQLGetInfo(SQLHDBC handle, SQLUSMALLINT what, SQLPOINTER value, SQLSMALLINT room,
-                             SQLSMALLINT* length) {
-    switch (what) {
-        case SQL_DRIVER_ODBC_VER:
-            return CopyText("03.80", value, room, length);
-        case SQL_CURSOR_COMMIT_BEHAVIOR:
-        case SQL_CURSOR_ROLLBACK_BEHAVIOR:
-            *static_cast<SQLUSMALLINT*>(value) = SQL_CB_CLOSE;
-            return SQL_SUCCESS;
-        default:
-            return Report(Begin<Handle>(handle), "HY096", "Information type out of range");
-    }
+// For the current database alone.
+SQLRETURN SQL_API SQLGetConnectAttr(SQLHDBC handle, SQLINTEGER, SQLPOINTER value, SQLINTEGER room,
+                                    SQLINTEGER* length) {
+    return CopyText(Begin<DriverConnection>(handle).Database, value, room, length);
 }
 
 // The server refuses to end a transaction that it has already ended.
