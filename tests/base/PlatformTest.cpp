@@ -37,32 +37,24 @@ std::int64_t TakenBytes(const std::string& path) {
 
 #endif
 
-class FileSpace : public ::testing::Test {
-  protected:
-    void SetUp() override { file_.WriteLine("content"); }
-
-    TempFolder folder_;
-    std::string path_ = folder_ / "data";
-    // Kept open, because Windows frees the space when the last handle is closed.
-    TextFile file_{path_, TextFile::Flush::EveryLine};
-};
-
-TEST_F(FileSpace, IsReservedAndReleasedWithoutChangingTheContent) {
+TEST(FileSpace, IsReservedAndReleasedWithoutChangingTheContent) {
     constexpr std::int64_t kBytes = 4 << 20;
-    ASSERT_FALSE(ReserveFileSpace(file_.Stream(), path_, kBytes));
-    EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
-    if (TakenBytes(path_) < kBytes) {
-        GTEST_SKIP() << "the file system of " << folder_.Path() << " reserves no space";
-    }
-    ReleaseUnusedSpace(file_.Stream());
-    file_.Close();
-    EXPECT_LT(TakenBytes(path_), kBytes);
-    EXPECT_EQ(ReadWholeFile(path_), "content\r\n");
-}
-
-TEST_F(FileSpace, BeyondTheFreeSpaceIsRefused) {
-    EXPECT_EQ(ReserveFileSpace(file_.Stream(), path_, std::int64_t{1} << 60),
+    const TempFolder folder;
+    const std::string path = folder / "data";
+    // Stays open, because Windows frees the space when the last handle is closed.
+    TextFile file(path, TextFile::Flush::EveryLine);
+    file.WriteLine("content");
+    EXPECT_EQ(ReserveFileSpace(file.Stream(), path, std::int64_t{1} << 60),
               std::errc::no_space_on_device);
+    ASSERT_FALSE(ReserveFileSpace(file.Stream(), path, kBytes));
+    EXPECT_EQ(ReadWholeFile(path), "content\r\n");
+    if (TakenBytes(path) < kBytes) {
+        GTEST_SKIP() << "the file system of " << folder.Path() << " reserves no space";
+    }
+    ReleaseUnusedSpace(file.Stream());
+    file.Close();
+    EXPECT_LT(TakenBytes(path), kBytes);
+    EXPECT_EQ(ReadWholeFile(path), "content\r\n");
 }
 
 }  // namespace

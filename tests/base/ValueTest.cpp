@@ -68,10 +68,7 @@ TEST(Field, ComparesTextsLikeTheServerOrReportsUnknown) {
                  {ByCollation, "Abcd", Different},
                  {ByCollation, "aBC", Unknown},
                  {ByCollation, "Ab-c", Unknown},
-                 {ByCollation,
-                  "\xC3\x84"
-                  "bc",
-                  Unknown}};
+                 {ByCollation, "\u00c4bc", Unknown}};
     for (const auto& c : cases) {
         Field field;
         field.Comparison = c.How;

@@ -2,7 +2,6 @@
 #include <stdexcept>
 
 #include "db/ConnectionFactory.h"
-#include "db/StatementTrace.h"
 #include "db/modDatabaseOperations.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
@@ -53,19 +52,6 @@ TEST_F(DatabaseOperations, CreatesTheProgramsTablesWithTheirRow) {
     EXPECT_FALSE(connection->TableExists("dwm_multiuse")) << "no table without its row";
     CreateMultiUseTable(*connection, "anna");
     EXPECT_EQ(warehouse.LockRow(), "1|anna");
-}
-
-TEST_F(DatabaseOperations, ValidatesAQueryWithoutExecutingIt) {
-    std::vector<std::string> sent;
-    connection = TraceStatements(warehouse.Connect(),
-                                 [&](std::string_view statement) { sent.emplace_back(statement); });
-    const std::string insert = "INSERT INTO dwm_tables(table_name) VALUES ('x')";
-    EXPECT_TRUE(ValidateQuery(insert, *connection, errorText));
-    EXPECT_EQ(sent, (std::vector<std::string>{"Set NOEXEC ON", insert, "Set NOEXEC OFF"}));
-    EXPECT_EQ(warehouse.Text("SELECT COUNT(*) FROM dwm_tables"), "0");
-    EXPECT_EQ(errorText, "left over");
-    EXPECT_FALSE(ValidateQuery("SELECT FROM WHERE", *connection, errorText));
-    EXPECT_NE(errorText, "left over");
 }
 
 TEST(NullConverters, ReplaceOnlyNullByTheDefault) {

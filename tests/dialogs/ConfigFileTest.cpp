@@ -87,36 +87,37 @@ RunSettings Window() {
 
 TEST(ConfigFile, IsReadBackForEveryCombinationOfOptions) {
     for (unsigned bits = 0; bits < 256; ++bits) {
-        for (const std::string password : {"", "p", " p w  x "}) {
-            const auto on = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
-            RunSettings settings = Window();
-            settings.CheckMetaData = on(0);
-            settings.DetectAndMark = on(1);
-            settings.GenerateReports = on(2);
-            settings.DeleteMarked = on(3);
-            settings.AtomicDeletion = on(4);
-            settings.NTAuthentication = on(5);
-            if (!settings.NTAuthentication) {
-                settings.UserName = "a user";
-                settings.Password = password;
-            }
-            settings.ArchiveFactTables = on(6);
-            if (settings.ArchiveFactTables) {
-                settings.ArchiveMachine = "sqlite:/an archive";
-                settings.ArchiveDatabase = "my archive";
-                settings.ArchiveNTAuthentication = on(7);
-                settings.ArchiveUserName = on(7) ? "" : "arch";
-                settings.ArchivePassword = on(7) ? "" : password;
-            }
-            ASSERT_EQ(ConfigLineFault(settings), "");
-            ASSERT_EQ(Parse(ConfigLine(settings)), settings) << bits;
+        const auto on = [bits](unsigned bit) { return (bits >> bit & 1U) != 0; };
+        RunSettings settings = Window();
+        settings.CheckMetaData = on(0);
+        settings.DetectAndMark = on(1);
+        settings.GenerateReports = on(2);
+        settings.DeleteMarked = on(3);
+        settings.AtomicDeletion = on(4);
+        settings.NTAuthentication = on(5);
+        if (!settings.NTAuthentication) {
+            settings.UserName = "a user";
+            settings.Password = on(0) ? " p w  x " : "";
         }
+        settings.ArchiveFactTables = on(6);
+        if (settings.ArchiveFactTables) {
+            settings.ArchiveMachine = "sqlite:/an archive";
+            settings.ArchiveDatabase = "my archive";
+            settings.ArchiveNTAuthentication = on(7);
+            settings.ArchiveUserName = on(7) ? "" : "arch";
+            settings.ArchivePassword = on(7) ? "" : "p";
+        }
+        ASSERT_EQ(ConfigLineFault(settings), "");
+        ASSERT_EQ(Parse(ConfigLine(settings)), settings) << bits;
     }
 }
 
 TEST(ConfigFile, RefusesValuesThatWouldNotBeReadBack) {
     for (const char* value : {"-mark", "-x", "a\"b", "\"", "-", "a\nb", "a\r"}) {
         RunSettings settings = Window();
+        settings.LogDirectory = value;
+        EXPECT_NE(ConfigLineFault(settings), "") << value;
+        settings = Window();
         settings.NTAuthentication = false;
         settings.UserName = "sa";
         settings.Password = value;
@@ -124,21 +125,12 @@ TEST(ConfigFile, RefusesValuesThatWouldNotBeReadBack) {
         EXPECT_TRUE(Contains(fault, "option -pwd")) << value;
         EXPECT_FALSE(Contains(fault, "-mark"));
     }
-    RunSettings settings = Window();
-    for (const char* folder : {"-del", "/var/log\n"}) {
-        settings.LogDirectory = folder;
-        EXPECT_NE(ConfigLineFault(settings), "") << folder;
-    }
 }
 
 TEST(ConfigFile, IsReadableOnlyByItsOwner) {
-    TempFolder files;
+    const TempFolder files;
     const std::string path = files / "run.cfg";
-    {
-        TextFile former(path);  // with the usual permissions
-        former.Write("former");
-        former.Close();
-    }
+    TextFile(path).Close();  // with the usual permissions
     WriteConfigFile(path, Window());
     EXPECT_TRUE(IsPrivate(path));
     EXPECT_EQ(ReadWholeFile(path), ConfigLine(Window()) + "\r\n");
@@ -150,8 +142,7 @@ TEST(ConfigFile, IsReadableOnlyByItsOwner) {
                          "it is not a regular file"));
     std::filesystem::remove(files / "pipe");
 #endif
-    EXPECT_THROW(WriteConfigFile(files / "missing" + "/run.cfg", Window()), FileError);
-    EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg");
+    EXPECT_EQ(ListFiles(files.Path()), "folder run.cfg") << "no temporary file is left";
 }
 
 }  // namespace

@@ -46,30 +46,13 @@ TEST(ServerAnswer, IsIgnoredIfMalformedOrHostile) {
 }
 
 TEST(DataSources, AreReadFromTheConfigurationFiles) {
+    const std::filesystem::path samples = MORVANE_DATA_SOURCES;
     const TempFolder files;
-    const auto write = [&](const char* name, const char* text) {
-        std::ofstream(files / name) << text;
-    };
-    write("odbc.ini",
-          "; a comment\n"
-          "[ODBC Data Sources]\nDW = warehouse\n"
-          "[DW]\r\n DRIVER = /usr/lib/libtdsodbc.so ; path\r\nserver = \"dw01\" # here\r\n"
-          "Port=1500\r\n"
-          "[Named]\nDriver={ODBC Driver 18 for SQL Server}\nServer=tcp:dw02\\ARCHIVE\n"
-          "[Through]\nDriver=FreeTDS\nServername=CENTRAL\nPort=7\n"
-          "[Ledger]\nDriver=PostgreSQL\nServer=pg\n"
-          "[Wrong]\nDriver=FreeTDS\nServer=dw03\nPort=http\n"
-          "[Unsafe]\nDriver=FreeTDS\nServer=dw04=x\n"
-          "[Cut\nDriver=FreeTDS\nServer=dw05\n");
-    write("user.ini", "[dw]\nDriver=FreeTDS\nAddress=dw09,1600\nServer=x\n[none]");
-    write("freetds.conf",
-          "[global]\n\ttds version = 7.4\n\tport = 1433\n"
-          "[central]\n\thost = dw06\n[Inst]\nHOST=dw07\nInstance=A\n[Old]\nhost=dw08\n"
-          "tds version = 5.0\n");
-    std::filesystem::create_directory(files / "folder.ini");
+    std::ofstream(files / "user.ini", std::ios::binary)
+        << "[dw]\r\nDriver=FreeTDS\r\nAddress=dw09,1600\r\nServer=x\r\n[none]";
     DataSourcePlaces places = {
-        {files / "missing", files / "folder.ini", files / "user.ini", files / "odbc.ini"},
-        {"/dev/zero", files / "freetds.conf"}};
+        {files / "missing", samples, files / "user.ini", samples / "odbc.ini"},
+        {"/dev/zero", samples / "freetds.conf"}};
     const std::vector<DataSource> expected = {{"dw", "dw09,1600"},
                                               {"Named", "tcp:dw02\\ARCHIVE"},
                                               {"Through", "dw06,1433"},

@@ -28,15 +28,24 @@ class Session : public ::testing::Test {
     const std::string User = CurrentUserName();
 };
 
-TEST_F(Session, HoldsTheLockUntilItLeaves) {
+TEST_F(Session, HoldsTheLockUntilItLeavesTheWarehouse) {
     EXPECT_TRUE(Prepare(Warehouse));
     EXPECT_TRUE(Prepare(Warehouse));
     EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
+    EXPECT_TRUE(Prepare(Other));
+    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
+    EXPECT_EQ(Other.LockRow(), "1|" + User);
     Window.CloseWarehouse();
     Window.Leave();
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
+    EXPECT_EQ(Other.LockRow(), "0|" + User);
     EXPECT_EQ(State.WarehouseConnection, nullptr);
     EXPECT_TRUE(Prompt.Asked.empty() && Prompt.Shown.empty());
+    EXPECT_TRUE(Prepare(Other));
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", OtherUser::Asked));
+    EXPECT_EQ(Other.LockRow(), "0|" + User);
+    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", OtherUser::Asked));
+    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
+    EXPECT_EQ(State.ErrorText, "");
 }
 
 TEST_F(Session, AsksBeforeItTakesALockThatIsSet) {
@@ -63,18 +72,6 @@ TEST_F(Session, AsksBeforeARunAfterAnotherUser) {
     EXPECT_EQ(Warehouse.LockRow(), "0| eva ");
     EXPECT_TRUE(Prepare(Warehouse, OtherUser::Accepted));
     EXPECT_EQ(Prompt.Asked.size(), 1U);
-}
-
-TEST_F(Session, ReleasesTheLockOfTheWarehouseItLeaves) {
-    EXPECT_TRUE(Prepare(Warehouse));
-    EXPECT_TRUE(Prepare(Other));
-    EXPECT_EQ(Warehouse.LockRow(), "0|" + User);
-    EXPECT_EQ(Other.LockRow(), "1|" + User);
-    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, "missing", OtherUser::Asked));
-    EXPECT_EQ(Other.LockRow(), "0|" + User);
-    EXPECT_FALSE(Window.Prepare({Other.Server(), true, "", ""}, " ", OtherUser::Asked));
-    EXPECT_EQ(Prompt.Shown.back(), "Morvane|Database must be specified");
-    EXPECT_EQ(State.ErrorText, "");
 }
 
 TEST_F(Session, ShowsAFailedConnectionOrReleaseOnce) {

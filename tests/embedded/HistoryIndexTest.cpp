@@ -10,7 +10,7 @@ namespace {
 // One element with 3,000 versions, one per day, and rows of other elements.
 class HistoryIndex : public ::testing::Test {
   protected:
-    static constexpr int kHandedOn = 200;
+    static constexpr std::size_t kHandedOn = 200;
 
     HistoryIndex() {
         warehouse.Run(
@@ -22,24 +22,21 @@ class HistoryIndex : public ::testing::Test {
 
     // Each even version hands its start on to the next one. Returns the number of indexes.
     std::string HandOn(StatementBatch& batch) const {
-        for (int day = 0; day < 2 * kHandedOn; day += 2) {
-            const auto at = [&](int i) {
-                return Value(
-                    warehouse.Text("SELECT date('2000-01-01', '" + std::to_string(i) + " days')") +
-                    "T12:00:00");
-            };
+        const std::vector<std::string> days = warehouse.Rows(
+            "SELECT date(start_date) || 'T12:00:00' FROM dim WHERE day >= 0 ORDER BY day");
+        for (std::size_t day = 0; day < 2 * kHandedOn; day += 2) {
             batch.Add(
                 "UPDATE dim SET start_date = ? WHERE code = ? AND  (datediff(day, ?, start_date) = "
                 "0) ",
-                {{.Name = "start", .Type = DataType::DBTimeStamp, .Value = at(day)},
+                {{.Name = "start", .Type = DataType::DBTimeStamp, .Value = Value(days[day])},
                  {.Name = "code", .Type = DataType::VarChar, .Value = Value("KEY")},
-                 {.Name = "end", .Type = DataType::DBTimeStamp, .Value = at(day + 1)}});
+                 {.Name = "end", .Type = DataType::DBTimeStamp, .Value = Value(days[day + 1])}});
         }
         const auto rows = connection->OpenRecordset(
             "SELECT count(*) FROM sqlite_schema WHERE type = 'index' AND tbl_name = 'dim'");
         return (*rows)[0].Text();
     }
-    void ExpectHandedOn(int versions) const {
+    void ExpectHandedOn(std::size_t versions) const {
         EXPECT_EQ(warehouse.Text("SELECT count(*) FROM dim WHERE code = 'key' AND start_date = "
                                  "datetime('2000-01-01 12:00', (day - 1) || ' days')"),
                   std::to_string(versions));

@@ -33,43 +33,62 @@ void PrintTo(const Script& script, std::ostream* stream) {
     *stream << script.File;
 }
 
-// Adds the query of "condition => ids", and a second one with the quoted text of the condition as
-// its parameter.
+// Adds the statements of "condition => ids": a query, the same with the first quoted text of the
+// condition as its parameter, a copy into the table "sink", and a delete.
 void AddCondition(std::size_t number, const std::string& line, std::vector<Step>& steps) {
     const std::size_t arrow = line.find(" =>");
-    const std::string sql = "select id from t where " + line.substr(0, arrow);
+    const std::string where = " where " + line.substr(0, arrow);
+    const std::string query = "select id from t" + where + " order by id";
     std::vector<std::string> ids = Split(line.substr(arrow + 3), ' ');
     ids.erase(ids.begin());
-    steps.push_back({number, '>', sql, {}, ids});
-    const std::size_t open = sql.find('\'');
-    const std::size_t close = sql.find('\'', open + 1);
-    if (close != std::string::npos) {
-        const std::string text = sql.substr(open + 1, close - open - 1);
-        steps.push_back(
-            {number, '>', sql.substr(0, open) + "?" + sql.substr(close + 1), {text}, ids});
+    const std::vector<std::string> count{std::to_string(ids.size()) + " rows"};
+    steps.push_back({number, '>', query, {}, ids});
+    const std::size_t open = query.find('\'');
+    const std::size_t close = query.find('\'', open + 1);
+    if (close != std::string::npos &&
+        std::string(" (").find(query[open - 1]) != std::string::npos &&
+        query.find('{') == std::string::npos) {
+        const std::string bound = query.substr(0, open) + "?" + query.substr(close + 1);
+        steps.push_back({number, '>', bound, {query.substr(open + 1, close - open - 1)}, ids});
     }
+    steps.push_back({number, '>', "BEGIN", {}, {}});
+    steps.push_back({number, '>', "insert into sink select id from t" + where, {}, count});
+    steps.push_back({number, '>', "delete from t" + where, {}, count});
+    steps.push_back({number, '>', "ROLLBACK", {}, {}});
 }
 
+// The lines before the first case are executed at the start of every case, and those after "== *"
+// at its end.
 void AddCases(const std::filesystem::path& file, std::vector<Script>& scripts) {
     std::ifstream stream(file);
-    Script setup{file.stem().string(), file.filename().string(), {}};
-    Script* script = &setup;
+    std::vector<Script> cases{{file.stem().string(), file.filename().string(), {}}};
     std::size_t number = 1;
     for (std::string line; std::getline(stream, line); ++number) {
+        std::vector<Step>& steps = cases.back().Steps;
         if (line.starts_with("== ")) {
-            script = &scripts.emplace_back(setup);
-            script->Name += "_" + line.substr(3);
+            cases.push_back({line.substr(3), cases[0].File, {}});
         } else if (line.starts_with("> ") || line.starts_with("$ ") || line.starts_with("! ")) {
-            script->Steps.push_back({number, line[0], line.substr(2), {}, {}});
+            steps.push_back({number, line[0], line.substr(2), {}, {}});
         } else if (line.starts_with("= ")) {
-            AddCondition(number, line.substr(2), script->Steps);
+            AddCondition(number, line.substr(2), steps);
         } else if (line.starts_with("? ")) {
-            script->Steps.back().Parameters.push_back(line.substr(2));
+            steps.back().Parameters.push_back(line.substr(2));
         } else if (line.starts_with("    ")) {
-            script->Steps.back().Sql += "\n" + line.substr(4);
+            steps.back().Sql += "\n" + line.substr(4);
         } else if (!line.empty() && line[0] != '#') {
-            script->Steps.back().Expected.push_back(line);
+            steps.back().Expected.push_back(line);
         }
+    }
+    std::vector<Step> end;
+    if (cases.back().Name == "*") {
+        end = cases.back().Steps;
+        cases.pop_back();
+    }
+    for (std::size_t i = 1; i < cases.size(); ++i) {
+        Script& script = scripts.emplace_back(cases[0]);
+        script.Name += "_" + cases[i].Name;
+        script.Steps.insert(script.Steps.end(), cases[i].Steps.begin(), cases[i].Steps.end());
+        script.Steps.insert(script.Steps.end(), end.begin(), end.end());
     }
 }
 
@@ -117,12 +136,12 @@ class StatementScript : public ::testing::TestWithParam<Script> {
         return lines;
     }
     void Execute(const Step& step) const {
-        if (step.Sql == "BEGIN") {
-            connection_->BeginTrans();
-        } else if (step.Sql == "COMMIT") {
-            connection_->CommitTrans();
-        } else if (step.Sql == "ROLLBACK") {
-            connection_->RollbackTrans();
+        static const std::map<std::string, void (Connection::*)()> transaction{
+            {"BEGIN", &Connection::BeginTrans},
+            {"COMMIT", &Connection::CommitTrans},
+            {"ROLLBACK", &Connection::RollbackTrans}};
+        if (const auto found = transaction.find(step.Sql); found != transaction.end()) {
+            ((*connection_).*found->second)();
         } else if (step.Sql == "REOPEN") {
             connection_->Close();
             connection_->Open();

@@ -72,21 +72,24 @@ struct BrowsingDialog : public UiFixture {
     }
 };
 
-TEST_F(BrowsingDialog, ListsServersWhileItSearches) {
-    Network.Answers = {Instance("zeta", "MSSQLSERVER"), "garbage", Instance("dw01", "B"),
-                       Instance("DW01", "b")};
+TEST_F(BrowsingDialog, ListsServersAndDataSourcesWhileItSearches) {
+    std::ofstream(Files / "freetds.conf") << "[central]\nhost = dw06\nport = 1433\n"
+                                             "[Inst]\nhost = dw01\ninstance = B\n";
+    Sources.Files.FreeTdsConf = {Files / "freetds.conf"};
+    // The last server is also one of the data sources.
+    Network.Answers = {Instance("zeta", "MSSQLSERVER"), "garbage", Instance("DW01", "b")};
     const QString chosen = BrowseServer([&](QWidget& dialog) {
         auto& list = Find<QListWidget>(dialog, "lstServers");
         auto& state = Find<QLabel>(dialog, "lblState");
         EXPECT_EQ(dialog.windowTitle(), "Select a server...");
         EXPECT_EQ(state.text(), "Searching...");
-        EXPECT_TRUE(QTest::qWaitFor([&] { return list.count() == 3; }));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return list.count() == 4; }));
         EXPECT_FALSE(Find<QPushButton>(dialog, "cmdOK").isEnabled());
-        EXPECT_TRUE(QTest::qWaitFor([&] { return state.text() == "2 servers found."; }));
-        EXPECT_EQ(list.item(0)->text() + list.item(1)->text() + list.item(2)->text(),
-                  "Embedded warehouse folder...dw01\\Bzeta");
-        QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 1));
-        QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 1));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return state.text() == "3 servers found."; }));
+        EXPECT_EQ(list.item(0)->text() + list.item(1)->text() + list.item(3)->text(),
+                  "Embedded warehouse folder...central  (dw06,1433)zeta");
+        QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 2));
+        QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 2));
     });
     EXPECT_EQ(chosen, "dw01\\B");
     EXPECT_TRUE(Network.Asked.contains('\x02'));
@@ -129,22 +132,6 @@ TEST_F(BrowsingDialog, OpensTheParentOfAMissingFolderAndSavesNoHistory) {
     EXPECT_EQ(ToText(chosen), Files.Path());
     EXPECT_EQ(ListFiles(saved), "");
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, usual);
-}
-
-TEST_F(BrowsingDialog, ListsEachDataSourceOnceWithItsServer) {
-    std::ofstream(Files / "freetds.conf") << "[central]\nhost = dw06\nport = 1433\n"
-                                             "[Inst]\nhost = dw07\ninstance = A\n";
-    Sources.Files.FreeTdsConf = {Files / "freetds.conf"};
-    Network.Answers = {Instance("DW07", "a")};  // already known from the file
-    EXPECT_EQ(BrowseServer([](QWidget& dialog) {
-                  auto& list = Find<QListWidget>(dialog, "lstServers");
-                  auto& state = Find<QLabel>(dialog, "lblState");
-                  EXPECT_EQ(list.item(1)->text(), "central  (dw06,1433)");
-                  EXPECT_TRUE(QTest::qWaitFor([&] { return state.text() == "2 servers found."; }));
-                  QTest::keyClick(&list, Qt::Key_End);
-                  QTest::keyClick(&list, Qt::Key_Return);
-              }),
-              "dw07\\A");
 }
 
 }  // namespace
