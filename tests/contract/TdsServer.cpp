@@ -253,7 +253,15 @@ LoopbackServer::Answer TdsServer::Respond(std::uint8_t type, const std::string& 
     if (request.IsCall) {
         tokens += Number(kReturnStatus, 1) + Number(0, 4) + (prepares ? PreparedHandle() : "");
     }
-    LoopbackServer::Answer sent = Packet(tokens + Done(request.IsCall ? kDoneProc : kDone));
+    const std::size_t last = tokens.size() - std::min(tokens.size(), Done(kDone).size());
+    if (!request.IsCall && !tokens.empty() && ByteAt(tokens, last) == kDoneInProc) {
+        // In a batch the count of a statement, unlike those of its triggers, is in its DONE.
+        tokens[last] = static_cast<char>(kDone);
+        tokens[last + 1] = static_cast<char>(tokens[last + 1] & ~kMore);
+    } else {
+        tokens += Done(request.IsCall ? kDoneProc : kDone);
+    }
+    LoopbackServer::Answer sent = Packet(tokens);
     if (answer.Cut) {
         sent.Bytes.resize(sent.Bytes.size() / 2);
         sent.Closes = true;
