@@ -4,52 +4,55 @@
 #include <algorithm>
 
 #include "base/Text.h"
-#include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
 
 namespace morvane {
 
 namespace {
 
-bool Holds(const std::vector<std::string>& names, const std::string& table) {
+bool Holds(const std::vector<std::string>& names, std::string_view name) {
     return std::ranges::any_of(
-        names, [&](const std::string& name) { return EqualsIgnoreCase(name, table); });
+        names, [&](const std::string& known) { return EqualsIgnoreCase(known, Trim(name)); });
+}
+
+// The copied columns have names of their own: a condition on facts must not mean one of them.
+std::string CopiedName(std::size_t position) {
+    return "morvane_c" + std::to_string(position);
+}
+
+std::string CopyStatement(const std::string& table, const std::vector<std::string>& columns,
+                          const std::string& goes) {
+    std::string sql = "SELECT ";
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        sql += table + "." + columns[i] + " AS " + CopiedName(i) + ",";
+    }
+    return sql + goes + " AS goes_now," + goes + " AS goes_later INTO * FROM " + table;
 }
 
 }  // namespace
 
-std::string NewTemporaryName() {
-    static int number = 0;
-    return "[#morvane_" + std::to_string(++number) + "]";
+RowCopy::RowCopy(Connection& connection, const std::string& table,
+                 const std::vector<std::string>& columns, const std::string& goes)
+    : columns_(columns), copy_(connection, CopyStatement(table, columns, goes)) {}
+
+std::string RowCopy::Column(std::string_view name) const {
+    const auto found = std::ranges::find_if(
+        columns_, [&](const std::string& known) { return EqualsIgnoreCase(known, Trim(name)); });
+    if (found == columns_.end()) {
+        throw DatabaseError({"The column " + std::string(name) + " was not copied."});
+    }
+    return Name() + "." + CopiedName(static_cast<std::size_t>(found - columns_.begin()));
 }
 
-std::string KeyColumn(std::size_t position) {
-    return "k" + std::to_string(position);
-}
-
-std::int64_t QueryNumber(Connection& connection, const std::string& sql) {
-    const auto rows = connection.OpenRecordset(sql);
-    return rows->Eof() || (*rows)[0].IsNull() ? 0 : (*rows)[0].Integer();
-}
-
-void DropTemporary(Connection& connection, const std::string& table) {
-    std::string ignored;
-    TrapErrors(ignored, [&] {
-        connection.Execute("DROP TABLE " + table);
-        return true;
-    });
-}
-
-MarkingForecast::MarkingForecast(Connection& connection, StepReport report)
+MarkingForecast::MarkingForecast(Connection& connection, StepReport report,
+                                 const std::string& table, const std::vector<std::string>& columns)
     : connection_(connection), report_(std::move(report)), walk_(connection) {
     ReadFactTables();
-    reset_ = SelectedDimensions(connection);
-}
-
-MarkingForecast::~MarkingForecast() {
-    for (const std::string& table : temporaryTables_) {
-        DropTemporary(connection_, table);
+    ReadColumns();
+    if (!columns.empty()) {
+        NeedColumns(table, Join(columns, ","));
     }
+    reset_ = SelectedDimensions(connection);
 }
 
 void MarkingForecast::ReadFactTables() {
@@ -71,6 +74,31 @@ void MarkingForecast::ReadFactTables() {
     }
 }
 
+// The columns by which a table refers to others and others refer to it, and those of its history.
+void MarkingForecast::ReadColumns() {
+    const auto rows = connection_.OpenRecordset(
+        "SELECT foreign_table,foreign_columns,primary_table,primary_columns,slow_moving_dim,"
+        "original_primary_key FROM dwm_star_relations");
+    for (; !rows->Eof(); rows->MoveNext()) {
+        const Recordset& row = *rows;
+        NeedColumns(row[0].Text(), row[1].Text());
+        NeedColumns(row[2].Text(), row[3].Text());
+        if (row[4].Flag()) {
+            NeedColumns(row[2].Text(), row[5].Text() + ",start_date,end_date,is_current");
+        }
+    }
+}
+
+void MarkingForecast::NeedColumns(const std::string& table, const std::string& list) {
+    connection_.RequireColumnNames(list);
+    std::vector<std::string>& columns = columns_[ToLower(Trim(table))];
+    for (const std::string& column : SplitColumnList(list)) {
+        if (!column.empty() && !Holds(columns, column)) {
+            columns.push_back(column);
+        }
+    }
+}
+
 std::string MarkingForecast::Next() {
     if (!begun_) {
         walk_.Begin();
@@ -80,15 +108,7 @@ std::string MarkingForecast::Next() {
         const std::string table = walk_.Table();
         const bool marks = walk_.IsMarked();
         if (marks) {
-            std::vector<Reference> references;
-            for (Relation& relation : walk_.Relations()) {
-                report_(table + " <- " + relation.ForeignTable);
-                Reference reference{std::move(relation), {}, {}};
-                reference.Columns = ColumnPairs(reference.Of);
-                CollectKeys(reference);
-                references.push_back(std::move(reference));
-            }
-            marked_[ToLower(table)] = std::move(references);
+            Mark(table);
         }
         walk_.Advance();
         if (marks) {
@@ -98,88 +118,91 @@ std::string MarkingForecast::Next() {
     return {};
 }
 
-void MarkingForecast::CollectKeys(Reference& reference) {
-    const std::string& table = reference.Of.ForeignTable;
-    const bool facts = IsFactTable(std::string(Trim(table)));
-    std::string names;
-    std::string columns;
-    for (std::size_t i = 0; i < reference.Columns.size(); ++i) {
-        const std::string column = table + "." + std::string(Trim(reference.Columns[i].Foreign));
-        names += (i > 0 ? "," : "") + KeyColumn(i);
-        columns += column + " AS " + KeyColumn(i) + ",";
+void MarkingForecast::Mark(const std::string& table) {
+    const std::vector<Relation> relations = walk_.Relations();
+    const std::string formerMark =
+        IsReset(table) ? "" : "WHEN " + table + ".is_deletable = 1 THEN 1 ";
+    const std::string name = ToLower(Trim(table));
+    copies_.try_emplace(
+        name, connection_, table, columns_[name],
+        "CASE WHEN " + table + ".is_sustainable = 0 THEN 1 " + formerMark + "ELSE 0 END");
+    relations_[name] = relations;
+    for (const Relation& relation : relations) {
+        report_(table + " <- " + relation.ForeignTable);
+        KeepReferredRows(relation);
     }
-    // NULL refers to nothing, but is not left out here: an engine may then go through an index of
-    // the column instead of the table.
-    const std::string kept = facts ? "" : " WHERE " + GoesSql(table, Facts::AsTheyAre) + " = 0";
-    reference.KeyTable = NewTemporaryName();
-    temporaryTables_.push_back(reference.KeyTable);
-    connection_.Execute("SELECT DISTINCT " + names + ",goes INTO " + reference.KeyTable +
-                        " FROM (SELECT " + columns + GoesSql(table, Facts::AfterArchiving) +
-                        " AS goes FROM " + table + kept + ") AS kept");
-    // Named without the brackets and the "#".
-    connection_.Execute("CREATE INDEX " +
-                        reference.KeyTable.substr(2, reference.KeyTable.size() - 3) + " ON " +
-                        reference.KeyTable + " (" + names + ")");
 }
 
-const std::vector<Reference>& MarkingForecast::ReferencesOf(const std::string& table) const {
-    return marked_.at(ToLower(Trim(table)));
+void MarkingForecast::KeepReferredRows(const Relation& relation) {
+    const std::string& foreign = relation.ForeignTable;
+    const std::string copy = Source(relation.PrimaryTable);
+    const auto keep = [&](const std::string& assignments, const std::string& goes) {
+        connection_.Execute("UPDATE " + copy + " SET " + assignments + " FROM " + copy + "," +
+                            Source(foreign) + " WHERE " + Refers(relation) +
+                            (goes == "0" ? "" : " AND " + goes + " = 0"));
+    };
+    const std::string now = GoesNow(foreign);
+    const std::string later = GoesLater(foreign);
+    if (now == later) {
+        keep("goes_now = 0, goes_later = 0", now);
+    } else {
+        keep("goes_now = 0", now);
+        keep("goes_later = 0", later);
+    }
 }
 
-bool MarkingForecast::IsMarked(const std::string& table) const {
-    return marked_.contains(ToLower(Trim(table)));
+const RowCopy* MarkingForecast::Copy(const std::string& table) const {
+    const auto found = copies_.find(ToLower(Trim(table)));
+    return found == copies_.end() ? nullptr : &found->second;
 }
 
-bool MarkingForecast::IsFactTable(const std::string& table) const {
-    return conditions_.contains(ToLower(Trim(table)));
+const std::vector<Relation>& MarkingForecast::RelationsOf(const std::string& table) const {
+    return relations_.at(ToLower(Trim(table)));
 }
 
 bool MarkingForecast::IsReset(const std::string& table) const {
     return Holds(reset_, table);
 }
 
-std::string MarkingForecast::UsedSql(const Reference& reference, Facts facts) const {
-    const std::string& table = reference.Of.PrimaryTable;
-    const std::string stays = facts == Facts::AfterArchiving ? "goes = 0" : "";
-    if (reference.Columns.size() == 1) {
-        return table + "." + std::string(Trim(reference.Columns[0].Primary)) + " IN (SELECT " +
-               KeyColumn(0) + " FROM " + reference.KeyTable +
-               (stays.empty() ? "" : " WHERE " + stays) + ")";
+std::string MarkingForecast::Source(const std::string& table) const {
+    const RowCopy* copy = Copy(table);
+    return copy != nullptr ? copy->Name() : table;
+}
+
+std::string MarkingForecast::Column(const std::string& table, const std::string& column) const {
+    const RowCopy* copy = Copy(table);
+    return copy != nullptr ? copy->Column(column) : table + "." + std::string(Trim(column));
+}
+
+// Without archiving both columns of the copies are equal.
+std::string MarkingForecast::GoesLater(const std::string& table) const {
+    if (const RowCopy* copy = Copy(table)) {
+        return copy->Name() + (archivedTables_.empty() ? ".goes_now" : ".goes_later");
     }
+    const auto fact = conditions_.find(ToLower(Trim(table)));
+    if (fact != conditions_.end() && !fact->second.empty()) {
+        return "CASE WHEN " + fact->second + " THEN 1 ELSE 0 END";
+    }
+    return GoesNow(table);
+}
+
+// A dimension that is not marked keeps others alive by the marks that it has.
+std::string MarkingForecast::GoesNow(const std::string& table) const {
+    if (const RowCopy* copy = Copy(table)) {
+        return copy->Name() + ".goes_now";
+    }
+    const bool keepsAll = conditions_.contains(ToLower(Trim(table))) || IsReset(table);
+    return keepsAll ? "0" : "CASE WHEN " + table + ".is_deletable=0 THEN 0 ELSE 1 END";
+}
+
+std::string MarkingForecast::Refers(const Relation& relation) const {
     std::string condition;
-    for (std::size_t i = 0; i < reference.Columns.size(); ++i) {
-        condition += (i > 0 ? " AND " : "") + table + "." +
-                     std::string(Trim(reference.Columns[i].Primary)) + " = " + reference.KeyTable +
-                     "." + KeyColumn(i);
+    for (const ColumnPair& pair : ColumnPairs(relation)) {
+        condition += (condition.empty() ? "" : " AND ") +
+                     Column(relation.PrimaryTable, pair.Primary) + " = " +
+                     Column(relation.ForeignTable, pair.Foreign);
     }
-    return "EXISTS (SELECT 1 FROM " + reference.KeyTable + " WHERE " + condition +
-           (stays.empty() ? "" : " AND " + stays) + ")";
-}
-
-std::string MarkingForecast::GoesSql(const std::string& table, Facts facts) const {
-    if (IsFactTable(std::string(Trim(table)))) {
-        const std::string condition =
-            facts == Facts::AfterArchiving ? ArchivingCondition(table) : "";
-        return condition.empty() ? "0" : "CASE WHEN " + condition + " THEN 1 ELSE 0 END";
-    }
-    if (!IsMarked(table)) {
-        // Whether the row keeps others alive when it is not marked by this run.
-        return IsReset(table) ? "0" : "CASE WHEN " + table + ".is_deletable=0 THEN 0 ELSE 1 END";
-    }
-    std::string sql = "CASE ";
-    for (const Reference& reference : ReferencesOf(table)) {
-        sql += "WHEN " + UsedSql(reference, facts) + " THEN 0 ";
-    }
-    sql += "WHEN " + table + ".is_sustainable = 0 THEN 1 ";
-    if (!IsReset(table)) {
-        sql += "WHEN " + table + ".is_deletable = 1 THEN 1 ";
-    }
-    return sql + "ELSE 0 END";
-}
-
-std::string MarkingForecast::ArchivingCondition(const std::string& table) const {
-    const auto found = conditions_.find(ToLower(Trim(table)));
-    return found == conditions_.end() ? "" : found->second;
+    return condition;
 }
 
 }  // namespace morvane

@@ -11,28 +11,13 @@ namespace morvane {
 
 namespace {
 
-struct SlowMovingDimension {
-    std::string Table;
-    ElementKey Key;
-};
-
-// The slowly-moving dimension with this name, or no value.
-std::optional<SlowMovingDimension> FindSlowMoving(Connection& connection,
-                                                  const std::string& table) {
+// The element key of a slowly-moving dimension; no value for another one.
+std::optional<ElementKey> FindElementKey(Connection& connection, const std::string& table) {
     const std::string ofTable = " FROM dwm_star_relations WHERE primary_table = '" + table + "'";
     if (QueryNumber(connection, "SELECT COUNT(*)" + ofTable + " AND slow_moving_dim = 1") == 0) {
         return std::nullopt;
     }
-    return SlowMovingDimension{
-        table, ReadElementKey(connection, "SELECT DISTINCT original_primary_key" + ofTable)};
-}
-
-std::string KeyColumns(const ElementKey& key) {
-    std::string list;
-    for (std::size_t i = 0; i < key.Columns.size(); ++i) {
-        list += (i > 0 ? "," : "") + KeyColumn(i);
-    }
-    return list;
+    return ReadElementKey(connection, "SELECT DISTINCT original_primary_key" + ofTable);
 }
 
 // Counts the versions that remain and would be changed by re-linking, element by element, as the
@@ -60,14 +45,10 @@ class RelinkForecast {
     std::int64_t changed_ = 0;
 };
 
-// The versions of a slowly-moving dimension with what would be marked, in a temporary table.
+// Counts the versions of a slowly-moving dimension.
 class VersionCounts {
   public:
-    VersionCounts(Connection& connection, const MarkingForecast& forecast,
-                  const SlowMovingDimension& dimension);
-    ~VersionCounts() { DropTemporary(connection_, versions_); }
-    VersionCounts(const VersionCounts&) = delete;
-    VersionCounts& operator=(const VersionCounts&) = delete;
+    VersionCounts(Connection& connection, const RowCopy& versions, const ElementKey& key);
 
     void Fill(DimensionPlan& plan);
 
@@ -77,40 +58,29 @@ class VersionCounts {
     void CountRelinked(DimensionPlan& plan);
 
     Connection& connection_;
-    std::string keys_;  // k0,k1
     std::size_t keyCount_;
-    std::string keysKnown_;  // no key column is NULL
-    std::string versions_;
+    std::string keys_;       // k0,k1
+    std::string keysKnown_;  // the condition that none of them is NULL
+    std::string versions_;   // a query for the keys, the history and what goes
 };
 
-VersionCounts::VersionCounts(Connection& connection, const MarkingForecast& forecast,
-                             const SlowMovingDimension& dimension)
-    : connection_(connection),
-      keys_(KeyColumns(dimension.Key)),
-      keyCount_(dimension.Key.Columns.size()),
-      versions_(NewTemporaryName()) {
-    const std::string& table = dimension.Table;
-    std::string columns;
+VersionCounts::VersionCounts(Connection& connection, const RowCopy& versions, const ElementKey& key)
+    : connection_(connection), keyCount_(key.Columns.size()) {
+    versions_ = "(SELECT ";
     for (std::size_t i = 0; i < keyCount_; ++i) {
-        columns += table + "." + dimension.Key.Columns[i] + " AS " + KeyColumn(i) + ",";
-        keysKnown_ += (i > 0 ? " AND " : "") + KeyColumn(i) + " IS NOT NULL";
+        const std::string name = "k" + std::to_string(i);
+        versions_ += versions.Column(key.Columns[i]) + " AS " + name + ",";
+        keys_ += (i > 0 ? "," : "") + name;
+        keysKnown_ += (i > 0 ? " AND " : "") + name + " IS NOT NULL";
     }
-    connection_.Execute("SELECT " + columns + table + ".start_date AS start_date," + table +
-                        ".end_date AS end_date," + table + ".is_current AS is_current," +
-                        forecast.GoesSql(table, Facts::AsTheyAre) + " AS goes_now," +
-                        forecast.GoesSql(table, Facts::AfterArchiving) + " AS goes_later INTO " +
-                        versions_ + " FROM " + table);
+    for (const char* column : {"start_date", "end_date", "is_current"}) {
+        versions_ += versions.Column(column) + " AS " + column + ",";
+    }
+    versions_ += "goes_now,goes_later FROM " + versions.Name() + ") AS versions";
 }
 
 void VersionCounts::Fill(DimensionPlan& plan) {
-    const auto totals = connection_.OpenRecordset(
-        "SELECT COUNT(*) AS n,SUM(goes_now) AS now,SUM(goes_later) AS later FROM " + versions_);
-    plan.Rows = (*totals)[0].Integer();
-    if (plan.Rows == 0) {
-        return;
-    }
-    plan.Now.Rows = (*totals)[1].Integer();
-    plan.AfterArchiving.Rows = (*totals)[2].Integer();
+    plan.SlowMoving = true;
     if (plan.AfterArchiving.Rows > 0) {
         CountElements(plan);
         CountRelinked(plan);
@@ -153,7 +123,7 @@ void VersionCounts::CountRelinked(DimensionPlan& plan) {
             ",start_date,end_date,is_current,goes_now,goes_later,DENSE_RANK() OVER (ORDER BY " +
             keys_ + ") AS element,COUNT(*)" + ofElement + " AS n,SUM(goes_now)" + ofElement +
             " AS now,SUM(goes_later)" + ofElement + " AS later FROM " + versions_ + " WHERE " +
-            keysKnown_ + ") AS versions WHERE later > 0 AND now < n ORDER BY element,start_date",
+            keysKnown_ + ") AS touched WHERE later > 0 AND now < n ORDER BY element,start_date",
         RecordsetKind::Streamed);
     std::vector<Version> element;
     std::vector<bool> goesNow;
@@ -189,20 +159,17 @@ DimensionPlan PlanDimension(Connection& connection, const MarkingForecast& forec
                             const std::string& table) {
     DimensionPlan plan;
     plan.Table = table;
-    if (const auto slowMoving = FindSlowMoving(connection, table)) {
-        plan.SlowMoving = true;
-        VersionCounts(connection, forecast, *slowMoving).Fill(plan);
-        return plan;
-    }
-    const auto counts = connection.OpenRecordset(
-        "SELECT COUNT(*) AS n,SUM(goes_now) AS now,SUM(goes_later) AS later FROM (SELECT " +
-        forecast.GoesSql(table, Facts::AsTheyAre) + " AS goes_now," +
-        forecast.GoesSql(table, Facts::AfterArchiving) + " AS goes_later FROM " + table +
-        ") AS elements");
+    const RowCopy& copy = *forecast.Copy(table);
+    const auto counts =
+        connection.OpenRecordset("SELECT COUNT(*) AS n,SUM(goes_now) AS now,SUM(" +
+                                 forecast.GoesLater(table) + ") AS later FROM " + copy.Name());
     plan.Rows = (*counts)[0].Integer();
     if (plan.Rows > 0) {
         plan.Now.Rows = (*counts)[1].Integer();
         plan.AfterArchiving.Rows = (*counts)[2].Integer();
+    }
+    if (const auto key = FindElementKey(connection, table)) {
+        VersionCounts(connection, copy, *key).Fill(plan);
     }
     return plan;
 }
@@ -226,10 +193,9 @@ Plan MakePlan(Connection& connection, const StepReport& report) {
     MarkingForecast forecast(connection, report);
     for (const std::string& table : forecast.ArchivedTables()) {
         report(table);
-        const auto counts =
-            connection.OpenRecordset("SELECT COUNT(*) AS n,SUM(goes) AS going FROM (SELECT " +
-                                     forecast.GoesSql(table, Facts::AfterArchiving) +
-                                     " AS goes FROM " + table + ") AS facts");
+        const auto counts = connection.OpenRecordset(
+            "SELECT COUNT(*) AS n,SUM(goes) AS going FROM (SELECT " + forecast.GoesLater(table) +
+            " AS goes FROM " + table + ") AS facts");
         const std::int64_t rows = (*counts)[0].Integer();
         plan.FactTables.push_back({table, rows, rows == 0 ? 0 : (*counts)[1].Integer()});
     }
@@ -242,7 +208,7 @@ Plan MakePlan(Connection& connection, const StepReport& report) {
         "= 1");
     for (; !selected->Eof(); selected->MoveNext()) {
         const std::string table(Trim((*selected)[0].Text()));
-        if (!forecast.IsMarked(table)) {
+        if (forecast.Copy(table) == nullptr) {
             connection.RequireTableName(table);
             DimensionPlan unmarked;
             unmarked.Table = table;

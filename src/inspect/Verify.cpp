@@ -36,26 +36,9 @@ const ColumnDefinition* FindColumn(const TableDefinition& table, std::string_vie
     return found == table.Columns.end() ? nullptr : &*found;
 }
 
-// A temporary table for the lifetime of this object.
-class Temporary {
-  public:
-    // `sql` has "INTO *" for the table's name.
-    Temporary(Connection& connection, std::string sql)
-        : connection_(connection), name_(NewTemporaryName()) {
-        constexpr std::string_view kPlace = "INTO *";
-        sql.replace(sql.find(kPlace), kPlace.size(), "INTO " + name_);
-        connection_.Execute(sql);
-    }
-    ~Temporary() { DropTemporary(connection_, name_); }
-    Temporary(const Temporary&) = delete;
-    Temporary& operator=(const Temporary&) = delete;
-
-    const std::string& Name() const { return name_; }
-
-  private:
-    Connection& connection_;
-    std::string name_;
-};
+std::string KeyColumn(std::size_t position) {
+    return "k" + std::to_string(position);
+}
 
 // The columns of one side of a relation, as "table.c0 AS k0,table.c1 AS k1", and the condition that
 // none is NULL.
@@ -207,8 +190,8 @@ void Inspection::FindOrphans() {
 void Inspection::FindOrphans(const Link& link) {
     const KeySide side = SideOf(link.Foreign, link.ForeignColumns);
     const std::vector<std::string> names = KeyNames(link.ForeignColumns.size());
-    const Temporary used(connection_,
-                         "SELECT DISTINCT " + side.Columns + " INTO * FROM " + link.Foreign);
+    const TemporaryTable used(connection_,
+                              "SELECT DISTINCT " + side.Columns + " INTO * FROM " + link.Foreign);
     // The element's column comes first: its collation decides in every engine.
     std::string match;
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -219,11 +202,11 @@ void Inspection::FindOrphans(const Link& link) {
     for (const std::string& name : names) {
         columns.push_back("used." + name);
     }
-    const Temporary orphans(connection_, "SELECT " + Join(columns, ",") + " INTO * FROM " +
-                                             used.Name() + " AS used LEFT JOIN " + link.Primary +
-                                             " ON " + match + " WHERE " + link.Primary + "." +
-                                             link.PrimaryColumns[0] + " IS NULL AND " +
-                                             SideOf("used", names).Known);
+    const TemporaryTable orphans(connection_, "SELECT " + Join(columns, ",") + " INTO * FROM " +
+                                                  used.Name() + " AS used LEFT JOIN " +
+                                                  link.Primary + " ON " + match + " WHERE " +
+                                                  link.Primary + "." + link.PrimaryColumns[0] +
+                                                  " IS NULL AND " + SideOf("used", names).Known);
     const std::int64_t keys = QueryNumber(connection_, "SELECT COUNT(*) FROM " + orphans.Name());
     if (keys == 0) {
         return;
@@ -324,9 +307,9 @@ void Inspection::FindMarkedInUse(bool selectedOnly) {
 void Inspection::FindMarkedInUse(const Link& link) {
     const KeySide side = SideOf(link.Foreign, link.ForeignColumns);
     const std::string kept =
-        factTables_.contains(ToLower(link.Foreign)) ? "" : " AND is_deletable = 0";
-    const Temporary used(connection_, "SELECT DISTINCT " + side.Columns + " INTO * FROM " +
-                                          link.Foreign + " WHERE " + side.Known + kept);
+        factTables_.contains(ToLower(link.Foreign)) ? "" : " WHERE is_deletable = 0";
+    const TemporaryTable used(
+        connection_, "SELECT DISTINCT " + side.Columns + " INTO * FROM " + link.Foreign + kept);
     const std::vector<std::string> names = KeyNames(link.ForeignColumns.size());
     AddFinding("marked_in_use", link.Primary,
                "elements are marked, and rows of " + link.Foreign + " refer to them",
@@ -431,9 +414,9 @@ void Inspection::CompareWithArchive(const std::string& table, const std::string&
         names.push_back("[" + column + "]");
     }
     const std::string columns = Join(names, ",");
-    const Temporary both(connection_, "SELECT * INTO * FROM (SELECT " + columns + " FROM " + table +
-                                          " INTERSECT SELECT " + columns + " FROM " + archived +
-                                          ") AS in_both");
+    const TemporaryTable both(connection_, "SELECT * INTO * FROM (SELECT " + columns + " FROM " +
+                                               table + " INTERSECT SELECT " + columns + " FROM " +
+                                               archived + ") AS in_both");
     AddFinding("in_archive", table,
                definition->PrimaryKey ? "rows whose key is in the archive as well"
                                       : "rows that are in the archive as well",

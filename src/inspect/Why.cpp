@@ -90,62 +90,91 @@ std::string Literal(const std::string& text) {
 
 class Explainer {
   public:
-    Explainer(Connection& connection, const StepReport& report)
-        : connection_(connection), forecast_(connection, report), report_(report) {}
+    Explainer(Connection& connection, const Dimension& dimension, const std::vector<KeyValue>& key,
+              const StepReport& report);
 
-    Explanation Run(const std::string& table, const std::vector<std::string>& words);
+    Explanation Run();
 
   private:
+    std::string KeyCondition(bool ofSource) const;
     void Count();
     void Follow(const std::string& table, const std::string& condition, int depth);
-    std::string ReasonToStay(const Dimension& dimension) const;
+    std::string Reason() const;
 
     Connection& connection_;
-    MarkingForecast forecast_;
+    const Dimension& dimension_;
+    const std::vector<KeyValue>& key_;
     const StepReport& report_;
-    std::string condition_;  // of the rows that have the key
+    MarkingForecast forecast_;
     std::int64_t sustained_ = 0;
     Explanation found_;
 };
 
-Explanation Explainer::Run(const std::string& table, const std::vector<std::string>& words) {
-    const Dimension dimension = FindDimension(connection_, table);
+// The columns that the explanation reads, besides those of the relations.
+std::vector<std::string> ColumnsOf(const std::vector<KeyValue>& key) {
+    std::vector<std::string> columns = {"is_sustainable", "is_deletable"};
+    for (const KeyValue& part : key) {
+        columns.push_back(part.Column);
+    }
+    return columns;
+}
+
+Explainer::Explainer(Connection& connection, const Dimension& dimension,
+                     const std::vector<KeyValue>& key, const StepReport& report)
+    : connection_(connection),
+      dimension_(dimension),
+      key_(key),
+      report_(report),
+      forecast_(connection, report, dimension.Name, ColumnsOf(key)) {
     found_.Table = dimension.Name;
-    for (const KeyValue& part : ReadKey(connection_, dimension, words)) {
-        condition_ += (condition_.empty() ? "" : " AND ") + dimension.Name + "." + part.Column +
-                      " = " + Literal(part.Text);
+    for (const KeyValue& part : key) {
         found_.Key += (found_.Key.empty() ? "" : ", ") + part.Column + " = " + part.Text;
     }
-    found_.Rows =
-        QueryNumber(connection_, "SELECT COUNT(*) FROM " + dimension.Name + " WHERE " + condition_);
-    if (found_.Rows == 0) {
-        throw DatabaseError({dimension.Name + " has no element with " + found_.Key + "."});
+}
+
+// `ofSource`: of the rows that the forecast works on, else of the table itself.
+std::string Explainer::KeyCondition(bool ofSource) const {
+    std::string condition;
+    for (const KeyValue& part : key_) {
+        condition += (condition.empty() ? "" : " AND ") +
+                     (ofSource ? forecast_.Column(dimension_.Name, part.Column)
+                               : dimension_.Name + "." + part.Column) +
+                     " = " + Literal(part.Text);
     }
-    while (!forecast_.IsMarked(dimension.Name) && !forecast_.Next().empty()) {
+    return condition;
+}
+
+Explanation Explainer::Run() {
+    const std::string& table = dimension_.Name;
+    found_.Rows =
+        QueryNumber(connection_, "SELECT COUNT(*) FROM " + table + " WHERE " + KeyCondition(false));
+    if (found_.Rows == 0) {
+        throw DatabaseError({table + " has no element with " + found_.Key + "."});
+    }
+    while (forecast_.Copy(table) == nullptr && !forecast_.Next().empty()) {
     }
     Count();
-    if (forecast_.IsMarked(dimension.Name)) {
-        Follow(dimension.Name, condition_, 1);
+    if (forecast_.Copy(table) != nullptr) {
+        Follow(table, KeyCondition(true), 1);
     }
-    found_.Reason = ReasonToStay(dimension);
+    found_.Reason = Reason();
     return std::move(found_);
 }
 
 void Explainer::Count() {
-    const std::string& table = found_.Table;
+    const std::string& table = dimension_.Name;
+    const auto column = [&](const char* name) { return forecast_.Column(table, name); };
     const auto counts = connection_.OpenRecordset(
-        "SELECT SUM(marked) AS marked,SUM(goes_now) AS now,SUM(goes_later) AS later,"
-        "SUM(sustained) AS sustained FROM (SELECT CASE WHEN " +
-        table + ".is_deletable = 1 THEN 1 ELSE 0 END AS marked," +
-        forecast_.GoesSql(table, Facts::AsTheyAre) + " AS goes_now," +
-        forecast_.GoesSql(table, Facts::AfterArchiving) + " AS goes_later,CASE WHEN " + table +
-        ".is_sustainable = 0 THEN 0 ELSE 1 END AS sustained FROM " + table + " WHERE " +
-        condition_ + ") AS elements");
+        "SELECT SUM(CASE WHEN " + column("is_deletable") +
+        " = 1 THEN 1 ELSE 0 END) AS marked,SUM(CASE WHEN " + column("is_sustainable") +
+        " = 0 THEN 0 ELSE 1 END) AS sustained,SUM(" + forecast_.GoesNow(table) + ") AS now,SUM(" +
+        forecast_.GoesLater(table) + ") AS later FROM " + forecast_.Source(table) + " WHERE " +
+        KeyCondition(true));
     found_.MarkedNow = (*counts)[0].Integer();
-    sustained_ = (*counts)[3].Integer();
-    if (forecast_.IsMarked(table)) {
-        found_.GoNow = (*counts)[1].Integer();
-        found_.GoAfterArchiving = (*counts)[2].Integer();
+    sustained_ = (*counts)[1].Integer();
+    if (forecast_.Copy(table) != nullptr) {
+        found_.GoNow = (*counts)[2].Integer();
+        found_.GoAfterArchiving = (*counts)[3].Integer();
     } else if (!forecast_.IsReset(table)) {
         found_.GoNow = found_.GoAfterArchiving = found_.MarkedNow;
     }
@@ -153,35 +182,31 @@ void Explainer::Count() {
 
 // `condition`: of the rows of `table` whose referring rows are counted.
 void Explainer::Follow(const std::string& table, const std::string& condition, int depth) {
-    for (const Reference& reference : forecast_.ReferencesOf(table)) {
-        const std::string& foreign = reference.Of.ForeignTable;
+    for (const Relation& relation : forecast_.RelationsOf(table)) {
+        const std::string foreign(Trim(relation.ForeignTable));
         report_(table + " <- " + foreign);
-        std::string refers = "EXISTS (SELECT 1 FROM " + table + " WHERE ";
-        for (const ColumnPair& pair : reference.Columns) {
-            refers += table + "." + std::string(Trim(pair.Primary)) + " = " + foreign + "." +
-                      std::string(Trim(pair.Foreign)) + " AND ";
-        }
-        refers += condition + ")";
+        const std::string refers = "EXISTS (SELECT 1 FROM " + forecast_.Source(table) + " WHERE " +
+                                   forecast_.Refers(relation) + " AND " + condition + ")";
         const auto counts = connection_.OpenRecordset(
-            "SELECT COUNT(*) AS n,SUM(goes_now) AS now,SUM(goes_later) AS later FROM (SELECT " +
-            forecast_.GoesSql(foreign, Facts::AsTheyAre) + " AS goes_now," +
-            forecast_.GoesSql(foreign, Facts::AfterArchiving) + " AS goes_later FROM " + foreign +
-            " WHERE " + refers + ") AS referring");
-        ReferringRows rows{depth, std::string(Trim(foreign)), table, (*counts)[0].Integer()};
+            "SELECT COUNT(*) AS n,SUM(goes_now_) AS now,SUM(goes_later_) AS later FROM (SELECT " +
+            forecast_.GoesNow(foreign) + " AS goes_now_," + forecast_.GoesLater(foreign) +
+            " AS goes_later_ FROM " + forecast_.Source(foreign) + " WHERE " + refers +
+            ") AS referring");
+        ReferringRows rows{depth, foreign, table, (*counts)[0].Integer()};
         if (rows.Rows > 0) {
             rows.KeptNow = rows.Rows - (*counts)[1].Integer();
             rows.KeptAfterArchiving = rows.Rows - (*counts)[2].Integer();
         }
         found_.References.push_back(rows);
-        if (rows.Rows > 0 && forecast_.IsMarked(foreign)) {
-            Follow(std::string(Trim(foreign)), refers, depth + 1);
+        if (rows.Rows > 0 && forecast_.Copy(foreign) != nullptr) {
+            Follow(foreign, refers, depth + 1);
         }
     }
 }
 
-std::string Explainer::ReasonToStay(const Dimension& dimension) const {
-    if (!forecast_.IsMarked(dimension.Name)) {
-        return dimension.Selected ? WhyNotMarked(connection_, dimension.Name) : "not selected";
+std::string Explainer::Reason() const {
+    if (forecast_.Copy(dimension_.Name) == nullptr) {
+        return dimension_.Selected ? WhyNotMarked(connection_, dimension_.Name) : "not selected";
     }
     std::vector<std::string> keepers;
     bool referredTo = false;
@@ -204,7 +229,9 @@ std::string Explainer::ReasonToStay(const Dimension& dimension) const {
 
 Explanation Explain(Connection& connection, const std::string& table,
                     const std::vector<std::string>& key, const StepReport& report) {
-    return Explainer(connection, report).Run(table, key);
+    const Dimension dimension = FindDimension(connection, table);
+    const std::vector<KeyValue> values = ReadKey(connection, dimension, key);
+    return Explainer(connection, dimension, values, report).Run();
 }
 
 Answer WhyAnswer(const Explanation& found) {

@@ -161,6 +161,9 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
         return Alter(sql);
     }
     const AttachedDatabases attached(*database_, translation.AttachedFiles, context_.ReadsOnly);
+    if (!translation.NewTable.empty() && !compileOnly_) {
+        return SelectInto(translation, sql);
+    }
     CachedStatement statement{translation.Kind, database_->Compile(translation.Sql, sql),
                               translation.ParameterDates};
     if (compileOnly_) {
@@ -173,6 +176,30 @@ std::int64_t EmbeddedConnection::ExecuteText(std::string_view sql,
     return keeps && translation.AttachedFiles.empty()
                ? Run(cache_.Add(sql, std::move(statement)), values, readDate, expectedRows)
                : Run(statement, values, readDate, expectedRows);
+}
+
+// Creates the table with the types and collations of the columns that the query reads, as the
+// server does.
+std::int64_t EmbeddedConnection::SelectInto(const Translation& translation, std::string_view sql) {
+    std::string columns;
+    {
+        const SqliteStatement query = database_->Compile(translation.Sql, sql);
+        for (int i = 0; i < sqlite3_column_count(query.Handle()); ++i) {
+            columns += (columns.empty() ? "" : ", ") + ResultColumnDefinition(query.Handle(), i);
+        }
+    }
+    cache_.Clear();
+    database_->Run("CREATE TEMP TABLE " + translation.NewTable + "(" + columns + ")");
+    try {
+        CachedStatement insert{
+            StatementKind::Insert,
+            database_->Compile("INSERT INTO " + translation.NewTable + " " + translation.Sql, sql),
+            {}};
+        return Run(insert, {}, ValueForColumn);
+    } catch (...) {
+        database_->Run("DROP TABLE temp." + translation.NewTable);
+        throw;
+    }
 }
 
 std::int64_t EmbeddedConnection::Alter(std::string_view sql) {

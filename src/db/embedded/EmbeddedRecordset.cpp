@@ -5,6 +5,7 @@
 #include "core/DatabaseError.h"
 #include "db/embedded/Catalogue.h"
 #include "sql/MaskPasswords.h"
+#include "sql/Quoting.h"
 
 namespace morvane::embedded {
 
@@ -14,17 +15,17 @@ std::string_view TextOrEmpty(const char* text) {
     return text == nullptr ? std::string_view() : std::string_view(text);
 }
 
-bool IgnoresCase(sqlite3* database, sqlite3_stmt* statement, int column) {
+// The collation of the column that a result column is; empty for an expression.
+std::string_view CollationOf(sqlite3_stmt* statement, int column) {
     const char* table = sqlite3_column_table_name(statement, column);
     const char* origin = sqlite3_column_origin_name(statement, column);
     const char* collation = nullptr;
-    if (table == nullptr || origin == nullptr ||
-        sqlite3_table_column_metadata(database, sqlite3_column_database_name(statement, column),
-                                      table, origin, nullptr, &collation, nullptr, nullptr,
-                                      nullptr) != SQLITE_OK) {
-        return false;
-    }
-    return EqualsIgnoreCase(TextOrEmpty(collation), "nocase");
+    const bool known =
+        table != nullptr && origin != nullptr &&
+        sqlite3_table_column_metadata(
+            sqlite3_db_handle(statement), sqlite3_column_database_name(statement, column), table,
+            origin, nullptr, &collation, nullptr, nullptr, nullptr) == SQLITE_OK;
+    return known ? TextOrEmpty(collation) : "";
 }
 
 // An expression has only the type of its values. Count(*) is an integer on the server.
@@ -39,7 +40,7 @@ DataType TypeOfValue(int sqliteType) {
     }
 }
 
-Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
+Field DescribeColumn(sqlite3_stmt* statement, int column) {
     Field field;
     field.Name = TextOrEmpty(sqlite3_column_name(statement, column));
     if (const char* declared = sqlite3_column_decltype(statement, column)) {
@@ -51,8 +52,9 @@ Field DescribeColumn(sqlite3* database, sqlite3_stmt* statement, int column) {
     } else if (sqlite3_column_origin_name(statement, column) == nullptr) {
         field.Type = TypeOfValue(sqlite3_column_type(statement, column));
     }  // a column without a type can hold values of any type: VarChar
-    field.Comparison = IgnoresCase(database, statement, column) ? TextComparison::IgnoringCase
-                                                                : TextComparison::Exact;
+    field.Comparison = EqualsIgnoreCase(CollationOf(statement, column), "nocase")
+                           ? TextComparison::IgnoringCase
+                           : TextComparison::Exact;
     return field;
 }
 
@@ -82,6 +84,17 @@ void LoadValue(sqlite3_stmt* statement, int column, Value& value) {
 
 }  // namespace
 
+std::string ResultColumnDefinition(sqlite3_stmt* statement, int column) {
+    std::string definition = QuotedName(TextOrEmpty(sqlite3_column_name(statement, column)));
+    if (const char* declared = sqlite3_column_decltype(statement, column)) {
+        definition += " " + std::string(declared);
+    }
+    if (const std::string_view collation = CollationOf(statement, column); !collation.empty()) {
+        definition += " COLLATE " + QuotedName(collation);
+    }
+    return definition;
+}
+
 EmbeddedRecordset::EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStatement statement)
     : database_(std::move(database)), statement_(std::move(statement)) {
     sqlite3_stmt* handle = statement_.Handle();
@@ -92,7 +105,7 @@ EmbeddedRecordset::EmbeddedRecordset(std::weak_ptr<sqlite3> database, SqliteStat
     }
     eof_ = !statement_.Step();
     for (int column = 0; column < columns; ++column) {
-        fields_.push_back(DescribeColumn(sqlite3_db_handle(handle), handle, column));
+        fields_.push_back(DescribeColumn(handle, column));
     }
     LoadRow();
 }

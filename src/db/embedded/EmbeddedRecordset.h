@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "core/Recordset.h"
@@ -27,5 +28,9 @@ class EmbeddedRecordset : public Recordset {
     std::vector<Field> fields_;
     bool eof_ = false;
 };
+
+// A column of a query's result as CREATE TABLE defines it, with the type and collation of the
+// column that it comes from.
+std::string ResultColumnDefinition(sqlite3_stmt* statement, int column);
 
 }  // namespace morvane::embedded

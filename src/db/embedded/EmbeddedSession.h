@@ -110,6 +110,7 @@ class EmbeddedConnection : public Connection {
                                             RecordsetKind kind);
     bool BindDate(SqliteStatement& statement, const std::vector<DateParameter>& meets,
                   std::size_t i, const Value& value, DateReader readDate) const;
+    std::int64_t SelectInto(const Translation& translation, std::string_view sql);
     std::int64_t Alter(std::string_view sql);
 
     // Does not own the connection. Null while it is closed; see OpenConnection.

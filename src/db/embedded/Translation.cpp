@@ -102,21 +102,20 @@ Translation Translator::Run() {
     if (IsAt(statement_, 0, "set") && statement_.size() == 3) {
         return ReadSetting();
     }
-    StatementKind kind = FindKind();
+    const StatementKind kind = FindKind();
     if (kind == StatementKind::Alter) {
         return {.Kind = kind, .Sql = std::string(sql_)};
     }
     definition_ = kind == StatementKind::Definition;
     PrepareTokens(statement_);
     NormalizeDates();
-    if (kind == StatementKind::Select && TakeInto()) {
-        kind = StatementKind::Definition;
-    }
-    Rewrite(statement_, kind == StatementKind::Select);
+    std::string newTable = kind == StatementKind::Select ? TakeInto() : "";
+    Rewrite(statement_, kind == StatementKind::Select && newTable.empty());
     return {.Kind = kind,
             .Sql = std::move(out_),
             .AttachedFiles = std::move(attachedFiles_),
-            .ParameterDates = std::move(parameterDates_)};
+            .ParameterDates = std::move(parameterDates_),
+            .NewTable = std::move(newTable)};
 }
 
 StatementKind Translator::FindKind() const {
@@ -184,16 +183,16 @@ void Translator::PrepareTokens(Tokens& tokens) {
     }
 }
 
-// "SELECT ... INTO #t FROM ..." becomes "CREATE TEMP TABLE "#t" AS SELECT ... FROM ...".
-bool Translator::TakeInto() {
+// Removes INTO and the name of a temporary table, and returns the name; empty if there is none.
+std::string Translator::TakeInto() {
     const std::size_t into = FindWord(statement_, "into");
     if (into + 1 >= statement_.size() || !IsTemporary(statement_[into + 1])) {
-        return false;
+        return {};
     }
-    out_ = "CREATE TEMP TABLE " + statement_[into + 1].Text + " AS ";
+    std::string name = statement_[into + 1].Text;
     const auto position = statement_.begin() + static_cast<std::ptrdiff_t>(into);
     statement_.erase(position, position + 2);
-    return true;
+    return name;
 }
 
 void Translator::NormalizeDates() {

@@ -35,6 +35,8 @@ struct Translation {
     std::vector<DateParameter> ParameterDates{};
     // The session's new date order, if the statement changes it.
     std::optional<DateOrder> NewOrder{};
+    // The temporary table, in quotes, that a SELECT ... INTO creates for its rows.
+    std::string NewTable{};
 };
 
 // The connection that a statement runs on.

@@ -38,8 +38,7 @@ class Translator {
     // SET NOEXEC, SET DATEFORMAT and other session settings.
     Translation ReadSetting() const;
     void PrepareTokens(Tokens& tokens);
-    // Removes INTO and the name of a temporary table, and writes what takes its place.
-    bool TakeInto();
+    std::string TakeInto();
     void NormalizeDates();
     // Appends text, separated from a quote that would merge with it.
     void Emit(std::string_view text, bool spaceBefore);

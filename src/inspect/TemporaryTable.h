@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "core/Connection.h"
+
+namespace morvane {
+
+// A temporary table of the session with the rows of a query. Dropped by the destructor.
+class TemporaryTable {
+  public:
+    // `sql` has "INTO *" where the table's name belongs. Throws DatabaseError.
+    TemporaryTable(Connection& connection, std::string sql);
+    ~TemporaryTable();
+    TemporaryTable(const TemporaryTable&) = delete;
+    TemporaryTable& operator=(const TemporaryTable&) = delete;
+
+    // As statements write it.
+    const std::string& Name() const { return name_; }
+
+  private:
+    Connection& connection_;
+    std::string name_;
+};
+
+// The number in the first row and column of a query; 0 for NULL or without a row.
+std::int64_t QueryNumber(Connection& connection, const std::string& sql);
+
+}  // namespace morvane
