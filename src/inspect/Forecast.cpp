@@ -5,6 +5,7 @@
 
 #include "base/Text.h"
 #include "db/modDatabaseOperations.h"
+#include "inspect/Indexes.h"
 
 namespace morvane {
 
@@ -136,19 +137,51 @@ void MarkingForecast::Mark(const std::string& table) {
 void MarkingForecast::KeepReferredRows(const Relation& relation) {
     const std::string& foreign = relation.ForeignTable;
     const std::string copy = Source(relation.PrimaryTable);
-    const auto keep = [&](const std::string& assignments, const std::string& goes) {
+    const auto keep = [&](const std::string& assignments, const std::string& term) {
         connection_.Execute("UPDATE " + copy + " SET " + assignments + " FROM " + copy + "," +
-                            Source(foreign) + " WHERE " + Refers(relation) +
-                            (goes == "0" ? "" : " AND " + goes + " = 0"));
+                            Source(foreign) + " WHERE " + Refers(relation) + term);
     };
-    const std::string now = GoesNow(foreign);
-    const std::string later = GoesLater(foreign);
-    if (now == later) {
-        keep("goes_now = 0, goes_later = 0", now);
+    const bool isFact = conditions_.contains(ToLower(Trim(foreign)));
+    if (const RowCopy* dimension = Copy(foreign)) {
+        keep("goes_now = 0", " AND " + dimension->Name() + ".goes_now=0");
+        keep("goes_later = 0", " AND " + dimension->Name() + ".goes_later=0");
+    } else if (!isFact) {
+        // Not marked by this run: it keeps others alive by the marks that it has.
+        keep("goes_now = 0, goes_later = 0",
+             IsReset(foreign) ? "" : " AND " + foreign + ".is_deletable=0");
+    } else if (GoesLater(foreign) == "0") {
+        keep("goes_now = 0, goes_later = 0", "");
     } else {
-        keep("goes_now = 0", now);
-        keep("goes_later = 0", later);
+        keep("goes_now = 0", "");
+        KeepRowsOfFactsThatStay(relation);
     }
+}
+
+// With an index each element is looked up, otherwise the keys are collected from the whole table.
+void MarkingForecast::KeepRowsOfFactsThatStay(const Relation& relation) {
+    const std::string& fact = relation.ForeignTable;
+    const std::string copy = Source(relation.PrimaryTable);
+    const std::vector<ColumnPair> pairs = ColumnPairs(relation);
+    const std::string stays = GoesLater(fact) + " = 0";
+    if (HasIndex(connection_, std::string(Trim(fact)), SplitColumnList(relation.ForeignColumns))) {
+        connection_.Execute("UPDATE " + copy +
+                            " SET goes_later = 0 WHERE goes_now = 0 AND EXISTS (SELECT 1 FROM " +
+                            fact + " WHERE " + Refers(relation) + " AND " + stays + ")");
+        return;
+    }
+    std::string columns;
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        columns += (i > 0 ? "," : "") + Column(fact, pairs[i].Foreign) + " AS " + CopiedName(i);
+    }
+    const TemporaryTable keys(
+        connection_, "SELECT DISTINCT " + columns + " INTO * FROM " + fact + " WHERE " + stays);
+    std::string match;
+    for (std::size_t i = 0; i < pairs.size(); ++i) {
+        match += (i > 0 ? " AND " : "") + Column(relation.PrimaryTable, pairs[i].Primary) + " = " +
+                 keys.Name() + "." + CopiedName(i);
+    }
+    connection_.Execute("UPDATE " + copy + " SET goes_later = 0 FROM " + copy + "," + keys.Name() +
+                        " WHERE " + match);
 }
 
 const RowCopy* MarkingForecast::Copy(const std::string& table) const {
@@ -174,10 +207,9 @@ std::string MarkingForecast::Column(const std::string& table, const std::string&
     return copy != nullptr ? copy->Column(column) : table + "." + std::string(Trim(column));
 }
 
-// Without archiving both columns of the copies are equal.
 std::string MarkingForecast::GoesLater(const std::string& table) const {
     if (const RowCopy* copy = Copy(table)) {
-        return copy->Name() + (archivedTables_.empty() ? ".goes_now" : ".goes_later");
+        return copy->Name() + ".goes_later";
     }
     const auto fact = conditions_.find(ToLower(Trim(table)));
     if (fact != conditions_.end() && !fact->second.empty()) {

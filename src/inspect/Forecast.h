@@ -70,6 +70,7 @@ class MarkingForecast {
     void NeedColumns(const std::string& table, const std::string& list);
     void Mark(const std::string& table);
     void KeepReferredRows(const Relation& relation);
+    void KeepRowsOfFactsThatStay(const Relation& relation);
 
     Connection& connection_;
     StepReport report_;

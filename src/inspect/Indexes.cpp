@@ -32,9 +32,7 @@ class Search {
     explicit Search(Connection& connection) : connection_(connection) {}
 
     void Add(const std::string& table, const std::vector<std::string>& columns) {
-        const auto indexes = connection_.IndexColumns(table);
-        const bool covered = std::ranges::any_of(
-            indexes, [&](const auto& index) { return BeginsWith(index, columns); });
+        const bool covered = HasIndex(connection_, table, columns);
         const bool known = std::ranges::any_of(missing_, [&](const MissingIndex& other) {
             return EqualsIgnoreCase(other.Table, table) &&
                    EqualsIgnoreCase(Join(other.Columns, ","), Join(columns, ","));
@@ -53,6 +51,12 @@ class Search {
 };
 
 }  // namespace
+
+bool HasIndex(Connection& connection, const std::string& table,
+              const std::vector<std::string>& columns) {
+    return std::ranges::any_of(connection.IndexColumns(table),
+                               [&](const auto& index) { return BeginsWith(index, columns); });
+}
 
 std::vector<MissingIndex> FindMissingIndexes(Connection& connection) {
     Search search(connection);

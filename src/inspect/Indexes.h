@@ -16,6 +16,10 @@ struct MissingIndex {
     std::string Statement;  // that creates the index
 };
 
+// Whether an index of the table begins with these columns, in any order. Throws DatabaseError.
+bool HasIndex(Connection& connection, const std::string& table,
+              const std::vector<std::string>& columns);
+
 // Throws DatabaseError.
 std::vector<MissingIndex> FindMissingIndexes(Connection& connection);
 
