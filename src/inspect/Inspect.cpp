@@ -209,19 +209,8 @@ class Inspector {
 };
 
 std::unique_ptr<Connection> Inspector::Open(const std::string& database) const {
-    const ServerLogin login = WithPassword(options_.Login, services_.Passwords.Warehouse);
-    std::unique_ptr<Connection> connection;
-    std::string error;
-    const ConnectionFactory readOnly = [this](std::string_view server) {
-        auto created = services_.Connect(server);
-        created->SetProperty("Mode", "Read");
-        return created;
-    };
-    if (!ConnectDatabase(readOnly, login, connection, error)) {
-        throw std::runtime_error(error);
-    }
-    connection->SetDefaultDatabase(database);
-    return connection;
+    return OpenToInspect(services_.Connect,
+                         WithPassword(options_.Login, services_.Passwords.Warehouse), database);
 }
 
 Answer Inspector::Run() {
@@ -286,6 +275,22 @@ void Inspector::NoteLock(Answer& answer) const {
 }
 
 }  // namespace
+
+std::unique_ptr<Connection> OpenToInspect(const ConnectionFactory& connect,
+                                          const ServerLogin& login, const std::string& database) {
+    std::unique_ptr<Connection> connection;
+    std::string error;
+    const ConnectionFactory readOnly = [&connect](std::string_view server) {
+        auto created = connect(server);
+        created->SetProperty("Mode", "Read");
+        return created;
+    };
+    if (!ConnectDatabase(readOnly, login, connection, error)) {
+        throw std::runtime_error(error);
+    }
+    connection->SetDefaultDatabase(database);
+    return connection;
+}
 
 InspectExit Inspect(const std::vector<std::string>& words, const InspectServices& services) {
     try {
