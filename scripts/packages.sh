@@ -6,7 +6,7 @@ build_packages=("${headless_packages[@]}" qt6-base-dev)
 display_packages=(xvfb openbox xdotool fonts-dejavu-core)
 demo_packages=("${build_packages[@]}" sqlite3)
 test_packages=("${demo_packages[@]}" "${display_packages[@]}" libgtest-dev libsqliteodbc tdsodbc
-    clang clang-format clang-tidy libclang-rt-14-dev git)
+    clang clang-format clang-tidy libclang-rt-14-dev git python3-jsonschema)
 picture_packages=("${demo_packages[@]}" "${display_packages[@]}" imagemagick)
 fuzz_packages=("${headless_packages[@]}" clang libclang-rt-14-dev)
 fault_packages=("${headless_packages[@]}" libgtest-dev)

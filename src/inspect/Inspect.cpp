@@ -195,7 +195,10 @@ class Inspector {
     Answer Run();
 
   private:
-    std::unique_ptr<Connection> Open(const std::string& database) const;
+    std::unique_ptr<Connection> Open(const ServerLogin& login, const std::string& database) const;
+    ServerLogin Login() const {
+        return WithPassword(options_.Login, services_.Passwords.Warehouse);
+    }
     Connection& Warehouse() const { return *state_.WarehouseConnection; }
     void CheckMetaTables();
     Answer Ask();
@@ -208,13 +211,13 @@ class Inspector {
     RunState state_;
 };
 
-std::unique_ptr<Connection> Inspector::Open(const std::string& database) const {
-    return OpenToInspect(services_.Connect,
-                         WithPassword(options_.Login, services_.Passwords.Warehouse), database);
+std::unique_ptr<Connection> Inspector::Open(const ServerLogin& login,
+                                            const std::string& database) const {
+    return OpenToInspect(services_.Connect, login, database);
 }
 
 Answer Inspector::Run() {
-    state_.WarehouseConnection = Open(options_.Database);
+    state_.WarehouseConnection = Open(Login(), options_.Database);
     Answer answer = Ask();
     answer.Facts.insert(answer.Facts.begin(),
                         {{"server", options_.Login.Server}, {"database", options_.Database}});
@@ -258,11 +261,15 @@ Answer Inspector::AskPlan() const {
 }
 
 Answer Inspector::AskVerify() const {
-    VerifyOptions verify{.ListKeys = options_.List, .Archive = {}, .OpenOther = {}};
+    VerifyOptions verify{.ListKeys = options_.List, .Archive = {}, .OpenArchive = {}};
     if (Warehouse().TableExists("dwm_archive")) {
         verify.Archive = ReadArchiveSettings(Warehouse());
     }
-    verify.OpenOther = [this](const std::string& database) { return Open(database); };
+    verify.OpenArchive = [this](const ArchiveSettings& archive) {
+        const bool sameServer = EqualsIgnoreCase(Trim(archive.Login.Server), options_.Login.Server);
+        return Open(sameServer ? Login() : WithPassword(archive.Login, services_.Passwords.Archive),
+                    std::string(Trim(archive.Database)));
+    };
     return VerifyAnswer(Verify(Warehouse(), verify, services_.Report));
 }
 

@@ -10,8 +10,8 @@
 
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
-#include "db/modDatabaseOperations.h"
 #include "tasks/Elements.h"
+#include "tasks/modArchiveFactTables.h"
 
 namespace morvane {
 
@@ -128,7 +128,7 @@ class Inspection {
     void CheckPeriods(const std::string& table, const std::vector<std::string>& key);
     void FindMarkedInUse(const Link& link);
     void CompareTypes(const Link& link);
-    void CompareWithArchive(const std::string& table, const std::string& database);
+    void CompareWithArchive(const std::string& table, const std::string& archived);
     const TableDefinition* Describe(const std::string& table);
     // Adds a fault for the rows of a query, if there are any. The first columns of a row are those
     // of the key.
@@ -374,22 +374,25 @@ void Inspection::CompareWithArchive(const VerifyOptions& options) {
         verdict_.NotLookedAt.push_back("the archive: dwm_archive names no database");
         return;
     }
-    const std::string server = connection_.Property("Data Source");
-    if (!EqualsIgnoreCase(Trim(options.Archive.Login.Server), Trim(server)) ||
-        options.OpenOther == nullptr) {
-        verdict_.NotLookedAt.push_back("the archive: it is on the server " +
-                                       options.Archive.Login.Server + ", and not on this one");
+    const ServerLogin& login = options.Archive.Login;
+    const std::string server(Trim(login.Server));
+    const bool sameServer = EqualsIgnoreCase(server, Trim(connection_.Property("Data Source")));
+    if (options.OpenArchive == nullptr || (!sameServer && login.NTAuthentication)) {
+        verdict_.NotLookedAt.push_back("the archive: this server reaches the server " + server +
+                                       " only while a run archives");
         return;
     }
     std::string error;
     if (!TrapErrors(error, [&] {
-            const auto archive = options.OpenOther(database);
+            const auto archive = options.OpenArchive(options.Archive);
             connection_.SetProperty("Copy Server", server);
             connection_.SetProperty("Copy Database", database);
             for (const std::string& table : factTables_) {
                 if (archive->TableExists(table)) {
                     report_(table);
-                    CompareWithArchive(table, database);
+                    CompareWithArchive(table, sameServer
+                                                  ? database + ".dbo." + table
+                                                  : RowsetOf(login, database + ".dbo." + table));
                 }
             }
             return true;
@@ -398,7 +401,8 @@ void Inspection::CompareWithArchive(const VerifyOptions& options) {
     }
 }
 
-void Inspection::CompareWithArchive(const std::string& table, const std::string& database) {
+// `archived`: the archive table as a statement names it.
+void Inspection::CompareWithArchive(const std::string& table, const std::string& archived) {
     const TableDefinition* definition = Describe(table);
     if (definition == nullptr) {
         return;
@@ -417,8 +421,8 @@ void Inspection::CompareWithArchive(const std::string& table, const std::string&
     }
     const std::string columns = Join(names, ",");
     const Temporary both(connection_, "SELECT * INTO * FROM (SELECT " + columns + " FROM " + table +
-                                          " INTERSECT SELECT " + columns + " FROM " + database +
-                                          ".dbo." + table + ") AS in_both");
+                                          " INTERSECT SELECT " + columns + " FROM " + archived +
+                                          ") AS in_both");
     AddFault("in_archive", table,
              definition->PrimaryKey ? "rows whose key is in the archive as well"
                                     : "rows that are in the archive as well",

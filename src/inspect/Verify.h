@@ -29,11 +29,11 @@ struct Verdict {
 
 struct VerifyOptions {
     bool ListKeys = false;
-    // The archive: fact rows that are in both are faults. It is compared if it is on the same
-    // server.
+    // The archive: fact rows that are in both are faults. The server of the warehouse compares
+    // them, so it must be able to reach the archive: on the same server or through OPENROWSET.
     ArchiveSettings Archive;
-    // Opens another database of that server for reading; null if there is no way.
-    std::function<std::unique_ptr<Connection>(const std::string& database)> OpenOther;
+    // Opens the archive for reading.
+    std::function<std::unique_ptr<Connection>(const ArchiveSettings& archive)> OpenArchive;
 };
 
 // Looks for whatever is not whole in a warehouse: rows whose key has no element, elements twice,

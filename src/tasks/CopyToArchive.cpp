@@ -142,6 +142,17 @@ void CreateArchiveCopy(Connection& warehouse, Connection& archive, const std::st
     transaction.Commit();
 }
 
+std::string RowsetOf(const ServerLogin& login, const std::string& table) {
+    const std::string server(Trim(login.Server));
+    const std::string user(Trim(login.UserName));
+    const std::string password(Trim(login.Password));
+    RequireNoLoneQuote(server, "server name");
+    RequireNoLoneQuote(user, "user name");
+    RequireNoLoneQuote(password, "password");
+    return "OPENROWSET('SQLOLEDB', '" + server + "'; '" + user + "'; '" + password + "', " + table +
+           ")";
+}
+
 std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
                            const std::string& condition, const std::string& timestamp) {
     const std::string server(Trim(archive.Property("Server Name")));
@@ -150,14 +161,8 @@ std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std
     const std::string rows =
         " select *, {ts '" + timestamp + "'} from " + table + " where " + condition;
     if (const ServerLogin login = archive.Login(); !login.NTAuthentication) {
-        const std::string user(Trim(login.UserName));
-        const std::string password(Trim(login.Password));
-        RequireNoLoneQuote(server, "server name");
-        RequireNoLoneQuote(user, "user name");
-        RequireNoLoneQuote(password, "password");
         return Insert(warehouse, archive,
-                      "OPENROWSET('SQLOLEDB', '" + server + "'; '" + user + "'; '" + password +
-                          "', " + archiveTable + ")",
+                      RowsetOf({server, false, login.UserName, login.Password}, archiveTable),
                       rows);
     }
     ArchiveLink link(warehouse, server);

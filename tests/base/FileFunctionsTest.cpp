@@ -39,7 +39,7 @@ TEST(Folders, CannotBeCreatedBelowARegularFile) {
     EXPECT_FALSE(FolderExists(folder / "file"));
 }
 
-TEST(Folders, EndBeforeTheLastSeparator) {
+TEST(ParentFolder, EndsBeforeTheLastSeparator) {
     EXPECT_EQ(ParentFolder("/a/b/c.txt"), "/a/b");
     EXPECT_EQ(ParentFolder("/a/b/"), "/a/b");
     EXPECT_EQ(ParentFolder("/a") + ParentFolder("c.txt"), "");

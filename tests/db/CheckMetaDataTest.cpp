@@ -10,7 +10,7 @@
 
 namespace morvane::testing {
 
-// A valid warehouse: a fact, a dimension with a composite key and a slowly moving dimension.
+// A valid warehouse: a fact, a dimension with a composite key and a slowly-moving dimension.
 class MetaDataCheck : public ::testing::Test {
   protected:
     MetaDataCheck() {

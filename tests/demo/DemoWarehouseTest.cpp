@@ -9,7 +9,7 @@
 namespace morvane::testing {
 namespace {
 
-// FNV-1a hash.
+// An FNV-1a hash, because std::hash differs between platforms.
 std::uint64_t Hash(const std::string& text) {
     std::uint64_t hash = 0xcbf29ce484222325U;
     for (const char c : text) {

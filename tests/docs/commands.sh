@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Runs the commands of the documentation, page by page, each page in its own folder. Arguments: the
-# paths of morvane, morvane-demo and morvane-nightly.
+# paths of morvane, morvane-demo, morvane-nightly and morvane-inspect.
 #
 # The words after the three backquotes of a code block tell what to do with it:
 #   sh              run it
@@ -16,6 +16,7 @@ set -euo pipefail
 program=$1
 make_warehouse=$2
 nightly=$3
+inspect=$4
 repository=$(cd "$(dirname "$0")/../.." && pwd)
 
 work=$(mktemp -d)
@@ -24,6 +25,7 @@ mkdir "$work/bin"
 ln -s "$program" "$work/bin/morvane"
 ln -s "$make_warehouse" "$work/bin/morvane-demo"
 ln -s "$nightly" "$work/bin/morvane-nightly"
+ln -s "$inspect" "$work/bin/morvane-inspect"
 export PATH=$work/bin:$PATH MORVANE_CONSOLE=1
 ran=0
 

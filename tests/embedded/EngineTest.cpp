@@ -20,6 +20,7 @@
 namespace morvane::testing {
 namespace {
 
+// Behaviour of the embedded engine that tests/contract does not cover.
 struct Engine : ::testing::Test {
     TestWarehouse warehouse;
     std::unique_ptr<Connection> connection = warehouse.Connect();

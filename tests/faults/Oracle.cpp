@@ -31,14 +31,6 @@ Rows Unmarked(const std::string& table, const Rows& rows) {
     return unmarked;
 }
 
-void Compare(const std::string& name, const Rows& expected, const Rows& found,
-             Oracle::Findings& findings) {
-    if (expected != found) {
-        findings.push_back(name + " holds " + Join({found.begin(), found.end()}, " ") +
-                           " instead of " + Join({expected.begin(), expected.end()}, " "));
-    }
-}
-
 }  // namespace
 
 Rows Contents::Archived(const std::string& fact) const {
@@ -53,12 +45,12 @@ Rows Contents::Archived(const std::string& fact) const {
 
 Contents ReadContents(const Site& site) {
     Contents contents;
-    const SqliteFile warehouse = site.Warehouse();
+    const SqliteFile& warehouse = site.Warehouse;
     for (const std::string& table : WholeTables(warehouse)) {
         const std::vector<std::string> rows = warehouse.Rows("SELECT * FROM " + table);
         contents.Warehouse[table] = {rows.begin(), rows.end()};
     }
-    const SqliteFile archive = site.Archive();
+    const SqliteFile& archive = site.Archive;
     for (const std::string& table : WholeTables(archive)) {
         contents.ArchiveDefinitions.insert(
             archive.Text("SELECT sql FROM sqlite_schema WHERE name = '" + table + "'"));
@@ -109,22 +101,23 @@ void Oracle::CheckFact(const std::string& fact, const Contents& now, Findings& f
         }
     }
     for (std::size_t i = 0; i < places.size(); ++i) {
-        for (const std::string& row : places[i]) {
-            const std::size_t count = places[i].count(row);
-            if (count > before.count(row)) {
-                findings.push_back("A row of " + fact + " came from nowhere: " + row);
-            } else if (i > 0 && archivedUndisturbed.count(row) != count) {
-                findings.push_back("A row of " + fact + " is archived differently: " + row);
-            }
+        const Rows& allowed = i == 0 ? before : archivedUndisturbed;
+        if (!std::includes(allowed.begin(), allowed.end(), places[i].begin(), places[i].end())) {
+            findings.push_back("A row of " + fact + " came from nowhere");
         }
     }
 }
 
 Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Contents& now) const {
     Findings findings;
+    const auto compare = [&](const std::string& name, const Rows& expected, const Rows& found) {
+        if (found != expected) {
+            findings.push_back(name + " holds " + Join({found.begin(), found.end()}, " ") +
+                               " instead of " + Join({expected.begin(), expected.end()}, " "));
+        }
+    };
     for (const auto& [name, rows] : undisturbed_.Warehouse) {
-        const auto found = now.Warehouse.find(name);
-        Compare(name, rows, found == now.Warehouse.end() ? Rows() : found->second, findings);
+        compare(name, rows, now.Warehouse.at(name));
     }
     for (const std::string& fact : kFacts) {
         Rows expected = undisturbed_.Archived(fact);
@@ -133,7 +126,7 @@ Oracle::Findings Oracle::FindDifferences(const Contents& disturbed, const Conten
                 expected.insert(row);
             }
         }
-        Compare("archived " + fact, expected, now.Archived(fact), findings);
+        compare("archived " + fact, expected, now.Archived(fact));
     }
     return findings;
 }

@@ -34,9 +34,9 @@ class Oracle {
     Oracle(Contents before, Contents undisturbed)
         : before_(std::move(before)), undisturbed_(std::move(undisturbed)) {}
 
-    // Whatever the disturbance, these are damage: a fact row that is lost or was never there, a
-    // dimension or meta table that is neither as before nor as after the undisturbed run (apart
-    // from marks), an archive table with another definition.
+    // Damage after any fault: a lost or surplus fact row, a dimension or meta table that (marks
+    // aside) is neither as before nor as after the undisturbed run, an archive table with another
+    // definition.
     Findings FindDamage(const Contents& now) const;
 
     // Compares the contents after a completed run that started with `disturbed` to those after the

@@ -7,18 +7,14 @@
 #include <filesystem>
 
 #include "base/Clock.h"
-#include "base/modFileFunctions.h"
+#include "base/Text.h"
+#include "inspect/Verify.h"
 #include "support/Fork.h"
-#include "support/RunFixture.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
 
 namespace {
-
-std::string ReadIfThere(const std::string& path) {
-    return std::filesystem::exists(path) ? ReadWholeFile(path) : "";
-}
 
 // The running task, or "lock" before and after the tasks.
 std::string StageOf(const RecordingProgress& progress) {
@@ -36,33 +32,37 @@ std::string StageOf(const RecordingProgress& progress) {
 
 }  // namespace
 
-Site::Site(std::string folder) : folder_(std::move(folder)) {
-    std::filesystem::create_directories(folder_ + "/warehouse");
-    std::filesystem::create_directories(folder_ + "/archive");
-}
-
-void Site::Fill() const {
-    Warehouse().Run(ReadWholeFile(MORVANE_SITE_SQL));
-    Archive().Run("PRAGMA user_version = 1");
-}
-
 void Site::CopyFrom(const Site& other) const {
-    std::filesystem::copy_file(other.Warehouse().Path(), Warehouse().Path());
-    std::filesystem::copy_file(other.Archive().Path(), Archive().Path());
+    constexpr auto kOverwrite = std::filesystem::copy_options::overwrite_existing;
+    std::filesystem::copy_file(other.Warehouse.File(), Warehouse.File(), kOverwrite);
+    std::filesystem::copy_file(other.Archive.Path(), Archive.Path(), kOverwrite);
 }
 
 bool Site::IsLocked() const {
-    return Warehouse().Text("SELECT name FROM sqlite_schema WHERE name = 'dwm_multiuse'") != "" &&
-           Warehouse().Text("SELECT lock FROM dwm_multiuse") == "1";
+    return Warehouse.Text("SELECT name FROM sqlite_schema WHERE name = 'dwm_multiuse'") != "" &&
+           Warehouse.Text("SELECT lock FROM dwm_multiuse") == "1";
+}
+
+std::vector<std::string> Site::Faults() const {
+    const std::string archive = "sqlite:" + ArchiveFolder.Path();
+    const auto warehouse = ConnectTo(Warehouse.Server(), Warehouse.Database());
+    const VerifyOptions options{
+        .ListKeys = false,
+        .Archive = {{archive, false, "u", "p"}, "hist"},
+        .OpenArchive = [&](const ArchiveSettings&) { return ConnectTo(archive, "hist"); }};
+    const Verdict verdict = Verify(*warehouse, options, [](const std::string&) {});
+    EXPECT_EQ(Join(verdict.NotLookedAt, "\n"), "");
+    std::vector<std::string> faults;
+    for (const Fault& fault : verdict.Faults) {
+        faults.push_back(fault.Check + " " + fault.Table + " " + std::to_string(fault.Count));
+    }
+    return faults;
 }
 
 RunOutcome Site::Run(const Way& way, FaultPlan& plan, RunState& state, bool later) const {
-    const std::string logs = folder_ + "/logs";
-    RunSettings settings = EveryTask("sqlite:" + folder_ + "/warehouse", logs);
-    AddArchiving(settings, "sqlite:" + folder_ + "/archive", way.LinkedServer);
+    RunSettings settings = Settings;
+    AddArchiving(settings, "sqlite:" + ArchiveFolder.Path(), way.LinkedServer);
     settings.AtomicDeletion = way.AtomicDeletion;
-    settings.StatusMode = true;
-    settings.StatusFileName = folder_ + "/status.txt";
     TestServices world(InjectFaults(plan));
     LocalMoment& moment = world.Clock.Moment;
     moment.TimeOfDay += std::chrono::minutes(later ? 1 : 0);
@@ -82,13 +82,12 @@ RunOutcome Site::Run(const Way& way, FaultPlan& plan, RunState& state, bool late
     plan.Stage = nullptr;
     outcome.Asked = !world.Prompt.Asked.empty();
     outcome.ErrorText = state.ErrorText;
-    outcome.Status = ReplaceAll(ReadIfThere(settings.StatusFileName), "\r\n", "");
+    outcome.Status = ReplaceAll(Status(), "\r\n", "");
     const std::string stamp = FileStamp(moment.Date, moment.TimeOfDay);
-    outcome.Log = ReadIfThere(logs + "/Morvane_Log" + stamp + ".txt");
+    outcome.Log = Output("Morvane_Log" + stamp + ".txt");
     for (const std::string name : {"Summary", "Detailed", "TableFilter"}) {
-        outcome.Reports += ReadIfThere(logs + "/" + name + "Report" + stamp + ".html");
+        outcome.Reports += Output(name + "Report" + stamp + ".html");
     }
-    outcome.Reports = ReplaceAll(outcome.Reports, folder_, "SITE");
     return outcome;
 }
 

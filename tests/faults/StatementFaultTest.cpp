@@ -6,8 +6,8 @@
 #include "Oracle.h"
 #include "base/Platform.h"
 #include "base/Text.h"
+#include "base/modFileFunctions.h"
 #include "support/FileSizeLimit.h"
-#include "support/TempFolder.h"
 #include "support/Texts.h"
 
 namespace morvane::testing {
@@ -31,27 +31,16 @@ constexpr std::array kWays{Way{"LinkedServerNormalDeletion", true, false, false,
 constexpr std::array kFaultNames{"None",       "Refused",     "AnswerLost",
                                  "ServerLost", "OutOfMemory", "Killed"};
 
-struct Case {
-    Way TheWay;
-    Fault TheFault;
+// Indexes of a way and a fault. Attended runs are only combined with faults that the process and
+// its connection survive.
+using Case = std::pair<std::size_t, std::size_t>;
 
-    const char* FaultName() const { return kFaultNames.at(static_cast<std::size_t>(TheFault)); }
-    std::string Name() const { return std::string(TheWay.Name) + FaultName(); }
-};
-
-void PrintTo(const Case& value, std::ostream* out) {
-    *out << value.Name();
-}
-
-// A process that was killed or lost its server does not run again.
 std::vector<Case> Cases() {
     std::vector<Case> cases;
-    for (const Way& way : kWays) {
-        for (const Fault fault : {Fault::Refused, Fault::AnswerLost, Fault::ServerLost,
-                                  Fault::OutOfMemory, Fault::Killed}) {
-            if (!way.Attended || fault < Fault::ServerLost) {
-                cases.push_back({way, fault});
-            }
+    for (std::size_t way = 0; way < kWays.size(); ++way) {
+        for (std::size_t fault = 1; fault < (kWays[way].Attended ? 3 : kFaultNames.size());
+             ++fault) {
+            cases.emplace_back(way, fault);
         }
     }
     return cases;
@@ -60,7 +49,7 @@ std::vector<Case> Cases() {
 // A site, its copy after an undisturbed run, and the oracle made of both.
 class OnSite : public ::testing::Test {
   protected:
-    OnSite() { Original.Fill(); }
+    OnSite() { Original.Warehouse.Run(ReadWholeFile(MORVANE_SITE_SQL)); }
 
     void RunUndisturbed(const Way& way) {
         Cleaned.CopyFrom(Original);
@@ -76,6 +65,9 @@ class OnSite : public ::testing::Test {
     void ExpectCompletion(const Site& site, const std::function<RunOutcome()>& runAgain) {
         const Contents disturbed = ReadContents(site);
         EXPECT_EQ(Judge->FindDamage(disturbed), Oracle::Findings());
+        const bool inBothPlaces =
+            disturbed.Archive.contains("sales") && disturbed.Warehouse.at("sales").size() == kSales;
+        EXPECT_EQ(inBothPlaces, ExpectKnownFaults(site.Faults()));
         const RunOutcome outcome = runAgain();
         EXPECT_TRUE(outcome.Result) << outcome.ErrorText;
         EXPECT_EQ(outcome.Status, "ok");
@@ -86,13 +78,28 @@ class OnSite : public ::testing::Test {
         const Contents now = ReadContents(site);
         EXPECT_EQ(Judge->FindDamage(now), Oracle::Findings());
         EXPECT_EQ(Judge->FindDifferences(disturbed, now), Oracle::Findings());
-        SawRowsInBothPlaces |=
-            disturbed.Archive.contains("sales") && disturbed.Warehouse.at("sales").size() == kSales;
+        EXPECT_EQ(site.Faults(), Cleaned.Faults());
+        SawRowsInBothPlaces |= inBothPlaces;
     }
 
-    TempFolder Folder;
-    Site Original{Folder / "original"};
-    Site Cleaned{Folder / "cleaned"};
+    // Expects no faults but those before and after an undisturbed run, marks that are not complete,
+    // and rows in both places. Returns whether rows of sales are.
+    bool ExpectKnownFaults(const std::vector<std::string>& faults) const {
+        std::vector<std::string> known = Original.Faults();
+        const std::vector<std::string> after = Cleaned.Faults();
+        known.insert(known.end(), after.begin(), after.end());
+        bool inBothPlaces = false;
+        for (const std::string& fault : faults) {
+            inBothPlaces = inBothPlaces || fault.starts_with("in_archive sales ");
+            EXPECT_TRUE(fault.starts_with("marked_in_use ") || fault.starts_with("in_archive ") ||
+                        std::find(known.begin(), known.end(), fault) != known.end())
+                << fault;
+        }
+        return inBothPlaces;
+    }
+
+    Site Original;
+    Site Cleaned;
     RunOutcome Undisturbed;
     std::vector<FaultPoint> Points;
     std::unique_ptr<Oracle> Judge;
@@ -102,50 +109,46 @@ class OnSite : public ::testing::Test {
 class DisturbedRun : public OnSite, public ::testing::WithParamInterface<Case> {
   protected:
     DisturbedRun() {
-        Original.Warehouse().Run(
-            "CREATE TABLE dwm_multiuse(lock bit, user_name varchar(100));"
-            "INSERT INTO dwm_multiuse VALUES(" +
-            std::to_string(TheWay.Locked) + ",'" + CurrentUserName() + "')");
+        Original.Warehouse.MakeLock(TheWay.Locked, CurrentUserName());
         RunUndisturbed(TheWay);
     }
 
     bool Lasts() const { return TheFault == Fault::ServerLost || TheFault == Fault::OutOfMemory; }
-    bool IsDisturbedAt(std::size_t point) const;
-    void DisturbAt(std::size_t point);
+
+    bool IsDisturbedAt(std::size_t point) const {
+        const bool changes = Points[point].Changes;
+        if (TheFault == Fault::AnswerLost && !changes) {
+            return false;  // losing the answer to a query is the same as refusing it
+        }
+        // Each kind of fault starts at another point, so that together they cover more.
+        const std::size_t shifted = point + static_cast<std::size_t>(TheFault);
+        return EveryFaultIsWanted() ||
+               shifted % (changes ? kSampleOfChanges : kSampleOfQuestions) == 0;
+    }
+
+    void DisturbAt(std::size_t point) {
+        const Site site;
+        site.CopyFrom(Original);
+        FaultPlan plan(TheFault, point);
+        RunState state;
+        ExpectReport(point, site.Run(TheWay, plan, state, false), site);
+        EXPECT_TRUE(plan.Kills() || plan.Happened());
+        ExpectCompletion(site, [&] {
+            const bool asks = site.IsLocked() && !(TheWay.Attended && state.LockHeld);
+            FaultPlan none;
+            RunState fresh;
+            const RunOutcome next = TheWay.Attended ? site.Run(TheWay, plan, state, true)
+                                                    : site.Run(TheWay, none, fresh, true);
+            EXPECT_EQ(next.Asked, asks) << "a run asks only if another one holds the lock";
+            return next;
+        });
+    }
+
     void ExpectReport(std::size_t point, const RunOutcome& outcome, const Site& site) const;
 
-    const Way TheWay = GetParam().TheWay;
-    const Fault TheFault = GetParam().TheFault;
+    const Way TheWay = kWays.at(GetParam().first);
+    const Fault TheFault = static_cast<Fault>(GetParam().second);
 };
-
-bool DisturbedRun::IsDisturbedAt(std::size_t point) const {
-    const bool changes = Points[point].Changes;
-    if (TheFault == Fault::AnswerLost && !changes) {
-        return false;  // losing the answer to a query is the same as refusing it
-    }
-    // Each kind of fault starts at another point, so that together they cover more.
-    const std::size_t shifted = point + static_cast<std::size_t>(TheFault);
-    return EveryFaultIsWanted() || shifted % (changes ? kSampleOfChanges : kSampleOfQuestions) == 0;
-}
-
-void DisturbedRun::DisturbAt(std::size_t point) {
-    const TempFolder folder;
-    const Site site(folder / "site");
-    site.CopyFrom(Original);
-    FaultPlan plan(TheFault, point);
-    RunState state;
-    ExpectReport(point, site.Run(TheWay, plan, state, false), site);
-    EXPECT_TRUE(plan.Kills() || plan.Happened());
-    ExpectCompletion(site, [&] {
-        const bool asks = site.IsLocked() && !(TheWay.Attended && state.LockHeld);
-        FaultPlan none;
-        RunState fresh;
-        const RunOutcome next = TheWay.Attended ? site.Run(TheWay, plan, state, true)
-                                                : site.Run(TheWay, none, fresh, true);
-        EXPECT_EQ(next.Asked, asks) << "a run asks only if another one holds the lock";
-        return next;
-    });
-}
 
 // Expects that the run reported its fault and released the lock.
 void DisturbedRun::ExpectReport(std::size_t point, const RunOutcome& outcome,
@@ -203,31 +206,33 @@ TEST_P(DisturbedRun, LosesNothingAndTheNextRunCompletes) {
         const auto [points, faults] = counts[stage];
         EXPECT_GT(points, 3) << "every task sends statements";
         // scripts/faults.sh adds these lines up.
-        std::cout << "counts: " << TheWay.Name << " " << GetParam().FaultName() << " " << stage
-                  << " " << points << " " << faults << "\n";
+        std::cout << "counts: " << TheWay.Name << " " << kFaultNames.at(GetParam().second) << " "
+                  << stage << " " << points << " " << faults << "\n";
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()),
-                         [](const auto& chosen) { return chosen.param.Name(); });
+std::string NameOf(const ::testing::TestParamInfo<Case>& info) {
+    return kWays.at(info.param.first).Name + std::string(kFaultNames.at(info.param.second));
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, DisturbedRun, ::testing::ValuesIn(Cases()), NameOf);
 
 // The table of the lock and the archived rows do not fit on the disk. The archive is made as large
 // as the warehouse, so that the limit concerns both.
 TEST_F(OnSite, AFullDiskLosesNothingAndTheNextRunCompletes) {
     constexpr std::uintmax_t kPage = 4096;
-    Original.Warehouse().Run(
+    Original.Warehouse.Run(
         "WITH n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 800)"
         " INSERT INTO shipments SELECT i, 31, 2, '2018-01-01 00:00:00' FROM n");
-    const std::uintmax_t size = std::filesystem::file_size(Original.Warehouse().Path());
-    Original.Archive().Run("CREATE TABLE filler AS SELECT randomblob(" +
-                           std::to_string(size - 2 * kPage) + ") AS x, NULL AS date_of_archiving");
+    const std::uintmax_t size = std::filesystem::file_size(Original.Warehouse.File());
+    Original.Archive.Run("CREATE TABLE filler AS SELECT randomblob(" +
+                         std::to_string(size - 2 * kPage) + ") AS x, NULL AS date_of_archiving");
     RunUndisturbed(kWays[0]);
     bool completed = false;
     std::uintmax_t pages = 0;
     for (; !completed && pages < 100 && !HasFailure(); ++pages) {
         SCOPED_TRACE(std::to_string(pages) + " more pages");
-        const TempFolder folder;
-        const Site site(folder / "site");
+        const Site site;
         site.CopyFrom(Original);
         const auto run = [&](bool later) {
             FaultPlan none;
@@ -255,25 +260,19 @@ TEST_F(OnSite, TheOracleFindsDamage) {
     EXPECT_EQ(Judge->FindDamage(ReadContents(Original)), Oracle::Findings());
     EXPECT_EQ(Judge->FindDamage(result), Oracle::Findings());
     EXPECT_EQ(Judge->FindDifferences(ReadContents(Original), result), Oracle::Findings());
-    const std::array<std::array<std::string, 3>, 8> cases{{
-        {"warehouse", "DELETE FROM sales WHERE sale_id = 102", "A row of sales is lost:"},
+    const std::array<std::array<std::string, 3>, 5> cases{{
         {"archive", "DELETE FROM shipments WHERE rowid = 1", "shipments is lost:"},
-        {"warehouse", "INSERT INTO stock VALUES('west',9,9)", "stock came from nowhere"},
-        {"archive",
-         "INSERT INTO sales SELECT 1, 1, 'north', 1, 12, 2, '2021-06-30 12:30:00',"
-         " max(date_of_archiving) FROM sales",
-         "A row of sales is archived differently:"},
+        {"archive", "INSERT INTO shipments SELECT * FROM shipments", "shipments came from"},
         {"archive", "ALTER TABLE shipments ADD x int", "The archive has a table CREATE"},
-        {"warehouse", "DELETE FROM brand WHERE brand_id = 3", "brand is half changed"},
         {"warehouse", "UPDATE contract SET end_date = '2018' WHERE contract_key = 11",
          "contract is half changed"},
         {"warehouse", "UPDATE dwm_tables SET is_selected = 0", "dwm_tables is half"},
     }};
     for (const auto& [file, sql, finding] : cases) {
-        (file == "archive" ? Cleaned.Archive() : Cleaned.Warehouse()).Run(sql);
+        (file == "archive" ? Cleaned.Archive : Cleaned.Warehouse).Run(sql);
         EXPECT_TRUE(Contains(Join(Judge->FindDamage(ReadContents(Cleaned)), "\n"), finding)) << sql;
     }
-    EXPECT_GT(Judge->FindDifferences(result, ReadContents(Cleaned)).size(), 5U);
+    EXPECT_EQ(Judge->FindDifferences(result, ReadContents(Cleaned)).size(), 3U);
 }
 
 }  // namespace

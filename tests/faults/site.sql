@@ -1,13 +1,5 @@
 -- SPDX-License-Identifier: Apache-2.0
 -- A warehouse with something for every task and every case of re-linking.
-CREATE TABLE dwm_tables(
-    table_name varchar(128) COLLATE NOCASE, table_type varchar(20) COLLATE NOCASE, where_clause varchar(8000),
-    is_selected bit);
-CREATE TABLE dwm_star_relations(
-    selected bit, foreign_table varchar(128) COLLATE NOCASE, foreign_columns varchar(1000),
-    primary_table varchar(128) COLLATE NOCASE, primary_columns varchar(1000), slow_moving_dim bit,
-    original_primary_key varchar(1000));
-
 INSERT INTO dwm_tables VALUES
     ('maker', 'DIMENSION', NULL, 1), ('brand', 'DIMENSION', NULL, 1), ('product', 'DIMENSION', NULL, 1),
     ('store', 'DIMENSION', NULL, 1), ('segment', 'DIMENSION', NULL, 1), ('employee', 'DIMENSION', NULL, 1),

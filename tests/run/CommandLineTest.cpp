@@ -42,101 +42,87 @@ TEST(CommandLine, AppliesOptionsInAnyCaseAndWithEitherPrefix) {
     EXPECT_FALSE(settings.NTAuthentication || settings.DeleteMarked || settings.LogGiven);
 }
 
-TEST(CommandLine, EveryTaskHasAnOptionThatTheUsageNames) {
-    for (const Task& task : kTasks) {
-        EXPECT_TRUE(Parse('-' + std::string(task.Option)).Settings.*task.Flag) << task.Option;
-        EXPECT_TRUE(Contains(UsageText(), "[-" + std::string(task.Option) + "]"));
+TEST(CommandLine, DetectsWhetherAUserIsPresent) {
+    for (const char* attended : {"", " \t ", "word other", "-logfile copy.txt"}) {
+        EXPECT_FALSE(Parse(attended).State.CommandLineMode) << attended;
+    }
+    for (const char* unattended : {"-mark", "-nonsense"}) {
+        EXPECT_TRUE(Parse(unattended).State.CommandLineMode) << unattended;
     }
 }
 
-TEST(CommandLine, DetectsWhetherAUserIsPresent) {
-    EXPECT_FALSE(Parse("").State.CommandLineMode);
-    EXPECT_FALSE(Parse(" \t ").State.CommandLineMode);
-    EXPECT_FALSE(Parse("word other").State.CommandLineMode);
-    EXPECT_FALSE(Parse("-logfile copy.txt").State.CommandLineMode);
-    EXPECT_TRUE(Parse("-mark").State.CommandLineMode);
-    EXPECT_TRUE(Parse("-nonsense").State.CommandLineMode);
+// The settings of a command line and its unknown options.
+std::string Read(std::string_view commandLine, SlashPaths slashPaths = SlashPaths::Yes) {
+    const Parsed parsed = Parse(commandLine, slashPaths);
+    const RunSettings& settings = parsed.Settings;
+    std::string text = settings.LogGiven ? "log=" + settings.LogDirectory + ";" : "";
+    for (const auto& [name, value] : {std::pair{"mac=", settings.Machine},
+                                      {"usr=", settings.UserName},
+                                      {"pwd=", settings.Password}}) {
+        text += value.empty() ? "" : name + value + ";";
+    }
+    for (const Task& task : kTasks) {
+        text += settings.*task.Flag ? std::string(task.Option) + ";" : "";
+    }
+    for (const std::string& name : parsed.Report.UnknownNames) {
+        text += "?" + name + ";";
+    }
+    EXPECT_EQ(settings.Help, parsed.Report.UnknownOption);
+    return text + (settings.Help ? "help" : "");
 }
 
-TEST(CommandLine, QuotesEncloseBlanksAndAlwaysStartAWord) {
-    EXPECT_EQ(Parse("-log \"a b\tc\"").Settings.LogDirectory, "a b\tc");
-    EXPECT_EQ(Parse("-log\t\"a b\"c -mark").Settings.LogDirectory, "a bc");
-    EXPECT_EQ(Parse("-log \"\" -mark").Settings.LogDirectory, "");
-    EXPECT_EQ(Parse("-log \"never closed -mark").Settings.LogDirectory, "never closed -mark");
-
-    const Parsed split = Parse("-mac ab\"-db\"x d");
-    EXPECT_EQ(split.Settings.Machine, "ab");
-    EXPECT_TRUE(split.Settings.Help) << "the quoted half is the unknown option -dbx";
-    EXPECT_EQ(Parse("\"\"\"-mac\" m").Settings.Machine, "m");
+TEST(CommandLine, SplitsWordsAtBlanksAndQuotes) {
+    for (const auto& [line, expected] : std::vector<std::pair<std::string, std::string>>{
+             {"-log \"a b\tc\"", "log=a b\tc;"},
+             {"-log\t\"a b\"c -mark", "log=a bc;mark;"},
+             {"-log \"\" -mark", "log=;mark;"},
+             {"-log \"never closed -mark", "log=never closed -mark;"},
+             {"-mac ab\"-db\"x d", "mac=ab;?-dbx;help"},
+             {"\"\"\"-mac\" m", "mac=m;"},
+             // A value that looks like an option is also applied as one.
+             {"-usr -mark -log", "log=;usr=-mark;mark;"},
+             // An absolute path is not an option if it is the value of one.
+             {"-log /mark -mac m /del", "log=/mark;mac=m;del;"},
+             {"-log /a /b", "log=/a;?/b;help"},
+             {"-mark /b", "mark;?/b;help"},
+             {"-usr -log /b", "log=/b;usr=-log;"},
+             // Names of unknown options hold no part of a password.
+             {"-one -mac m /two", "mac=m;?-one;?/two;help"},
+             {"--mac m", "?--mac;help"},
+             {"-", "?-;help"},
+             {"-pwd -secret -three", "pwd=-secret;?-three;help"},
+             {"-bkpwd -pwd -secret", "pwd=-secret;help"},
+             {"-pwd=secret --PWDsecret -x:secret", "?-pwd...;?--PWD...;?-x...;help"},
+             // Composed from the arguments -pwd and x" -secret".
+             {"-pwd \"x\" -secret\"\" -mark -four", "pwd=x;mark;?-four;help"},
+             {"-pwd a\"-secret", "pwd=a;help"}}) {
+        EXPECT_EQ(Read(line), expected) << line;
+    }
+    EXPECT_EQ(Read("-log /mark -mac m /del", SlashPaths::No), "log=/mark;mac=m;mark;del;");
 }
 
-TEST(CommandLine, AValueThatLooksLikeAnOptionIsAlsoAppliedAsOne) {
-    const Parsed parsed = Parse("-usr -mark -log");
-    EXPECT_EQ(parsed.Settings.UserName, "-mark");
-    EXPECT_TRUE(parsed.Settings.DetectAndMark);
-    EXPECT_TRUE(parsed.Settings.LogGiven);
-    EXPECT_EQ(parsed.Settings.LogDirectory, "");
-    EXPECT_TRUE(Parse("--mac m").Settings.Help);
-    EXPECT_TRUE(Parse("-").Settings.Help);
-}
-
-TEST(CommandLine, AnAbsolutePathIsNotAnOptionIfSlashSeparatesFolders) {
-    const std::string line = "-log /mark -mac m /del";
-    const Parsed path = Parse(line, SlashPaths::Yes);
-    EXPECT_EQ(path.Settings.LogDirectory, "/mark");
-    EXPECT_FALSE(path.Settings.DetectAndMark);
-    EXPECT_TRUE(path.Settings.DeleteMarked) << "no option took this one as its value";
-
-    const Parsed option = Parse(line, SlashPaths::No);
-    EXPECT_EQ(option.Settings.LogDirectory, "/mark");
-    EXPECT_TRUE(option.Settings.DetectAndMark && option.Settings.DeleteMarked);
-
-    EXPECT_TRUE(Parse("-log /a /b", SlashPaths::Yes).Settings.Help);
-    EXPECT_TRUE(Parse("-mark /b", SlashPaths::Yes).Settings.Help) << "-mark takes no value";
-    EXPECT_FALSE(Parse("-usr -log /b", SlashPaths::Yes).Settings.Help);
-}
-
-TEST(CommandLine, PlainWordsBeyondTheLimitAreIgnoredWithANote) {
+TEST(CommandLine, IgnoresPlainWordsBeyondTheLimitButRefusesQuotedOnes) {
     const Parsed full = Parse(Words(24));
     EXPECT_TRUE(full.Settings.GenerateReports);
-    EXPECT_TRUE(full.Report.Note.empty() && full.Report.Fault.empty());
+    EXPECT_EQ(full.Report.Note + full.Report.Fault, "");
 
     const Parsed over = Parse(Words(25) + " \"quoted after it\"");
     EXPECT_TRUE(over.Settings.DetectAndMark);
     EXPECT_FALSE(over.Settings.GenerateReports);
     EXPECT_EQ(over.Report.Note,
               "The command line holds more than 25 words; those after word 25 are ignored.");
-    EXPECT_TRUE(over.Report.Fault.empty());
-}
+    EXPECT_EQ(over.Report.Fault, "");
 
-TEST(CommandLine, AQuotedWordBeyondTheLimitIsAFaultButKeepsTheOptionsBeforeIt) {
-    for (const std::string& last : {std::string(" \"-grep\""), std::string("\"x")}) {
-        const Parsed over = Parse(Words(24) + last);
-        EXPECT_EQ(over.Settings.Machine, "m");
-        EXPECT_TRUE(over.State.CommandLineMode);
-        EXPECT_TRUE(Contains(over.Report.Fault, "more than 25 words"));
+    for (const char* last : {" \"-grep\"", "\"x"}) {
+        const Parsed refused = Parse(Words(24) + last);
+        EXPECT_EQ(refused.Settings.Machine, "m");
+        EXPECT_TRUE(refused.State.CommandLineMode);
+        EXPECT_TRUE(Contains(refused.Report.Fault, "more than 25 words"));
     }
-    std::string unknownOnly;
-    for (int i = 0; i < 26; ++i) {
-        unknownOnly += "\"\"";
-    }
-    EXPECT_TRUE(Parse(unknownOnly).State.CommandLineMode) << "a fault is no reason for a window";
+    EXPECT_TRUE(Parse(std::string(52, '"')).State.CommandLineMode) << "no window for a fault";
 }
 
-TEST(CommandLine, NamesUnknownOptionsButNoPartOfAPassword) {
-    using Names = std::vector<std::string>;
-    EXPECT_EQ(Parse("-one -mac m /two").Report.UnknownNames, (Names{"-one", "/two"}));
-    EXPECT_EQ(Parse("-pwd -secret -three").Report.UnknownNames, Names{"-three"});
-    EXPECT_EQ(Parse("-bkpwd -pwd -secret").Report.UnknownNames, Names{});
-    EXPECT_EQ(Parse("-pwd=secret --PWDsecret -x:secret").Report.UnknownNames,
-              (Names{"-pwd...", "--PWD...", "-x..."}));
-    // Composed from the arguments -pwd and x" -secret".
-    EXPECT_EQ(Parse("-pwd \"x\" -secret\"\" -mark -four").Report.UnknownNames, Names{"-four"});
-    EXPECT_TRUE(Parse("-pwd a\"-secret").Report.UnknownNames.empty());
-    EXPECT_TRUE(Parse("-pwd -secret").Report.UnknownOption);
-}
-
-TEST(CommandLine, ArgumentsComposedToTextComeBackAsTheyWere) {
+TEST(CommandLine, ParsesComposedArgumentsAsTheyWere) {
     const char* argv[] = {"morvane", "-log", "/a b/\tc", "-usr", "", "-mac", "m,1433;x", "-mark"};
     const std::string line = ComposeCommandLine(8, argv);
     EXPECT_EQ(line, "-log \"/a b/\tc\" -usr \"\" -mac m,1433;x -mark");

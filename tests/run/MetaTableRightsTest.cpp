@@ -55,17 +55,16 @@ TEST_P(MetaTableRights, ReachNoOtherFileAndNoOtherRows) {
     const SqliteFile foreign(elsewhere / "secret.db");
     foreign.Run(
         "CREATE TABLE kept(a, b, is_deletable); INSERT INTO kept VALUES(1, 2, 1), (3, 4, 1)");
-    const SqliteFile archive(Warehouse.Folder() + "/hist.db");
-    archive.Run("CREATE TABLE sales(a, b, c, d)");
+    Archive.Run("CREATE TABLE sales(a, b, c, d)");
     const std::string rowset = "OPENROWSET(''SQLOLEDB'', ''sqlite:" + elsewhere.Path() +
                                "''; ''''; '''', secret.dbo.kept)";
     Warehouse.Run(ReplaceAll(GetParam().Sql, "FOREIGN", rowset));
     const auto contents = [&] {
         return Warehouse.Text("SELECT * FROM sales; SELECT * FROM product ORDER BY 1") +
-               foreign.Text("SELECT * FROM kept") + archive.Text("SELECT * FROM sales");
+               foreign.Text("SELECT * FROM kept") + Archive.Text("SELECT * FROM sales");
     };
     const std::string before = contents();
-    AddArchiving(Settings, Warehouse.Server(), false);
+    ArchiveToo(false);
     Settings.CheckMetaData = Settings.ArchiveFactTables = Settings.DetectAndMark =
         Settings.GenerateReports = Settings.DeleteMarked = false;
     Settings.*GetParam().Task = true;

@@ -14,18 +14,17 @@ namespace morvane::testing {
 namespace {
 
 // Runs the built program and checks its status file.
-class Program : public ::testing::Test {
+class Program : public RunFixture {
   protected:
     std::vector<std::string> Arguments(const std::vector<std::string>& tasks = {
                                            "-chkmd", "-mark", "-grep", "-del"}) const {
         std::vector<std::string> arguments = tasks;
         arguments.insert(arguments.end(),
                          {"-mac", Warehouse.Server(), "-db", "dw", "-ntaut", "-log",
-                          Files / "my logs", "-statusfile", Files / "status"});
+                          Files / "my logs", "-statusfile", Files / "status.txt"});
         return arguments;
     }
 
-    std::string Status() const { return ReadWholeFile(Files / "status"); }
     // The log of the only run.
     std::string Log() const {
         return ReadWholeFile(
@@ -49,13 +48,9 @@ class Program : public ::testing::Test {
         }
         Warehouse.Run(sql + "COMMIT");
     }
-
-    TestWarehouse Warehouse;
-    TempFolder Files;
 };
 
 TEST_F(Program, PerformsARunInANarrowTerminalWithoutAHomeATimeZoneOrALocale) {
-    FillStar(Warehouse);
     Surroundings surroundings;
     surroundings.Variables = {{"LC_ALL", "zz_ZZ.UTF-8"}, {"LANG", "zz_ZZ"},
                               {"TZ", std::nullopt},      {"HOME", "/nowhere/at/all"},
@@ -74,7 +69,6 @@ TEST_F(Program, PerformsARunInANarrowTerminalWithoutAHomeATimeZoneOrALocale) {
 }
 
 TEST_F(Program, RunsAlthoughNobodyReadsItsOutput) {
-    FillStar(Warehouse);
     for (const Streams streams : {Streams::Broken, Streams::Closed}) {
         EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, {"-help"}, streams), 0);
         EXPECT_EQ(RunWithoutReader(MORVANE_PROGRAM, Arguments(), streams), 0);
@@ -88,24 +82,6 @@ TEST_F(Program, RunsAlthoughNobodyReadsItsOutput) {
     EXPECT_TRUE(Contains(log, "gone"));
     EXPECT_EQ(log.find("gone"), log.rfind("gone"))
         << "the log got the number of standard error: " << log;
-}
-
-TEST_F(Program, ExplainsWhyThereIsNoWindow) {
-    constexpr const char* kNoWindow = "This build of Morvane has no settings window.";
-#ifdef MORVANE_UI
-    constexpr const char* kWhy = "MORVANE_CONSOLE turns the windows off.";
-#else
-    constexpr const char* kWhy = kNoWindow;
-#endif
-    for (const auto& [path, reason] :
-         {std::pair{MORVANE_PROGRAM, kWhy}, std::pair{MORVANE_HEADLESS_PROGRAM, kNoWindow}}) {
-        TerminalProgram program(path, {"-config", Files / "cfg"});
-        const std::string output = program.ReadToEnd();
-        EXPECT_EQ(program.Wait(), 0);
-        EXPECT_TRUE(Contains(output, "Usage: Morvane"));
-        EXPECT_EQ(output.find(std::string(reason) + " Give the settings of a run as options."), 0U)
-            << output;
-    }
 }
 
 TEST_F(Program, IsCancelledAtTheNextPollWhenItsSessionEnds) {
@@ -139,7 +115,6 @@ TEST_F(Program, IsCancelledAtTheNextPollWhenItsSessionEnds) {
 }
 
 TEST_F(Program, TreatsAFileSizeLimitLikeAFullDisk) {
-    FillStar(Warehouse);
     Warehouse.Run("CREATE TABLE filler AS SELECT randomblob(200000)");
     const unsigned long size = std::filesystem::file_size(Warehouse.File());
     for (const auto& [limit, told] : {std::pair{20'000UL, "File too large"},
@@ -166,7 +141,6 @@ TEST_F(Program, EndsAtOnceOnASecondSignal) {
 }
 
 TEST_F(Program, AsksInTheTerminalWhetherToBreakALock) {
-    FillStar(Warehouse);
     Warehouse.MakeLock(true, CurrentUserName());
     for (const char* keys : {"no\n", "\x03", "yes\n"}) {
         TerminalProgram program(MORVANE_PROGRAM, Arguments({"-mark", "-del"}));

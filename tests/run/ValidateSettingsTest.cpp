@@ -39,8 +39,6 @@ TEST(ValidateSettings, LoginsAndALogDirectoryAreNeeded) {
     for (const auto& [line, expected] : std::vector<std::pair<std::string, std::string>>{
              {"-mac m -db d -ntaut -log l", ""},
              {"-mac m -db d -usr u -log l", ""},  // an empty password is allowed
-             {"-mac m -db d -log l",
-              "|Username must be specified for connecting to the database|usage"},
              {"-mac m -db d -usr u -log \" \"", noLog},
              {"-mac m -db d -usr u", noLog},
              {archive + "-bkntaut", ""},  // without -clsf the archive is not checked

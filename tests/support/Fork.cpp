@@ -5,6 +5,7 @@
 #include <pty.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,13 +18,6 @@ namespace morvane::testing {
 namespace {
 
 constexpr int kLongestSilence = 120 * 1000;  // milliseconds
-
-int WaitFor(pid_t& process) {
-    int status = 0;
-    waitpid(process, &status, 0);
-    process = -1;
-    return status;
-}
 
 [[noreturn]] void Execute(const std::string& program, const std::vector<std::string>& arguments,
                           const Surroundings& surroundings) {
@@ -46,27 +40,31 @@ int WaitFor(pid_t& process) {
     _exit(98);
 }
 
-void EndIfRunning(pid_t& process) {
-    if (process > 0) {
-        kill(process, SIGKILL);
-        WaitFor(process);
+}  // namespace
+
+Process::~Process() {
+    if (id_ > 0) {
+        kill(id_, SIGKILL);
+        Wait();
     }
 }
 
-}  // namespace
+int Process::Wait() {
+    int status = 0;
+    waitpid(id_, &status, 0);
+    id_ = -1;
+    return status;
+}
 
 Child::Child(const std::function<int(Child&)>& body) {
-    std::array<int, 2> toChild{};
-    std::array<int, 2> toParent{};
-    if (pipe(toChild.data()) != 0 || pipe(toParent.data()) != 0) {
-        throw std::runtime_error("cannot make a pipe");
+    std::array<int, 2> ends{};
+    if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) {
+        throw std::runtime_error("cannot make a pair of sockets");
     }
-    process_ = fork();
-    const bool isChild = process_ == 0;
-    in_ = isChild ? toChild[0] : toParent[0];
-    out_ = isChild ? toParent[1] : toChild[1];
-    close(isChild ? toChild[1] : toChild[0]);
-    close(isChild ? toParent[0] : toParent[1]);
+    id_ = fork();
+    const bool isChild = id_ == 0;
+    channel_ = ends[isChild ? 0 : 1];
+    close(ends[isChild ? 1 : 0]);
     if (isChild) {
         int result = 99;
         try {
@@ -78,41 +76,34 @@ Child::Child(const std::function<int(Child&)>& body) {
 }
 
 Child::~Child() {
-    close(in_);
-    close(out_);
-    EndIfRunning(process_);
+    close(channel_);
 }
 
 void Child::Send(char character) const {
-    if (write(out_, &character, 1) != 1) {
-        throw std::runtime_error("cannot write to the pipe");
+    if (write(channel_, &character, 1) != 1) {
+        throw std::runtime_error("cannot write to the socket");
     }
 }
 
 char Child::Receive() const {
     char character = 0;
-    return read(in_, &character, 1) == 1 ? character : '\0';
-}
-
-int Child::Wait() {
-    return WaitFor(process_);
+    return read(channel_, &character, 1) == 1 ? character : '\0';
 }
 
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
                      Streams streams) {
-    pid_t process = fork();
-    if (process == 0) {
-        std::array<int, 2> pipe{};
-        if (::pipe(pipe.data()) == 0) {
-            close(pipe[0]);
-            dup2(pipe[1], STDOUT_FILENO);
-            streams == Streams::Broken ? dup2(pipe[1], STDERR_FILENO) : close(STDERR_FILENO);
-            close(pipe[1]);
-            Execute(program, arguments, {});
-        }
-        _exit(97);
-    }
-    return WaitFor(process);
+    return Child([&](Child&) -> int {
+               std::array<int, 2> pipe{};
+               if (::pipe(pipe.data()) != 0) {
+                   return 97;
+               }
+               close(pipe[0]);
+               dup2(pipe[1], STDOUT_FILENO);
+               streams == Streams::Broken ? dup2(pipe[1], STDERR_FILENO) : close(STDERR_FILENO);
+               close(pipe[1]);
+               Execute(program, arguments, {});
+           })
+        .Wait();
 }
 
 TerminalProgram::TerminalProgram(const std::string& program,
@@ -121,15 +112,14 @@ TerminalProgram::TerminalProgram(const std::string& program,
     winsize size{};
     size.ws_row = 25;
     size.ws_col = surroundings.Columns;
-    process_ = forkpty(&terminal_, nullptr, nullptr, &size);
-    if (process_ == 0) {
+    id_ = forkpty(&terminal_, nullptr, nullptr, &size);
+    if (id_ == 0) {
         Execute(program, arguments, surroundings);
     }
 }
 
 TerminalProgram::~TerminalProgram() {
     HangUp();
-    EndIfRunning(process_);
 }
 
 const std::string& TerminalProgram::ReadUntil(const std::string& text) {
@@ -151,7 +141,7 @@ void TerminalProgram::Type(const std::string& keys) const {
 }
 
 void TerminalProgram::Signal(int number) const {
-    kill(process_, number);
+    kill(id_, number);
 }
 
 void TerminalProgram::HangUp() {
@@ -162,12 +152,8 @@ void TerminalProgram::HangUp() {
 }
 
 std::string TerminalProgram::About(const std::string& file) const {
-    std::ifstream stream("/proc/" + std::to_string(process_) + "/" + file);
+    std::ifstream stream("/proc/" + std::to_string(id_) + "/" + file);
     return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-int TerminalProgram::Wait() {
-    return WaitFor(process_);
 }
 
 bool TerminalProgram::ReadSome() {

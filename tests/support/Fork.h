@@ -11,28 +11,38 @@
 
 namespace morvane::testing {
 
+// A process. The destructor kills it if it is still running.
+class Process {
+  public:
+    Process() = default;
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    // Returns the status of waitpid().
+    int Wait();
+
+  protected:
+    ~Process();
+
+    pid_t id_ = -1;
+};
+
 // A forked process that runs `body` and exits with its result. Parent and child synchronize by
-// sending each other single characters through a pair of pipes.
-class Child {
+// sending each other single characters.
+class Child : public Process {
   public:
     explicit Child(const std::function<int(Child&)>& body);
-    ~Child();  // kills the process if it is still running
-    Child(const Child&) = delete;
-    Child& operator=(const Child&) = delete;
+    ~Child();
 
     void Send(char character) const;
     // Waits for a character; 0 if the other side has exited.
     char Receive() const;
-    // Returns the status of waitpid().
-    int Wait();
 
   private:
-    pid_t process_ = -1;
-    int in_ = -1;
-    int out_ = -1;
+    int channel_ = -1;
 };
 
-// The environment in which a program starts. A variable without a value is unset.
+// The environment of a program. A variable without a value is unset.
 struct Surroundings {
     std::map<std::string, std::optional<std::string>> Variables;
     unsigned short Columns = 400;
@@ -46,14 +56,12 @@ enum class Streams { Closed, Broken };
 int RunWithoutReader(const std::string& program, const std::vector<std::string>& arguments,
                      Streams streams);
 
-// A program in a pseudo-terminal. Its output waits there until the test reads it.
-class TerminalProgram {
+// A program in a pseudo-terminal. It blocks when the test does not read its output.
+class TerminalProgram : public Process {
   public:
     TerminalProgram(const std::string& program, const std::vector<std::string>& arguments,
                     const Surroundings& surroundings = {});
     ~TerminalProgram();
-    TerminalProgram(const TerminalProgram&) = delete;
-    TerminalProgram& operator=(const TerminalProgram&) = delete;
 
     // Reads until the text appears or the program exits. Returns all output so far.
     const std::string& ReadUntil(const std::string& text);
@@ -64,12 +72,10 @@ class TerminalProgram {
     void HangUp();
     // The contents of a file in /proc/<pid>: "cmdline", "limits".
     std::string About(const std::string& file) const;
-    int Wait();
 
   private:
     bool ReadSome();
 
-    pid_t process_ = -1;
     int terminal_ = -1;
     std::string output_;
 };

@@ -18,54 +18,36 @@ class RecordingProgress : public ProgressWindow {
     int CancelAtPoll = 0;
     int Polls = 0;
     std::function<void(int)> OnPoll;
-    float Minimum = 0;
-    float Maximum = 0;
-    float Value = 0;
 
-    void Comment(std::string_view strComment) override {
-        Log.push_back("comment " + std::string(strComment));
-    }
-    std::int32_t ProgressVal() const override {
-        return static_cast<std::int32_t>(std::lrint(Value));
-    }
-    void ProgressVal(std::int32_t lngNewVal) override { Value = static_cast<float>(lngNewVal); }
+    void Comment(std::string_view text) override { Add("comment ", text); }
+    std::int32_t ProgressVal() const override { return value_; }
+    void ProgressVal(std::int32_t value) override { value_ = value; }
     void SetProgressRange(float minimum, float maximum) override {
-        Minimum = minimum;
-        Maximum = maximum;
-        Log.push_back("range " + std::to_string(std::lrint(minimum)) + ".." +
-                      std::to_string(std::lrint(maximum)));
+        Add("range ", Text(minimum) + ".." + Text(maximum));
     }
     void SetProgressValue(float value) override {
-        Log.push_back("value " + std::to_string(std::lrint(Value)) + " to " +
-                      std::to_string(std::lrint(value)));
-        Value = value;
+        Add("value ", std::to_string(value_) + " to " + Text(value));
+        value_ = static_cast<std::int32_t>(std::lrint(value));
     }
-    void HideFrame(ProgressFrame objFrame) override { Log.push_back("hide " + Name(objFrame)); }
-    void ShowFrame(ProgressFrame objFrame) override { Log.push_back("show " + Name(objFrame)); }
+    void HideFrame(ProgressFrame frame) override { Add("hide ", Name(frame)); }
+    void ShowFrame(ProgressFrame frame) override { Add("show ", Name(frame)); }
     void ShowRelation(std::string_view primaryTable, std::string_view foreignTable) override {
-        Log.push_back("relation " + std::string(primaryTable) + " <- " + std::string(foreignTable));
+        Add("relation ", std::string(primaryTable) + " <- " + std::string(foreignTable));
     }
-    void MarkTaskRunning(std::size_t k) override { Log.push_back("run " + std::to_string(k)); }
-    void MarkTaskCompleted(std::size_t k) override { Log.push_back("done " + std::to_string(k)); }
-    void RemoveProgIndicator() override { Log.push_back("remove indicator"); }
-    void ShowEndTime(std::string_view endTime) override {
-        Log.push_back("end " + std::string(endTime));
-    }
-    void EnableObject(ProgressControl objControl) override {
-        Log.push_back("enable " + Name(objControl));
-    }
-    void DisableObject(ProgressControl objControl) override {
-        Log.push_back("disable " + Name(objControl));
-    }
+    void MarkTaskRunning(std::size_t k) override { Add("run ", std::to_string(k)); }
+    void MarkTaskCompleted(std::size_t k) override { Add("done ", std::to_string(k)); }
+    void RemoveProgIndicator() override { Add("remove indicator", ""); }
+    void ShowEndTime(std::string_view endTime) override { Add("end ", endTime); }
+    void EnableObject(ProgressControl control) override { Add("enable ", Name(control)); }
+    void DisableObject(ProgressControl control) override { Add("disable ", Name(control)); }
     void Refresh() override {}
     void ProcessEvents() override {}
 
   protected:
     void ShowOverview(const RunOverview& overview) override {
-        Log.push_back("load " + overview.Server + " " + overview.Database + " " +
-                      overview.StartTime);
+        Add("load ", overview.Server + " " + overview.Database + " " + overview.StartTime);
         for (const std::string& task : overview.TaskNames) {
-            Log.push_back("listed " + task);
+            Add("listed ", task);
         }
     }
     bool PollForCancel() override {
@@ -77,12 +59,18 @@ class RecordingProgress : public ProgressWindow {
     }
 
   private:
+    void Add(std::string_view operation, std::string_view what) {
+        Log.push_back(std::string(operation) + std::string(what));
+    }
+    static std::string Text(float value) { return std::to_string(std::lrint(value)); }
     static std::string Name(ProgressFrame frame) {
         return frame == ProgressFrame::OverallProgFrame ? "OverallProgFrame" : "DetectProgFrame";
     }
     static std::string Name(ProgressControl control) {
         return control == ProgressControl::cmdOK ? "cmdOK" : "cmdCancel";
     }
+
+    std::int32_t value_ = 0;
 };
 
 }  // namespace morvane::testing

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "support/RunFixture.h"
 
+#include <filesystem>
+
 #ifndef _WIN32
 #include <unistd.h>
 
@@ -60,26 +62,27 @@ std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect
     return state.ErrorText;
 }
 
-RunFixture::RunFixture() {
-    FillStar(Warehouse);
-    Settings = EveryTask(Warehouse.Server(), Files / "logs");
+RunSite::RunSite() : Settings(EveryTask(Warehouse.Server(), Files / "logs")) {
+    Archive.Run("PRAGMA user_version = 1");
     Settings.StatusMode = true;
     Settings.StatusFileName = Files / "status.txt";
+}
+
+std::string RunSite::Output(const std::string& name) const {
+    const std::string path = Files / "logs/" + name;
+    std::string text = std::filesystem::exists(path) ? ReadWholeFile(path) : "";
+    text = ReplaceAll(text, "sqlite:" + ArchiveFolder.Path(), "ARCHIVE");
+    return ReplaceAll(ReplaceAll(text, Files.Path(), "FILES"), Warehouse.Server(), "SERVER");
+}
+
+std::string RunSite::Status() const {
+    return ReadWholeFile(Files / "status.txt");
 }
 
 bool RunFixture::Run(const RunSettings& settings, const CommandLineReport& commandLine) {
     State = RunState();
     State.CommandLineMode = true;
     return RunTasks(settings, State, World.Services, commandLine);
-}
-
-std::string RunFixture::Log() const {
-    const std::string log = ReadWholeFile(Files / "logs/Morvane_Log05-03-202414-07-09.txt");
-    return ReplaceAll(ReplaceAll(log, Files.Path(), "FILES"), Warehouse.Server(), "SERVER");
-}
-
-std::string RunFixture::Status() const {
-    return ReadWholeFile(Files / "status.txt");
 }
 
 }  // namespace morvane::testing

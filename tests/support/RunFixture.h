@@ -37,21 +37,36 @@ struct TestServices {
 // Performs an unattended run and returns its error text.
 std::string RunUnattended(const RunSettings& settings, ConnectionFactory connect = {});
 
-class RunFixture : public ::testing::Test {
+// Everything that a run works on: an empty warehouse, an archive on another server, a folder for
+// logs and the status file.
+struct RunSite {
+    TestWarehouse Warehouse;
+    TempFolder ArchiveFolder;
+    SqliteFile Archive{ArchiveFolder / "hist.db"};
+    TempFolder Files;
+    RunSettings Settings;
+
+    RunSite();
+    void ArchiveToo(bool linkedServer = true) {
+        AddArchiving(Settings, "sqlite:" + ArchiveFolder.Path(), linkedServer);
+    }
+    // A file of the log folder, with placeholders for the test's folders; empty if it is missing.
+    std::string Output(const std::string& name) const;
+    std::string Status() const;
+};
+
+// A site with the star.
+class RunFixture : public ::testing::Test, protected RunSite {
   protected:
-    RunFixture();
+    RunFixture() { FillStar(Warehouse); }
 
     // Performs an unattended run with a fresh state.
     bool Run(const RunSettings& settings, const CommandLineReport& commandLine = {});
-    // The log of the last run, with placeholders for the test's folders.
-    std::string Log() const;
-    std::string Status() const;
+    // The log of the last run.
+    std::string Log() const { return Output("Morvane_Log05-03-202414-07-09.txt"); }
 
-    TestWarehouse Warehouse;
-    TempFolder Files;
     TestServices World;
     RunState State;
-    RunSettings Settings;
 };
 
 }  // namespace morvane::testing

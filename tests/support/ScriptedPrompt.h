@@ -17,7 +17,7 @@ class ScriptedPrompt : public UserPrompt {
     std::deque<bool> Answers;
     std::vector<std::string> Shown;  // "title|text"
     std::vector<std::string> Asked;  // "title|question"
-    int Failures = 0;                // so many of the next messages throw std::bad_alloc
+    int Failures = 0;                // number of next messages that throw std::bad_alloc
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle) override {
         if (Failures > 0) {

@@ -9,37 +9,29 @@ namespace morvane::testing {
 
 namespace {
 
-class Handle {
-  public:
-    explicit Handle(const std::string& file) {
-        if (sqlite3_open(file.c_str(), &db_) != SQLITE_OK) {
-            throw std::runtime_error("cannot open " + file);
-        }
-        sqlite3_busy_timeout(db_, 5000);
-        // Tests do not need durable files, and syncing is slow.
-        sqlite3_exec(db_, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-    }
-    ~Handle() { sqlite3_close(db_); }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
+using OnRow = int (*)(void*, int, char**, char**);
 
-    void Run(const std::string& sql, int (*onRow)(void*, int, char**, char**), void* target) {
-        char* error = nullptr;
-        if (sqlite3_exec(db_, sql.c_str(), onRow, target, &error) != SQLITE_OK) {
-            const std::string text = error == nullptr ? "unknown error" : error;
-            sqlite3_free(error);
-            throw std::runtime_error(text + " in: " + sql);
-        }
+std::shared_ptr<sqlite3> Open(const std::string& path) {
+    sqlite3* handle = nullptr;
+    if (sqlite3_open(path.c_str(), &handle) != SQLITE_OK) {
+        throw std::runtime_error("cannot open " + path);
     }
+    sqlite3_busy_timeout(handle, 5000);
+    // Tests do not need durable files, and syncing is slow.
+    sqlite3_exec(handle, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
+    return {handle, sqlite3_close};
+}
 
-  private:
-    sqlite3* db_ = nullptr;
-};
+void Execute(sqlite3& file, const std::string& sql, OnRow onRow = nullptr, void* target = nullptr) {
+    if (sqlite3_exec(&file, sql.c_str(), onRow, target, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(sqlite3_errmsg(&file) + (" in: " + sql));
+    }
+}
 
 }  // namespace
 
 void SqliteFile::Run(const std::string& sql) const {
-    Handle(path_).Run(sql, nullptr, nullptr);
+    Execute(*Open(path_), sql);
 }
 
 std::vector<std::string> SqliteFile::Rows(const std::string& sql) const {
@@ -52,7 +44,7 @@ std::vector<std::string> SqliteFile::Rows(const std::string& sql) const {
         static_cast<std::vector<std::string>*>(target)->push_back(row);
         return 0;
     };
-    Handle(path_).Run(sql, addRow, &rows);
+    Execute(*Open(path_), sql, addRow, &rows);
     return rows;
 }
 
@@ -73,25 +65,15 @@ std::string SqliteFile::Dump() const {
     return dump;
 }
 
-Loader::Loader(const SqliteFile& file) {
-    sqlite3* handle = nullptr;
-    sqlite3_open(file.Path().c_str(), &handle);
-    file_.reset(handle);
+Loader::Loader(const SqliteFile& file) : file_(Open(file.Path())) {}
+
+void Loader::Take() {
+    Execute(*file_, "BEGIN EXCLUSIVE");
 }
 
 void Loader::Release() {
     if (sqlite3_get_autocommit(file_.get()) == 0) {
-        Run("COMMIT");
-    }
-}
-
-void Loader::Close::operator()(sqlite3* handle) const {
-    sqlite3_close(handle);
-}
-
-void Loader::Run(const char* sql) {
-    if (sqlite3_exec(file_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-        throw std::runtime_error(std::string(sql) + ": " + sqlite3_errmsg(file_.get()));
+        Execute(*file_, "COMMIT");
     }
 }
 

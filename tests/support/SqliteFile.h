@@ -36,17 +36,12 @@ class Loader {
   public:
     explicit Loader(const SqliteFile& file);
 
-    void Take() { Run("BEGIN EXCLUSIVE"); }
+    void Take();
     // Does nothing if the file is not locked.
     void Release();
 
   private:
-    struct Close {
-        void operator()(sqlite3* handle) const;
-    };
-    void Run(const char* sql);
-
-    std::unique_ptr<sqlite3, Close> file_;
+    std::shared_ptr<sqlite3> file_;
 };
 
 }  // namespace morvane::testing

@@ -5,7 +5,7 @@
 
 namespace morvane::testing {
 
-// A new temporary folder, deleted with its contents in the destructor.
+// A temporary folder. The destructor deletes it with its contents.
 class TempFolder {
   public:
     TempFolder();

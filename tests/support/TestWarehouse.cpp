@@ -48,13 +48,6 @@ void TestWarehouse::AddRelation(const std::string& foreignTable, const std::stri
         QuotedOrNull(originalKey) + ")");
 }
 
-void TestWarehouse::Relate(const std::vector<std::string>& relations) const {
-    for (const std::string& relation : relations) {
-        const std::vector<std::string> part = Split(relation, ' ');
-        AddRelation(part.at(0), part.at(1), part.at(2), part.at(3), false, part.at(3));
-    }
-}
-
 void TestWarehouse::AddDimension(const std::string& name, const std::string& columns,
                                  bool selected) const {
     Run("CREATE TABLE " + name + "(" + columns +

@@ -31,10 +31,6 @@ class TestWarehouse : private TempFolder, public SqliteFile {
                      const std::string& primaryTable, const std::string& primaryColumns,
                      bool slowMoving = false, const std::string& originalKey = "") const;
 
-    // Adds relations written as "foreign_table columns primary_table columns". The element key is
-    // the primary key.
-    void Relate(const std::vector<std::string>& relations) const;
-
     // Creates a dimension table and its row in dwm_tables. Adds the control columns: is_sustainable
     // and is_deletable (default 0), for a slowly-moving one also start_date, end_date, is_current.
     void AddDimension(const std::string& name, const std::string& columns,

@@ -8,7 +8,7 @@
 
 namespace morvane::testing {
 
-// Whether the text contains the part. A failure shows both.
+// Whether `text` contains `part`. A failure prints both.
 inline ::testing::AssertionResult Contains(std::string_view text, std::string_view part) {
     return ::testing::AssertionResult(text.find(part) != std::string_view::npos)
            << "\"" << part << "\" in: " << text;

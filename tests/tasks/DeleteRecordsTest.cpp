@@ -46,6 +46,9 @@ class Deletion : public TaskTest {
 TEST_F(Deletion, SendsTheExpectedStatements) {
     ASSERT_TRUE(Delete(false)) << state.ErrorText;
     EXPECT_TRUE(MatchesGolden(statements, "deletion.statements"));
+    EXPECT_EQ(Join(progress.Log, "; "),
+              "range 0..2; value 0 to 0; comment Deleting records from Dimension table : shop;"
+              " comment Deleting records from Dimension table : client; value 2 to 0; comment ");
 }
 
 TEST_F(Deletion, SendsTheExpectedStatementsIfAtomic) {
@@ -120,14 +123,57 @@ TEST_F(Deletion, StopsIfVersionsWereAddedOrDeletedSinceTheCountIfAtomic) {
     EXPECT_EQ(Ids("client"), "2 3 4 5");
 }
 
+// In text columns too, and with the dates that an earlier version has passed on.
+TEST_F(Deletion, LinksVersionsByDay) {
+    for (const std::string type : {"datetime", "varchar(30)"}) {
+        warehouse.Run(
+            "DROP TABLE client; CREATE TABLE client(id int, code int, region int,"
+            " start_date " +
+            type + ", end_date " + type +
+            ", is_current bit, is_deletable bit); INSERT INTO client VALUES"
+            "(1,1,1,'2020-01-01','2021-01-01T10:00:00',0,1),"
+            "(2,1,1,'2021-01-01','2022-01-01T08:30:00',0,1),"
+            "(3,1,1,'2022-01-01','2099-12-31',1,0)");
+        ASSERT_TRUE(Delete(false)) << state.ErrorText;
+        EXPECT_EQ(warehouse.Text("SELECT id, date(start_date) FROM client"), "3|2020-01-01");
+    }
+}
+
+// The first version of an element is marked, the second one is not, and a third one belongs to
+// another element.
+struct History {
+    std::string KeyType;
+    std::string Key;
+    std::string OtherKey;
+    std::string KeyAgain = Key;  // the same value in another form
+    std::string DateType = "date";
+    std::string First = "'2020-01-01'";
+    std::string Second = "'2021-01-01'";
+    std::string PassedOn = "2020-01-01";
+};
+
+class HistoryDeletion : public Deletion {
+  protected:
+    // Expects that the second version takes over the start of the first one.
+    void ExpectPassedOn(const History& h, const std::string& dateOrder) {
+        SCOPED_TRACE(h.KeyType + " " + h.Key + " " + h.DateType + " " + h.First + " " + dateOrder);
+        warehouse.Run(
+            "UPDATE dwm_star_relations SET original_primary_key = 'region, code';"
+            "DROP TABLE client; CREATE TABLE client(id int, region int, code " +
+            h.KeyType + ", start_date " + h.DateType + ", end_date " + h.DateType +
+            ", is_current bit, is_deletable bit); INSERT INTO client VALUES" + "(1,7," + h.Key +
+            "," + h.First + "," + h.Second + ",0,1)," + "(2,7," + h.KeyAgain + "," + h.Second +
+            ",'2099-12-31',1,0)," + "(3,7," + h.OtherKey + "," + h.Second + ",'2099-12-31',1,0)");
+        ASSERT_EQ(DeleteRecords(state, progress, InSessions(dateOrder), false), Outcome::Done)
+            << state.ErrorText;
+        EXPECT_EQ(warehouse.Text("SELECT id, start_date FROM client"),
+                  "2|" + h.PassedOn + " 3|" + ReplaceAll(h.Second, "'", ""));
+    }
+};
+
 // A key value must not match an element whose key only looks the same.
-TEST_F(Deletion, ComparesKeysByTypeAndValue) {
-    const struct {
-        const char* Type;
-        std::string Key;
-        std::string Other;
-        std::string KeyAgain = Key;  // the same value in another form
-    } cases[] = {
+TEST_F(HistoryDeletion, ComparesKeysByTypeAndValue) {
+    const History cases[] = {
         {"varbinary(9)", "x'4142'", "'0x4142'"},
         {"varbinary(9)", "'0x4142'", "x'4142'"},
         {"varchar(9)", "x'41'", "'A'"},
@@ -144,34 +190,21 @@ TEST_F(Deletion, ComparesKeysByTypeAndValue) {
         {"datetime2(6)", "'2020-01-01 10:20:30.000000'", "'2020-01-01 10:20:31'"},
         {"date", "'20200101'", "'2020-01-02'"},
     };
-    warehouse.Run("UPDATE dwm_star_relations SET original_primary_key = 'region, code'");
-    for (const auto& [type, key, other, keyAgain] : cases) {
-        SCOPED_TRACE(type + (" " + key));
-        warehouse.Run(
-            "DROP TABLE client; CREATE TABLE client(id int, region int, code " + std::string(type) +
-            ", start_date date, end_date date, is_current bit, is_deletable bit);"
-            "INSERT INTO client VALUES(1,7," +
-            key + ",'2020-01-01','2021-01-01',0,1),(2,7," + keyAgain +
-            ",'2021-01-01','2099-12-31',1,0),(3,7," + other + ",'2021-01-01','2099-12-31',1,0)");
-        ASSERT_TRUE(Delete(false)) << state.ErrorText;
-        EXPECT_EQ(warehouse.Text("SELECT id, start_date FROM client"), "2|2020-01-01 3|2021-01-01");
-        warehouse.Run("INSERT INTO client VALUES(4,7," + key + ",'2019-01-01','2020-01-01',0,1);" +
+    for (const History& history : cases) {
+        ExpectPassedOn(history, "mdy");
+        warehouse.Run("INSERT INTO client VALUES(4,7," + history.Key +
+                      ",'2019-01-01','2020-01-01',0,1);"
                       "UPDATE client SET is_deletable = 1 WHERE id = 2");
-        const bool refused = key == "'0x4142'";  // text in a binary column
-        EXPECT_EQ(Delete(true), !refused) << state.ErrorText;
-        EXPECT_EQ(Ids("client"), refused ? "2 3 4" : "3");
+        const bool refused = history.Key == "'0x4142'";  // text in a binary column
+        EXPECT_EQ(Delete(true), !refused) << history.Key << state.ErrorText;
+        EXPECT_EQ(Ids("client"), refused ? "2 3 4" : "3") << history.Key;
     }
 }
 
 // A date that is passed on takes the form of its column, or keeps its own in a text column. Texts
 // are read as dates in the order of the session.
-TEST_F(Deletion, PassesADateOnInTheFormOfItsColumn) {
-    const struct {
-        std::string Type;
-        std::string First;
-        std::string Second;
-        std::string PassedOn;
-    } cases[] = {
+TEST_F(HistoryDeletion, PassesADateOnInTheFormOfItsColumn) {
+    const std::array<std::string, 4> cases[] = {
         {"datetime", "2024-01-11 00:00:00", "2024-01-12 08:30:00", "2024-01-11 00:00:00"},
         {"datetime", "2024-01-11", "2024-01-12", "2024-01-11 00:00:00"},
         {"datetime", "20240111", "20240112", "2024-01-11 00:00:00"},
@@ -184,24 +217,11 @@ TEST_F(Deletion, PassesADateOnInTheFormOfItsColumn) {
         {"text", "2024-01-11 00:00:00", "2024-01-12 00:00:00", "2024-01-11 00:00:00"},
     };
     for (const auto& [type, first, second, passedOn] : cases) {
-        for (const char* order : {"mdy", "dmy"}) {
-            SCOPED_TRACE(type + " " + first + " " + order);
-            if (order == std::string("dmy") && type.find("date") == std::string::npos) {
-                continue;
-            }
-            warehouse.Run(
-                "DROP TABLE client; CREATE TABLE client(id int, code int, region int,"
-                " start_date " +
-                type + ", end_date " + type +
-                ", is_current bit, is_deletable bit); INSERT INTO client VALUES"
-                "(1,1,1,'" +
-                first + "','" + second +
-                "',0,1),"
-                "(2,1,1,'" +
-                second + "',NULL,1,0)");
-            ASSERT_EQ(DeleteRecords(state, progress, InSessions(order), false), Outcome::Done)
-                << state.ErrorText;
-            EXPECT_EQ(warehouse.Text("SELECT id, start_date FROM client"), "2|" + passedOn);
+        const History history{"int",   "1", "2", "1", type, "'" + first + "'", "'" + second + "'",
+                              passedOn};
+        ExpectPassedOn(history, "mdy");
+        if (type.find("date") != std::string::npos) {
+            ExpectPassedOn(history, "dmy");
         }
     }
 }

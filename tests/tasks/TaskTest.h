@@ -46,7 +46,7 @@ class TaskSite {
     std::function<void(const std::string&)> onStatement;
 };
 
-// Creates connections whose sessions read dates in this order, as on servers of other languages.
+// Creates connections with the date order "mdy" or "dmy", as on servers of different languages.
 inline ConnectionFactory InSessions(const std::string& order) {
     return [order](std::string_view server) {
         auto connection = CreateConnection(server);
