@@ -44,7 +44,7 @@ cat >"$config" <<WORDS
 WORDS
 sed -i 's/$/\r/' "$config"
 echo "old" | tee "$status" >"$result"
-MORVANE_RESULT=$result OUTCOME=done expect 0 "$config" "$status" --keep 3 -grep "two  words"
+MORVANE_RESULT=$result OUTCOME='done' expect 0 "$config" "$status" --keep 3 -grep "two  words"
 printf '<%s>\n' -mac sqlite:/a -db d -usr u -clsf -bkmac sqlite:/b -bkdb b -bkusr v \
     -log "$work/my  logs" -grep "two  words" -statusfile "$status" >"$work/expected"
 echo "1 p\$a'b\\c\`d\`*?[x]  \$(id)  'q' \\ *" >>"$work/expected"
@@ -55,7 +55,7 @@ done
 OUTCOME=not-started expect 2 "$config" "$status"
 OUTCOME=locked expect 1 "$config" "$status" --on-result cat
 says '"outcome":"locked"'
-OUTCOME=done expect 0 "$config" "$status" 15 16 17 18 19 20 21 22 # the largest number of words
+OUTCOME='done' expect 0 "$config" "$status" 15 16 17 18 19 20 21 22 # the largest number of words
 
 echo "-- what cannot work is refused before anything runs"
 echo "ok of yesterday" >"$status"
@@ -69,7 +69,7 @@ section() { printf '[%s]\nserver = "sqlite:%s"\ndatabase = "retail"\nuser = "u"\
     section two && printf 'tasks = ["mark"]\npassword_file = "%s/open password"\n' "$work"
 } >"$toml"
 refused() {
-    export OUTCOME=done
+    export OUTCOME='done'
     expect 2 "${@:2}"
     says "$1"
     ! grep '^<' "$work/output" || fail "it ran"
@@ -89,7 +89,7 @@ mkdir "$work/alone"
 cp "$program" "$work/alone"
 program=$work/alone/morvane-nightly refused 'there is no .*/alone/morvane' "$config" "$status"
 grep -q yesterday "$status"
-CREDENTIALS_DIRECTORY=$work/credentials OUTCOME=done expect 0 --config "$toml" one
+CREDENTIALS_DIRECTORY=$work/credentials OUTCOME='done' expect 0 --config "$toml" one
 says '^1 from the manager'
 
 echo "-- a signal to it alone, and a time, cancel the run once"
