@@ -130,10 +130,10 @@ class Inspection {
     void CompareTypes(const Link& link);
     void CompareWithArchive(const std::string& table, const std::string& archived);
     const TableDefinition* Describe(const std::string& table);
-    // Adds a fault for the rows of a query, if there are any. The first columns of a row are those
-    // of the key.
-    void AddFault(const std::string& check, const std::string& table, const std::string& detail,
-                  const std::string& rows, const std::vector<std::string>& key);
+    // Adds a finding for the rows of a query, if there are any. The first columns of a row are
+    // those of the key.
+    void AddFinding(const std::string& check, const std::string& table, const std::string& detail,
+                    const std::string& rows, const std::vector<std::string>& key);
     std::vector<std::string> ListKeys(const std::string& rows, const std::vector<std::string>& key);
 
     Connection& connection_;
@@ -186,14 +186,14 @@ std::vector<std::string> Inspection::ListKeys(const std::string& rows,
     return list;
 }
 
-void Inspection::AddFault(const std::string& check, const std::string& table,
-                          const std::string& detail, const std::string& rows,
-                          const std::vector<std::string>& key) {
+void Inspection::AddFinding(const std::string& check, const std::string& table,
+                            const std::string& detail, const std::string& rows,
+                            const std::vector<std::string>& key) {
     const std::int64_t count =
         QueryNumber(connection_, "SELECT COUNT(*) FROM (" + rows + ") AS found");
     if (count > 0) {
-        verdict_.Faults.push_back({check, table, detail, count,
-                                   listKeys_ ? ListKeys(rows, key) : std::vector<std::string>()});
+        verdict_.Findings.push_back({check, table, detail, count,
+                                     listKeys_ ? ListKeys(rows, key) : std::vector<std::string>()});
     }
 }
 
@@ -220,7 +220,7 @@ void Inspection::FindOrphans(const Link& link) {
     const std::int64_t rows = QueryNumber(
         connection_, "SELECT COUNT(*) FROM " + link.Foreign + " WHERE " +
                          HasPartner(link.Foreign, link.ForeignColumns, orphans.Name(), names));
-    verdict_.Faults.push_back(
+    verdict_.Findings.push_back(
         {"orphans", link.Foreign,
          fmt::format("rows refer to {} keys that {} does not have", keys, link.Primary), rows,
          listKeys_ ? ListKeys("SELECT * FROM " + orphans.Name(), link.ForeignColumns)
@@ -235,11 +235,11 @@ void Inspection::FindDoubles() {
             continue;
         }
         report_(link.Primary);
-        AddFault("doubles", link.Primary, "keys (" + columns + ") that several rows have",
-                 "SELECT " + columns + " FROM " + link.Primary + " WHERE " +
-                     SideOf(link.Primary, link.PrimaryColumns).Known + " GROUP BY " + columns +
-                     " HAVING COUNT(*) > 1",
-                 link.PrimaryColumns);
+        AddFinding("doubles", link.Primary, "keys (" + columns + ") that several rows have",
+                   "SELECT " + columns + " FROM " + link.Primary + " WHERE " +
+                       SideOf(link.Primary, link.PrimaryColumns).Known + " GROUP BY " + columns +
+                       " HAVING COUNT(*) > 1",
+                   link.PrimaryColumns);
     }
 }
 
@@ -259,9 +259,9 @@ void Inspection::CheckHistory(const std::string& table, const std::vector<std::s
         return "SELECT " + columns + " FROM " + table + " GROUP BY " + columns +
                " HAVING SUM(CASE WHEN is_current = 1 THEN 1 ELSE 0 END) " + having;
     };
-    AddFault("no_current", table, "elements without a current version", byCurrent("= 0"), key);
-    AddFault("several_current", table, "elements with several current versions", byCurrent("> 1"),
-             key);
+    AddFinding("no_current", table, "elements without a current version", byCurrent("= 0"), key);
+    AddFinding("several_current", table, "elements with several current versions", byCurrent("> 1"),
+               key);
     CheckPeriods(table, key);
 }
 
@@ -278,14 +278,14 @@ void Inspection::CheckPeriods(const std::string& table, const std::vector<std::s
     };
     std::vector<std::string> shown = key;
     shown.insert(shown.end(), {"start_date", "end_date"});
-    AddFault("gaps", table, "versions that end before the day on which the next one starts",
-             where("datediff(day, end_date, next_start) > 0"), shown);
-    AddFault("overlaps", table, "versions that end after the next one starts",
-             where("next_start IS NOT NULL AND (end_date IS NULL OR datediff(day, end_date, "
-                   "next_start) < 0)"),
-             shown);
-    AddFault("reversed", table, "versions that end before they start",
-             where("datediff(day, start_date, end_date) < 0"), shown);
+    AddFinding("gaps", table, "versions that end before the day on which the next one starts",
+               where("datediff(day, end_date, next_start) > 0"), shown);
+    AddFinding("overlaps", table, "versions that end after the next one starts",
+               where("next_start IS NOT NULL AND (end_date IS NULL OR datediff(day, end_date, "
+                     "next_start) < 0)"),
+               shown);
+    AddFinding("reversed", table, "versions that end before they start",
+               where("datediff(day, start_date, end_date) < 0"), shown);
 }
 
 void Inspection::FindMarkedInUse(bool selectedOnly) {
@@ -317,12 +317,12 @@ void Inspection::FindMarkedInUse(const Link& link) {
     const Temporary used(connection_, "SELECT DISTINCT " + side.Columns + " INTO * FROM " +
                                           link.Foreign + " WHERE " + side.Known + kept);
     const std::vector<std::string> names = KeyNames(link.ForeignColumns.size());
-    AddFault("marked_in_use", link.Primary,
-             "elements are marked, and rows of " + link.Foreign + " refer to them",
-             "SELECT " + Join(link.PrimaryColumns, ",") + " FROM " + link.Primary +
-                 " WHERE is_deletable = 1 AND " +
-                 HasPartner(link.Primary, link.PrimaryColumns, used.Name(), names),
-             link.PrimaryColumns);
+    AddFinding("marked_in_use", link.Primary,
+               "elements are marked, and rows of " + link.Foreign + " refer to them",
+               "SELECT " + Join(link.PrimaryColumns, ",") + " FROM " + link.Primary +
+                   " WHERE is_deletable = 1 AND " +
+                   HasPartner(link.Primary, link.PrimaryColumns, used.Name(), names),
+               link.PrimaryColumns);
 }
 
 const TableDefinition* Inspection::Describe(const std::string& table) {
@@ -357,7 +357,7 @@ void Inspection::CompareTypes(const Link& link) {
         const ColumnDefinition* a = FindColumn(*foreign, link.ForeignColumns[i]);
         const ColumnDefinition* b = FindColumn(*primary, link.PrimaryColumns[i]);
         if (a != nullptr && b != nullptr && TypeOf(*a) != TypeOf(*b)) {
-            verdict_.Faults.push_back(
+            verdict_.Findings.push_back(
                 {"types",
                  link.Foreign,
                  fmt::format("{} is {}, and {}.{} to which it refers is {}", a->Name, TypeOf(*a),
@@ -423,10 +423,10 @@ void Inspection::CompareWithArchive(const std::string& table, const std::string&
     const Temporary both(connection_, "SELECT * INTO * FROM (SELECT " + columns + " FROM " + table +
                                           " INTERSECT SELECT " + columns + " FROM " + archived +
                                           ") AS in_both");
-    AddFault("in_archive", table,
-             definition->PrimaryKey ? "rows whose key is in the archive as well"
-                                    : "rows that are in the archive as well",
-             "SELECT * FROM " + both.Name(), key);
+    AddFinding("in_archive", table,
+               definition->PrimaryKey ? "rows whose key is in the archive as well"
+                                      : "rows that are in the archive as well",
+               "SELECT * FROM " + both.Name(), key);
 }
 
 }  // namespace
@@ -442,11 +442,11 @@ Verdict Verify(Connection& connection, const VerifyOptions& options, const StepR
     return std::move(inspection).Result();
 }
 
-std::vector<Fault> MarkedButReferredTo(Connection& connection, bool listKeys,
-                                       const StepReport& report) {
+std::vector<Finding> MarkedButReferredTo(Connection& connection, bool listKeys,
+                                         const StepReport& report) {
     Inspection inspection(connection, listKeys, report);
     inspection.FindMarkedInUse(true);
-    return std::move(inspection).Result().Faults;
+    return std::move(inspection).Result().Findings;
 }
 
 Answer VerifyAnswer(const Verdict& verdict) {
@@ -456,16 +456,17 @@ Answer VerifyAnswer(const Verdict& verdict) {
                       {"count", "count"},
                       {"detail", "what is wrong"},
                       {"key", "key"}};
-    for (const Fault& fault : verdict.Faults) {
-        answer.Rows.push_back({fault.Check, fault.Table, fault.Count, fault.Detail, Cell()});
-        for (const std::string& key : fault.Keys) {
-            answer.Rows.push_back({fault.Check, fault.Table, Cell(), Cell(), key});
+    for (const Finding& finding : verdict.Findings) {
+        answer.Rows.push_back(
+            {finding.Check, finding.Table, finding.Count, finding.Detail, Cell()});
+        for (const std::string& key : finding.Keys) {
+            answer.Rows.push_back({finding.Check, finding.Table, Cell(), Cell(), key});
         }
     }
     for (const std::string& what : verdict.NotLookedAt) {
         answer.Notes.push_back("Not looked at: " + what);
     }
-    answer.Found = !verdict.Faults.empty();
+    answer.Found = !verdict.Findings.empty();
     return answer;
 }
 

@@ -14,7 +14,7 @@
 namespace morvane {
 
 // Something that is not whole.
-struct Fault {
+struct Finding {
     std::string Check;  // a word for programs, such as "orphans"
     std::string Table;
     std::string Detail;  // a sentence
@@ -23,13 +23,13 @@ struct Fault {
 };
 
 struct Verdict {
-    std::vector<Fault> Faults;
+    std::vector<Finding> Findings;
     std::vector<std::string> NotLookedAt;  // what could not be verified, and why
 };
 
 struct VerifyOptions {
     bool ListKeys = false;
-    // The archive: fact rows that are in both are faults. The server of the warehouse compares
+    // The archive: fact rows that are in both are findings. The server of the warehouse compares
     // them, so it must be able to reach the archive: on the same server or through OPENROWSET.
     ArchiveSettings Archive;
     // Opens the archive for reading.
@@ -44,8 +44,8 @@ Verdict Verify(Connection& connection, const VerifyOptions& options, const StepR
 
 // The marked elements that a fact or an unmarked element refers to: to delete them would lose what
 // is in use.
-std::vector<Fault> MarkedButReferredTo(Connection& connection, bool listKeys,
-                                       const StepReport& report);
+std::vector<Finding> MarkedButReferredTo(Connection& connection, bool listKeys,
+                                         const StepReport& report);
 
 Answer VerifyAnswer(const Verdict& verdict);
 

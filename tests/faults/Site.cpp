@@ -8,6 +8,7 @@
 
 #include "base/Clock.h"
 #include "base/Text.h"
+#include "db/ConnectionFactory.h"
 #include "inspect/Verify.h"
 #include "support/Fork.h"
 #include "support/Texts.h"
@@ -43,20 +44,30 @@ bool Site::IsLocked() const {
            Warehouse.Text("SELECT lock FROM dwm_multiuse") == "1";
 }
 
-std::vector<std::string> Site::Faults() const {
+std::vector<std::string> Site::Findings() const {
+    const auto open = [](const std::string& server, const std::string& database) {
+        auto connection = CreateConnection(server);
+        connection->SetProperty("Data Source", server);
+        connection->SetProperty("Mode", "Read");
+        connection->Open();
+        connection->SetDefaultDatabase(database);
+        return connection;
+    };
     const std::string archive = "sqlite:" + ArchiveFolder.Path();
-    const auto warehouse = ConnectTo(Warehouse.Server(), Warehouse.Database());
-    const VerifyOptions options{
-        .ListKeys = false,
-        .Archive = {{archive, false, "u", "p"}, "hist"},
-        .OpenArchive = [&](const ArchiveSettings&) { return ConnectTo(archive, "hist"); }};
-    const Verdict verdict = Verify(*warehouse, options, [](const std::string&) {});
+    const auto warehouse = open(Warehouse.Server(), Warehouse.Database());
+    const Verdict verdict =
+        Verify(*warehouse,
+               {.ListKeys = false,
+                .Archive = {{archive, false, "u", "p"}, "hist"},
+                .OpenArchive = [&](const ArchiveSettings&) { return open(archive, "hist"); }},
+               [](const std::string&) {});
     EXPECT_EQ(Join(verdict.NotLookedAt, "\n"), "");
-    std::vector<std::string> faults;
-    for (const Fault& fault : verdict.Faults) {
-        faults.push_back(fault.Check + " " + fault.Table + " " + std::to_string(fault.Count));
+    std::vector<std::string> findings;
+    for (const Finding& finding : verdict.Findings) {
+        findings.push_back(finding.Check + " " + finding.Table + " " +
+                           std::to_string(finding.Count));
     }
-    return faults;
+    return findings;
 }
 
 RunOutcome Site::Run(const Way& way, FaultPlan& plan, RunState& state, bool later) const {

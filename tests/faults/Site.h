@@ -35,7 +35,7 @@ struct Site : RunSite {
 
     bool IsLocked() const;
     // The findings of the program's own verification, "check table count" each.
-    std::vector<std::string> Faults() const;
+    std::vector<std::string> Findings() const;
 
     // Performs a run with all five tasks, in a child process if the plan kills it. A later run
     // starts one minute after the first one and may break its lock.
