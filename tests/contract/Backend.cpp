@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "contract/Backend.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,20 +23,6 @@ std::string VariableOrEmpty(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-class EmbeddedDatabase : public TestDatabase {
-  public:
-    std::unique_ptr<Connection> Connect() override {
-        auto connection = CreateConnection(warehouse_.Server());
-        connection->SetProperty("Data Source", warehouse_.Server());
-        connection->SetConnectionTimeout(20);
-        return connection;
-    }
-    std::string Name() const override { return "dw"; }
-
-  private:
-    TestWarehouse warehouse_;
-};
-
 constexpr const char* kSqliteDriver = "SQLite3";
 
 // The server is a folder, a database a file in it.
@@ -47,25 +34,31 @@ std::string SqliteString(const odbc::LoginDetails& details) {
            ";FKSupport=0;NoWCHAR=1;";
 }
 
-class SqliteOdbcDatabase : public TestDatabase {
+// An embedded warehouse, used by the embedded engine or through SQLite's ODBC driver.
+class LocalDatabase : public TestDatabase {
   public:
+    explicit LocalDatabase(bool odbc) : odbc_(odbc) {}
+
     std::unique_ptr<Connection> Connect() override {
         auto connection =
-            CreateOdbcConnection({.OtherDriver = odbc::OdbcDriver{
-                                      kSqliteDriver, odbc::DriverFamily::Other, SqliteString}});
-        connection->SetProperty("Data Source", warehouse_.Folder());
+            odbc_ ? CreateOdbcConnection(
+                        {.OtherDriver = odbc::OdbcDriver{kSqliteDriver, odbc::DriverFamily::Other,
+                                                         SqliteString}})
+                  : CreateConnection(warehouse_.Server());
+        connection->SetProperty("Data Source", odbc_ ? warehouse_.Folder() : warehouse_.Server());
         connection->SetConnectionTimeout(20);
         return connection;
     }
     std::string Name() const override { return "dw"; }
 
   private:
+    bool odbc_;
     TestWarehouse warehouse_;
 };
 
 class LiveDatabase : public TestDatabase {
   public:
-    explicit LiveDatabase(const LiveServer& server)
+    explicit LiveDatabase(const ServerLogin& server)
         : server_(server),
           name_("morvane_test_" + std::to_string(getpid()) + "_" + std::to_string(++made_)) {
         auto connection = Connect();
@@ -85,7 +78,7 @@ class LiveDatabase : public TestDatabase {
 
     std::unique_ptr<Connection> Connect() override {
         auto connection = LiveConnections()(server_.Server);
-        connection->SetLogin({server_.Server, false, server_.User, server_.Password});
+        connection->SetLogin(server_);
         connection->SetConnectionTimeout(20);
         return connection;
     }
@@ -93,7 +86,7 @@ class LiveDatabase : public TestDatabase {
 
   private:
     static inline int made_ = 0;
-    LiveServer server_;
+    ServerLogin server_;
     std::string name_;
 };
 
@@ -124,33 +117,34 @@ std::ostream& operator<<(std::ostream& stream, const Backend& backend) {
     return stream << backend.Name;
 }
 
-std::optional<LiveServer> FindLiveServer() {
+std::optional<ServerLogin> FindLiveServer() {
     const std::string server = VariableOrEmpty("MORVANE_TEST_SERVER");
     if (server.empty()) {
         return std::nullopt;
     }
-    return LiveServer{server, VariableOrEmpty("MORVANE_TEST_USER"),
-                      VariableOrEmpty("MORVANE_TEST_PASSWORD")};
+    return ServerLogin{server, false, VariableOrEmpty("MORVANE_TEST_USER"),
+                       VariableOrEmpty("MORVANE_TEST_PASSWORD")};
 }
 
 ConnectionFactory LiveConnections() {
     return ConnectionsWith({.Odbc = TakeEnvironment().Odbc});
 }
 
-std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server) {
+std::unique_ptr<TestDatabase> MakeLiveDatabase(const ServerLogin& server) {
     return std::make_unique<LiveDatabase>(server);
 }
 
 std::vector<Backend> AllBackends() {
-    std::vector<Backend> backends;
-    backends.push_back({"Embedded", [] { return std::make_unique<EmbeddedDatabase>(); }, true, ""});
-    backends.push_back(
-        {"SqliteOdbc", [] { return std::make_unique<SqliteOdbcDatabase>(); }, false,
-         IsInstalled(kSqliteDriver) ? "" : "the ODBC driver SQLite3 is not installed"});
     const auto live = FindLiveServer();
-    backends.push_back({"LiveServer", [live] { return MakeLiveDatabase(live.value()); }, true,
-                        live ? "" : "MORVANE_TEST_SERVER names no server"});
-    return backends;
+    return {{.Name = "Embedded", .Make = [] { return std::make_unique<LocalDatabase>(false); }},
+            {.Name = "SqliteOdbc",
+             .Make = [] { return std::make_unique<LocalDatabase>(true); },
+             .SpeaksTSql = false,
+             .Unavailable =
+                 IsInstalled(kSqliteDriver) ? "" : "the ODBC driver SQLite3 is not installed"},
+            {.Name = "LiveServer",
+             .Make = [live] { return MakeLiveDatabase(live.value()); },
+             .Unavailable = live ? "" : "MORVANE_TEST_SERVER names no server"}};
 }
 
 }  // namespace morvane::testing

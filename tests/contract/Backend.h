@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <functional>
 #include <memory>
 #include <optional>
@@ -31,7 +29,7 @@ struct Backend {
     std::function<std::unique_ptr<TestDatabase>()> Make;
     bool SpeaksTSql = true;  // else SQLite's own dialect
     // Why the engine cannot be tested; empty if it can.
-    std::string Unavailable;
+    std::string Unavailable = {};
 };
 
 std::ostream& operator<<(std::ostream& stream, const Backend& backend);
@@ -42,37 +40,14 @@ bool IsInstalled(const std::string& driver);
 // The embedded engine, ODBC over the SQLite driver, and ODBC over the live server.
 std::vector<Backend> AllBackends();
 
-// The live server in MORVANE_TEST_SERVER, MORVANE_TEST_USER and MORVANE_TEST_PASSWORD; no value if
-// not set.
-struct LiveServer {
-    std::string Server;
-    std::string User;
-    std::string Password;
-};
-std::optional<LiveServer> FindLiveServer();
+// The login for the live server from MORVANE_TEST_SERVER, MORVANE_TEST_USER and
+// MORVANE_TEST_PASSWORD; no value if they are not set.
+std::optional<ServerLogin> FindLiveServer();
 
 // Creates connections to it, with the ODBC options of the environment.
 ConnectionFactory LiveConnections();
 
 // Creates a database on it, dropped at the end.
-std::unique_ptr<TestDatabase> MakeLiveDatabase(const LiveServer& server);
-
-// A test that needs the live server and is skipped without one.
-template <typename Base>
-class OnLiveServer : public Base {
-  protected:
-    void SetUp() final {
-        const auto server = FindLiveServer();
-        if (!server) {
-            GTEST_SKIP() << "MORVANE_TEST_SERVER names no server";
-        }
-        server_ = *server;
-        Prepare();
-    }
-
-    virtual void Prepare() = 0;
-
-    LiveServer server_;
-};
+std::unique_ptr<TestDatabase> MakeLiveDatabase(const ServerLogin& server);
 
 }  // namespace morvane::testing

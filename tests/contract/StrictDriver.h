@@ -3,54 +3,52 @@
 
 #include <sql.h>
 #include <sqlext.h>
-#include <strings.h>
 
-#include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace morvane::testing {
 
-// A result of one column.
+// One result of a statement: a row count, a table or an error.
 struct StrictResult {
-    SQLSMALLINT ColumnType = 0;  // 0 for no column
-    std::vector<std::optional<std::string>> Rows = {};
-    std::vector<SQLLEN> Counts = {};  // of a trigger's statements and the statement itself
+    using Row = std::vector<std::optional<std::string>>;
+
+    SQLLEN Count = -1;
+    std::vector<std::pair<std::string, SQLSMALLINT>> Columns = {};  // name and type
+    std::vector<Row> Rows = {};
+    SQLINTEGER ErrorCode = 0;
+    bool EndsTransaction = false;  // the server rolls back with the error
 };
 
-struct IgnoreCase {
-    bool operator()(const std::string& a, const std::string& b) const {
-        return strcasecmp(a.c_str(), b.c_str()) < 0;
-    }
+// A parameter of an execution. Numbers are converted to text.
+struct StrictParameter {
+    SQLSMALLINT Type;
+    std::optional<std::string> Text;
 };
-
-// Keywords of a connection string and their values, without braces.
-using LoginKeywords = std::map<std::string, std::string, IgnoreCase>;
 
 // The test's interface to the ODBC driver in StrictDriver.cpp, which runs in the same process.
 struct StrictDriver {
-    // Results by statement text. Other statements succeed without a result.
-    std::map<std::string, StrictResult> Answers;
+    // The first entry whose text is part of the statement supplies the results. Other statements
+    // succeed without a result. The statement of a catalogue function is the function's name.
+    std::vector<std::pair<std::string, std::vector<StrictResult>>> Answers;
     // Whether the indicator of a truncated piece is the number of remaining bytes instead of
     // SQL_NO_TOTAL.
     bool TellsRemaining = false;
-    // The native error for changing the database; 0 for success.
-    SQLINTEGER UseError = 0;
-    // A database that cannot be opened.
-    std::string ClosedDatabase;
+    SQLINTEGER UseError = 0;  // for changing the database; 0 for success
 
-    // Recorded by the driver.
-    std::string CodeSet;              // of LC_CTYPE when the environment was allocated
-    std::vector<std::string> Events;  // "connect <database>", "use <name>", "disconnect <database>"
-    LoginKeywords Login;              // of the last connection
+    // Recorded by the driver: "connect <database>", "use <database>", "disconnect <database>",
+    // "commit", "rollback", and statements, with " (in transaction)" if they are in one.
+    std::vector<std::string> Events;
     int Prepares = 0;
     int Binds = 0;
-    int Unbinds = 0;                          // SQL_RESET_PARAMS with bound parameters
-    std::vector<SQLSMALLINT> ParameterTypes;  // as last bound, by position
-    // The values of each execution with parameters, as text.
-    std::vector<std::vector<std::optional<std::string>>> Executions;
+    std::optional<SQLULEN> Timeout;                        // as last set on a statement
+    std::vector<std::vector<StrictParameter>> Executions;  // those with parameters
 };
+
+// A database that cannot be opened.
+inline constexpr const char* kClosedDatabase = "closed";
 
 // The library's exported function, of type `StrictDriver* ()`.
 inline constexpr const char* kStrictDriverFunction = "MorvaneStrictDriver";

@@ -3,112 +3,105 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <mutex>
-#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
 #include <vector>
 
-#include "contract/LoopbackService.h"
+namespace morvane::testing {
 
-// A server that implements the part of TDS 7.4 that FreeTDS needs, without encryption, and answers
-// statements from a script. Names and numbers are those of the protocol documentation, MS-TDS.
-namespace morvane::testing::tds {
+// A server on a free port of 127.0.0.1 that serves one client after another in its own thread.
+class LoopbackServer {
+  public:
+    struct Answer {
+        std::string Bytes;
+        bool Closes = false;                   // closes the connection afterwards
+        std::chrono::milliseconds PerByte{0};  // sends the bytes one by one
+    };
+    // Called when a client connects and whenever it has sent something. Removes the bytes that it
+    // has processed.
+    using Handler = std::function<Answer(std::string& received)>;
 
-// The type of a column or parameter: code and size in bytes.
-struct Type {
-    std::uint8_t Code = 0;
-    std::size_t Size = 0;
+    explicit LoopbackServer(Handler handler);
+    ~LoopbackServer();
+    LoopbackServer(const LoopbackServer&) = delete;
+    LoopbackServer& operator=(const LoopbackServer&) = delete;
 
-    bool operator==(const Type&) const = default;
-};
-constexpr Type kSmallInt{0x26, 2};
-constexpr Type kInt{0x26, 4};
-constexpr Type kBigInt{0x26, 8};
-constexpr Type kBit{0x68, 1};
-constexpr Type kDateTime{0x6F, 8};
-constexpr Type kDateTime2{0x2A, 7};  // fractional digits
-constexpr Type VarChar(std::size_t length) {
-    return {0xA7, length};
-}
-constexpr Type NVarChar(std::size_t length) {
-    return {0xE7, 2 * length};
-}
+    std::string Name() const { return "127.0.0.1," + std::to_string(port_); }
 
-struct Parameter {
-    tds::Type Type;
-    std::optional<std::string> Bytes;  // as sent; no value for NULL
+  private:
+    void ServeClient(int client, const std::stop_token& stop) const;
 
-    bool IsWide() const { return Type.Code == NVarChar(1).Code; }
-    // In UTF-8; empty for NULL.
-    std::string Text() const;
+    Handler handler_;
+    int listener_;
+    int port_ = 0;
+    std::jthread thread_;
 };
 
-// A message from the client.
-struct Request {
-    // The batch; the statement that a call prepares or executes, or the procedure's name; or
-    // "login", "begin", "commit", "rollback" or "attention".
-    std::string Text;
-    std::string Bytes;                               // the message, without the packets' headers
-    std::string Procedure;                           // of a call: "sp_execute"
-    std::vector<Parameter> Parameters;               // of the call's statement
-    std::string User, Password, Database, Language;  // of a login
-    bool InTransaction = false;                      // when it was received
-};
+namespace tds {
 
-// One token or a sequence of tokens.
+// UTF-16 in the byte order of the protocol.
+std::string Wide(const std::string& utf8);
+
+// A token or a sequence of tokens.
 using Token = std::string;
-struct Column {
-    std::string Name;
-    tds::Type Type;
-};
-// Values as text ("2020-02-01 03:04:05" for a date), or NULL.
-using Row = std::vector<std::optional<std::string>>;
 
-Token Rows(const std::vector<Column>& columns, const std::vector<Row>& rows);
-// The end of a statement. The server omits the count under NOCOUNT, adapts the token to the kind of
-// request, and appends one to an answer without it.
-Token Done(std::optional<std::uint64_t> count = {});
-// The end of an inner statement, as in a trigger.
-Token DoneInProc(std::uint64_t count);
-Token Error(std::uint32_t number, std::uint8_t severity, const std::string& message);
-Token Info(std::uint32_t number, const std::string& message);
-// The server has rolled back on its own.
-Token TransactionEnded();
+// A table with one column of type nvarchar(100).
+Token Table(const std::string& column, const std::vector<std::string>& rows);
+// The row count of a statement in a call: the trigger's first, then the statement's own.
+Token Count(std::uint64_t rows);
+// The end of a statement that reports no row count.
+Token NoCount();
+// An error and the end of its statement.
+Token Error(std::uint32_t number, const std::string& message);
+// The output of a PRINT.
+Token Print(const std::string& message);
+
+struct Request {
+    bool IsCall;          // of a procedure; otherwise a batch or a login
+    std::string Message;  // without the packets' headers
+
+    bool Holds(const std::string& text) const {
+        return Message.find(Wide(text)) != std::string::npos;
+    }
+};
 
 struct Answer {
-    std::vector<Token> Tokens = {};
-    std::chrono::milliseconds After{0};  // an attention ends the wait
-    bool Silent = false;                 // sends nothing more on this connection
-    bool Cut = false;                    // sends half of the answer and closes the connection
+    std::string Tokens = {};
+    bool Silent = false;  // sends nothing, not even the end of a cancelled request
+    bool Cut = false;     // sends half of the answer and closes the connection
 };
 
-// Computes the answer to a request, in the server's thread. Without a value the server handles
-// logins, transactions, SET, USE and attention itself; everything else is an error.
-using Script = std::function<std::optional<Answer>(const Request&)>;
+// The first entry whose text is part of a login or a statement supplies the answer. The execution
+// of a prepared statement has the answer of the statement. Everything else succeeds.
+using Script = std::vector<std::pair<std::string, Answer>>;
 
-struct Traits {
-    std::string Language = "us_english";   // of the login
-    bool NoCount = false;                  // until SET NOCOUNT OFF
-    std::chrono::milliseconds PerByte{0};  // delay of the answers up to the login
-};
-
-class TdsServer : public LoopbackService {
+// Implements the part of TDS 7.4 that FreeTDS needs, without encryption. Names and numbers are
+// those of the protocol documentation, MS-TDS.
+class TdsServer {
   public:
-    explicit TdsServer(Script script, Traits traits = {});
-    ~TdsServer() override { Stop(); }
+    explicit TdsServer(Script script);
 
+    std::string Name() const { return server_.Name(); }
+    // The logins, batches and calls so far.
     std::vector<Request> Requests() const;
 
   private:
-    struct Session;
-
-    void Serve();
-    // Records the request and returns the script's answer or the server's own.
-    Answer Reply(const Request& request);
+    LoopbackServer::Answer Handle(std::string& received);
+    LoopbackServer::Answer Respond(std::uint8_t type, const std::string& message);
 
     Script script_;
-    Traits traits_;
     mutable std::mutex mutex_;
     std::vector<Request> requests_;
+    std::string message_;   // incomplete
+    std::string prepared_;  // the last message that prepared a statement
+    bool silent_ = false;   // since the last request
+    LoopbackServer server_;
 };
 
-}  // namespace morvane::testing::tds
+}  // namespace tds
+
+}  // namespace morvane::testing

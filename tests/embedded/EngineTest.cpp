@@ -36,7 +36,8 @@ TEST_F(Engine, OpensOnlyDatabasesOfItsFolder) {
     MakeFile("text.db", std::string(200, 'x'));
     for (const auto& [name, error] : {std::pair("text", "file is not a database"),
                                       std::pair("../dw", "is not the name of a database")}) {
-        EXPECT_TRUE(Contains(ErrorOf([&] { connection->SetDefaultDatabase(name); }), error));
+        EXPECT_TRUE(
+            Contains(ErrorOf([&, other = name] { connection->SetDefaultDatabase(other); }), error));
     }
     EXPECT_THROW(connection->SetDefaultDatabase("none"), DatabaseError);
     EXPECT_EQ(ListFiles(warehouse.Folder()), "dw.db text.db") << "none is created";

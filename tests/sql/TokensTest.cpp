@@ -32,7 +32,7 @@ TEST(Tokens, ReportsWhyATextIsNoStatement) {
              {"select `a`", "Incorrect syntax near '`'."},
              {std::string(1001, '(') + std::string(1001, ')'),
               "The statement has too many nested parentheses."}}) {
-        EXPECT_TRUE(ErrorOf([&] { Tokenize(sql); }).starts_with(error)) << sql;
+        EXPECT_TRUE(ErrorOf([text = sql] { Tokenize(text); }).starts_with(error)) << sql;
     }
 }
 
