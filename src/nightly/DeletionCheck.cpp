@@ -37,10 +37,10 @@ std::vector<std::string> ObjectionsToDeletion(Connection& warehouse, const JobOp
         CheckLimit(warehouse, *options.MaxDelete, objections);
     }
     if (options.CheckReferences) {
-        for (const Fault& fault :
+        for (const Finding& found :
              MarkedButReferredTo(warehouse, false, [](const std::string&) {})) {
             objections.push_back(
-                fmt::format("{}: {} ({})", fault.Table, fault.Detail, fault.Count));
+                fmt::format("{}: {} ({})", found.Table, found.Detail, found.Count));
         }
     }
     return objections;
