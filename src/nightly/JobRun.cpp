@@ -91,9 +91,14 @@ std::string Explain(const JsonObject& result) {
     if (outcome == "not-started") {
         return "morvane did not start the run";
     }
-    const JsonObject log = result.value("log", JsonObject());
-    return "the run ended with \"" + outcome + "\"" +
-           (log.is_string() ? "; its log is " + log.get<std::string>() : "");
+    std::string text = "the run ended with \"" + outcome + "\"";
+    if (result.contains("log") && result["log"].is_string()) {
+        return text + "; its log is " + result["log"].get<std::string>();
+    }
+    for (const JsonObject& reason : result["errors"]) {
+        text += reason.is_string() ? "; " + reason.get<std::string>() : "";
+    }
+    return text;
 }
 
 }  // namespace
@@ -101,12 +106,12 @@ std::string Explain(const JsonObject& result) {
 std::string Morvane::Run(const std::vector<std::string>& words, const Variables& variables,
                          const std::function<bool()>& cancelled) {
     constexpr auto kPause = std::chrono::milliseconds(20);
-    while (lastStart_ == OnScale(clock_.Now())) {
+    while (lastEnd_ == OnScale(clock_.Now())) {
         std::this_thread::sleep_for(kPause);
     }
     Process process(program_, words, variables);
     process.Wait(cancelled);
-    lastStart_ = OnScale(clock_.Now());
+    lastEnd_ = OnScale(clock_.Now());
     return process.Failure();
 }
 

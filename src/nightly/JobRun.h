@@ -35,7 +35,7 @@ class Morvane {
   private:
     std::string program_;
     const Clock& clock_;
-    std::optional<std::chrono::sys_seconds> lastStart_;
+    std::optional<std::chrono::sys_seconds> lastEnd_;
 };
 
 // The services that jobs depend on. The caller owns them.

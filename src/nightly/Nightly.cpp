@@ -9,6 +9,7 @@
 #include <memory>
 #include <string_view>
 
+#include "base/PrivateFile.h"
 #include "base/Text.h"
 #include "base/Version.h"
 #include "base/modFileFunctions.h"
@@ -109,9 +110,15 @@ void ReadLongOption(const LongOption& option, const std::vector<std::string>& wo
     }
 }
 
-Job OneLineJob(const NightlyCommand& command) {
+Job OneLineJob(const NightlyCommand& command, std::ostream& errors) {
+    const std::string& file = command.Words[0];
     Job job;
-    job.Words = SplitConfigFile(ReadWholeFile(command.Words[0]));
+    job.Words = SplitConfigFile(ReadWholeFile(file));
+    const RunSettings settings = ReadWords(job.Words).Settings;
+    if (!(settings.Password + settings.ArchivePassword).empty() && OthersMayRead(file)) {
+        WriteConsoleText(errors,
+                         "morvane-nightly: warning: others can read the passwords in " + file);
+    }
     job.StatusFile = command.Words[1];
     // The last one of two equal options counts.
     job.Words.insert(job.Words.end(), command.Words.begin() + 2, command.Words.end());
@@ -137,20 +144,21 @@ std::vector<Job> TomlJobs(const NightlyCommand& command) {
     return jobs;
 }
 
-std::vector<Job> ChooseJobs(const NightlyCommand& command, const Environment& environment) {
-    std::vector<Job> jobs =
-        command.TomlFile.empty() ? std::vector<Job>{OneLineJob(command)} : TomlJobs(command);
+std::vector<Job> ChooseJobs(const NightlyCommand& command, const NightlyServices& services) {
+    std::vector<Job> jobs = command.TomlFile.empty()
+                                ? std::vector<Job>{OneLineJob(command, services.Errors)}
+                                : TomlJobs(command);
     for (Job& job : jobs) {
         job.Options = Override(job.Options, command.Options);
     }
     if (jobs.size() == 1 && jobs.front().ResultFile.empty()) {
-        jobs.front().ResultFile = environment.ResultFile;
+        jobs.front().ResultFile = services.Environment.ResultFile;
     }
     return jobs;
 }
 
 std::string FindMorvane() {
-    const std::string path = ProgramFolder() + kPathSeparator + std::string(kMorvane);
+    std::string path = ProgramFolder() + kPathSeparator + std::string(kMorvane);
     std::error_code error;
     if (!std::filesystem::is_regular_file(ToPath(path), error)) {
         throw NotStarted("there is no " + path);
@@ -250,7 +258,7 @@ NightlyExit Nightly(const std::vector<std::string>& words, const NightlyServices
                                       .Environment = services.Environment,
                                       .Clock = services.Clock,
                                       .Errors = services.Errors};
-        return PerformAll(Prepare(ChooseJobs(command, services.Environment), jobServices));
+        return PerformAll(Prepare(ChooseJobs(command, services), jobServices));
     } catch (const std::exception& error) {
         WriteConsoleText(services.Errors, "morvane-nightly: " + Describe(error));
         return NightlyExit::NotStarted;

@@ -225,6 +225,7 @@ std::vector<Job> ReadTomlJobs(std::string_view content, const std::string& path)
     }
     std::ranges::sort(sections, {}, &Placed::Line);
     std::vector<Job> jobs;
+    jobs.reserve(sections.size());
     for (Placed& section : sections) {
         jobs.push_back(std::move(section.Read));
     }

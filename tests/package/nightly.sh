@@ -52,9 +52,13 @@ diff "$work/expected" "$work/output"
 for outcome in failed cancelled locked other-user "" nonsense; do
     OUTCOME=$outcome expect 1 "$config" "$status"
 done
+chmod 644 "$config"
 OUTCOME=not-started expect 2 "$config" "$status"
+says 'warning: others can read the passwords'
 OUTCOME=locked expect 1 "$config" "$status" --on-result cat
 says '"outcome":"locked"'
+OUTCOME='done' expect 0 "$config" "$status" --on-result false
+says 'warning: false ended with exit code 1'
 OUTCOME='done' expect 0 "$config" "$status" 15 16 17 18 19 20 21 22 # the largest number of words
 
 echo "-- what cannot work is refused before anything runs"
@@ -101,7 +105,7 @@ wait $! || code=$?
 [ "$code" -eq 1 ] || fail "exit code $code after a signal"
 WAIT=$work/waiting expect 1 "$config" "$status" --until "$(date -d '2 seconds' +%T)"
 [ "$(grep -c '^cancelled' "$work/output")" = 1 ] || fail "$(cat "$work/output")"
-says 'ended with "cancelled"'
+says 'ended with "cancelled"; morvane left no result'
 
 echo "-- a warehouse is cleaned, and only old logs and reports are deleted"
 program=$(command -v morvane-nightly)
@@ -173,5 +177,5 @@ code=0
 wait $! || code=$?
 [ "$code" -eq 1 ] || fail "exit code $code after a signal"
 grep -q '^failure' "$status"
-says 'ended with "cancelled"'
+says 'ended with "cancelled"; its log is '
 [ "$(query 'SELECT lock FROM dwm_multiuse')" = 0 ] || fail "the lock is held"
