@@ -209,10 +209,20 @@ void Inspection::FindOrphans(const Link& link) {
     const std::vector<std::string> names = KeyNames(link.ForeignColumns.size());
     const Temporary used(connection_, "SELECT DISTINCT " + side.Columns + " INTO * FROM " +
                                           link.Foreign + " WHERE " + side.Known);
-    const Temporary orphans(connection_,
-                            "SELECT * INTO * FROM " + used.Name() + " WHERE CASE WHEN " +
-                                HasPartner(used.Name(), names, link.Primary, link.PrimaryColumns) +
-                                " THEN 1 ELSE 0 END = 0");
+    // The element's column comes first: its collation decides in every engine.
+    std::string match;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        match += (i > 0 ? " AND " : "") + link.Primary + "." + link.PrimaryColumns[i] + " = used." +
+                 names[i];
+    }
+    std::vector<std::string> columns;
+    for (const std::string& name : names) {
+        columns.push_back("used." + name);
+    }
+    const Temporary orphans(connection_, "SELECT " + Join(columns, ",") + " INTO * FROM " +
+                                             used.Name() + " AS used LEFT JOIN " + link.Primary +
+                                             " ON " + match + " WHERE " + link.Primary + "." +
+                                             link.PrimaryColumns[0] + " IS NULL");
     const std::int64_t keys = QueryNumber(connection_, "SELECT COUNT(*) FROM " + orphans.Name());
     if (keys == 0) {
         return;

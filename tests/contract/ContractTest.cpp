@@ -274,6 +274,11 @@ TEST_P(Contract, CatalogueNamesAreNotPatterns) {
     EXPECT_FALSE(connection_->ColumnExists("ax_t", "a%"));
     EXPECT_TRUE(connection_->IsIndexed("Ax_t"));
     EXPECT_FALSE(connection_->IsIndexed("bare"));
+    Run("create table two(a int, b int, c int)");
+    Run("create index ix_two on two (c, a)");
+    EXPECT_EQ(connection_->IndexColumns("two"),
+              (std::vector<std::vector<std::string>>{{"c", "a"}}));
+    EXPECT_EQ(connection_->IndexColumns("ax_t").at(0), std::vector<std::string>{"a_b"});
     for (const char* missing : {"a__t", "ax%", "it's"}) {
         EXPECT_FALSE(connection_->TableExists(missing));
         EXPECT_FALSE(connection_->ColumnExists(missing, "a_b"));

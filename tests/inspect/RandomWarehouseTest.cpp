@@ -43,13 +43,14 @@ class RandomWarehouse : public TaskSite {
             }
         }
         warehouse.AddRelation("sales", "client", "client", "id", true, "code");
-        warehouse.Relate(
-            {"client region region id", "region parent country id", "sales product product id"});
+        warehouse.AddRelation("client", "region", "region", "id");
+        warehouse.AddRelation("region", "parent", "country", "id");
+        warehouse.AddRelation("sales", "product", "product", "id");
         if (dice_.Chance(50)) {
-            warehouse.Relate({"returns region,n region id,parent"});
+            warehouse.AddRelation("returns", "region,n", "region", "id,parent");
         }
         if (dice_.Chance(20)) {
-            warehouse.Relate({"product parent product id"});
+            warehouse.AddRelation("product", "parent", "product", "id");
         }
         warehouse.Run("BEGIN;" + script_ + "COMMIT");
         std::filesystem::copy_file(warehouse.File(), original_);
