@@ -82,10 +82,10 @@ std::string ReadPasswordFile(const std::string& path) {
 std::string Explain(const JsonObject& result) {
     const std::string outcome = OutcomeOf(result);
     if (outcome == "locked") {
-        return "nothing was done: the warehouse is locked; run it once from a terminal";
+        return "not done: the warehouse is locked; run it once from a terminal";
     }
     if (outcome == "other-user") {
-        return "nothing was done: another user ran last; \"morvane-inspect lock\" tells how to "
+        return "not done: another user ran last; \"morvane-inspect lock\" tells how to "
                "hand the warehouse over";
     }
     if (outcome == "not-started") {
@@ -286,7 +286,14 @@ JsonObject JobRun::WorkInTwoSteps(const std::string& folder) {
     }
     const JsonObject second =
         RunMorvane(DeletionAlone(words_.Others), folder + kPathSeparator + "deletion", true);
-    return first ? Merge(*first, second) : second;
+    if (!first) {
+        return second;
+    }
+    JsonObject result = Merge(*first, second);
+    if (OutcomeOf(second) == "not-started") {
+        EndWith(result, "failed", {});
+    }
+    return result;
 }
 
 JsonObject JobRun::RunMorvane(std::vector<std::string> words, const std::string& resultPath,
