@@ -91,14 +91,9 @@ std::string Explain(const JsonObject& result) {
     if (outcome == "not-started") {
         return "morvane did not start the run";
     }
-    std::string text = "the run ended with \"" + outcome + "\"";
-    if (result.contains("log") && result["log"].is_string()) {
-        return text + "; its log is " + result["log"].get<std::string>();
-    }
-    for (const JsonObject& reason : result["errors"]) {
-        text += reason.is_string() ? "; " + reason.get<std::string>() : "";
-    }
-    return text;
+    const bool hasLog = result.contains("log") && result["log"].is_string();
+    return "the run ended with \"" + outcome + "\"" +
+           (hasLog ? "; its log is " + result["log"].get<std::string>() : "");
 }
 
 }  // namespace
@@ -232,6 +227,9 @@ NightlyExit JobRun::Perform() {
 
 void JobRun::Conclude(const JsonObject& result, const std::string& resultPath) const {
     if (OutcomeOf(result) != "done") {
+        for (const std::string& reason : reasons_) {
+            Say(reason);
+        }
         Say(Explain(result));
     }
     if (job_.Options.KeepDays) {
@@ -256,7 +254,8 @@ JsonObject JobRun::Work(const std::string& resultPath, const std::string& folder
     const JobOptions& options = job_.Options;
     if (Cancelled()) {
         WriteStatus("failure");
-        return ResultWithout("cancelled", "The run was cancelled before it began.");
+        reasons_.emplace_back("the run was cancelled before it began");
+        return EndEarly(EmptyResult());
     }
     const bool looks = options.MaxDelete || options.CheckReferences;
     return looks && words_.Settings.DeleteMarked ? WorkInTwoSteps(folder)
@@ -276,13 +275,11 @@ JsonObject JobRun::WorkInTwoSteps(const std::string& folder) {
     }
     const std::vector<std::string> objections = LookForObjections();
     if (!objections.empty()) {
-        for (const std::string& objection : objections) {
-            Say("nothing was deleted: " + objection);
-        }
         WriteStatus("failure");
-        JsonObject result = first ? *first : ResultWithout("failed", "");
-        EndWith(result, Cancelled() ? "cancelled" : "failed", objections);
-        return result;
+        for (const std::string& objection : objections) {
+            reasons_.push_back("nothing was deleted: " + objection);
+        }
+        return EndEarly(first ? *first : EmptyResult());
     }
     const JsonObject second =
         RunMorvane(DeletionAlone(words_.Others), folder + kPathSeparator + "deletion", true);
@@ -315,20 +312,23 @@ JsonObject JobRun::RunMorvane(std::vector<std::string> words, const std::string&
     if (auto result = ReadResult(resultPath)) {
         return *result;
     }
-    return ResultWithout(
-        Cancelled() ? "cancelled" : "failed",
-        "morvane left no result" + (failure.empty() ? "." : " and ended with " + failure + "."));
+    reasons_.push_back("morvane left no result" +
+                       (failure.empty() ? "" : " and ended with " + failure));
+    return EndEarly(EmptyResult());
 }
 
 // The result of a run that left none.
-JsonObject JobRun::ResultWithout(const std::string& outcome, const std::string& reason) const {
+JsonObject JobRun::EmptyResult() const {
     const LocalMoment now = services_.Clock.Now();
     RunState state;
     state.RunStartDate = now.Date;
     state.RunStartTime = now.TimeOfDay;
-    JsonObject result = JsonObject::parse(ResultText(words_.Settings, state, now, ""));
-    EndWith(result, outcome,
-            reason.empty() ? std::vector<std::string>() : std::vector<std::string>{reason});
+    return JsonObject::parse(ResultText(words_.Settings, state, now, ""));
+}
+
+// Ends the job for the reasons that were found here and not by morvane.
+JsonObject JobRun::EndEarly(JsonObject result) const {
+    EndWith(result, Cancelled() ? "cancelled" : "failed", reasons_);
     return result;
 }
 

@@ -73,7 +73,8 @@ class JobRun {
     JsonObject WorkInTwoSteps(const std::string& folder);
     JsonObject RunMorvane(std::vector<std::string> words, const std::string& resultPath,
                           bool lastStep);
-    JsonObject ResultWithout(const std::string& outcome, const std::string& reason) const;
+    JsonObject EmptyResult() const;
+    JsonObject EndEarly(JsonObject result) const;
     std::vector<std::string> LookForObjections();
     void WriteStatus(std::string_view word) const;
     void Conclude(const JsonObject& result, const std::string& resultPath) const;
@@ -84,6 +85,7 @@ class JobRun {
     const JobServices& services_;
     MorvaneWords words_;
     std::optional<std::chrono::sys_seconds> deadline_;
+    std::vector<std::string> reasons_;  // why the job ended before morvane had done all
     std::optional<JobMetrics> metrics_;
 };
 

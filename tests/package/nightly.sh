@@ -105,7 +105,8 @@ wait $! || code=$?
 [ "$code" -eq 1 ] || fail "exit code $code after a signal"
 WAIT=$work/waiting expect 1 "$config" "$status" --until "$(date -d '2 seconds' +%T)"
 [ "$(grep -c '^cancelled' "$work/output")" = 1 ] || fail "$(cat "$work/output")"
-says 'ended with "cancelled"; morvane left no result'
+says 'ended with "cancelled"'
+says 'morvane left no result'
 
 echo "-- a warehouse is cleaned, and only old logs and reports are deleted"
 program=$(command -v morvane-nightly)
