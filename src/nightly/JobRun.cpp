@@ -281,7 +281,7 @@ JsonObject JobRun::WorkInTwoSteps(const std::string& folder) {
         }
         return EndEarly(first ? *first : EmptyResult());
     }
-    const JsonObject second =
+    JsonObject second =
         RunMorvane(DeletionAlone(words_.Others), folder + kPathSeparator + "deletion", true);
     if (!first) {
         return second;
