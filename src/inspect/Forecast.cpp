@@ -103,21 +103,19 @@ void MarkingForecast::CollectKeys(Reference& reference) {
     const bool facts = IsFactTable(std::string(Trim(table)));
     std::string names;
     std::string columns;
-    std::string condition;
     for (std::size_t i = 0; i < reference.Columns.size(); ++i) {
         const std::string column = table + "." + std::string(Trim(reference.Columns[i].Foreign));
         names += (i > 0 ? "," : "") + KeyColumn(i);
         columns += column + " AS " + KeyColumn(i) + ",";
-        condition += (i > 0 ? " AND " : "") + column + " IS NOT NULL";
     }
-    if (!facts) {
-        condition += " AND " + GoesSql(table, Facts::AsTheyAre) + " = 0";
-    }
+    // NULL refers to nothing, but is not left out here: an engine may then go through an index of
+    // the column instead of the table.
+    const std::string kept = facts ? "" : " WHERE " + GoesSql(table, Facts::AsTheyAre) + " = 0";
     reference.KeyTable = NewTemporaryName();
     temporaryTables_.push_back(reference.KeyTable);
     connection_.Execute("SELECT DISTINCT " + names + ",goes INTO " + reference.KeyTable +
                         " FROM (SELECT " + columns + GoesSql(table, Facts::AfterArchiving) +
-                        " AS goes FROM " + table + " WHERE " + condition + ") AS kept");
+                        " AS goes FROM " + table + kept + ") AS kept");
     // Named without the brackets and the "#".
     connection_.Execute("CREATE INDEX " +
                         reference.KeyTable.substr(2, reference.KeyTable.size() - 3) + " ON " +

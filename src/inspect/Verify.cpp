@@ -207,8 +207,8 @@ void Inspection::FindOrphans() {
 void Inspection::FindOrphans(const Link& link) {
     const KeySide side = SideOf(link.Foreign, link.ForeignColumns);
     const std::vector<std::string> names = KeyNames(link.ForeignColumns.size());
-    const Temporary used(connection_, "SELECT DISTINCT " + side.Columns + " INTO * FROM " +
-                                          link.Foreign + " WHERE " + side.Known);
+    const Temporary used(connection_,
+                         "SELECT DISTINCT " + side.Columns + " INTO * FROM " + link.Foreign);
     // The element's column comes first: its collation decides in every engine.
     std::string match;
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -222,7 +222,8 @@ void Inspection::FindOrphans(const Link& link) {
     const Temporary orphans(connection_, "SELECT " + Join(columns, ",") + " INTO * FROM " +
                                              used.Name() + " AS used LEFT JOIN " + link.Primary +
                                              " ON " + match + " WHERE " + link.Primary + "." +
-                                             link.PrimaryColumns[0] + " IS NULL");
+                                             link.PrimaryColumns[0] + " IS NULL AND " +
+                                             SideOf("used", names).Known);
     const std::int64_t keys = QueryNumber(connection_, "SELECT COUNT(*) FROM " + orphans.Name());
     if (keys == 0) {
         return;
