@@ -11,7 +11,10 @@ set_target_properties(fmt::fmt PROPERTIES
     INTERFACE_INCLUDE_DIRECTORIES ${headers})
 
 # Header-only libraries of this system, linked the same way.
-file(CREATE_LINK /usr/include/nlohmann ${headers}/nlohmann SYMBOLIC)
-add_library(nlohmann_json::nlohmann_json INTERFACE IMPORTED)
-set_target_properties(nlohmann_json::nlohmann_json PROPERTIES
-    INTERFACE_INCLUDE_DIRECTORIES ${headers})
+function(link_headers folder target)
+    file(CREATE_LINK /usr/include/${folder} ${headers}/${folder} SYMBOLIC)
+    add_library(${target} INTERFACE IMPORTED GLOBAL)
+    set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${headers})
+endfunction()
+link_headers(nlohmann nlohmann_json::nlohmann_json)
+link_headers(toml++ tomlplusplus::tomlplusplus)

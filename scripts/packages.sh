@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: Apache-2.0
 # Debian packages by purpose. Sourced by the other scripts.
-headless_packages=(g++ cmake ninja-build libfmt-dev nlohmann-json3-dev libsqlite3-dev unixodbc-dev)
+headless_packages=(g++ cmake ninja-build libfmt-dev nlohmann-json3-dev libtomlplusplus-dev libsqlite3-dev unixodbc-dev)
 build_packages=("${headless_packages[@]}" qt6-base-dev)
 # A virtual display, a window manager, and a tool that sends keys and mouse clicks.
 display_packages=(xvfb openbox xdotool fonts-dejavu-core)
@@ -15,7 +15,7 @@ latency_packages=("${bench_packages[@]}" freetds-bin)
 package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)
 # A cross-compiler, the sources of GoogleTest, and Qt's headers to compile the windows against.
-windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohmann-json3-dev googletest qt6-base-dev)
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohmann-json3-dev libtomlplusplus-dev googletest qt6-base-dev)
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
 # "cmake -B build" without a preset generates makefiles.
 plain_packages=(make)

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Cross-compiles for Windows without SQLite and Qt: the program without windows, as
-# build/windows/src/morvane.exe, and with the argument "tests" its tests, which scripts/wine.sh runs. The
-# sources of the windows that have a Windows part are only checked for compile errors.
+# build/windows/src/morvane.exe, with morvane-nightly.exe beside it, and with the argument "tests" its
+# tests, which scripts/wine.sh runs. The sources of the windows that have a Windows part are only checked
+# for compile errors.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -15,11 +16,13 @@ cmake --preset windows -DBUILD_TESTING=$tests >/dev/null
 cmake --build --preset windows | tail -n 1
 
 # Windows does not include these DLLs.
-if x86_64-w64-mingw32-objdump -p build/windows/src/morvane.exe |
-    grep -E 'DLL Name: (libstdc|libgcc|libwinpthread)'; then
-    echo "morvane.exe needs DLLs of the compiler"
-    exit 1
-fi
+for program in morvane morvane-nightly; do
+    if x86_64-w64-mingw32-objdump -p build/windows/src/$program.exe |
+        grep -E 'DLL Name: (libstdc|libgcc|libwinpthread)'; then
+        echo "$program.exe needs DLLs of the compiler"
+        exit 1
+    fi
+done
 
 # The Qt headers of this system are good enough for compiling, but there is no library to link with.
 qt=/usr/include/x86_64-linux-gnu/qt6

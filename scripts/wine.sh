@@ -61,4 +61,20 @@ expect errors 'The ODBC driver "Nowhere" that MORVANE_ODBC_DRIVER names is not i
 
 run -mac host -ntaut -db retail -mark -log "$windows_folder\\status ü.txt\\logs"
 expect errors 'Cannot make the folder'
+# morvane-nightly starts morvane.exe, which leaves a result.
+cat >"$folder/night ü.toml" <<TOML
+[retail]
+server = "no-such-server.invalid"
+database = "retail ü"
+windows_authentication = true
+tasks = ["mark"]
+log = '$windows_folder\my nights'
+result_file = '$windows_folder\result ü.json'
+TOML
+code=0
+timeout 120 wine build/windows/src/morvane-nightly.exe --config "$windows_folder\\night ü.toml" retail \
+    >"$folder/output" 2>"$folder/errors" || code=$?
+[ "$code" -eq 1 ] || { echo "morvane-nightly.exe ended with $code"; cat "$folder/errors"; exit 1; }
+expect errors 'retail: the run ended with "failed"'
+expect "result ü.json" '"database": "retail ü"'
 echo "morvane.exe passed under $(wine --version)"

@@ -217,6 +217,15 @@ void WritePrivateFile(const std::string& path, std::string_view content) {
     }
 }
 
+bool OthersMayRead([[maybe_unused]] const std::string& path) {
+#ifdef _WIN32
+    return false;
+#else
+    struct stat status {};
+    return stat(ToPath(path).c_str(), &status) == 0 && (status.st_mode & (S_IRGRP | S_IROTH)) != 0;
+#endif
+}
+
 std::string ReadPrivateLine(const std::string& path) {
     std::string reason;
     const FileHandle file = OpenToRead(ToPath(path), reason);

@@ -15,4 +15,7 @@ void WritePrivateFile(const std::string& path, std::string_view content);
 // the superuser and grant no access to others; on Windows this is not checked. Throws FileError.
 std::string ReadPrivateLine(const std::string& path);
 
+// Whether others than the owner may read a file; on Windows always false.
+bool OthersMayRead(const std::string& path);
+
 }  // namespace morvane

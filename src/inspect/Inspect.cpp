@@ -213,18 +213,7 @@ class Inspector {
 
 std::unique_ptr<Connection> Inspector::Open(const ServerLogin& login,
                                             const std::string& database) const {
-    std::unique_ptr<Connection> connection;
-    std::string error;
-    const ConnectionFactory readOnly = [this](std::string_view server) {
-        auto created = services_.Connect(server);
-        created->SetProperty("Mode", "Read");
-        return created;
-    };
-    if (!ConnectDatabase(readOnly, login, connection, error)) {
-        throw std::runtime_error(error);
-    }
-    connection->SetDefaultDatabase(database);
-    return connection;
+    return OpenToInspect(services_.Connect, login, database);
 }
 
 Answer Inspector::Run() {
@@ -293,6 +282,22 @@ void Inspector::NoteLock(Answer& answer) const {
 }
 
 }  // namespace
+
+std::unique_ptr<Connection> OpenToInspect(const ConnectionFactory& connect,
+                                          const ServerLogin& login, const std::string& database) {
+    std::unique_ptr<Connection> connection;
+    std::string error;
+    const ConnectionFactory readOnly = [&connect](std::string_view server) {
+        auto created = connect(server);
+        created->SetProperty("Mode", "Read");
+        return created;
+    };
+    if (!ConnectDatabase(readOnly, login, connection, error)) {
+        throw std::runtime_error(error);
+    }
+    connection->SetDefaultDatabase(database);
+    return connection;
+}
 
 InspectExit Inspect(const std::vector<std::string>& words, const InspectServices& services) {
     try {

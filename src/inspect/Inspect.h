@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
+#include <memory>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -23,6 +24,11 @@ struct InspectServices {
     std::ostream& Output;
     std::ostream& Errors;
 };
+
+// Opens a database for reading alone. Throws std::runtime_error with the provider's messages, or
+// DatabaseError.
+std::unique_ptr<Connection> OpenToInspect(const ConnectionFactory& connect,
+                                          const ServerLogin& login, const std::string& database);
 
 // Runs a subcommand of morvane-inspect. `words`: the arguments after the program's name.
 InspectExit Inspect(const std::vector<std::string>& words, const InspectServices& services);

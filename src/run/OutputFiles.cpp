@@ -53,6 +53,12 @@ bool IsDatabaseIn(const fs::path& folder, const fs::path& file) {
     return false;
 }
 
+bool IsGiven(bool option, const std::string& path) {
+    return option && !Trim(path).empty();
+}
+
+}  // namespace
+
 std::string DatabaseFault(const RunSettings& settings, const std::string& what,
                           const std::string& path) {
     for (const std::string& server : {settings.Machine, settings.ArchiveMachine}) {
@@ -63,12 +69,6 @@ std::string DatabaseFault(const RunSettings& settings, const std::string& what,
     }
     return {};
 }
-
-bool IsGiven(bool option, const std::string& path) {
-    return option && !Trim(path).empty();
-}
-
-}  // namespace
 
 OutputFaults FindOutputFaults(const RunSettings& settings, const std::string& resultFile) {
     const bool status = IsGiven(settings.StatusMode, settings.StatusFileName);
@@ -98,10 +98,6 @@ OutputFaults FindOutputFaults(const RunSettings& settings, const std::string& re
         }
     }
     return faults;
-}
-
-std::string ConfigFileFault(const RunSettings& settings, const std::string& path) {
-    return DatabaseFault(settings, "The configuration file", path);
 }
 
 bool SetStatusFile(RunState& state, const std::string& path) {

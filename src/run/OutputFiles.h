@@ -20,8 +20,9 @@ struct OutputFaults {
 // Recognizes a database through links, too. Opens no file. `resultFile`: empty for none.
 OutputFaults FindOutputFaults(const RunSettings& settings, const std::string& resultFile);
 
-// The same for a configuration file.
-std::string ConfigFileFault(const RunSettings& settings, const std::string& path);
+// The same for a single file. `what` names it in the message, such as "The configuration file".
+std::string DatabaseFault(const RunSettings& settings, const std::string& what,
+                          const std::string& path);
 
 // The status file tells a scheduler the state of a run in one word. Each write replaces the file.
 

@@ -104,6 +104,10 @@ void RunLog::Close() {
     file_.reset();
 }
 
+std::string LogFileName(const RunState& state) {
+    return "Morvane_Log" + FileStamp(state.RunStartDate, state.RunStartTime) + ".txt";
+}
+
 void ReportMessage(UserPrompt& prompt, RunLog& log, std::string_view text, bool quiet,
                    MessageStyle style) {
     if (!quiet) {

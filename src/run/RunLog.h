@@ -37,6 +37,9 @@ class RunLog : public LogStream {
     std::optional<TextFile> file_;
 };
 
+// The name of a run's log without a folder: "Morvane_Log05-03-202414-07-09.txt".
+std::string LogFileName(const RunState& state);
+
 // Reports a text: in a message box unless `quiet`, and as a line of the log if it is open.
 void ReportMessage(UserPrompt& prompt, RunLog& log, std::string_view text, bool quiet,
                    MessageStyle style);

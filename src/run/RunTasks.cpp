@@ -187,8 +187,7 @@ bool Run::OpenLog() {
     }
     const bool opened = TrapErrors(state_.ErrorText, [this] {
         EnsureFolder(settings_.LogDirectory);
-        log_.Open(settings_.LogDirectory + kPathSeparator + "Morvane_Log" +
-                  FileStamp(state_.RunStartDate, state_.RunStartTime) + ".txt");
+        log_.Open(settings_.LogDirectory + kPathSeparator + LogFileName(state_));
         return true;
     });
     if (opened && !commandLine_.Note.empty()) {

@@ -299,8 +299,10 @@ void frmMain::PerformRun(const RunSettings& settings) {
 
 void frmMain::SaveSettings(const RunSettings& settings) {
     state_.ErrorText.clear();
-    Require(ValidateSettings(settings, state_, ConfigFileFault(settings, state_.ConfigFileName)),
-            state_.ErrorText);
+    Require(
+        ValidateSettings(settings, state_,
+                         DatabaseFault(settings, "The configuration file", state_.ConfigFileName)),
+        state_.ErrorText);
     std::string fault = ConfigLineFault(settings);
     Require(fault.empty(), fault);
     WriteConfigFile(state_.ConfigFileName, settings);

@@ -28,6 +28,14 @@ done
 section() {
     zcat "$usr/share/man/man1/morvane.1.gz" | sed -n "/^\.SH $1\$/,/^\.SH/p"
 }
+# Every option that a program lists is completed, and no other. Not every program lists --help.
+options() { grep -oE "(^|[ '|])--?[a-z][a-z-]+" | tr -d " '|" | sort -u | grep -v -e --help; }
+for program in morvane-demo morvane-inspect morvane-nightly; do
+    diff <("$usr/bin/$program" --help | options) \
+        <(sed -n '/compgen -W/,/)/p' "$usr/share/bash-completion/completions/$program" | options) ||
+        fail "$program: options only in --help (<) or only completed (>)"
+done
+
 section OPTIONS | sed -n 's/^\.BI\? \\\(-[a-z][a-z]*\).*/\1/p' | sort -u >"$work/documented"
 "$usr/bin/morvane" -help | grep -o -- '-[a-z]\+' | sort -u >"$work/offered"
 [ "$(wc -l <"$work/offered")" -gt 20 ] || fail "-help does not list the options"
@@ -62,4 +70,12 @@ if command -v systemd-analyze >/dev/null; then
     systemd-analyze verify --man=no "$work"/morvane-nightly.{service,timer} 2>"$work/remarks" ||
         fail "$(cat "$work/remarks")"
     ! grep "$work" "$work/remarks" || fail "systemd does not understand all of a unit"
+    systemd-analyze security --offline=yes --threshold=40 "$work/morvane-nightly.service" >"$work/remarks" ||
+        fail "the service is not hardened: $(tail -n 1 "$work/remarks")"
 fi
+# The configuration, also with all that is commented out in it; no such section ends the program.
+sed 's/^#\([a-z[]\)/\1/' "$documentation/examples/warehouses.toml" >"$work/warehouses.toml"
+for file in "$documentation/examples/warehouses.toml" "$work/warehouses.toml"; do
+    answer=$("$usr/bin/morvane-nightly" --config "$file" none 2>&1) || true
+    [[ $answer == *"has no section [none]" ]] || fail "$answer"
+done

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/RunSettings.h"
+#include "run/CommandLine.h"
+
+namespace morvane {
+
+// The words of a one-line configuration file. Blanks, tabs and line ends separate them; double
+// quotes enclose one literally. Lines whose first character is '#' are comments.
+std::vector<std::string> SplitConfigFile(std::string_view content);
+
+// Why morvane would not read the word as the value of an option; empty if it would.
+std::string WhyNoValue(std::string_view value, SlashPaths slashPaths = kPlatformSlashPaths);
+
+// Options of morvane as morvane reads them.
+struct MorvaneWords {
+    RunSettings Settings;             // with the passwords
+    std::vector<std::string> Others;  // all words but the passwords and their options
+};
+
+// Throws NotStarted for an option without a value.
+MorvaneWords ReadWords(const std::vector<std::string>& words,
+                       SlashPaths slashPaths = kPlatformSlashPaths);
+
+// The words without the deletion, and those without all tasks but the deletion.
+std::vector<std::string> WithoutDeletion(const std::vector<std::string>& words);
+std::vector<std::string> DeletionAlone(const std::vector<std::string>& words);
+
+}  // namespace morvane

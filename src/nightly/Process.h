@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: Apache-2.0
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace morvane {
+
+// Environment variables that a program gets besides those of this process.
+using Variables = std::map<std::string, std::string>;
+
+// A program that was started, without a shell in between.
+class Process {
+  public:
+    // A name without a folder is searched for in the path. Throws FileError.
+    Process(const std::string& program, const std::vector<std::string>& words,
+            const Variables& variables);
+    // Waits for the end.
+    ~Process();
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    // Whether the program has ended; does not block.
+    bool HasEnded();
+    // Asks the program to end as Ctrl+C does.
+    void Cancel();
+    // Waits for the end, and cancels the program once if `cancelled` returns true.
+    void Wait(const std::function<bool()>& cancelled);
+    // After the end: "exit code 3" or "signal 9"; empty if the program succeeded.
+    const std::string& Failure() const { return failure_; }
+
+  private:
+    bool ended_ = false;
+    std::string failure_;
+#ifdef _WIN32
+    void* process_ = nullptr;
+    unsigned long id_ = 0;
+#else
+    int id_ = -1;
+    bool ownGroup_ = false;
+#endif
+};
+
+// The folder of this program, with symbolic links resolved. Throws FileError.
+std::string ProgramFolder();
+
+// A folder that only this user can read, deleted with its files.
+class PrivateFolder {
+  public:
+    // Throws FileError.
+    PrivateFolder();
+    ~PrivateFolder();
+    PrivateFolder(const PrivateFolder&) = delete;
+    PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+    const std::string& Path() const { return path_; }
+
+  private:
+    std::string path_;
+};
+
+}  // namespace morvane
