@@ -96,23 +96,19 @@ void CloseOwnConsole() {
 
 // Asks the questions of an unattended run in its terminal, if there is one. Otherwise uses message
 // boxes.
-class WindowPrompt : public UserPrompt {
+class WindowPrompt : public MessageBoxPrompt {
   public:
-    void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override {
-        boxes_.ShowMessage(title, text, style);
-    }
+    WindowPrompt()
+        : MessageBoxPrompt([] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }) {}
 
     std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
         if (const LineReader reader = TerminalReader(); Unattended && reader) {
             return ConsolePrompt(std::cerr, reader).AskYesNo(title, question);
         }
-        return boxes_.AskYesNo(title, question);
+        return MessageBoxPrompt::AskYesNo(title, question);
     }
 
     bool Unattended = true;
-
-  private:
-    MessageBoxPrompt boxes_{[] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }};
 };
 
 // Set by the Qt thread that notices the loss. That thread then waits for the process to end.

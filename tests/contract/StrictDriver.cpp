@@ -418,6 +418,14 @@ SQLRETURN SQL_API SQLGetData(SQLHSTMT handle, SQLUSMALLINT column, SQLSMALLINT t
         *static_cast<SQLBIGINT*>(buffer) = std::stoll(*value);
         return SQL_SUCCESS;
     }
+    if (type == SQL_C_DOUBLE) {
+        *static_cast<SQLDOUBLE*>(buffer) = std::stod(*value);
+        return SQL_SUCCESS;
+    }
+    if (type == SQL_C_FLOAT) {
+        *static_cast<SQLREAL*>(buffer) = std::stof(*value);
+        return SQL_SUCCESS;
+    }
     if (std::exchange(statement.Column, column) != column) {
         statement.Given = 0;
         statement.AllGiven = false;

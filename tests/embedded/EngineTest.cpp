@@ -149,18 +149,28 @@ TEST_F(Engine, AcceptsOnlyOneIdentifierAsAName) {
 }
 
 void Throw(sqlite3_context*, int, sqlite3_value** arguments) {
-    if (sqlite3_value_int(arguments[0]) == 0) {
-        throw std::bad_alloc();
+    switch (sqlite3_value_int(arguments[0])) {
+        case 0:
+            throw std::bad_alloc();
+        case 1:
+            throw DatabaseError({"of the database"});
+        case 2:
+            throw std::runtime_error("of the program");
+        default:
+            throw 3;
     }
-    throw 3;
 }
 
 TEST(SqliteCallback, ReportsAnExceptionAsAnError) {
     const embedded::SqliteDatabase database = embedded::SqliteDatabase::InMemory();
     sqlite3_create_function_v2(database.Handle(), "fail", 1, SQLITE_UTF8, nullptr,
                                embedded::Caught<Throw>, nullptr, nullptr, nullptr);
-    EXPECT_TRUE(Contains(ErrorOf([&] { database.Run("SELECT fail(0)"); }), "out of memory"));
-    EXPECT_TRUE(Contains(ErrorOf([&] { database.Run("SELECT fail(1)"); }), "unknown reason"));
+    int number = 0;
+    for (const char* text :
+         {"out of memory", "of the database", "of the program", "unknown reason"}) {
+        const std::string sql = "SELECT fail(" + std::to_string(number++) + ")";
+        EXPECT_TRUE(Contains(ErrorOf([&] { database.Run(sql); }), text));
+    }
 }
 
 }  // namespace

@@ -15,6 +15,8 @@
 namespace morvane::testing {
 namespace {
 
+enum class Facts { AsTheyAre, AfterArchiving };
+
 void NoReport(const std::string&) {}
 
 // A snowflake with conditions on its facts and a slowly-moving dimension:
