@@ -48,7 +48,6 @@ layer_of() {
     src/core/*) echo base base_tests ;;
     src/db/odbc/*) echo contract contract_tests ;;
     src/db/embedded/*) echo embedded embedded_tests ;;
-    src/contract/*) echo contract contract_tests ;;
     src/*/*) set -- "$(cut -d / -f 2 <<<"$1")" && echo "$1" "$1_tests" ;;
     esac
 }

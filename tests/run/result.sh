@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Compares the result files of runs that end in different ways with their schema. Arguments: the paths
-# of morvane and morvane-demo.
+# Compares the result files of runs that end in different ways with their schema, and those of the demo
+# warehouse with the plan. Arguments: the paths of morvane, morvane-demo and morvane-inspect.
 set -euo pipefail
 morvane=$1
 demo=$2
+inspect=$3
 schema=$(cd "$(dirname "$0")/../../docs" && pwd)/result.schema.json
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -29,6 +30,12 @@ PYTHON
     ls "$work"/result.json.* 2>/dev/null && exit 1
     return 0
 }
+
+"$inspect" plan -mac "sqlite:$work" -db retail --format csv >"$work/plan.csv" || [ $? = 1 ]
+grep -q '^sales,fact,180000,54005,' "$work/plan.csv"
+grep -q '^customer,slowly moving,5720,,991,1710,158,315,158,315,321,905,' "$work/plan.csv"
+# A reader that has seen enough is no error.
+"$inspect" verify --list -mac "sqlite:$work" -db retail | head -n 1 >/dev/null || [ $? = 1 ]
 
 archive=(-bkmac "sqlite:$work" -bkusr u -bkpwd p -bkdb retail_archive)
 expect done 'tables["sales"]["archived"] == 54005 and tables["customer"]["marked"] == 1710' \
