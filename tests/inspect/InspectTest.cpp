@@ -128,6 +128,9 @@ TEST_F(InspectProgram, FindsWhateverIsNotWhole) {
          "reversed,customer,1,"},
         {"UPDATE product SET is_deletable = 1 WHERE product_id IN (1, 2)",
          "marked_in_use,product,1,"},
+        {"UPDATE dwm_tables SET is_selected = 0; UPDATE product SET is_deletable = 1 WHERE "
+         "product_id = 1",
+         "marked_in_use,product,1,"},
         {"ALTER TABLE sales RENAME COLUMN product_id TO x; ALTER TABLE sales ADD product_id "
          "varchar(9)",
          "types,sales,1,"},
