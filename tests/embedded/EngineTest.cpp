@@ -148,6 +148,34 @@ TEST_F(Engine, AcceptsOnlyOneIdentifierAsAName) {
     }
 }
 
+TEST_F(Engine, WritesNothingButTemporaryTablesOnAReadingConnection) {
+    warehouse.Run(
+        "CREATE TABLE t(a varchar(9) COLLATE NOCASE, d datetime);"
+        "INSERT INTO t VALUES('x', '2024-03-05 00:00:00'), ('X', NULL)");
+    const auto reader = CreateConnection(warehouse.Server());
+    reader->SetProperty("Data Source", warehouse.Server());
+    reader->SetProperty("Mode", "Read");
+    reader->Open();
+    reader->SetDefaultDatabase("dw");
+    for (const char* sql :
+         {"update t set a = 1", "delete from t", "insert into t values (1, 1)", "drop table t",
+          "create table u(a int)", "create index i on t(a)", "alter table t add b int"}) {
+        EXPECT_NE(ErrorOf([&] { reader->Execute(sql); }), "no error") << sql;
+    }
+    reader->Execute("select a, d, 1 as n into #copy from t");
+    reader->Execute("create index i on #copy (a)");
+    EXPECT_EQ(reader->Execute("update [#copy] set n = 2 from [#copy], t where [#copy].a = t.a and"
+                              " t.d is not null"),
+              2)
+        << "with the collation of t";
+    const auto rows =
+        reader->OpenRecordset("select d, sum(n) as n from #copy group by d order by d desc");
+    EXPECT_EQ(rows->Fields()[0].Type, DataType::DBTimeStamp);
+    EXPECT_EQ((*rows)[1].Text(), "2");
+    reader->Execute("drop table #copy");
+    EXPECT_EQ(warehouse.Text("SELECT count(*) FROM sqlite_schema"), "3");
+}
+
 void Throw(sqlite3_context*, int, sqlite3_value** arguments) {
     switch (sqlite3_value_int(arguments[0])) {
         case 0:

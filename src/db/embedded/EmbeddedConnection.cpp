@@ -202,7 +202,11 @@ std::int64_t EmbeddedConnection::SelectInto(const Translation& translation, std:
     }
 }
 
+// The engine's own statements re-create the table, and those are not limited by the guard.
 std::int64_t EmbeddedConnection::Alter(std::string_view sql) {
+    if (context_.ReadsOnly) {
+        throw DatabaseError({"The connection only reads."}, MaskPasswords(sql));
+    }
     if (!compileOnly_) {
         cache_.Clear();
         AlterTable(*database_, sql, context_);
