@@ -20,139 +20,101 @@ std::optional<ElementKey> FindElementKey(Connection& connection, const std::stri
     return ReadElementKey(connection, "SELECT DISTINCT original_primary_key" + ofTable);
 }
 
-// Counts the versions that remain and would be changed by re-linking, element by element, as the
-// deletion changes them.
-class RelinkForecast {
+// Counts what normal and atomic deletion would do to the elements of a slowly-moving dimension,
+// under one assumption about the facts.
+class ElementForecast {
   public:
-    explicit RelinkForecast(bool startDateFirst) : startDateFirst_(startDateFirst) {}
+    explicit ElementForecast(MarkedCounts& counts) : counts_(counts) {}
 
-    // The versions of an element in the order of their start dates, and which of them go.
-    void Count(std::vector<Version> element, const std::vector<bool>& goes) {
+    // The versions of an element in the order of their start dates, and which of them go. Elements
+    // come in the order of their keys. `addressable`: no part of the key is NULL.
+    void Add(const std::vector<Version>& element, const std::vector<bool>& goes, bool addressable) {
+        const auto going = std::ranges::count(goes, true);
+        if (going == 0) {
+            return;
+        }
+        if (!startDateFirst_) {
+            const auto first = std::ranges::find(goes, true) - goes.begin();
+            startDateFirst_ = !element[static_cast<std::size_t>(first)].IsCurrent().Flag();
+        }
+        if (addressable && going == std::ssize(goes)) {
+            ++counts_.Elements;
+            counts_.ElementRows += going;
+        } else if (addressable) {
+            Relink(element, goes);
+        }
+    }
+
+  private:
+    // Changes the versions as the deletion does.
+    void Relink(std::vector<Version> element, const std::vector<bool>& goes) {
         VersionsByDay byDay(element);
         for (std::size_t i = 0; i < element.size(); ++i) {
             if (goes[i]) {
-                byDay.Apply(RelinkOf(element[i], startDateFirst_), [&](std::size_t changed) {
-                    changed_ += goes[changed] ? 0 : 1;
+                byDay.Apply(RelinkOf(element[i], *startDateFirst_), [&](std::size_t changed) {
+                    counts_.Relinked += goes[changed] ? 0 : 1;
                     return true;
                 });
             }
         }
     }
-    std::int64_t Changed() const { return changed_; }
 
-  private:
-    bool startDateFirst_;
-    std::int64_t changed_ = 0;
+    MarkedCounts& counts_;
+    std::optional<bool> startDateFirst_;  // known from the first version that goes
 };
 
-// Counts the versions of a slowly-moving dimension.
-class VersionCounts {
-  public:
-    VersionCounts(Connection& connection, const RowCopy& versions, const ElementKey& key);
-
-    void Fill(DimensionPlan& plan);
-
-  private:
-    void CountElements(DimensionPlan& plan);
-    bool FirstIsCurrent(const std::string& flag);
-    void CountRelinked(DimensionPlan& plan);
-
-    Connection& connection_;
-    std::size_t keyCount_;
-    std::string keys_;       // k0,k1
-    std::string keysKnown_;  // the condition that none of them is NULL
-    std::string versions_;   // a query for the keys, the history and what goes
-};
-
-VersionCounts::VersionCounts(Connection& connection, const RowCopy& versions, const ElementKey& key)
-    : connection_(connection), keyCount_(key.Columns.size()) {
-    versions_ = "(SELECT ";
-    for (std::size_t i = 0; i < keyCount_; ++i) {
-        const std::string name = "k" + std::to_string(i);
-        versions_ += versions.Column(key.Columns[i]) + " AS " + name + ",";
-        keys_ += (i > 0 ? "," : "") + name;
-        keysKnown_ += (i > 0 ? " AND " : "") + name + " IS NOT NULL";
+// The versions in order. "is_new": the first version of an element, which the server decides.
+std::string VersionsQuery(const RowCopy& copy, const ElementKey& key) {
+    std::string columns;
+    std::string order;
+    for (const std::string& column : key.Columns) {
+        columns += copy.Column(column) + ",";
     }
-    for (const char* column : {"start_date", "end_date", "is_current"}) {
-        versions_ += versions.Column(column) + " AS " + column + ",";
+    order = columns + copy.Column("start_date");
+    std::string same;
+    for (const std::string& column : key.Columns) {
+        same += (same.empty() ? "" : " AND ") + ("LAG(" + copy.Column(column)) +
+                ") OVER (ORDER BY " + order + ") = " + copy.Column(column);
     }
-    versions_ += "goes_now,goes_later FROM " + versions.Name() + ") AS versions";
+    return "SELECT " + columns + copy.Column("start_date") + "," + copy.Column("end_date") + "," +
+           copy.Column("is_current") + ",goes_now,goes_later,CASE WHEN " + same +
+           " THEN 0 ELSE 1 END AS is_new FROM " + copy.Name() + " ORDER BY " + order;
 }
 
-void VersionCounts::Fill(DimensionPlan& plan) {
-    plan.SlowMoving = true;
-    if (plan.AfterArchiving.Rows > 0) {
-        CountElements(plan);
-        CountRelinked(plan);
-    }
-}
-
-void VersionCounts::CountElements(DimensionPlan& plan) {
-    const auto sums = connection_.OpenRecordset(
-        "SELECT SUM(CASE WHEN now = n THEN 1 ELSE 0 END) AS whole_now,"
-        "SUM(CASE WHEN now = n THEN n ELSE 0 END) AS rows_now,"
-        "SUM(CASE WHEN later = n THEN 1 ELSE 0 END) AS whole_later,"
-        "SUM(CASE WHEN later = n THEN n ELSE 0 END) AS rows_later FROM (SELECT COUNT(*) AS n,"
-        "SUM(goes_now) AS now,SUM(goes_later) AS later FROM " +
-        versions_ + " WHERE " + keysKnown_ + " GROUP BY " + keys_ + ") AS elements");
-    const auto number = [&](std::size_t i) {
-        return (*sums)[i].IsNull() ? 0 : (*sums)[i].Integer();
-    };
-    plan.Now.Elements = number(0);
-    plan.Now.ElementRows = number(1);
-    plan.AfterArchiving.Elements = number(2);
-    plan.AfterArchiving.ElementRows = number(3);
-}
-
-// Whether the first version that re-linking comes to is a current one.
-bool VersionCounts::FirstIsCurrent(const std::string& flag) {
-    const auto first =
-        connection_.OpenRecordset("SELECT TOP 1 is_current FROM " + versions_ + " WHERE " + flag +
-                                  " = 1 ORDER BY " + keys_ + ",start_date");
-    return !first->Eof() && (*first)[0].Flag();
-}
-
-void VersionCounts::CountRelinked(DimensionPlan& plan) {
-    RelinkForecast now(!FirstIsCurrent("goes_now"));
-    RelinkForecast later(!FirstIsCurrent("goes_later"));
-    // Only the elements that lose some of their versions and keep others.
-    const std::string ofElement = " OVER (PARTITION BY " + keys_ + ")";
-    const auto rows = connection_.OpenRecordset(
-        "SELECT " + keys_ +
-            ",start_date,end_date,is_current,goes_now,goes_later,element FROM (SELECT " + keys_ +
-            ",start_date,end_date,is_current,goes_now,goes_later,DENSE_RANK() OVER (ORDER BY " +
-            keys_ + ") AS element,COUNT(*)" + ofElement + " AS n,SUM(goes_now)" + ofElement +
-            " AS now,SUM(goes_later)" + ofElement + " AS later FROM " + versions_ + " WHERE " +
-            keysKnown_ + ") AS touched WHERE later > 0 AND now < n ORDER BY element,start_date",
-        RecordsetKind::Streamed);
+// Reads all versions once, element by element.
+void PlanElements(Connection& connection, const RowCopy& copy, const ElementKey& key,
+                  DimensionPlan& plan) {
+    ElementForecast now(plan.Now);
+    ElementForecast later(plan.AfterArchiving);
+    const auto rows = connection.OpenRecordset(VersionsQuery(copy, key), RecordsetKind::Streamed);
+    const std::size_t keyCount = key.Columns.size();
     std::vector<Version> element;
     std::vector<bool> goesNow;
     std::vector<bool> goesLater;
+    bool addressable = true;
     const auto finishElement = [&] {
-        now.Count(element, goesNow);
-        later.Count(element, goesLater);
+        now.Add(element, goesNow, addressable);
+        later.Add(element, goesLater, addressable);
         element.clear();
         goesNow.clear();
         goesLater.clear();
+        addressable = true;
     };
-    Value current;
     for (; !rows->Eof(); rows->MoveNext()) {
         const Recordset& row = *rows;
-        if (row[keyCount_ + 5] != current) {
+        if (row[keyCount + 5].Flag()) {
             finishElement();
-            current = row[keyCount_ + 5];
         }
         Version version;
-        for (std::size_t i = 0; i < keyCount_ + 3; ++i) {
+        for (std::size_t i = 0; i < keyCount + 3; ++i) {
             version.Columns.push_back(row[i]);
+            addressable = addressable && !(i < keyCount && row[i].IsNull());
         }
         element.push_back(std::move(version));
-        goesNow.push_back(row[keyCount_ + 3].Flag());
-        goesLater.push_back(row[keyCount_ + 4].Flag());
+        goesNow.push_back(row[keyCount + 3].Flag());
+        goesLater.push_back(row[keyCount + 4].Flag());
     }
     finishElement();
-    plan.Now.Relinked = now.Changed();
-    plan.AfterArchiving.Relinked = later.Changed();
 }
 
 DimensionPlan PlanDimension(Connection& connection, const MarkingForecast& forecast,
@@ -169,7 +131,10 @@ DimensionPlan PlanDimension(Connection& connection, const MarkingForecast& forec
         plan.AfterArchiving.Rows = (*counts)[2].Integer();
     }
     if (const auto key = FindElementKey(connection, table)) {
-        VersionCounts(connection, copy, *key).Fill(plan);
+        plan.SlowMoving = true;
+        if (plan.AfterArchiving.Rows > 0) {
+            PlanElements(connection, copy, *key, plan);
+        }
     }
     return plan;
 }
