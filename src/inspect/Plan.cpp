@@ -76,9 +76,16 @@ std::string VersionsQuery(const RowCopy& copy, const ElementKey& key) {
         same += (same.empty() ? "" : " AND ") + ("LAG(" + copy.Column(column)) +
                 ") OVER (ORDER BY " + order + ") = " + copy.Column(column);
     }
+    // Elements that lose no version need not be sorted and read. A missing key is no element.
+    std::string touched;
+    if (key.Columns.size() == 1) {
+        const std::string column = copy.Column(key.Columns[0]);
+        touched = " WHERE " + column + " IN (SELECT " + column + " FROM " + copy.Name() +
+                  " WHERE goes_later = 1) OR (" + column + " IS NULL AND goes_later = 1)";
+    }
     return "SELECT " + columns + copy.Column("start_date") + "," + copy.Column("end_date") + "," +
            copy.Column("is_current") + ",goes_now,goes_later,CASE WHEN " + same +
-           " THEN 0 ELSE 1 END AS is_new FROM " + copy.Name() + " ORDER BY " + order;
+           " THEN 0 ELSE 1 END AS is_new FROM " + copy.Name() + touched + " ORDER BY " + order;
 }
 
 // Reads all versions once, element by element.

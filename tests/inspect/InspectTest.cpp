@@ -90,6 +90,17 @@ TEST_F(InspectProgram, ReadsWithoutWritingOrLocking) {
     EXPECT_EQ(ReadWholeFile(warehouse.File()), before);
 }
 
+TEST_F(InspectProgram, TellsWhatTheNextRunMeetsAtAFreeLock) {
+    EXPECT_EQ(Run({"lock"}), 0);
+    EXPECT_TRUE(Contains(out.str(), "the first run of any user takes the lock"));
+    warehouse.MakeLock(false, "anna");
+    EXPECT_EQ(Run({"lock", "--format", "csv"}), 0);
+    EXPECT_TRUE(Contains(out.str(), "An unattended run of another user does nothing"));
+    warehouse.Run("UPDATE dwm_multiuse SET user_name = ''");
+    EXPECT_EQ(Run({"lock"}), 0);
+    EXPECT_TRUE(Contains(out.str(), "The next run of any user takes the lock."));
+}
+
 TEST_F(InspectProgram, ExplainsWhyATableIsNotMarked) {
     warehouse.Run("UPDATE product SET is_sustainable = 1 WHERE product_id = 4");
     warehouse.AddDimension("lone", "id int");
