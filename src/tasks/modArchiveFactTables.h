@@ -33,8 +33,8 @@ void CreateArchiveCopy(Connection& warehouse, Connection& archive, const std::st
 std::int64_t CopyToArchive(Connection& warehouse, Connection& archive, const std::string& table,
                            const std::string& condition, const std::string& timestamp);
 
-// OPENROWSET for a table ("database.dbo.table") of another server. Throws DatabaseError if a part of
-// the login cannot be written as a literal.
+// OPENROWSET for a table ("database.dbo.table") of another server. Throws DatabaseError if a part
+// of the login cannot be written as a literal.
 std::string RowsetOf(const ServerLogin& login, const std::string& table);
 
 }  // namespace morvane
