@@ -15,6 +15,15 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
+# Where scripts/windows-dependencies.sh has put Qt and SQLite, if it has. Qt's tools are those of this
+# system.
+list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES MORVANE_WINDOWS_LIBRARIES)
+if(MORVANE_WINDOWS_LIBRARIES)
+    list(APPEND CMAKE_FIND_ROOT_PATH ${MORVANE_WINDOWS_LIBRARIES})
+    set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE BOTH)
+    set(QT_HOST_PATH /usr CACHE PATH "The root of the host's Qt")
+endif()
+
 # The program needs no library beside it but those of Windows.
 set(CMAKE_EXE_LINKER_FLAGS_INIT -static)
 

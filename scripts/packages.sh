@@ -16,6 +16,8 @@ package_packages=("${build_packages[@]}" dpkg-dev file)
 install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-db)
 # A cross-compiler, the sources of GoogleTest, and Qt's headers to compile the windows against.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohmann-json3-dev libtomlplusplus-dev googletest qt6-base-dev)
+# Source packages of Qt and SQLite are fetched and built; making SQLite's single source file needs Tcl.
+windows_dependency_packages=("${windows_packages[@]}" qt6-base-dev-tools libsqlite3-dev dpkg-dev gcc libc6-dev make tcl)
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
 # "cmake -B build" without a preset generates makefiles.
 plain_packages=(make)

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Cross-compiles for Windows without SQLite and Qt: the program without windows, as
-# build/windows/src/morvane.exe, with morvane-nightly.exe beside it, and with the argument "tests" its
-# tests, which scripts/wine.sh runs. The sources of the windows that have a Windows part are only checked
-# for compile errors.
+# Cross-compiles for Windows into build/windows. With the libraries that scripts/windows-dependencies.sh builds,
+# these are the full programs; where they are not, the program is without windows and the embedded engine, there
+# is no demo, and the sources of the windows that have a Windows part are only checked for compile errors. With
+# the argument "tests" also builds the tests, which scripts/wine.sh runs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,17 +12,29 @@ scripts/install-packages.sh "${windows_packages[@]}"
 . scripts/compiler-cache.sh
 tests=OFF
 [ "${1:-}" != tests ] || tests=ON
-cmake --preset windows -DBUILD_TESTING=$tests >/dev/null
+full=ON
+libraries=$(scripts/windows-dependencies.sh --find) || full=OFF
+fresh=()
+grep -qsx "MORVANE_WINDOWS_LIBRARIES:.*=$libraries" build/windows/CMakeCache.txt || fresh=(--fresh)
+cmake --preset windows "${fresh[@]}" -DBUILD_TESTING=$tests -DMORVANE_WINDOWS_LIBRARIES="$libraries" \
+    -DMORVANE_UI=$full -DMORVANE_EMBEDDED=$full >/dev/null
 cmake --build --preset windows | tail -n 1
 
 # Windows does not include these DLLs.
-for program in morvane morvane-nightly; do
-    if x86_64-w64-mingw32-objdump -p build/windows/src/$program.exe |
-        grep -E 'DLL Name: (libstdc|libgcc|libwinpthread)'; then
-        echo "$program.exe needs DLLs of the compiler"
+for program in build/windows/src/*.exe build/windows/src/*/*.exe build/windows/demo/*.exe build/windows/src/*.com; do
+    if [ -e "$program" ] && x86_64-w64-mingw32-objdump -p "$program" |
+        grep -iE 'DLL Name: (libstdc|libgcc|libwinpthread|Qt6|libsqlite)'; then
+        echo "$program needs DLLs that Windows does not have"
         exit 1
     fi
 done
+
+if [ $full = ON ]; then
+    echo "build/windows has the full programs."
+    exit 0
+fi
+echo "build/windows has the program without windows and embedded engine; scripts/windows-dependencies.sh" \
+    "builds what the full one needs."
 
 # The Qt headers of this system are good enough for compiling, but there is no library to link with.
 qt=/usr/include/x86_64-linux-gnu/qt6
@@ -30,7 +42,7 @@ qt_flags=(-isystem /usr/lib/x86_64-linux-gnu/qt6/mkspecs/win32-g++ -isystem "$qt
 for module in Core Gui Network Widgets; do
     qt_flags+=(-isystem "$qt/Qt$module")
 done
-grep -l _WIN32 src/ui/*.cpp | xargs -P "$(nproc)" -n 1 x86_64-w64-mingw32-g++-posix -std=c++20 -fsyntax-only \
-    -DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0A00 -DFMT_HEADER_ONLY \
+{ grep -l _WIN32 src/ui/*.cpp; echo src/ConsoleStarter.cpp; } | xargs -P "$(nproc)" -n 1 x86_64-w64-mingw32-g++-posix -std=c++20 \
+    -fsyntax-only -DUNICODE -D_UNICODE -DNOMINMAX -DWIN32_LEAN_AND_MEAN -D_WIN32_WINNT=0x0A00 -DFMT_HEADER_ONLY \
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast -Werror \
     -Isrc -Ibuild/windows/generated -isystem build/windows/headers "${qt_flags[@]}"

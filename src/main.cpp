@@ -9,6 +9,9 @@
 
 int main(int argc, char** argv) {
     morvane::PrepareProcess();
+#if defined(_WIN32) && defined(MORVANE_UI)
+    morvane::UseConsoleOfParent();
+#endif
     const morvane::StartInput input{morvane::TakeCommandLine(argc, argv),
                                     morvane::TakeEnvironment()};
     morvane::UseSystemLocale();

@@ -32,6 +32,10 @@ std::FILE* OpenTemporaryFile();
 #ifdef _WIN32
 // Converts UTF-16; an unpaired surrogate becomes the replacement character.
 std::string ToUtf8(std::wstring_view text);
+
+// Gives a program with windows, for which Windows opens no console, the console of the process that
+// started it, if that has one: for its output and for Ctrl+C. Streams that were redirected stay so.
+void UseConsoleOfParent();
 #endif
 
 }  // namespace morvane

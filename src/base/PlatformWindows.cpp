@@ -83,4 +83,32 @@ std::string ToUtf8(std::wstring_view text) {
     return utf8;
 }
 
+void UseConsoleOfParent() {
+    struct StandardStream {
+        std::FILE* Stream;
+        DWORD Handle;
+        const char* Device;
+        const char* Mode;
+    };
+    const std::array<StandardStream, 3> streams{{{stdin, STD_INPUT_HANDLE, "CONIN$", "r"},
+                                                 {stdout, STD_OUTPUT_HANDLE, "CONOUT$", "w"},
+                                                 {stderr, STD_ERROR_HANDLE, "CONOUT$", "w"}}};
+    // AttachConsole() may replace them.
+    std::array<HANDLE, 3> given{};
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        given[i] = GetStdHandle(streams[i].Handle);
+    }
+    if (!AttachConsole(ATTACH_PARENT_PROCESS)) {
+        return;
+    }
+    for (std::size_t i = 0; i < streams.size(); ++i) {
+        const bool redirected = GetFileType(given[i]) != FILE_TYPE_UNKNOWN;
+        if (redirected) {
+            SetStdHandle(streams[i].Handle, given[i]);
+        } else {
+            std::freopen(streams[i].Device, streams[i].Mode, streams[i].Stream);
+        }
+    }
+}
+
 }  // namespace morvane

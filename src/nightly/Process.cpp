@@ -99,6 +99,11 @@ Process::Process(const std::string& program, const std::vector<std::string>& wor
             .wstring();
     STARTUPINFOW start{};
     start.cb = sizeof(start);
+    // A program with windows gets the streams only if they are named.
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    start.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION started{};
     const ScopedVariables scope(variables);
     // Only a process group of its own can be sent Ctrl+Break.

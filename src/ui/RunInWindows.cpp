@@ -83,17 +83,6 @@ std::string_view ObstacleToWindows(const Environment& environment) {
                : "The settings window cannot be shown: no display can be opened.";
 }
 
-// Closes the console that Windows opened for this process alone, as it does for a program started
-// from the desktop. A console shared with other processes stays open.
-void CloseOwnConsole() {
-#ifdef _WIN32
-    std::array<DWORD, 2> processes{};
-    if (GetConsoleProcessList(processes.data(), static_cast<DWORD>(processes.size())) == 1) {
-        FreeConsole();
-    }
-#endif
-}
-
 // Asks the questions of an unattended run in its terminal, if there is one. Otherwise uses message
 // boxes.
 class WindowPrompt : public MessageBoxPrompt {
@@ -194,7 +183,7 @@ int RunInWindows(const StartInput& input, char** argv) {
     if (!obstacle.empty()) {
         return RunOnConsole(input, obstacle);
     }
-    CloseOwnConsole();
+    const Utf8Console console;
     qInstallMessageHandler(ShowFatalMessages);
     int ownNameOnly = 1;  // Qt must not interpret the program's options
     WindowPrompt prompt;

@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: Apache-2.0
+# The programs for Windows, under Wine, against those of this system: the same demo warehouse, and after a run
+# of all tasks the same tables, log and reports but for the times. Arguments: the folders of the programs for
+# Windows and of those for this system; both have the layout of a build folder.
+set -euo pipefail
+windows=$(realpath "$1")
+native=$(realpath "$2")
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export MORVANE_CONSOLE=1
+
+options=(-mac sqlite:shop -ntaut -db retail -chkmd -clsf -bkmac sqlite:shop -bkdb retail_archive -bkusr archivist
+    -mark -grep -del -log logs)
+
+# in_folder <name> <command...>: runs a command in a folder of the test, where the same relative names serve both.
+in_folder() {
+    (mkdir -p "$work/$1" && cd "$work/$1" && shift && "$@" >output 2>&1) || { cat "$work/$1/output"; exit 1; }
+}
+dump() { sqlite3 "$work/$1/shop/$2.db" .dump; }
+same() { cmp <(dump windows "$1") <(dump native "$1") || { echo "$1.db differs $2"; exit 1; }; }
+
+in_folder windows wine "$windows/demo/morvane-demo.exe" shop
+in_folder native "$native/demo/morvane-demo" shop
+same retail "before the run"
+
+for atomic in "" -datom; do
+    in_folder windows wine "$windows/src/morvane.exe" "${options[@]}" $atomic -statusfile "status$atomic.txt"
+    in_folder native "$native/src/morvane" "${options[@]}" $atomic -statusfile "status$atomic.txt"
+    grep -q '^ok' "$work/windows/status$atomic.txt"
+    same retail "after the run"
+    same retail_archive "after the run"
+done
+
+# without_times <folder>: its logs and reports in the order of their names.
+without_times() {
+    cd "$work/$1/logs"
+    for file in *; do
+        echo "${file//[0-9]/0}"
+        sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}/TIME/g
+            s/[A-Z][a-z]+, [A-Z][a-z]{2} [0-9]{1,2} [0-9]{4} At : [0-9]{2}:[0-9]{2}:[0-9]{2}/TIME/g' "$file"
+    done
+}
+diff <(without_times windows) <(without_times native)
+[ "$(find "$work/windows/logs" -type f | wc -l)" -eq 8 ]
+
+# The questions get the same answers, too.
+for question in plan verify "why customer 1"; do
+    for system in windows native; do
+        program=("$native/src/inspect/morvane-inspect")
+        [ $system = native ] || program=(wine "$windows/src/inspect/morvane-inspect.exe")
+        (cd "$work/$system" && "${program[@]}" $question -mac sqlite:shop -db retail -ntaut --format json \
+            >answer 2>errors) || [ $? = 1 ] || { cat "$work/$system/errors"; exit 1; }
+    done
+    cmp <(tr -d '\r' <"$work/windows/answer") "$work/native/answer"
+done
+echo "The programs for Windows do the same as those for this system."
