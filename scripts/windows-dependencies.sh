@@ -8,11 +8,11 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 qt_options=(
-    -DBUILD_SHARED_LIBS=OFF -DCMAKE_BUILD_TYPE=Release -DCMAKE_POLICY_DEFAULT_CMP0074=NEW
+    -DBUILD_SHARED_LIBS=OFF -DCMAKE_BUILD_TYPE=Release
     -DQT_BUILD_EXAMPLES=OFF -DQT_BUILD_TESTS=OFF
-    # Not used here: no OpenGL, databases, D-Bus, printing, XML or threads pools, and no server over TLS.
+    # Not used here: no OpenGL, databases, D-Bus, printing, XML, thread pools or TLS.
     -DINPUT_opengl=no -DFEATURE_vulkan=OFF -DFEATURE_sql=OFF -DFEATURE_dbus=OFF -DFEATURE_printsupport=OFF
-    -DFEATURE_xml=OFF -DFEATURE_concurrent=OFF -DFEATURE_ssl=OFF -DFEATURE_icu=OFF -DFEATURE_zstd=OFF
+    -DFEATURE_xml=OFF -DFEATURE_concurrent=OFF -DFEATURE_ssl=OFF -DFEATURE_schannel=OFF -DFEATURE_icu=OFF -DFEATURE_zstd=OFF
     -DFEATURE_glib=OFF
     # Debian's source package lacks wintab.h.
     -DFEATURE_tabletevent=OFF
@@ -37,6 +37,7 @@ if [ -e "$folder/complete" ]; then
 fi
 [ "${1:-}" != --find ] || exit 1
 
+rm -rf "$folder"
 mkdir -p "$folder"
 work=$folder/work
 exec 3>&1 >"$folder/build.log" 2>&1
