@@ -33,8 +33,9 @@ class LoggedPrompt : public UserPrompt {
         prompt_.ShowMessage(title, text, style);
     }
 
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
-        const std::optional<bool> answer = prompt_.AskYesNo(title, question);
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override {
+        const std::optional<bool> answer = prompt_.AskYesNo(title, question, defaultAnswer);
         if (answer.has_value()) {
             return answer;
         }

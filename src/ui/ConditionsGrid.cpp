@@ -4,9 +4,11 @@
 #include <QAbstractTextDocumentLayout>
 #include <QFocusEvent>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QPlainTextEdit>
 #include <QStyledItemDelegate>
 #include <QTextDocument>
+#include <QTimer>
 
 namespace morvane {
 
@@ -71,6 +73,10 @@ void ConditionDelegate::setEditorData(QWidget* editor, const QModelIndex& index)
     auto* text = qobject_cast<QPlainTextEdit*>(editor);
     text->setPlainText(index.data().toString());
     text->selectAll();
+    // The lines are known only when the editor has its width and is shown.
+    QTimer::singleShot(0, text, [this, text, row = QPersistentModelIndex(index)] {
+        FitToText(*text, grid_.visualRect(row));
+    });
 }
 
 void ConditionDelegate::setModelData(QWidget* editor, QAbstractItemModel*,
@@ -174,6 +180,15 @@ void ConditionsGrid::FinishEdit() {
     if (QWidget* editor = state() == EditingState ? indexWidget(currentIndex()) : nullptr) {
         commitData(editor);
         closeEditor(editor, QAbstractItemDelegate::NoHint);
+    }
+}
+
+void ConditionsGrid::keyPressEvent(QKeyEvent* event) {
+    const bool empties = event->key() == Qt::Key_Delete || event->key() == Qt::Key_Backspace;
+    if (!empties || currentColumn() != kConditionColumn || state() == EditingState) {
+        QTableWidget::keyPressEvent(event);
+    } else if (!currentItem()->text().isEmpty()) {
+        emit ConditionEdited(currentRow(), {});
     }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "ui/Controls.h"
 
+#include <QAbstractItemView>
 #include <QEvent>
 #include <QGridLayout>
 #include <QGuiApplication>
@@ -81,6 +82,9 @@ void DropDownList::showPopup() {
     emit DropDown();
     if (count() > 0) {
         QComboBox::showPopup();
+        if (currentIndex() < 0) {
+            view()->setCurrentIndex(model()->index(0, modelColumn(), rootModelIndex()));
+        }
     }
 }
 

@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QString>
+#include <QWheelEvent>
 #include <QWidget>
 #include <initializer_list>
 #include <string>
@@ -59,7 +60,8 @@ class HourglassPointer : public PointerShape {
 };
 
 // A combo box that emits DropDown() before its popup opens, so that a slot can fill it. The popup
-// of an empty list does not open.
+// of an empty list does not open. The mouse wheel does nothing while the list is closed: it would
+// choose another entry of a control that the user scrolls past.
 class DropDownList : public QComboBox {
     Q_OBJECT
 
@@ -69,6 +71,9 @@ class DropDownList : public QComboBox {
 
   signals:
     void DropDown();
+
+  protected:
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
 
 // A single line of plain text that never widens its window: text that does not fit is elided in

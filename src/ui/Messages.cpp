@@ -23,6 +23,7 @@ constexpr std::chrono::milliseconds kEndingPoll{200};
 // Returns the button that was pressed, or nothing if the program is ending.
 std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::string_view text,
                            QMessageBox::StandardButtons buttons,
+                           QMessageBox::StandardButton defaultButton,
                            const std::function<bool()>& isEnding) {
     if (isEnding && isEnding()) {
         return std::nullopt;
@@ -30,6 +31,7 @@ std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::
     const PointerShape arrow(Qt::ArrowCursor);  // the caller may have set the busy pointer
     QMessageBox box(icon, ToQString(title), ToQString(text).trimmed(), buttons,
                     QApplication::activeWindow());
+    box.setDefaultButton(defaultButton);
     box.setTextFormat(Qt::PlainText);
     box.setTextInteractionFlags(Qt::TextSelectableByMouse);
     for (QAbstractButton* button : box.buttons()) {
@@ -57,14 +59,16 @@ void MessageBoxPrompt::ShowMessage(std::string_view title, std::string_view text
                                    MessageStyle style) {
     const auto icon =
         style == MessageStyle::Critical ? QMessageBox::Critical : QMessageBox::Information;
-    if (!ShowBox(icon, title, text, QMessageBox::Ok, isEnding_)) {
+    if (!ShowBox(icon, title, text, QMessageBox::Ok, QMessageBox::Ok, isEnding_)) {
         WriteConsoleText(std::cerr, std::string(title) + ": " + std::string(text));
     }
 }
 
-std::optional<bool> MessageBoxPrompt::AskYesNo(std::string_view title, std::string_view question) {
-    const std::optional<int> pressed = ShowBox(QMessageBox::Question, title, question,
-                                               QMessageBox::Yes | QMessageBox::No, isEnding_);
+std::optional<bool> MessageBoxPrompt::AskYesNo(std::string_view title, std::string_view question,
+                                               DefaultAnswer defaultAnswer) {
+    const std::optional<int> pressed =
+        ShowBox(QMessageBox::Question, title, question, QMessageBox::Yes | QMessageBox::No,
+                defaultAnswer == DefaultAnswer::No ? QMessageBox::No : QMessageBox::Yes, isEnding_);
     return pressed ? std::optional(*pressed == QMessageBox::Yes) : std::nullopt;
 }
 

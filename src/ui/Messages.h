@@ -22,7 +22,8 @@ class MessageBoxPrompt : public UserPrompt {
     explicit MessageBoxPrompt(std::function<bool()> isEnding = {});
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override;
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override;
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override;
 
   private:
     std::function<bool()> isEnding_;

@@ -66,6 +66,7 @@ void frmBrowseComputer::MakeControls() {
     lstServers_->setToolTip("The servers that were found; double-click one to take it");
     lstServers_->addItem(new QListWidgetItem(style()->standardIcon(QStyle::SP_DirIcon),
                                              "Embedded warehouse folder..."));
+    lstServers_->setCurrentRow(kEmbeddedRow, QItemSelectionModel::NoUpdate);
     layout->addWidget(MakeLabel("lblServers", "&Servers:", lstServers_, this));
     layout->addWidget(lstServers_, 1);
     lblState_ = Named("lblState", new QLabel(this));

@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QTimer>
 
 #include "base/Text.h"
@@ -321,8 +322,12 @@ void frmMain::cmdClose_Click() {
     close();
 }
 
-void frmMain::reject() {
-    cmdClose_->click();
+void frmMain::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    const bool inText = qobject_cast<QLineEdit*>(focusWidget()) != nullptr;
+    if (event->key() != Qt::Key_Escape && !(enter && inText)) {
+        QDialog::keyPressEvent(event);
+    }
 }
 
 // Another window that refuses to close, such as a dialog with an invalid entry, keeps this one

@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QTextDocument>
@@ -115,6 +116,9 @@ void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     connect(cboSelectedTables_, &DropDownList::DropDown, this,
             Safe(&frmSustainRec::FillSelectedTables));
     connect(cboSelectedTables_, &QComboBox::activated, this, Safe(&frmSustainRec::ShowTable));
+    // Keys choose from the closed list, too.
+    connect(&tables_, &QAbstractItemModel::dataChanged, this,
+            Safe(&frmSustainRec::FillSelectedTables));
     auto* table = new QHBoxLayout;
     table->addWidget(MakeLabel("lblSelectedTables", "Select a table you want to define a query for",
                                cboSelectedTables_, frame));
@@ -135,6 +139,8 @@ void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     layout->addLayout(
         ButtonRow({MakeButton("cmdExecuteQuery", "&Execute Query", &frmSustainRec::ExecuteQuery),
                    MakeButton("cmdParseQuery", "&Parse Query", &frmSustainRec::ParseQuery)}));
+    connect(new QShortcut(QKeySequence("Ctrl+Return"), this), &QShortcut::activated, this,
+            Safe(&frmSustainRec::ExecuteQuery));
 }
 
 void frmSustainRec::LayOut() {
@@ -223,7 +229,8 @@ void frmSustainRec::ExecuteQuery() {
         ShowMessage(errorText);
         return;
     }
-    if (!services_.Prompt.AskYesNo("Query Execution", "Do you wish to execute this query?")
+    if (!services_.Prompt
+             .AskYesNo("Query Execution", "Do you wish to execute this query?", DefaultAnswer::Yes)
              .value_or(false)) {
         return;
     }

@@ -100,6 +100,7 @@ TEST_F(BrowsingDialog, AsksForTheFolderOfAnEmbeddedWarehouse) {
     const ScopedVariable home("HOME", Files.Path());
     const QString chosen = BrowseServer([](QWidget& dialog) {
         auto& list = Find<QListWidget>(dialog, "lstServers");
+        EXPECT_EQ(list.currentRow(), 0);
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 0));
         WhenModalOpens([](QWidget& folders) { QTest::keyClick(&folders, Qt::Key_Escape); });
         Click(dialog, "cmdOK");

@@ -231,5 +231,21 @@ TEST_F(FactTableFilters, SaveNothingWithoutTheFactTables) {
     EXPECT_FALSE(CanAccept());
 }
 
+TEST_F(FactTableFilters, OpenALongConditionAtItsHeightAndEmptyItByDelete) {
+    Warehouse.Run("UPDATE dwm_tables SET where_clause = 'amount in (1" + std::string(600, '0') +
+                  ")\n and 1 = 1\n and 2 = 2\n and 3 = 3' WHERE table_name = 'sales'");
+    Open();
+    Grid().setFocus();
+    Grid().setCurrentCell(0, 1);
+    QTest::keyClick(&Grid(), Qt::Key_F2);
+    QCoreApplication::processEvents();
+    EXPECT_GT(Editor().height(), 6 * Grid().fontMetrics().lineSpacing());
+    EXPECT_GT(Editor().height(), Grid().visualItemRect(Grid().item(0, 1)).height());
+    QTest::keyClick(&Editor(), Qt::Key_Escape);
+    QTest::keyClick(&Grid(), Qt::Key_Delete);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(Cell(0), "");
+}
+
 }  // namespace
 }  // namespace morvane::testing
