@@ -122,7 +122,7 @@ TEST_F(FreeTds, TheSessionHasItsOptionsAndUnicodeTexts) {
 }
 
 TEST_F(FreeTds, TheRowCountIsTheLastStatements) {
-    constexpr std::int64_t kFails = -99;
+    static constexpr std::int64_t kFails = -99;
     const Token rows = Table("a", {"1", "2"}) + Count(2);
     const std::vector<std::pair<Token, std::int64_t>> cases{
         {Count(4), 4},

@@ -113,7 +113,7 @@ TEST(Nightly, FaultsOfTheFileAreNamedWithLineAndColumn) {
          "f:5:9: tasks is not a list of tasks"},
     };
     for (const auto& [content, message] : cases) {
-        EXPECT_EQ(ErrorOf([&] { ReadTomlJobs(content, "f"); }), message) << content;
+        EXPECT_EQ(ErrorOf([&, toml = content] { ReadTomlJobs(toml, "f"); }), message) << content;
     }
     // These are toml++'s words.
     for (const std::string& content : {Section(Section("")), std::string("[a]\n\n\nx = = 1")}) {
