@@ -22,19 +22,19 @@ std::string CopiedName(std::size_t position) {
 }
 
 std::string CopyStatement(const std::string& table, const std::vector<std::string>& columns,
-                          const std::string& goes) {
+                          const std::string& marks) {
     std::string sql = "SELECT ";
     for (std::size_t i = 0; i < columns.size(); ++i) {
         sql += table + "." + columns[i] + " AS " + CopiedName(i) + ",";
     }
-    return sql + goes + " AS goes_now," + goes + " AS goes_later INTO * FROM " + table;
+    return sql + marks + " INTO * FROM " + table;
 }
 
 }  // namespace
 
 RowCopy::RowCopy(Connection& connection, const std::string& table,
-                 const std::vector<std::string>& columns, const std::string& goes)
-    : columns_(columns), copy_(connection, CopyStatement(table, columns, goes)) {}
+                 const std::vector<std::string>& columns, const std::string& marks)
+    : columns_(columns), copy_(connection, CopyStatement(table, columns, marks)) {}
 
 std::string RowCopy::Column(std::string_view name) const {
     const auto found = std::ranges::find_if(
@@ -123,10 +123,11 @@ void MarkingForecast::Mark(const std::string& table) {
     const std::vector<Relation> relations = walk_.Relations();
     const std::string formerMark =
         IsReset(table) ? "" : "WHEN " + table + ".is_deletable = 1 THEN 1 ";
+    const std::string goes =
+        "CASE WHEN " + table + ".is_sustainable = 0 THEN 1 " + formerMark + "ELSE 0 END AS ";
     const std::string name = ToLower(Trim(table));
-    copies_.try_emplace(
-        name, connection_, table, columns_[name],
-        "CASE WHEN " + table + ".is_sustainable = 0 THEN 1 " + formerMark + "ELSE 0 END");
+    copies_.try_emplace(name, connection_, table, columns_[name],
+                        goes + "goes_now" + (Archives() ? "," + goes + "goes_later" : ""));
     relations_[name] = relations;
     for (const Relation& relation : relations) {
         report_(table + " <- " + relation.ForeignTable);
@@ -141,16 +142,18 @@ void MarkingForecast::KeepReferredRows(const Relation& relation) {
         connection_.Execute("UPDATE " + copy + " SET " + assignments + " FROM " + copy + "," +
                             Source(foreign) + " WHERE " + Refers(relation) + term);
     };
+    const std::string always = Archives() ? "goes_now = 0, goes_later = 0" : "goes_now = 0";
     const bool isFact = conditions_.contains(ToLower(Trim(foreign)));
     if (const RowCopy* dimension = Copy(foreign)) {
         keep("goes_now = 0", " AND " + dimension->Name() + ".goes_now=0");
-        keep("goes_later = 0", " AND " + dimension->Name() + ".goes_later=0");
+        if (Archives()) {
+            keep("goes_later = 0", " AND " + dimension->Name() + ".goes_later=0");
+        }
     } else if (!isFact) {
         // Not marked by this run: it keeps others alive by the marks that it has.
-        keep("goes_now = 0, goes_later = 0",
-             IsReset(foreign) ? "" : " AND " + foreign + ".is_deletable=0");
+        keep(always, IsReset(foreign) ? "" : " AND " + foreign + ".is_deletable=0");
     } else if (GoesLater(foreign) == "0") {
-        keep("goes_now = 0, goes_later = 0", "");
+        keep(always, "");
     } else {
         keep("goes_now = 0", "");
         KeepRowsOfFactsThatStay(relation);
@@ -208,7 +211,7 @@ std::string MarkingForecast::Column(const std::string& table, const std::string&
 }
 
 std::string MarkingForecast::GoesLater(const std::string& table) const {
-    if (const RowCopy* copy = Copy(table)) {
+    if (const RowCopy* copy = Copy(table); copy != nullptr && Archives()) {
         return copy->Name() + ".goes_later";
     }
     const auto fact = conditions_.find(ToLower(Trim(table)));

@@ -16,12 +16,12 @@ namespace morvane {
 // Told before each step that may take long.
 using StepReport = std::function<void(const std::string& step)>;
 
-// The rows of a dimension in a temporary table. Two columns tell which rows a run would mark:
-// goes_now, and goes_later if it archives first.
+// The rows of a dimension in a temporary table. The column goes_now tells which rows a run would
+// mark; if there are rows to archive, goes_later tells which it would mark after that.
 class RowCopy {
   public:
     RowCopy(Connection& connection, const std::string& table,
-            const std::vector<std::string>& columns, const std::string& goes);
+            const std::vector<std::string>& columns, const std::string& marks);
 
     const std::string& Name() const { return copy_.Name(); }
     // The copy of a column, qualified. Throws DatabaseError if it was not copied.
@@ -61,6 +61,8 @@ class MarkingForecast {
     // The condition that a row of the relation's foreign table refers to one of the primary table.
     std::string Refers(const Relation& relation) const;
 
+    // Whether any fact table has a condition. If none has, GoesLater() is GoesNow().
+    bool Archives() const { return !archivedTables_.empty(); }
     // The fact tables that have a condition, in the order in which they are archived.
     const std::vector<std::string>& ArchivedTables() const { return archivedTables_; }
 

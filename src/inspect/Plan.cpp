@@ -64,7 +64,10 @@ class ElementForecast {
 };
 
 // The versions in order. "is_new": the first version of an element, which the server decides.
-std::string VersionsQuery(const RowCopy& copy, const ElementKey& key) {
+std::string VersionsQuery(const MarkingForecast& forecast, const std::string& table,
+                          const ElementKey& key) {
+    const RowCopy& copy = *forecast.Copy(table);
+    const std::string goes = forecast.GoesLater(table);
     std::string columns;
     std::string order;
     for (const std::string& column : key.Columns) {
@@ -81,19 +84,20 @@ std::string VersionsQuery(const RowCopy& copy, const ElementKey& key) {
     if (key.Columns.size() == 1) {
         const std::string column = copy.Column(key.Columns[0]);
         touched = " WHERE " + column + " IN (SELECT " + column + " FROM " + copy.Name() +
-                  " WHERE goes_later = 1) OR (" + column + " IS NULL AND goes_later = 1)";
+                  " WHERE " + goes + " = 1) OR (" + column + " IS NULL AND " + goes + " = 1)";
     }
     return "SELECT " + columns + copy.Column("start_date") + "," + copy.Column("end_date") + "," +
-           copy.Column("is_current") + ",goes_now,goes_later,CASE WHEN " + same +
+           copy.Column("is_current") + ",goes_now," + goes + ",CASE WHEN " + same +
            " THEN 0 ELSE 1 END AS is_new FROM " + copy.Name() + touched + " ORDER BY " + order;
 }
 
 // Reads all versions once, element by element.
-void PlanElements(Connection& connection, const RowCopy& copy, const ElementKey& key,
+void PlanElements(Connection& connection, const MarkingForecast& forecast, const ElementKey& key,
                   DimensionPlan& plan) {
     ElementForecast now(plan.Now);
     ElementForecast later(plan.AfterArchiving);
-    const auto rows = connection.OpenRecordset(VersionsQuery(copy, key), RecordsetKind::Streamed);
+    const auto rows = connection.OpenRecordset(VersionsQuery(forecast, plan.Table, key),
+                                               RecordsetKind::Streamed);
     const std::size_t keyCount = key.Columns.size();
     std::vector<Version> element;
     std::vector<bool> goesNow;
@@ -101,7 +105,9 @@ void PlanElements(Connection& connection, const RowCopy& copy, const ElementKey&
     bool addressable = true;
     const auto finishElement = [&] {
         now.Add(element, goesNow, addressable);
-        later.Add(element, goesLater, addressable);
+        if (forecast.Archives()) {
+            later.Add(element, goesLater, addressable);
+        }
         element.clear();
         goesNow.clear();
         goesLater.clear();
@@ -122,6 +128,9 @@ void PlanElements(Connection& connection, const RowCopy& copy, const ElementKey&
         goesLater.push_back(row[keyCount + 4].Flag());
     }
     finishElement();
+    if (!forecast.Archives()) {
+        plan.AfterArchiving = plan.Now;
+    }
 }
 
 DimensionPlan PlanDimension(Connection& connection, const MarkingForecast& forecast,
@@ -140,7 +149,7 @@ DimensionPlan PlanDimension(Connection& connection, const MarkingForecast& forec
     if (const auto key = FindElementKey(connection, table)) {
         plan.SlowMoving = true;
         if (plan.AfterArchiving.Rows > 0) {
-            PlanElements(connection, copy, *key, plan);
+            PlanElements(connection, forecast, *key, plan);
         }
     }
     return plan;

@@ -29,13 +29,14 @@ Outcome DeleteRecords(RunState& state, ProgressWindow& progress, const Connectio
 std::int64_t RelinkSlowlyMovingHistory(const std::string& table, Connection& warehouse,
                                        Connection& deletion);
 
+struct AtomicCounts {
+    std::int64_t Marked = 0;   // rows, also of elements that are not wholly marked
+    std::int64_t Deleted = 0;  // rows
+};
+
 // Deletes the elements whose versions are all marked, with one statement per element in one
 // transaction. Deletes nothing if a key value cannot be written as a literal or if a statement
 // affects a different number of rows than the element has.
-struct AtomicCounts {
-    std::int64_t Marked = 0;   // rows
-    std::int64_t Deleted = 0;  // rows
-};
 AtomicCounts DeleteAtomically(const std::string& table, Connection& warehouse,
                               Connection& deletion);
 
