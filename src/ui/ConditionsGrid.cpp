@@ -10,6 +10,8 @@
 #include <QTextDocument>
 #include <QTimer>
 
+#include "ui/Controls.h"
+
 namespace morvane {
 
 namespace {
@@ -18,7 +20,6 @@ constexpr int kCellMargins = 8;  // above plus below the text, as in its editor
 constexpr int kTableColumn = 0;
 constexpr int kConditionColumn = 1;
 constexpr int kLongestLines = 4;         // of a condition in its cell
-constexpr int kToolTipLetters = 2000;    // more would not fit on the screen
 constexpr int kTableColumnLetters = 36;  // the tool tip shows longer names
 
 QTableWidgetItem* MakeItem() {
@@ -29,9 +30,7 @@ QTableWidgetItem* MakeItem() {
 
 void SetItem(QTableWidgetItem& item, const QString& text) {
     item.setText(text);
-    const QString tip = text.size() > kToolTipLetters ? text.left(kToolTipLetters) + "..." : text;
-    item.setToolTip(
-        tip.isEmpty() ? tip : "<p style=\"white-space:pre-wrap\">" + tip.toHtmlEscaped() + "</p>");
+    item.setToolTip(ToolTipText(text));
 }
 
 // Edits multi-line text and accepts it with Enter, like a single-line editor.
@@ -61,6 +60,8 @@ QWidget* ConditionDelegate::createEditor(QWidget* parent, const QStyleOptionView
                                          const QModelIndex& index) const {
     auto* editor = new QPlainTextEdit(parent);
     editor->setObjectName("txtCondition");
+    editor->setAccessibleName("Condition of " +
+                              index.siblingAtColumn(kTableColumn).data().toString());
     editor->document()->setDocumentMargin(2);
     connect(editor->document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged,
             editor, [this, editor, row = QPersistentModelIndex(index)] {
@@ -134,6 +135,7 @@ bool ConditionDelegate::eventFilter(QObject* object, QEvent* event) {
 }  // namespace
 
 ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
+    setAccessibleName("Conditions of the fact tables");
     setHorizontalHeaderLabels({"Table Name", "Condition(s)"});
     setItemDelegateForColumn(kConditionColumn, new ConditionDelegate(*this));
     setEditTriggers(DoubleClicked | EditKeyPressed | AnyKeyPressed);

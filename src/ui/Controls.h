@@ -25,8 +25,23 @@ Control* Named(const char* name, Control* control) {
     return control;
 }
 
-// A label. Its access key ("&" in the caption) moves the focus to `buddy`, which may be null.
+// A tool tip: the text in lines of a readable width, and never interpreted as HTML. Cuts very long
+// texts.
+QString ToolTipText(const QString& text);
+
+// A button whose caption keeps a distance from its edges, however long it is.
+class PushButton : public QPushButton {
+  public:
+    using QPushButton::QPushButton;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+};
+
+// A label. Its access key ("&" in the caption) moves the focus to `buddy`, whose name for screen
+// readers is the caption.
 QLabel* MakeLabel(const char* name, const char* caption, QWidget* buddy, QWidget* parent);
+// Lets screen readers call a control by its caption.
+void SetAccessibleCaption(QWidget& control, const QString& caption);
 // A label for longer text, with word wrap.
 QLabel* MakeText(const char* name, const QString& text, QWidget* parent);
 

@@ -2,6 +2,7 @@
 #include "ui/Messages.h"
 
 #include <QAbstractButton>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QTimer>
 #include <chrono>
@@ -50,6 +51,18 @@ std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::
     return closed ? std::nullopt : std::optional(pressed);
 }
 
+// Alt and a letter that no shortcut has taken, such as the access key of a disabled button. A text
+// box would insert the letter.
+bool IsUnusedAccessKey(const QEvent& event) {
+    if (event.type() != QEvent::KeyPress) {
+        return false;
+    }
+    const auto& key = static_cast<const QKeyEvent&>(event);
+    return key.modifiers().testFlag(Qt::AltModifier) &&
+           !key.modifiers().testFlag(Qt::ControlModifier) &&  // AltGr on Windows
+           !key.text().isEmpty() && key.text().front().isPrint();
+}
+
 }  // namespace
 
 MessageBoxPrompt::MessageBoxPrompt(std::function<bool()> isEnding)
@@ -95,6 +108,9 @@ void Window::ShowMessage(std::string_view text, MessageStyle style) {
 }
 
 bool Application::notify(QObject* receiver, QEvent* event) {
+    if (receiver->isWidgetType() && IsUnusedAccessKey(*event)) {
+        return true;
+    }
     try {
         return QApplication::notify(receiver, event);
     } catch (...) {

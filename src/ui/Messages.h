@@ -81,7 +81,7 @@ class Window : public QDialog {
 };
 
 // Shows exceptions that Qt's own event handlers throw, such as std::bad_alloc. The event is
-// dropped, and the program goes on.
+// dropped, and the program goes on. Also drops access keys that no control takes.
 class Application : public QApplication {
   public:
     Application(int& argc, char** argv, UserPrompt& prompt)

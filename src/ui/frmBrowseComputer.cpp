@@ -12,6 +12,7 @@
 
 #include "db/embedded/EmbeddedConnection.h"
 #include "ui/Controls.h"
+#include "ui/ScrollPanel.h"
 
 namespace morvane {
 
@@ -76,7 +77,7 @@ void frmBrowseComputer::MakeControls() {
     connect(lstServers_, &QListWidget::itemSelectionChanged, this,
             Safe(&frmBrowseComputer::UpdateOK));
     connect(lstServers_, &QListWidget::itemDoubleClicked, this, &frmBrowseComputer::accept);
-    resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22);
+    ResizeOnScreen(*this, {fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22});
 }
 
 QWidget* frmBrowseComputer::MakeButtons() {

@@ -161,7 +161,8 @@ void frmMain::changeEvent(QEvent* event) {
 }
 
 void frmMain::cmdServer_Click() {
-    const QString server = browsing_.BrowseForComputer("Select a server...", this);
+    const QString server =
+        browsing_.BrowseForComputer("Select a server...", this, ToQString(fields_->Login().Server));
     if (!server.isEmpty()) {
         fields_->SetServer(server);
     }
@@ -298,6 +299,8 @@ void frmMain::PerformRun(const RunSettings& settings) {
     state_.ErrorText.clear();
 }
 
+// After an error the window stays open with its settings, as after every other failure: the user
+// can correct them and save again. Only a saved file closes it.
 void frmMain::SaveSettings(const RunSettings& settings) {
     state_.ErrorText.clear();
     Require(

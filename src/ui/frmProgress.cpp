@@ -23,6 +23,7 @@ namespace morvane {
 
 namespace {
 
+constexpr const char* kTitle = "Progress Of the Morvane Tool";
 constexpr int kWidth = 72;  // in average characters
 constexpr std::chrono::milliseconds kLongestAppearing{500};
 
@@ -93,7 +94,6 @@ class InputWatch : public QObject {
 frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
     : QDialog(parent), cancelSignalled_(std::move(cancelSignalled)) {
     setObjectName("frmProgress");
-    setWindowTitle("Progress Of the Morvane Tool");
     setWindowFlag(Qt::WindowMinimizeButtonHint);
     // Events processed during a run must reach only this window.
     setWindowModality(Qt::ApplicationModal);
@@ -125,8 +125,8 @@ QGroupBox* frmProgress::MakeTimeFrame() {
     FixHeight(*frame);
     lblStartTime_ = new ElidedLabel("lblStartTime", frame);
     lblEndTime_ = new ElidedLabel("lblEndTime", frame);
-    LayOutLines(frame, {{"Label1", "Start Date & Time:", lblStartTime_},
-                        {"Label3", "End Date & Time:", lblEndTime_}});
+    LayOutLines(frame, {{"Label1", "Start Date && Time:", lblStartTime_},
+                        {"Label3", "End Date && Time:", lblEndTime_}});
     return frame;
 }
 
@@ -137,7 +137,7 @@ QWidget* frmProgress::MakeButtons() {
     // Cancel has the focus during a run, but Enter must not press it.
     cmdCancel_->setAutoDefault(false);
     connect(cmdOK_, &QPushButton::clicked, this, &frmProgress::CloseWindow);
-    connect(cmdCancel_, &QPushButton::clicked, this, [this] { mUserCancel = true; });
+    connect(cmdCancel_, &QPushButton::clicked, this, &frmProgress::TakeCancel);
     return buttons.Box;
 }
 
@@ -171,6 +171,7 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
 
 // Undoes what an earlier run has changed.
 void frmProgress::ResetControls() {
+    setWindowTitle(kTitle);
     lblEndTime_->clear();
     indicator_->Reset();
     indicator_->show();
@@ -189,8 +190,9 @@ void frmProgress::SettleLayout() {
 void frmProgress::Centre() {
     const QRect room = screen()->geometry();
     const QSize size = frameGeometry().size();
+    // The title bar of a window that is higher than the screen stays visible.
     move(room.x() + (room.width() - size.width()) / 2,
-         room.y() + (room.height() - size.height()) / 2);
+         room.y() + std::max(0, (room.height() - size.height()) / 2));
 }
 
 void frmProgress::Comment(std::string_view strComment) {
@@ -248,6 +250,13 @@ void frmProgress::RemoveProgIndicator() {
     });
 }
 
+void frmProgress::ShowStopped(Outcome outcome) {
+    ChangeHeight([this] { indicator_->Clear(); });
+    setWindowTitle(QString(kTitle) + (outcome == Outcome::Done        ? ""
+                                      : outcome == Outcome::Cancelled ? " - Cancelled"
+                                                                      : " - Failed"));
+}
+
 void frmProgress::ShowRelation(std::string_view primaryTable, std::string_view foreignTable) {
     indicator_->ShowRelation(ToQString(primaryTable), ToQString(foreignTable));
 }
@@ -291,6 +300,16 @@ bool frmProgress::PollForCancel() {
     const InputWatch watch(*this);
     QCoreApplication::processEvents();
     return watch.InputSeen() && mUserCancel;
+}
+
+// The running task notices the request at its next poll, after which it may have much to roll back.
+// No event reaches the window before that, so it is repainted here.
+void frmProgress::TakeCancel() {
+    mUserCancel = true;
+    morvane::DisableObject(*cmdCancel_);
+    setWindowTitle(QString(kTitle) + " - Cancelling");
+    indicator_->ShowCancelling();
+    repaint();
 }
 
 void frmProgress::reject() {

@@ -38,6 +38,8 @@ class frmProgress : public QDialog, public ProgressWindow {
     void MarkTaskRunning(std::size_t k) override;
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
+    // Empties the indicator and says in the title how the run has ended.
+    void ShowStopped(Outcome outcome) override;
     void ShowEndTime(std::string_view endTime) override;
     // Enabling OK also removes the running mark from the tasks, since the run is over.
     void EnableObject(ProgressControl objControl) override;
@@ -69,6 +71,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     void Centre();
     QPushButton& Button(ProgressControl objControl) const;
     void ChangeHeight(const std::function<void()>& change);
+    void TakeCancel();
     void CloseWindow();
 
     std::function<bool()> cancelSignalled_;

@@ -52,6 +52,10 @@ TEST(ConsoleProgress, RedrawsOneLineAndErasesItAtTheEnd) {
     progress.SetProgressValue(2.001F);
     EXPECT_EQ(terminal.str().size(), length) << "nothing that shows has changed";
     terminal << "^C";
+    progress.ShowStopped(Outcome::Failed);
+    progress.ShowEndTime("Monday");
+    EXPECT_TRUE(terminal.str().ends_with("\rFailed on Monday\n"));
+    progress.MarkTaskRunning(0);
     progress.EnableObject(ProgressControl::cmdOK);
     EXPECT_EQ(LastLine(terminal.str()), "");
 }

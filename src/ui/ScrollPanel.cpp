@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "ui/ScrollPanel.h"
+
+#include <QApplication>
+#include <QScreen>
+#include <QScrollBar>
+#include <QStyle>
+
+namespace morvane {
+
+namespace {
+
+constexpr int kLeastLines = 8;
+
+}  // namespace
+
+ScrollPanel::ScrollPanel(QWidget* content, QWidget* parent) : QScrollArea(parent) {
+    setFrameShape(QFrame::NoFrame);
+    setWidgetResizable(true);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFocusPolicy(Qt::NoFocus);
+    setWidget(content);
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget*, QWidget* now) {
+        if (now != nullptr && widget()->isAncestorOf(now)) {
+            ensureWidgetVisible(now);
+        }
+    });
+}
+
+QSize ScrollPanel::sizeHint() const {
+    return widget()->sizeHint();
+}
+
+QSize ScrollPanel::minimumSizeHint() const {
+    const QSize content = widget()->minimumSizeHint();
+    return {content.width() + verticalScrollBar()->sizeHint().width(),
+            std::min(content.height(), kLeastLines * fontMetrics().lineSpacing())};
+}
+
+void ResizeOnScreen(QWidget& window, const QSize& wanted) {
+    // The frame is known only when the window is shown.
+    const QStyle& style = *window.style();
+    const int border = style.pixelMetric(QStyle::PM_MdiSubWindowFrameWidth);
+    const QSize frame(2 * border, style.pixelMetric(QStyle::PM_TitleBarHeight) + 2 * border);
+    window.resize(wanted.boundedTo(window.screen()->availableSize() - frame));
+}
+
+}  // namespace morvane
