@@ -96,8 +96,8 @@ void PlanElements(Connection& connection, const MarkingForecast& forecast, const
                   DimensionPlan& plan) {
     ElementForecast now(plan.Now);
     ElementForecast later(plan.AfterArchiving);
-    const auto rows = connection.OpenRecordset(VersionsQuery(forecast, plan.Table, key),
-                                               RecordsetKind::Streamed);
+    const auto rows =
+        connection.OpenRecordset(VersionsQuery(forecast, plan.Table, key), RecordsetKind::Streamed);
     const std::size_t keyCount = key.Columns.size();
     std::vector<Version> element;
     std::vector<bool> goesNow;
