@@ -4,7 +4,9 @@
 #include <QAbstractButton>
 #include <QKeyEvent>
 #include <QMessageBox>
+#include <QScreen>
 #include <QTimer>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
@@ -105,6 +107,16 @@ void Require(bool done, std::string& errorText) {
 
 void Window::ShowMessage(std::string_view text, MessageStyle style) {
     prompt_.ShowMessage(kTitle, text, style);
+}
+
+// A window system can place the title bar of a high window above the screen, because its height is
+// unknown before the window is shown.
+bool Window::event(QEvent* event) {
+    if (event->type() == QEvent::WindowActivate && !std::exchange(placed_, true)) {
+        const int above = screen()->availableGeometry().top() - frameGeometry().top();
+        move(x(), y() + std::max(above, 0));
+    }
+    return QDialog::event(event);
 }
 
 bool Application::notify(QObject* receiver, QEvent* event) {

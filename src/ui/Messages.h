@@ -66,6 +66,8 @@ class Window : public QDialog {
     }
 
   protected:
+    bool event(QEvent* event) override;
+
     // A member function as a slot that runs inside Try().
     template <typename Self, typename... Arguments>
     auto Safe(void (Self::*slot)(Arguments...)) {
@@ -78,6 +80,7 @@ class Window : public QDialog {
 
   private:
     UserPrompt& prompt_;
+    bool placed_ = false;
 };
 
 // Shows exceptions that Qt's own event handlers throw, such as std::bad_alloc. The event is

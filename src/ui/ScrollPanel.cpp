@@ -37,12 +37,16 @@ QSize ScrollPanel::minimumSizeHint() const {
             std::min(content.height(), kLeastLines * fontMetrics().lineSpacing())};
 }
 
-void ResizeOnScreen(QWidget& window, const QSize& wanted) {
-    // The frame is known only when the window is shown.
+// The frame itself is known only when the window is shown.
+QSize RoomOnScreen(const QWidget& window) {
     const QStyle& style = *window.style();
     const int border = style.pixelMetric(QStyle::PM_MdiSubWindowFrameWidth);
     const QSize frame(2 * border, style.pixelMetric(QStyle::PM_TitleBarHeight) + 2 * border);
-    window.resize(wanted.boundedTo(window.screen()->availableSize() - frame));
+    return window.screen()->availableSize() - frame;
+}
+
+void ResizeOnScreen(QWidget& window, const QSize& wanted) {
+    window.resize(wanted.boundedTo(RoomOnScreen(window)));
 }
 
 }  // namespace morvane

@@ -15,7 +15,10 @@ class ScrollPanel : public QScrollArea {
     QSize minimumSizeHint() const override;
 };
 
-// Resizes a window that is not shown yet, but not beyond its screen.
+// The largest size of a window's inside with which its frame fits on the screen.
+QSize RoomOnScreen(const QWidget& window);
+
+// Resizes a window, but not beyond its screen.
 void ResizeOnScreen(QWidget& window, const QSize& wanted);
 
 }  // namespace morvane

@@ -14,6 +14,7 @@
 
 #include "ui/Controls.h"
 #include "ui/ProgressFrames.h"
+#include "ui/ScrollPanel.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -98,11 +99,15 @@ frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
     // Events processed during a run must reach only this window.
     setWindowModality(Qt::ApplicationModal);
 
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeWarehouseFrame());
-    layout->addWidget(MakeTimeFrame());
+    auto* head = new QWidget(this);
+    auto* parts = new QVBoxLayout(head);
+    parts->setContentsMargins({});
+    parts->addWidget(MakeWarehouseFrame());
+    parts->addWidget(MakeTimeFrame());
     // The task list takes the extra height of an enlarged window.
-    layout->addWidget(tasks_ = new TaskList(this), 1);
+    parts->addWidget(tasks_ = new TaskList(this), 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(head_ = new ScrollPanel(head, this), 1);
     layout->addWidget(indicator_ = new ProgressIndicator(this));
     layout->addWidget(MakeButtons());
     designedMargins_ = layout->contentsMargins();
@@ -162,7 +167,8 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
     tasks_->Show(overview.TaskNames);
     SettleLayout();
     setWindowState(Qt::WindowNoState);
-    resize(layout()->totalSizeHint());
+    cutOff_ = 0;
+    ResizeWithoutLoss(layout()->totalSizeHint());
     Centre();
     cmdCancel_->setFocus();
     show();
@@ -182,9 +188,12 @@ void frmProgress::ResetControls() {
 
 // Updates the size hints at once, innermost layouts first. Qt would do it in the next event pass.
 void frmProgress::SettleLayout() {
-    for (QLayout* part : {tasks_->layout(), indicator_->layout(), layout()}) {
+    for (QLayout* part :
+         {tasks_->layout(), head_->widget()->layout(), indicator_->layout(), layout()}) {
         part->activate();
     }
+    head_->updateGeometry();
+    layout()->activate();
 }
 
 void frmProgress::Centre() {
@@ -223,19 +232,31 @@ void frmProgress::ShowFrame(ProgressFrame objFrame) {
     ChangeHeight([&] { indicator_->Frame(objFrame).show(); });
 }
 
-// Everything except the task list has a fixed height. Keeping the window's height beyond its
-// minimum keeps the list's height, whatever size the user has given the window.
+// Everything except the part with the task list has a fixed height. Keeping the window's height
+// beyond its minimum keeps the height of that part, whatever size the user has given the window.
 void frmProgress::ChangeHeight(const std::function<void()>& change) {
     const auto need = [this] {
         SettleLayout();
         return layout()->totalMinimumSize().height();
     };
-    const int spare = height() - need();
+    const int spare = height() + cutOff_ - need();
     const int oldWidth = width();
     change();
     const int wanted = need() + spare;
     if (!isMaximized() && !isFullScreen()) {
-        resize(oldWidth, wanted);
+        ResizeWithoutLoss({oldWidth, wanted});
+    }
+}
+
+// Remembers the height for which the screen has no room. The window moves up if it would grow
+// beyond the lower edge of the screen.
+void frmProgress::ResizeWithoutLoss(const QSize& wanted) {
+    const QSize size = wanted.boundedTo(RoomOnScreen(*this));
+    cutOff_ = wanted.height() - size.height();
+    resize(size);
+    const QRect room = screen()->availableGeometry();
+    if (isVisible() && frameGeometry().bottom() > room.bottom()) {
+        move(x(), std::max(room.top(), room.bottom() + 1 - frameGeometry().height()));
     }
 }
 

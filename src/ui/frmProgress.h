@@ -13,6 +13,7 @@ namespace morvane {
 
 class ElidedLabel;
 class ProgressIndicator;
+class ScrollPanel;
 class TaskList;
 
 // Shows the progress of a run and lets the user cancel it. One object serves all runs: Load()
@@ -70,6 +71,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     void SettleLayout();
     void Centre();
     QPushButton& Button(ProgressControl objControl) const;
+    void ResizeWithoutLoss(const QSize& wanted);
     void ChangeHeight(const std::function<void()>& change);
     void TakeCancel();
     void CloseWindow();
@@ -79,11 +81,13 @@ class frmProgress : public QDialog, public ProgressWindow {
     ElidedLabel* lblDatabase_ = nullptr;
     ElidedLabel* lblStartTime_ = nullptr;
     ElidedLabel* lblEndTime_ = nullptr;
+    ScrollPanel* head_ = nullptr;
     TaskList* tasks_ = nullptr;
     ProgressIndicator* indicator_ = nullptr;
     QPushButton* cmdOK_ = nullptr;
     QPushButton* cmdCancel_ = nullptr;
     QMargins designedMargins_;
+    int cutOff_ = 0;
 };
 
 }  // namespace morvane

@@ -77,6 +77,8 @@ TEST_F(MainWindow, EnablesItsButtonsOnceServerDatabaseAndLogFolderAreKnown) {
     EXPECT_TRUE(IsChecked("chkOptions0"));
     Type(window, "txtLogFile", ToQString(Logs));
     EXPECT_FALSE(IsEnabled("cmdProcess") || IsEnabled("cmdFacts") || IsEnabled("cmdDimensions"));
+    QTest::keyClick(&Find<QLineEdit>(window, "txtLogFile"), 'p', Qt::AltModifier);
+    EXPECT_EQ(ToText(Find<QLineEdit>(window, "txtLogFile").text()), Logs) << "no letter is typed";
     Type(window, "txtServer", ToQString(Warehouse.Server()));
     PressAccessKey(window, 'r');
     ASSERT_TRUE(QTest::qWaitFor([&] { return IsEnabled("cmdProcess"); }));
