@@ -22,6 +22,18 @@ namespace {
 
 constexpr const char* kTitle = "Morvane";
 constexpr std::chrono::milliseconds kEndingPoll{200};
+constexpr int kMostLines = 14;
+constexpr int kMostLetters = 1000;
+
+// A box is as high as its text. A text that is too long for a low screen is cut, and the details,
+// which scroll, contain all of it.
+void SetText(QMessageBox& box, const QString& text) {
+    const QString start = text.section('\n', 0, kMostLines - 1).left(kMostLetters);
+    box.setText(start == text ? text : start + "...");
+    if (start != text) {
+        box.setDetailedText(text);
+    }
+}
 
 // Returns the button that was pressed, or nothing if the program is ending.
 std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::string_view text,
@@ -32,10 +44,10 @@ std::optional<int> ShowBox(QMessageBox::Icon icon, std::string_view title, std::
         return std::nullopt;
     }
     const PointerShape arrow(Qt::ArrowCursor);  // the caller may have set the busy pointer
-    QMessageBox box(icon, ToQString(title), ToQString(text).trimmed(), buttons,
-                    QApplication::activeWindow());
+    QMessageBox box(icon, ToQString(title), {}, buttons, QApplication::activeWindow());
     box.setDefaultButton(defaultButton);
     box.setTextFormat(Qt::PlainText);
+    SetText(box, ToQString(text).trimmed());
     box.setTextInteractionFlags(Qt::TextSelectableByMouse);
     for (QAbstractButton* button : box.buttons()) {
         button->setIcon({});  // no other window has icons on its buttons

@@ -155,8 +155,10 @@ void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     layout->addLayout(
         ButtonRow({MakeButton("cmdExecuteQuery", "&Execute Query", &frmSustainRec::ExecuteQuery),
                    MakeButton("cmdParseQuery", "&Parse Query", &frmSustainRec::ParseQuery)}));
-    connect(new QShortcut(QKeySequence("Ctrl+Return"), this), &QShortcut::activated, this,
-            Safe(&frmSustainRec::ExecuteQuery));
+    for (const char* key : {"Ctrl+Return", "Ctrl+Enter"}) {  // Enter is on the numeric keypad
+        connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
+                Safe(&frmSustainRec::ExecuteQuery));
+    }
 }
 
 void frmSustainRec::LayOut() {

@@ -50,6 +50,19 @@ TEST(Application, DropsAnEventWhoseHandlerThrows) {
     EXPECT_EQ(ApplicationPrompt().Shown, std::vector<std::string>{kNoMemory});
 }
 
+TEST(MessageBoxPrompt, ShowsALongMessageInDetailsThatScroll) {
+    std::string text;
+    for (int line = 0; line < 300; ++line) {
+        text += "table_type  Incorrect for TableName : product\r\n";
+    }
+    WhenModalOpens([](QWidget& box) {
+        EXPECT_LT(box.height(), 480);
+        EXPECT_EQ(dynamic_cast<QMessageBox&>(box).detailedText().count("product"), 300);
+        QTest::keyClick(&box, Qt::Key_Escape);
+    });
+    MessageBoxPrompt().ShowMessage("Morvane", text, MessageStyle::Critical);
+}
+
 TEST(MessageBoxPrompt, LeavesQuestionsUnansweredWhenTheProgramEnds) {
     bool ending = false;
     MessageBoxPrompt prompt([&] { return ending; });

@@ -147,7 +147,8 @@ TEST_F(SustainRec, QueriesAndSavesTheRecordsOfACheckedTable) {
     EXPECT_EQ(Shown(Records()), "id name price is_deletable ");
     QTest::keySequence(Window.get(), QKeySequence::Save);
     EXPECT_EQ(LastMessage(), "Morvane|No Records to be saved.");
-    QTest::keyClick(Window.get(), Qt::Key_Return, Qt::ControlModifier);
+    QTest::keyClick(&Find<QPlainTextEdit>(*Window, "txtWhereClause"), Qt::Key_Return,
+                    Qt::ControlModifier);
     ASSERT_FALSE(Prompt.Asked.empty());
     EXPECT_EQ(Prompt.Asked.back(), "Query Execution|Do you wish to execute this query?");
     EXPECT_EQ(Shown(Records()),
