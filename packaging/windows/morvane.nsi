@@ -54,6 +54,8 @@ Var PathKey
 
 !define MUI_ICON "packaging/icons/morvane.ico"
 !define MUI_UNICON "${MUI_ICON}"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${NSISDIR}/Contrib/Graphics/Wizard/nsis3-grey.bmp"
+!define MUI_WELCOMEPAGE_TEXT "Morvane keeps a star-schema data warehouse in Microsoft SQL Server small and clean.$\r$\n$\r$\nTo install it only for yourself you do not need the rights of an administrator.$\r$\n$\r$\nA previous version is replaced. Your configuration files, logs and reports stay."
 !define MUI_ABORTWARNING
 !define MUI_COMPONENTSPAGE_SMALLDESC
 !define MUI_FINISHPAGE_SHOWREADME
