@@ -1,4 +1,5 @@
 @echo off
+rem SPDX-License-Identifier: Apache-2.0
 rem Creates the demo warehouse, if it is not there yet, and opens the settings window with it.
 setlocal
 set "shop=%USERPROFILE%\Morvane demo"
