@@ -106,7 +106,7 @@ std::string MarkingForecast::Next() {
         begun_ = true;
     }
     while (walk_.Waiting()) {
-        const std::string table = walk_.Table();
+        std::string table = walk_.Table();
         const bool marks = walk_.IsMarked();
         if (marks) {
             Mark(table);

@@ -14,9 +14,10 @@ namespace morvane::testing {
 namespace {
 
 // MORVANE_FAULTS=all injects faults at every point. By default the tests use a sample, since each
-// point takes two runs: every 4th point that changes something and every 23rd of the others.
-constexpr std::size_t kSampleOfChanges = 4;
-constexpr std::size_t kSampleOfQuestions = 23;
+// point takes two runs: every 4th point that changes something and every 23rd of the others, and
+// still fewer under the sanitizers.
+constexpr std::size_t kSampleOfChanges = 4 * MORVANE_TEST_THINNING;
+constexpr std::size_t kSampleOfQuestions = 23 * MORVANE_TEST_THINNING;
 
 bool EveryFaultIsWanted() {
     const char* wish = std::getenv("MORVANE_FAULTS");

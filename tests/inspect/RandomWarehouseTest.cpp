@@ -206,7 +206,8 @@ void ExpectWhatWasPlanned(unsigned seed, Facts facts) {
 }
 
 TEST(RandomWarehouse, RunsDoWhatWasPlannedAndExplained) {
-    for (unsigned seed = 0; seed < 200 && !::testing::Test::HasFailure(); ++seed) {
+    for (unsigned seed = 0; seed < 200 / MORVANE_TEST_THINNING && !::testing::Test::HasFailure();
+         ++seed) {
         SCOPED_TRACE(seed);
         ExpectWhatWasPlanned(seed, (seed / 2) % 2 == 0 ? Facts::AsTheyAre : Facts::AfterArchiving);
     }
