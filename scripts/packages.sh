@@ -17,6 +17,8 @@ install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-d
 # A cross-compiler, the sources of GoogleTest, and Qt's headers to compile the windows against.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohmann-json3-dev libtomlplusplus-dev googletest qt6-base-dev)
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
+windows_package_packages=("${windows_packages[@]}" nsis zip pandoc)
+windows_install_test_packages=("${windows_package_packages[@]}" "${wine_packages[@]}" "${display_packages[@]}" gcc-mingw-w64-x86-64-posix)
 # "cmake -B build" without a preset generates makefiles.
 plain_packages=(make)
 coverage_packages=(gcovr)
