@@ -284,6 +284,9 @@ void frmProgress::ShowRelation(std::string_view primaryTable, std::string_view f
 
 void frmProgress::MarkTaskRunning(std::size_t k) {
     tasks_->MarkRunning(k);
+    if (auto* name = findChild<QWidget*>("lblTaskName" + QString::number(k))) {
+        head_->ensureWidgetVisible(name);
+    }
 }
 
 void frmProgress::MarkTaskCompleted(std::size_t k) {

@@ -157,8 +157,9 @@ TEST_F(MainWindow, KeepsWhatIsTypedAtEscapeEnterAndTheMouseWheel) {
     list.showPopup();
     EXPECT_EQ(list.view()->currentIndex().row(), 0);
     list.hidePopup();
-    Click(window, "cmdClose");
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }));
+    Find<QWidget>(window, "cmdClose").setFocus();
+    QTest::keyClick(&Find<QWidget>(window, "cmdClose"), Qt::Key_Return);
+    EXPECT_TRUE(!window.isVisible() && !RunWindow.isVisible()) << "presses the focused button";
 }
 
 TEST_F(MainWindow, PerformsRunsAndIsShownAgain) {
