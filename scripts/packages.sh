@@ -19,6 +19,8 @@ windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohma
 # Source packages of Qt and SQLite are fetched and built; making SQLite's single source file needs Tcl.
 windows_dependency_packages=("${windows_packages[@]}" qt6-base-dev-tools libsqlite3-dev dpkg-dev gcc libc6-dev make tcl)
 wine_packages=("${windows_packages[@]}" wine wine64 libodbc2 tdsodbc)
+windows_package_packages=("${windows_packages[@]}" nsis zip pandoc)
+windows_install_test_packages=("${windows_package_packages[@]}" "${wine_packages[@]}" "${display_packages[@]}" gcc-mingw-w64-x86-64-posix)
 # "cmake -B build" without a preset generates makefiles.
 plain_packages=(make)
 coverage_packages=(gcovr)

@@ -9,6 +9,8 @@
 #   sh repository   names scripts of this repository, which others run; they must be there
 #   sh package      nothing: the package tests run it
 #   sh windows      nothing: it is for Windows
+#   bat             nothing: tests/package/install-windows.sh runs it under Wine
+#   bat windows     nothing: it is for a real Windows
 #   sql             save it as star.sql and run it with sqlite3
 #   sql server      nothing: it is for SQL Server
 #   output          compare it with the last lines that the previous block printed
@@ -89,7 +91,7 @@ for page in README.md $(cd "$repository" && echo docs/*.md); do
         sh-repository) find_scripts ;;
         sql) run_sql ;;
         output) compare_output ;;
-        sh-package | sh-windows | sql-server) ;;
+        sh-package | sh-windows | bat | bat-windows | sql-server) ;;
         *) fail "unknown kind of code block" ;;
         esac
         ran=$((ran + 1))
