@@ -14,19 +14,23 @@ class ScopedVariable {
         if (const char* former = std::getenv(name)) {
             former_ = former;
         }
-        setenv(name, value.c_str(), 1);
+        Set(name, value.c_str());
     }
     ~ScopedVariable() {
-        if (former_) {
-            setenv(name_, former_->c_str(), 1);
-        } else {
-            unsetenv(name_);
-        }
+        Set(name_, former_ ? former_->c_str() : nullptr);
     }
     ScopedVariable(const ScopedVariable&) = delete;
     ScopedVariable& operator=(const ScopedVariable&) = delete;
 
   private:
+    static void Set(const char* name, const char* value) {
+#ifdef _WIN32
+        _putenv_s(name, value == nullptr ? "" : value);  // empty: removes it
+#else
+        value == nullptr ? unsetenv(name) : setenv(name, value, 1);
+#endif
+    }
+
     const char* name_;
     std::optional<std::string> former_;
 };

@@ -2,7 +2,9 @@
 #include "ui/frmMain.h"
 
 #include <sys/stat.h>
+#ifndef _WIN32
 #include <unistd.h>
+#endif
 
 #include <QAbstractItemView>
 #include <QApplication>
@@ -107,6 +109,7 @@ TEST_F(MainWindow, TakesOnlyAnExistingLogFolder) {
     EXPECT_TRUE(IsEnabled("cmdFacts"));
     Click(window, "cmdLogFile");
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|Entered Folder doesnt exist.");
+#ifndef _WIN32
     EnsureFolder(Files / "closed/logs");
     std::filesystem::permissions(Files / "closed", std::filesystem::perms::none);
     Type(window, "txtLogFile", ToQString(Files / "closed/logs"));
@@ -114,6 +117,7 @@ TEST_F(MainWindow, TakesOnlyAnExistingLogFolder) {
     Click(window, "cmdLogFile");
     ASSERT_EQ(seteuid(getuid()), 0);
     EXPECT_EQ(Prompt.Shown.back(), "Morvane|The entered folder cannot be used: Permission denied");
+#endif
     Type(window, "txtLogFile", "");
     Browse.Answers = {ToQString(Files.Path()), "", "dw02"};
     Click(window, "cmdLogFile");

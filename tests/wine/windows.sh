@@ -36,7 +36,6 @@ the_end() {
 }
 lock() { sqlite3 "$home/shop/retail.db" 'SELECT lock FROM dwm_multiuse'; }
 is_gone() { ! window_named "$1" >/dev/null; }
-# paste_text <text>: types a text, also with letters that the keyboard does not have.
 picture() { [ -z "$pictures" ] || import -window "$(window_named "$1")" "$pictures/$2.png"; }
 
 # connect: fills in the server and the database.
@@ -66,13 +65,48 @@ the_end
 [ "$(find "$home/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 [ "$(lock)" = 0 ]
 
-echo "-- the conditions and the dimension checks"
+echo "-- a run that finds the lock set asks, and Enter means No"
+sqlite3 "$home/shop/retail.db" 'UPDATE dwm_multiuse SET lock = 1'
+start -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark -log "$windows_home\\logs" \
+    -statusfile "$windows_home\\status.txt"
+wait_for_window "Lock Profile"
+picture "Lock Profile" lock
+press Return
+the_end
+[ "$(lock)" = 1 ]
+sqlite3 "$home/shop/retail.db" 'UPDATE dwm_multiuse SET lock = 0'
+
+echo "-- the shell's dialog for a folder begins with the folder of the field, and Escape changes nothing"
 start
 connect
-press alt+f
-wait_for_window "Fact Table Conditions for Archiving"
-press F2
-xdotool type "order_date < '2015-01-01'"
-picture "Fact Table Conditions for Archiving" conditions
+enter alt+l "$windows_home\\logs"
+press alt+o
+wait_for_window "Browse for Folder"
+picture "Browse for Folder" folder
 press Escape
-press Escape
+wait_until is_gone "Browse for Folder"
+wait_for_window Morvane
+press alt+l ctrl+a ctrl+c alt+c
+the_end
+
+echo "-- configuration mode writes a file"
+start -config "$windows_home\\nightly.cfg" -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark \
+    -log "$windows_home\\logs"
+wait_for_window Morvane
+press alt+v
+the_end
+grep -qF -- "-db retail -ntaut -chkmd -mark -log" "$home/nightly.cfg"
+grep -qF -- "Büro Straße\\shop" "$home/nightly.cfg"
+
+echo "-- a click on Cancel ends a run in order"
+rm -rf "$home/logs/"*
+wine "$windows/demo/morvane-demo.exe" "$windows_home\\large" --scale 20 >/dev/null
+start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
+    -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
+wait_for_window "Progress Of the Morvane Tool"
+press alt+c
+the_end
+grep -q '^failure' "$home/status.txt"
+grep -q 'ancel' -r "$home/logs"
+[ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+echo "The windows do what they should."
