@@ -99,6 +99,9 @@ TEST_F(SustainRec, SavesTheTablesCheckedByMouseOrKey) {
     EXPECT_EQ(Shown(Tables()), "Table Name |x area|x item|x shop") << "all selected rows";
     ClickRow(Tables(), 0);
     ClickRow(Tables(), 1);
+    auto& closed = Find<QComboBox>(*Window, "cboSelectedTables");
+    EXPECT_EQ(closed.count(), 1) << "arrow keys choose from the closed list";
+    EXPECT_EQ(closed.itemText(0), "shop");
     Warehouse.Run("UPDATE dwm_tables SET is_selected = 0 WHERE table_name = 'item'");
     Click(*Window, "cmdOK");
     EXPECT_TRUE(Window->isVisible()) << "another user has changed a row";
