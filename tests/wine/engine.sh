@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # The programs for Windows, under Wine, against those of this system: the same demo warehouse, and after a run
-# of all tasks the same tables, log and reports but for the times. Arguments: the folders of the programs for
+# of all tasks the same tables, log and reports but for times and
+# backslashes. Arguments: the folders of the programs for
 # Windows and of those for this system; both have the layout of a build folder.
 set -euo pipefail
 windows=$(realpath "$1")
@@ -38,8 +39,10 @@ without_times() {
     cd "$work/$1/logs"
     for file in *; do
         echo "${file//[0-9]/0}"
+        # Reports have times as the system writes them.
         sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}/TIME/g
-            s/[A-Z][a-z]+, [A-Z][a-z]{2} [0-9]{1,2} [0-9]{4} At : [0-9]{2}:[0-9]{2}:[0-9]{2}/TIME/g' "$file"
+            s/[0-9]{1,2}:[0-9]{2}:[0-9]{2}( [AP]M)?/TIME/g
+            s/[0-9]{2}-[0-9]{2}-[0-9]{6}-[0-9]{2}-[0-9]{2}/STAMP/g; s/logs\\/logs\//' "$file"
     done
 }
 diff <(without_times windows) <(without_times native)

@@ -17,10 +17,12 @@ finish() {
 }
 trap finish EXIT
 unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
-# A folder as it may be on a German system.
-home="$work/Büro Straße"
-mkdir "$home" "$home/logs"
+# xdotool cannot type letters that the keyboard of Wine does not have; only options get this folder.
+umlauts="$work/Büro Straße"
+home="$work/my shop"
+mkdir -p "$home/logs" "$umlauts"
 windows_home="Z:${home//\//\\}"
+windows_umlauts="Z:${umlauts//\//\\}"
 wine "$windows/demo/morvane-demo.exe" "$windows_home\\shop" >/dev/null
 start_display
 
@@ -90,13 +92,12 @@ press alt+l ctrl+a ctrl+c alt+c
 the_end
 
 echo "-- configuration mode writes a file"
-start -config "$windows_home\\nightly.cfg" -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark \
-    -log "$windows_home\\logs"
+start -config "$windows_umlauts\\nightly.cfg" -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark \
+    -log "$windows_umlauts"
 wait_for_window Morvane
-press alt+v
+press alt+l Tab Tab space # past Browse, to Save Settings
 the_end
-grep -qF -- "-db retail -ntaut -chkmd -mark -log" "$home/nightly.cfg"
-grep -qF -- "Büro Straße\\shop" "$home/nightly.cfg"
+grep -qF -- "-db retail -ntaut -chkmd -mark -log \"$windows_umlauts\"" "$umlauts/nightly.cfg"
 
 echo "-- a click on Cancel ends a run in order"
 rm -rf "$home/logs/"*
@@ -104,7 +105,8 @@ wine "$windows/demo/morvane-demo.exe" "$windows_home\\large" --scale 20 >/dev/nu
 start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
     -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
 wait_for_window "Progress Of the Morvane Tool"
-press alt+c
+eval "$(xdotool getwindowgeometry --shell "$(window_named "Progress Of the Morvane Tool")")"
+xdotool mousemove --window "$WINDOW" $((WIDTH - 48)) $((HEIGHT - 23)) click 1
 the_end
 grep -q '^failure' "$home/status.txt"
 grep -q 'ancel' -r "$home/logs"
