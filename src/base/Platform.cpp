@@ -95,6 +95,11 @@ void ReleaseUnusedSpace(std::FILE* file) {
     }
 }
 
+bool AreEquivalent(const std::filesystem::path& a, const std::filesystem::path& b) {
+    std::error_code missing;
+    return std::filesystem::equivalent(a, b, missing);
+}
+
 std::FILE* OpenTemporaryFile() {
     std::FILE* file = std::tmpfile();
     if (file == nullptr) {

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -25,6 +26,9 @@ void PrepareProcess();
 // been flushed.
 std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes);
 void ReleaseUnusedSpace(std::FILE* file);
+
+// Whether two paths lead to the same file or folder; false if either is missing.
+bool AreEquivalent(const std::filesystem::path& a, const std::filesystem::path& b);
 
 // A private file for writing and then reading, deleted when it is closed. Throws FileError.
 std::FILE* OpenTemporaryFile();

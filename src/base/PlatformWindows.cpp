@@ -7,6 +7,8 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <system_error>
 
 #include "base/modFileFunctions.h"
@@ -29,6 +31,24 @@ bool Reserve(HANDLE file, std::int64_t bytes) {
     allocation.AllocationSize.QuadPart = bytes;
     return SetFileInformationByHandle(file, FileAllocationInfo, &allocation, sizeof(allocation)) ||
            GetLastError() != ERROR_DISK_FULL;
+}
+
+struct CloseFile {
+    using pointer = HANDLE;
+    void operator()(HANDLE file) const { CloseHandle(file); }
+};
+
+// The volume and the number of a file; no value if it is missing.
+std::optional<BY_HANDLE_FILE_INFORMATION> Identity(const std::filesystem::path& path) {
+    const HANDLE file =
+        CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS /* folders, too */, nullptr);
+    if (file == INVALID_HANDLE_VALUE) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<HANDLE, CloseFile> close(file);
+    BY_HANDLE_FILE_INFORMATION identity{};
+    return GetFileInformationByHandle(file, &identity) ? std::optional(identity) : std::nullopt;
 }
 
 }  // namespace
@@ -58,6 +78,15 @@ std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::
 }
 
 void ReleaseUnusedSpace(std::FILE*) {}
+
+// The equivalent() of some compilers' libraries opens no folders.
+bool AreEquivalent(const std::filesystem::path& a, const std::filesystem::path& b) {
+    const auto one = Identity(a);
+    const auto other = Identity(b);
+    return one && other && one->dwVolumeSerialNumber == other->dwVolumeSerialNumber &&
+           one->nFileIndexHigh == other->nFileIndexHigh &&
+           one->nFileIndexLow == other->nFileIndexLow;
+}
 
 std::FILE* OpenTemporaryFile() {
     std::array<wchar_t, MAX_PATH + 1> folder{};

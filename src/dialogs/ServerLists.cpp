@@ -7,6 +7,7 @@
 #include <map>
 #include <string_view>
 
+#include "base/Platform.h"
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
@@ -208,9 +209,8 @@ bool SameServer(const std::string& a, const std::string& b) {
     if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
         return EqualsIgnoreCase(a, b);
     }
-    std::error_code error;
-    return std::filesystem::equivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
-                                       ToPath(b.substr(kEmbeddedPrefix.size())), error);
+    return AreEquivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
+                         ToPath(b.substr(kEmbeddedPrefix.size())));
 }
 
 }  // namespace

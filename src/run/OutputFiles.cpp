@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "base/Platform.h"
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
 #include "db/embedded/EmbeddedConnection.h"
@@ -32,21 +33,19 @@ fs::path WholePath(const fs::path& file) {
 }
 
 bool IsSameFile(const fs::path& a, const fs::path& b) {
-    std::error_code missing;
-    return fs::equivalent(a, b, missing) || WholePath(a) == WholePath(b);
+    return AreEquivalent(a, b) || WholePath(a) == WholePath(b);
 }
 
 // Also finds a database through a hard link in another folder.
 bool IsDatabaseIn(const fs::path& folder, const fs::path& file) {
-    std::error_code missing;
     const fs::path whole = WholePath(file);
-    if (IsDatabaseFile(whole) && fs::equivalent(whole.parent_path(), folder, missing)) {
+    if (IsDatabaseFile(whole) && AreEquivalent(whole.parent_path(), folder)) {
         return true;
     }
+    std::error_code missing;
     fs::directory_iterator entry(folder, missing);
     for (; !missing && entry != fs::directory_iterator(); entry.increment(missing)) {
-        std::error_code ignored;
-        if (IsDatabaseFile(entry->path()) && fs::equivalent(entry->path(), file, ignored)) {
+        if (IsDatabaseFile(entry->path()) && AreEquivalent(entry->path(), file)) {
             return true;
         }
     }

@@ -71,12 +71,14 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
 
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
+#ifndef _WIN32  // the windows of Windows are tested themselves
     const morvane::testing::TempFolder files;
     const std::string screen = files / "screen.json";
     // 1366 x 768 at 150 %, the smallest screen that is common.
     std::ofstream(screen) << R"({"screens": [{"name": "s", "x": 0, "y": 0, "width": 910,)"
                           << R"("height": 512, "logicalDpi": 96, "dpr": 1}]})";
     qputenv("QT_QPA_PLATFORM", QByteArray::fromStdString("offscreen:configfile=" + screen));
+#endif
     const morvane::Application application(argc, argv, morvane::testing::ApplicationPrompt());
     return RUN_ALL_TESTS();
 }

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "base/Platform.h"
 #include "base/modFileFunctions.h"
 #include "db/embedded/Databases.h"
 #include "db/embedded/EmbeddedConnection.h"
@@ -98,9 +99,8 @@ void Translator::EmitForeignTable(bool isTarget, bool spaceBefore, const std::st
             " archived in, and that only to copy rows there.");
     }
     const std::string file = DatabaseFile(folder, database);
-    std::error_code error;
-    const bool own = std::filesystem::equivalent(
-        ToPath(file), ToPath(DatabaseFile(context_.Folder, context_.Database)), error);
+    const bool own = AreEquivalent(
+        ToPath(file), ToPath(DatabaseFile(context_.Folder, context_.Database)));
     if (!own) {
         attachedFiles_.push_back(file);
     }
