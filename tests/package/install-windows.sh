@@ -154,7 +154,7 @@ if [ -e "$installed/morvane-demo.exe" ]; then
     echo "== The first ten minutes"
     . scripts/display.sh
     start_display
-    wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1
+    env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null
     wait_for_window Morvane
     stop_display
     wineserver -w
