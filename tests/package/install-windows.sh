@@ -154,6 +154,7 @@ if [ -e "$installed/morvane-demo.exe" ]; then
     echo "== The first ten minutes"
     . scripts/display.sh
     start_display
+    wineserver -w  # A session that began without a display remains without.
     env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null
     wait_for_window Morvane
     stop_display
