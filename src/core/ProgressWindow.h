@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/ErrorTrap.h"
+
 namespace morvane {
 
 // The head of the window.
@@ -60,6 +62,9 @@ class ProgressWindow {
     bool CancelReported() const { return cancelReported_; }
 
     virtual void RemoveProgIndicator() = 0;
+    // The run is over without all of its tasks: nothing may look as if it were still running. Done
+    // if a cancel came after the last task.
+    virtual void ShowStopped(Outcome outcome) = 0;
     virtual void ShowEndTime(std::string_view endTime) = 0;
     virtual void EnableObject(ProgressControl objControl) = 0;
     virtual void DisableObject(ProgressControl objControl) = 0;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/FactConditions.h"
 
+#include <algorithm>
+
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
@@ -68,8 +70,22 @@ void FactConditions::Save(Row& row, const std::string& condition) {
         {MakeColumnValue(tableField_, tableField_.Name, row.Table),
          MakeColumnValue(conditionField_, ComparableName(conditionField_), row.Condition)},
         {MakeColumnValue(conditionField_, conditionField_.Name, Value(condition))}};
-    SaveRows(warehouse_, "dwm_tables", {change});
+    try {
+        SaveRows(warehouse_, "dwm_tables", {change});
+    } catch (const RowChangedError&) {
+        Reread(row);
+        throw;
+    }
     row.Condition = Value(condition);
+}
+
+void FactConditions::Reread(Row& row) {
+    const FactConditions now(warehouse_);
+    const auto same = [&](const Row& other) { return other.Table.Text() == row.Table.Text(); };
+    // A table that is gone or listed twice keeps what was read before.
+    if (std::count_if(now.rows_.begin(), now.rows_.end(), same) == 1) {
+        row.Condition = std::find_if(now.rows_.begin(), now.rows_.end(), same)->Condition;
+    }
 }
 
 }  // namespace morvane

@@ -22,7 +22,7 @@ class FactConditions {
 
     // Trims a new condition, compiles it unless it is empty, and saves it at once. Returns false,
     // with the reason in `errorText` and nothing changed, if the server refuses the condition or
-    // another user has changed the row.
+    // another user has changed the row. Condition() is then what that user has saved.
     bool Change(std::size_t row, std::string_view condition, std::string& errorText);
 
   private:
@@ -33,6 +33,7 @@ class FactConditions {
 
     bool Compiles(const Row& row, const std::string& condition, std::string& errorText);
     void Save(Row& row, const std::string& condition);
+    void Reread(Row& row);
 
     Connection& warehouse_;
     Field tableField_;

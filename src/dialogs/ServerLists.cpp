@@ -130,8 +130,10 @@ std::string WithPort(const std::string& host, const std::string& port) {
 
 std::string FreeTdsServer(const Section& server, const Section* global) {
     const std::string host = server["host"];
-    // TDS 5.0 is the protocol of another vendor's server.
-    if (host.empty() || server["tds version"].starts_with("5.")) {
+    // TDS 5.0 is the protocol of another vendor's server. The file that comes with FreeTDS names
+    // sample servers in this domain, which do not exist.
+    if (host.empty() || server["tds version"].starts_with("5.") ||
+        host.ends_with("machine.domain.com")) {
         return {};
     }
     const std::string port = server["port"];

@@ -74,9 +74,9 @@ void SaveRows(Connection& connection, const std::string& table,
     Transaction transaction(connection);
     for (const RowChange& change : changes) {
         if (Update(connection, table, change) != 1) {
-            throw DatabaseError({"Nothing was saved: the row of " + table + " with " +
-                                 DescribeRow(change) +
-                                 " was changed or deleted meanwhile, or is not the only one."});
+            throw RowChangedError({"Nothing was saved: the row of " + table + " with " +
+                                   DescribeRow(change) +
+                                   " was changed or deleted meanwhile, or is not the only one."});
         }
     }
     transaction.Commit();
@@ -114,6 +114,9 @@ UpdatableRows::UpdatableRows(Connection& connection, UpdatableQuery query)
         checked_.push_back((*recordset)[checkField_].Flag() ? 1 : 0);
     }
     written_.assign(rows_.Count(), kAsRead);
+    for (std::size_t row = 0; checkField_ != 0 && row < Count(); ++row) {
+        unsavedCount_ += Unsaved(row) ? 1U : 0U;
+    }
 }
 
 void UpdatableRows::ChooseColumns() {
@@ -144,9 +147,31 @@ const std::string& UpdatableRows::ColumnName(std::size_t column) const {
     return fields_[columns_.at(column)].Name;
 }
 
+bool UpdatableRows::IsNumeric(std::size_t column) const {
+    switch (fields_[columns_.at(column)].Type) {
+        case DataType::SmallInt:
+        case DataType::Integer:
+        case DataType::Single:
+        case DataType::Double:
+        case DataType::Currency:
+        case DataType::TinyInt:
+        case DataType::BigInt:
+        case DataType::Numeric:
+            return true;
+        default:
+            return false;
+    }
+}
+
 std::string UpdatableRows::Cell(std::size_t row, std::size_t column) const {
     const std::size_t field = columns_.at(column);
     return field == 0 ? "" : std::string(Trim(rows_.At(row, field).Text()));
+}
+
+void UpdatableRows::SetChecked(std::size_t row, bool checked) {
+    const bool before = Unsaved(row);
+    checked_.at(row) = checked ? 1 : 0;
+    unsavedCount_ = unsavedCount_ + (Unsaved(row) ? 1U : 0U) - (before ? 1U : 0U);
 }
 
 Value UpdatableRows::OldFlag(std::size_t row) const {
@@ -174,7 +199,7 @@ void UpdatableRows::CarryOver(const UpdatableRows& before) {
     }
     std::unordered_map<std::string, std::deque<bool>> marks;
     for (std::size_t row = 0; row < before.Count(); ++row) {
-        if (before.OldFlag(row).Flag() != before.Checked(row)) {
+        if (before.Unsaved(row)) {
             marks[before.KeyOf(row)];
         }
     }
@@ -236,6 +261,7 @@ void UpdatableRows::Save(Connection& connection) {
     for (std::size_t row = 0; row < Count(); ++row) {
         written_[row] = Changed(row) ? static_cast<std::int8_t>(checked_[row]) : written_[row];
     }
+    unsavedCount_ = 0;
 }
 
 RowChange UpdatableRows::ChangeOf(std::size_t row) const {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/Connection.h"
+#include "core/DatabaseError.h"
 
 namespace morvane {
 
@@ -23,8 +24,14 @@ struct RowChange {
     std::vector<ColumnValue> NewValues;
 };
 
+// A row could not be saved because it is no longer as it was read.
+class RowChangedError : public DatabaseError {
+  public:
+    using DatabaseError::DatabaseError;
+};
+
 // Writes all changes in one transaction, one UPDATE per row. If an UPDATE does not affect exactly
-// one row, nothing is saved, and DatabaseError names the row.
+// one row, nothing is saved, and RowChangedError names the row.
 void SaveRows(Connection& connection, const std::string& table,
               const std::vector<RowChange>& changes);
 
@@ -73,23 +80,28 @@ class UpdatableRows {
     // field are always empty.
     std::size_t ColumnCount() const { return columns_.size(); }
     const std::string& ColumnName(std::size_t column) const;
+    bool IsNumeric(std::size_t column) const;
     // The value as text, trimmed.
     std::string Cell(std::size_t row, std::size_t column) const;
 
     bool Checked(std::size_t row) const { return checked_.at(row) != 0; }
-    void SetChecked(std::size_t row, bool checked) { checked_.at(row) = checked ? 1 : 0; }
+    void SetChecked(std::size_t row, bool checked);
+    // The number of rows whose mark is not the one that was read or saved last.
+    std::size_t UnsavedCount() const { return unsavedCount_; }
 
     // Copies the unsaved marks of `before` to the rows with the same key.
     void CarryOver(const UpdatableRows& before);
 
-    // Saves the marks of all changed rows, or none. Throws DatabaseError, also if another user has
-    // changed one of the rows since it was read. A flag that was NULL counts as changed.
+    // Saves the marks of all changed rows, or none. Throws DatabaseError, and RowChangedError if
+    // another user has changed one of the rows since it was read. A flag that was NULL counts as
+    // changed.
     void Save(Connection& connection);
 
   private:
     void ChooseColumns();
     void CheckKey();
     bool Changed(std::size_t row) const;
+    bool Unsaved(std::size_t row) const { return OldFlag(row).Flag() != Checked(row); }
     Value OldFlag(std::size_t row) const;
     std::string KeyOf(std::size_t row) const;
     std::vector<std::size_t> RowsToWrite() const;
@@ -101,6 +113,7 @@ class UpdatableRows {
     std::size_t checkField_ = 0;        // the field that the marks are read from
     PackedRows rows_;
     std::vector<char> checked_;
+    std::size_t unsavedCount_ = 0;
     std::vector<std::int8_t> written_;  // the flag saved last, or kAsRead
 };
 

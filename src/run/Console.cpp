@@ -62,7 +62,8 @@ void ConsolePrompt::ShowMessage(std::string_view title, std::string_view text, M
     WriteConsoleText(stream_, std::string(title) + ": " + std::string(text));
 }
 
-std::optional<bool> ConsolePrompt::AskYesNo(std::string_view title, std::string_view question) {
+std::optional<bool> ConsolePrompt::AskYesNo(std::string_view title, std::string_view question,
+                                            DefaultAnswer) {
     while (readLine_) {
         stream_ << ForConsole(title) << ": " << ForConsole(question) << " [yes/no] " << std::flush;
         const std::optional<std::string> line = readLine_();

@@ -41,7 +41,8 @@ class ConsolePrompt : public UserPrompt {
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override;
     // Repeats the question until the answer is yes or no; the first letter is enough.
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override;
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override;
 
   private:
     std::ostream& stream_;

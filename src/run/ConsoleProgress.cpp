@@ -51,6 +51,7 @@ ConsoleProgress::~ConsoleProgress() {
 
 void ConsoleProgress::ShowOverview(const RunOverview& overview) {
     taskNames_ = overview.TaskNames;
+    ending_ = "Finished";
     listed_ = 0;
     comment_ = relation_ = "";
     shownFrame_ = ProgressFrame::OverallProgFrame;
@@ -111,10 +112,17 @@ void ConsoleProgress::RemoveProgIndicator() {
     Erase();
 }
 
+void ConsoleProgress::ShowStopped(Outcome outcome) {
+    Erase();
+    if (outcome != Outcome::Done) {
+        ending_ = outcome == Outcome::Cancelled ? "Cancelled" : "Failed";
+    }
+}
+
 void ConsoleProgress::ShowEndTime(std::string_view endTime) {
     if (columns_ > 0) {
         Erase();
-        stream_ << "Finished on " << endTime << '\n' << std::flush;
+        stream_ << ending_ << " on " << endTime << '\n' << std::flush;
     }
 }
 

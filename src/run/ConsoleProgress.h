@@ -29,6 +29,7 @@ class ConsoleProgress : public ProgressWindow {
     void MarkTaskRunning(std::size_t k) override;
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
+    void ShowStopped(Outcome outcome) override;
     void ShowEndTime(std::string_view endTime) override;
     // Enabling the OK button marks the end of a run: erases the line.
     void EnableObject(ProgressControl objControl) override;
@@ -52,6 +53,7 @@ class ConsoleProgress : public ProgressWindow {
     std::function<bool()> inputWaits_;
 
     std::vector<std::string> taskNames_;
+    std::string_view ending_;
     std::size_t listed_ = 0;
     std::string comment_;
     std::string relation_;

@@ -33,8 +33,9 @@ class LoggedPrompt : public UserPrompt {
         prompt_.ShowMessage(title, text, style);
     }
 
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
-        const std::optional<bool> answer = prompt_.AskYesNo(title, question);
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override {
+        const std::optional<bool> answer = prompt_.AskYesNo(title, question, defaultAnswer);
         if (answer.has_value()) {
             return answer;
         }
@@ -75,7 +76,7 @@ class Run {
     bool TakeLock();
     void ShowProgress();
     bool PerformListedTasks();
-    void FinishProgress(bool done);
+    void FinishProgress(Outcome outcome);
     bool ReportErrors();
     bool CloseLog();
     bool CopyLog();
@@ -272,17 +273,19 @@ bool Run::PerformListedTasks() {
     state_.Result.Outcome = outcome == Outcome::Done        ? RunOutcome::Done
                             : outcome == Outcome::Cancelled ? RunOutcome::Cancelled
                                                             : RunOutcome::Failed;
-    FinishProgress(outcome == Outcome::Done);
+    FinishProgress(outcome);
     return outcome == Outcome::Done;
 }
 
-void Run::FinishProgress(bool done) {
+void Run::FinishProgress(Outcome outcome) {
     ProgressWindow& progress = services_.Progress;
-    if (done && !progress.CancelReported() && !progress.CheckCancelState()) {
+    if (outcome == Outcome::Done && !progress.CancelReported() && !progress.CheckCancelState()) {
         progress.RemoveProgIndicator();
-        const LocalMoment now = services_.Clock.Now();
-        progress.ShowEndTime(LongDate(now.Date) + " " + LocaleTime(now.TimeOfDay));
+    } else {
+        progress.ShowStopped(outcome);
     }
+    const LocalMoment now = services_.Clock.Now();
+    progress.ShowEndTime(LongDate(now.Date) + " " + LocaleTime(now.TimeOfDay));
     // Also after a failure, so that the window can be closed.
     progress.EnableObject(ProgressControl::cmdOK);
     progress.DisableObject(ProgressControl::cmdCancel);

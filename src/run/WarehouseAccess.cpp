@@ -89,7 +89,8 @@ bool UserBreaksLock(const LockRow& row, UserPrompt& prompt) {
         .AskYesNo("Lock Profile",
                   fmt::format("The Machine is currently locked By User : {} . Do you wish to "
                               "continue?",
-                              Trim(row.User)))
+                              Trim(row.User)),
+                  DefaultAnswer::No)
         .value_or(false);
 }
 
@@ -121,8 +122,10 @@ Outcome TryToAcquire(RunState& state, UserPrompt& prompt) {
 
 bool UserFollowsOther(const RunState& state, UserPrompt& prompt) {
     return prompt
-        .AskYesNo("Lock History", "Morvane Tool was last used by -- " + state.LockUser +
-                                      std::string(kCrLf) + "Do you wish to continue?")
+        .AskYesNo("Lock History",
+                  "Morvane Tool was last used by -- " + state.LockUser + std::string(kCrLf) +
+                      "Do you wish to continue?",
+                  DefaultAnswer::Yes)
         .value_or(false);
 }
 

@@ -59,6 +59,13 @@ void CheckList::CheckAll(bool checked) {
     emit dataChanged(index(0, 0), index(rowCount() - 1, 0), {Qt::CheckStateRole});
 }
 
+void CheckList::Check(const QModelIndexList& rows, bool checked) {
+    for (const QModelIndex& row : rows) {
+        rows_->SetChecked(static_cast<std::size_t>(row.row()), checked);
+    }
+    emit dataChanged(index(0, 0), index(rowCount() - 1, 0), {Qt::CheckStateRole});
+}
+
 QStringList CheckList::CheckedTexts() const {
     QStringList texts;
     for (int row = 0; row < rowCount(); ++row) {
@@ -94,9 +101,17 @@ QVariant CheckList::data(const QModelIndex& index, int role) const {
 QVariant CheckList::Read(const QModelIndex& index, int role) const {
     const auto row = static_cast<std::size_t>(index.row());
     const auto column = static_cast<std::size_t>(index.column());
-    // The tool tip shows text that does not fit its column.
-    if ((role == Qt::DisplayRole || role == Qt::ToolTipRole) && column < rows_->ColumnCount()) {
-        return ToQString(rows_->Cell(row, column));
+    if (column < rows_->ColumnCount()) {
+        switch (role) {
+            case Qt::DisplayRole:
+                return ToQString(rows_->Cell(row, column));
+            case Qt::ToolTipRole:  // shows text that does not fit its column
+                return ToolTipText(ToQString(rows_->Cell(row, column)));
+            case Qt::TextAlignmentRole:
+                return Alignment(index.column());
+            default:
+                break;
+        }
     }
     if (role == Qt::CheckStateRole && column == 0) {
         return rows_->Checked(row) ? Qt::Checked : Qt::Unchecked;
@@ -113,9 +128,16 @@ bool CheckList::setData(const QModelIndex& index, const QVariant& value, int rol
     return true;
 }
 
+// Numbers are aligned at their last digit.
+QVariant CheckList::Alignment(int column) const {
+    const auto position = static_cast<std::size_t>(column);
+    const bool number = rows_ && position < rows_->ColumnCount() && rows_->IsNumeric(position);
+    return QVariant((number ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
+}
+
 QVariant CheckList::headerData(int section, Qt::Orientation orientation, int role) const {
     if (orientation == Qt::Horizontal && role == Qt::TextAlignmentRole) {
-        return QVariant(Qt::AlignLeft | Qt::AlignVCenter);
+        return Alignment(section);
     }
     return orientation == Qt::Horizontal && role == Qt::DisplayRole ? headers_.value(section)
                                                                     : QVariant();
@@ -145,7 +167,6 @@ CheckListView::CheckListView(QWidget* parent) : QTreeView(parent) {
     setRootIsDecorated(false);
     setItemsExpandable(false);
     setUniformRowHeights(true);  // avoids measuring every row
-    setAllColumnsShowFocus(true);
     setAlternatingRowColors(true);
     setSelectionMode(QAbstractItemView::ExtendedSelection);
     header()->setResizeContentsPrecision(kRowsToFit);
@@ -164,6 +185,17 @@ void CheckListView::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Space:
             ToggleSelected();
             break;
+        case Qt::Key_Left:
+            MoveColumn(-1);
+            break;
+        case Qt::Key_Right:
+            MoveColumn(1);
+            break;
+        case Qt::Key_F3:
+            if (currentIndex().isValid()) {
+                emit header()->sectionClicked(currentIndex().column());
+            }
+            break;
         case Qt::Key_Return:
         case Qt::Key_Enter:
             break;
@@ -179,11 +211,21 @@ void CheckListView::ToggleSelected() {
     if (!current.isValid()) {
         return;
     }
-    const auto state =
-        current.data(Qt::CheckStateRole).toInt() == Qt::Checked ? Qt::Unchecked : Qt::Checked;
-    model()->setData(current, state, Qt::CheckStateRole);
-    for (const QModelIndex& row : selectionModel()->selectedRows()) {
-        model()->setData(row, state, Qt::CheckStateRole);
+    const bool checked = current.data(Qt::CheckStateRole).toInt() == Qt::Checked;
+    static_cast<CheckList*>(model())->Check(selectionModel()->selectedRows() << current, !checked);
+}
+
+// The user can have changed the order of the columns.
+void CheckListView::MoveColumn(int step) {
+    if (!currentIndex().isValid()) {
+        selectionModel()->setCurrentIndex(model()->index(0, 0), QItemSelectionModel::NoUpdate);
+    }
+    const int column =
+        header()->logicalIndex(header()->visualIndex(currentIndex().column()) + step);
+    const QModelIndex next = currentIndex().siblingAtColumn(column);
+    if (next.isValid()) {
+        selectionModel()->setCurrentIndex(next, QItemSelectionModel::NoUpdate);
+        scrollTo(next);
     }
 }
 

@@ -25,6 +25,7 @@ class CheckList : public QAbstractTableModel {
     // Null if no query is shown.
     UpdatableRows* Rows() { return rows_ ? &*rows_ : nullptr; }
     void CheckAll(bool checked);
+    void Check(const QModelIndexList& rows, bool checked);
     // The texts of the checked rows, in list order.
     QStringList CheckedTexts() const;
 
@@ -39,6 +40,7 @@ class CheckList : public QAbstractTableModel {
 
   private:
     QVariant Read(const QModelIndex& index, int role) const;
+    QVariant Alignment(int column) const;
 
     std::optional<UpdatableRows> rows_;
     QStringList headers_;
@@ -47,8 +49,9 @@ class CheckList : public QAbstractTableModel {
 // Runs a query and shows its rows. Throws DatabaseError and then leaves the list unchanged.
 void OpenRecordsetIntoList(CheckList& list, Connection& connection, UpdatableQuery query);
 
-// A list with check boxes. A click checks one row, the space key all selected rows. Enter does
-// nothing, so that it does not press a button of the window.
+// A list with check boxes. A click checks one row, the space key all selected rows. Left and Right
+// move between the columns, and F3 acts like a click on the header of the current column. Enter
+// does nothing, so that it does not press a button of the window.
 class CheckListView : public QTreeView {
     Q_OBJECT
 
@@ -63,6 +66,7 @@ class CheckListView : public QTreeView {
 
   private:
     void ToggleSelected();
+    void MoveColumn(int step);
 };
 
 }  // namespace morvane

@@ -4,9 +4,13 @@
 #include <QAbstractTextDocumentLayout>
 #include <QFocusEvent>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QPlainTextEdit>
 #include <QStyledItemDelegate>
 #include <QTextDocument>
+#include <QTimer>
+
+#include "ui/Controls.h"
 
 namespace morvane {
 
@@ -16,7 +20,6 @@ constexpr int kCellMargins = 8;  // above plus below the text, as in its editor
 constexpr int kTableColumn = 0;
 constexpr int kConditionColumn = 1;
 constexpr int kLongestLines = 4;         // of a condition in its cell
-constexpr int kToolTipLetters = 2000;    // more would not fit on the screen
 constexpr int kTableColumnLetters = 36;  // the tool tip shows longer names
 
 QTableWidgetItem* MakeItem() {
@@ -27,9 +30,7 @@ QTableWidgetItem* MakeItem() {
 
 void SetItem(QTableWidgetItem& item, const QString& text) {
     item.setText(text);
-    const QString tip = text.size() > kToolTipLetters ? text.left(kToolTipLetters) + "..." : text;
-    item.setToolTip(
-        tip.isEmpty() ? tip : "<p style=\"white-space:pre-wrap\">" + tip.toHtmlEscaped() + "</p>");
+    item.setToolTip(ToolTipText(text));
 }
 
 // Edits multi-line text and accepts it with Enter, like a single-line editor.
@@ -59,6 +60,8 @@ QWidget* ConditionDelegate::createEditor(QWidget* parent, const QStyleOptionView
                                          const QModelIndex& index) const {
     auto* editor = new QPlainTextEdit(parent);
     editor->setObjectName("txtCondition");
+    editor->setAccessibleName("Condition of " +
+                              index.siblingAtColumn(kTableColumn).data().toString());
     editor->document()->setDocumentMargin(2);
     connect(editor->document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged,
             editor, [this, editor, row = QPersistentModelIndex(index)] {
@@ -71,6 +74,10 @@ void ConditionDelegate::setEditorData(QWidget* editor, const QModelIndex& index)
     auto* text = qobject_cast<QPlainTextEdit*>(editor);
     text->setPlainText(index.data().toString());
     text->selectAll();
+    // The lines are known only when the editor has its width and is shown.
+    QTimer::singleShot(0, text, [this, text, row = QPersistentModelIndex(index)] {
+        FitToText(*text, grid_.visualRect(row));
+    });
 }
 
 void ConditionDelegate::setModelData(QWidget* editor, QAbstractItemModel*,
@@ -128,6 +135,7 @@ bool ConditionDelegate::eventFilter(QObject* object, QEvent* event) {
 }  // namespace
 
 ConditionsGrid::ConditionsGrid(QWidget* parent) : QTableWidget(0, 2, parent) {
+    setAccessibleName("Conditions of the fact tables");
     setHorizontalHeaderLabels({"Table Name", "Condition(s)"});
     setItemDelegateForColumn(kConditionColumn, new ConditionDelegate(*this));
     setEditTriggers(DoubleClicked | EditKeyPressed | AnyKeyPressed);
@@ -174,6 +182,15 @@ void ConditionsGrid::FinishEdit() {
     if (QWidget* editor = state() == EditingState ? indexWidget(currentIndex()) : nullptr) {
         commitData(editor);
         closeEditor(editor, QAbstractItemDelegate::NoHint);
+    }
+}
+
+void ConditionsGrid::keyPressEvent(QKeyEvent* event) {
+    const bool empties = event->key() == Qt::Key_Delete || event->key() == Qt::Key_Backspace;
+    if (!empties || currentColumn() != kConditionColumn || state() == EditingState) {
+        QTableWidget::keyPressEvent(event);
+    } else if (!currentItem()->text().isEmpty()) {
+        emit ConditionEdited(currentRow(), {});
     }
 }
 

@@ -23,6 +23,10 @@ class ConditionsGrid : public QTableWidget {
   signals:
     // The user has edited a condition. The cell keeps its old text until SetCondition().
     void ConditionEdited(int row, const QString& condition);
+
+  protected:
+    // Delete and Backspace empty a condition.
+    void keyPressEvent(QKeyEvent* event) override;
 };
 
 }  // namespace morvane

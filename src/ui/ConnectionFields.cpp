@@ -24,7 +24,7 @@ ConnectionFields::ConnectionFields(const ConnectionCaptions& captions, QWidget* 
 
     txtServer_ = Named("txtServer", new QLineEdit("(local)", this));
     txtServer_->setToolTip(captions.ServerTip);
-    cmdServer_ = Named("cmdServer", new QPushButton("&Browse...", this));
+    cmdServer_ = Named("cmdServer", new PushButton("&Browse...", this));
     cmdServer_->setToolTip(captions.BrowseTip);
     layout->addWidget(MakeLabel("lblServer", captions.Server, txtServer_, this), 0, 0);
     layout->addWidget(txtServer_, 0, 1);
@@ -34,7 +34,7 @@ ConnectionFields::ConnectionFields(const ConnectionCaptions& captions, QWidget* 
 
     cboDB_ = Named("cboDB", new DropDownList(this));
     cboDB_->setToolTip(kDatabaseTip);
-    cmdDBRefresh_ = Named("cmdDBRefresh", new QPushButton("&Refresh", this));
+    cmdDBRefresh_ = Named("cmdDBRefresh", new PushButton("&Refresh", this));
     cmdDBRefresh_->setToolTip(kRefreshTip);
     layout->addWidget(MakeLabel("lblDB", captions.Database, cboDB_, this), 2, 0);
     layout->addWidget(cboDB_, 2, 1);

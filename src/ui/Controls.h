@@ -6,6 +6,7 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QString>
+#include <QWheelEvent>
 #include <QWidget>
 #include <initializer_list>
 #include <string>
@@ -24,8 +25,23 @@ Control* Named(const char* name, Control* control) {
     return control;
 }
 
-// A label. Its access key ("&" in the caption) moves the focus to `buddy`, which may be null.
+// A tool tip: the text in lines of a readable width, and never interpreted as HTML. Cuts very long
+// texts.
+QString ToolTipText(const QString& text);
+
+// A button whose caption keeps a distance from its edges, however long it is.
+class PushButton : public QPushButton {
+  public:
+    using QPushButton::QPushButton;
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+};
+
+// A label. Its access key ("&" in the caption) moves the focus to `buddy`, whose name for screen
+// readers is the caption.
 QLabel* MakeLabel(const char* name, const char* caption, QWidget* buddy, QWidget* parent);
+// Lets screen readers call a control by its caption.
+void SetAccessibleCaption(QWidget& control, const QString& caption);
 // A label for longer text, with word wrap.
 QLabel* MakeText(const char* name, const QString& text, QWidget* parent);
 
@@ -59,7 +75,8 @@ class HourglassPointer : public PointerShape {
 };
 
 // A combo box that emits DropDown() before its popup opens, so that a slot can fill it. The popup
-// of an empty list does not open.
+// of an empty list does not open. The mouse wheel does nothing while the list is closed: it would
+// choose another entry of a control that the user scrolls past.
 class DropDownList : public QComboBox {
     Q_OBJECT
 
@@ -69,6 +86,9 @@ class DropDownList : public QComboBox {
 
   signals:
     void DropDown();
+
+  protected:
+    void wheelEvent(QWheelEvent* event) override { event->ignore(); }
 };
 
 // A single line of plain text that never widens its window: text that does not fit is elided in

@@ -22,7 +22,8 @@ class MessageBoxPrompt : public UserPrompt {
     explicit MessageBoxPrompt(std::function<bool()> isEnding = {});
 
     void ShowMessage(std::string_view title, std::string_view text, MessageStyle style) override;
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override;
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override;
 
   private:
     std::function<bool()> isEnding_;
@@ -65,6 +66,8 @@ class Window : public QDialog {
     }
 
   protected:
+    bool event(QEvent* event) override;
+
     // A member function as a slot that runs inside Try().
     template <typename Self, typename... Arguments>
     auto Safe(void (Self::*slot)(Arguments...)) {
@@ -77,10 +80,11 @@ class Window : public QDialog {
 
   private:
     UserPrompt& prompt_;
+    bool placed_ = false;
 };
 
 // Shows exceptions that Qt's own event handlers throw, such as std::bad_alloc. The event is
-// dropped, and the program goes on.
+// dropped, and the program goes on. Also drops access keys that no control takes.
 class Application : public QApplication {
   public:
     Application(int& argc, char** argv, UserPrompt& prompt)

@@ -2,6 +2,7 @@
 #include "ui/ProgressFrames.h"
 
 #include <QGridLayout>
+#include <QLabel>
 #include <QPainter>
 #include <QProgressBar>
 #include <QVBoxLayout>
@@ -16,11 +17,13 @@ namespace {
 constexpr int kBarSteps = 1000;
 constexpr const char* kRunningSuffix = "....";
 
-// A check mark that keeps its place in the layout while it is hidden.
-class CheckMark : public QWidget {
+// A check mark that keeps its place in the layout while it is hidden. A label, because screen
+// readers take a plain widget for a filler.
+class CheckMark : public QLabel {
   public:
-    CheckMark(const QString& name, int side, QWidget* parent) : QWidget(parent) {
+    CheckMark(const QString& name, int side, QWidget* parent) : QLabel(parent) {
         setObjectName(name);
+        setAccessibleName("Done");
         setFixedSize(side, side);
         QSizePolicy policy = sizePolicy();
         policy.setRetainSizeWhenHidden(true);
@@ -40,6 +43,12 @@ class CheckMark : public QWidget {
 };
 
 }  // namespace
+
+// Screen readers read the state, which the window shows by the check mark and the suffix.
+void TaskList::Row::Show(const QString& state, const QString& suffix) const {
+    lblTaskName->setText(Name + suffix);
+    lblTaskName->setAccessibleName(state.isEmpty() ? Name : Name + ", " + state);
+}
 
 TaskList::TaskList(QWidget* parent)
     : QGroupBox("List of Tasks", parent), layout_(new QGridLayout(this)) {
@@ -61,7 +70,7 @@ void TaskList::Show(const std::vector<std::string>& names) {
         Row& row = rows_[k];
         row.Name = k < names.size() ? ToQString(names[k]) : QString();
         row.imgChecked->hide();
-        row.lblTaskName->setText(row.Name);
+        row.Show(k < names.size() ? "not done" : "");
         // Reserves room for the suffix, so that the window does not grow when a task starts.
         row.lblTaskName->setMinimumWidth(
             row.lblTaskName->fontMetrics().horizontalAdvance(row.Name + kRunningSuffix));
@@ -70,22 +79,24 @@ void TaskList::Show(const std::vector<std::string>& names) {
 
 void TaskList::MarkRunning(std::size_t k) {
     if (k < rows_.size()) {
-        rows_[k].lblTaskName->setText(rows_[k].Name + kRunningSuffix);
+        rows_[k].Show("running", kRunningSuffix);
         rows_[k].lblTaskName->repaint();
     }
 }
 
 void TaskList::MarkCompleted(std::size_t k) {
     if (k < rows_.size()) {
-        rows_[k].lblTaskName->setText(rows_[k].Name);
         rows_[k].imgChecked->show();
+        rows_[k].Show("done");
         repaint();
     }
 }
 
 void TaskList::MarkNoneRunning() {
     for (const Row& row : rows_) {
-        row.lblTaskName->setText(row.Name);
+        if (row.lblTaskName->text() != row.Name) {
+            row.Show("not done");
+        }
     }
 }
 
@@ -123,6 +134,7 @@ ProgressIndicator::ProgressIndicator(QWidget* parent)
                                    {"Label4", "Foreign Table :", lblForeignTable_}});
     prgProgress_->setRange(0, kBarSteps);
     prgProgress_->setTextVisible(false);
+    prgProgress_->setAccessibleName("Progress of the current task");
 
     auto* layout = new QVBoxLayout(this);
     // Hiding a frame must free exactly its height, so the layout has no spacing of its own.
@@ -139,7 +151,13 @@ ProgressIndicator::ProgressIndicator(QWidget* parent)
 }
 
 void ProgressIndicator::Reset() {
+    Clear();
     lblComment_->setText("Task Comments");
+}
+
+void ProgressIndicator::Clear() {
+    cancelling_ = false;
+    lblComment_->clear();
     lblPrimaryTable_->clear();
     lblForeignTable_->clear();
     OverallProgFrame_->show();
@@ -151,8 +169,15 @@ void ProgressIndicator::Reset() {
 
 // Repaints at once, since the next statement can take long.
 void ProgressIndicator::ShowComment(const QString& comment) {
-    lblComment_->setText(comment);
-    lblComment_->repaint();
+    if (!cancelling_) {
+        lblComment_->setText(comment);
+        lblComment_->repaint();
+    }
+}
+
+void ProgressIndicator::ShowCancelling() {
+    ShowComment("Cancelling...");
+    cancelling_ = true;
 }
 
 void ProgressIndicator::ShowRelation(const QString& primaryTable, const QString& foreignTable) {

@@ -34,6 +34,8 @@ class TaskList : public QGroupBox {
         QWidget* imgChecked;
         ElidedLabel* lblTaskName;
         QString Name;
+
+        void Show(const QString& state, const QString& suffix = {}) const;
     };
     void AddRow();
     void RemoveLastRow();
@@ -50,6 +52,10 @@ class ProgressIndicator : public QGroupBox {
 
     // Restores the state before the first task.
     void Reset();
+    // Shows an empty comment and an empty bar.
+    void Clear();
+    // Shows that the run is being cancelled, whatever the task reports after that.
+    void ShowCancelling();
     void ShowComment(const QString& comment);
     void ShowRelation(const QString& primaryTable, const QString& foreignTable);
     QWidget& Frame(ProgressFrame objFrame) const;
@@ -71,6 +77,7 @@ class ProgressIndicator : public QGroupBox {
     float minimum_ = 0;
     float maximum_ = 1;
     float value_ = 0;
+    bool cancelling_ = false;
 };
 
 }  // namespace morvane

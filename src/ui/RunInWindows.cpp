@@ -101,11 +101,12 @@ class WindowPrompt : public MessageBoxPrompt {
     WindowPrompt()
         : MessageBoxPrompt([] { return CancelSignals::Received() || ExitGuard::ExitUnderWay(); }) {}
 
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer defaultAnswer) override {
         if (const LineReader reader = TerminalReader(); Unattended && reader) {
-            return ConsolePrompt(std::cerr, reader).AskYesNo(title, question);
+            return ConsolePrompt(std::cerr, reader).AskYesNo(title, question, defaultAnswer);
         }
-        return MessageBoxPrompt::AskYesNo(title, question);
+        return MessageBoxPrompt::AskYesNo(title, question, defaultAnswer);
     }
 
     bool Unattended = true;

@@ -12,6 +12,7 @@
 
 #include "db/embedded/EmbeddedConnection.h"
 #include "ui/Controls.h"
+#include "ui/ScrollPanel.h"
 
 namespace morvane {
 
@@ -66,6 +67,7 @@ void frmBrowseComputer::MakeControls() {
     lstServers_->setToolTip("The servers that were found; double-click one to take it");
     lstServers_->addItem(new QListWidgetItem(style()->standardIcon(QStyle::SP_DirIcon),
                                              "Embedded warehouse folder..."));
+    lstServers_->setCurrentRow(kEmbeddedRow, QItemSelectionModel::NoUpdate);
     layout->addWidget(MakeLabel("lblServers", "&Servers:", lstServers_, this));
     layout->addWidget(lstServers_, 1);
     lblState_ = Named("lblState", new QLabel(this));
@@ -75,7 +77,7 @@ void frmBrowseComputer::MakeControls() {
     connect(lstServers_, &QListWidget::itemSelectionChanged, this,
             Safe(&frmBrowseComputer::UpdateOK));
     connect(lstServers_, &QListWidget::itemDoubleClicked, this, &frmBrowseComputer::accept);
-    resize(fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22);
+    ResizeOnScreen(*this, {fontMetrics().averageCharWidth() * 64, fontMetrics().height() * 22});
 }
 
 QWidget* frmBrowseComputer::MakeButtons() {

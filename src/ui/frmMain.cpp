@@ -3,6 +3,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QKeyEvent>
 #include <QTimer>
 
 #include "base/Text.h"
@@ -160,7 +161,8 @@ void frmMain::changeEvent(QEvent* event) {
 }
 
 void frmMain::cmdServer_Click() {
-    const QString server = browsing_.BrowseForComputer("Select a server...", this);
+    const QString server =
+        browsing_.BrowseForComputer("Select a server...", this, ToQString(fields_->Login().Server));
     if (!server.isEmpty()) {
         fields_->SetServer(server);
     }
@@ -297,6 +299,8 @@ void frmMain::PerformRun(const RunSettings& settings) {
     state_.ErrorText.clear();
 }
 
+// After an error the window stays open with its settings, as after every other failure: the user
+// can correct them and save again. Only a saved file closes it.
 void frmMain::SaveSettings(const RunSettings& settings) {
     state_.ErrorText.clear();
     Require(
@@ -321,8 +325,12 @@ void frmMain::cmdClose_Click() {
     close();
 }
 
-void frmMain::reject() {
-    cmdClose_->click();
+void frmMain::keyPressEvent(QKeyEvent* event) {
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    const bool inText = qobject_cast<QLineEdit*>(focusWidget()) != nullptr;
+    if (event->key() != Qt::Key_Escape && !(enter && inText)) {
+        QDialog::keyPressEvent(event);
+    }
 }
 
 // Another window that refuses to close, such as a dialog with an invalid entry, keeps this one

@@ -36,7 +36,9 @@ class frmMain : public Window {
     void showEvent(QShowEvent* event) override;
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
-    void reject() override;  // Escape
+    // Escape does not close the window with everything typed, and Enter in a text box does not
+    // start a run.
+    void keyPressEvent(QKeyEvent* event) override;
 
   private:
     void MakeControls();

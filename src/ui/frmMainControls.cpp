@@ -7,6 +7,7 @@
 #include <QVBoxLayout>
 
 #include "base/Version.h"
+#include "ui/ScrollPanel.h"
 #include "ui/frmMain.h"
 
 namespace morvane {
@@ -24,9 +25,8 @@ constexpr ConnectionCaptions kConnectionCaptions{
 };
 
 QPushButton* MakeButton(const char* name, const char* caption, const char* tip, QWidget* parent) {
-    auto* button = Named(name, new QPushButton(QString::fromUtf8(caption), parent));
-    button->setToolTip(QString::fromUtf8(tip));
-    button->setAutoDefault(false);
+    auto* button = Named(name, new PushButton(QString::fromUtf8(caption), parent));
+    button->setToolTip(ToolTipText(QString::fromUtf8(tip)));
     return button;
 }
 
@@ -38,14 +38,18 @@ void frmMain::MakeControls() {
     setToolTip(QString("Morvane ") + kVersion);
     setWindowFlags(Qt::Window);
     fields_ = new ConnectionFields(kConnectionCaptions, this);
+    auto* settings = new QWidget(this);
+    auto* parts = new QVBoxLayout(settings);
+    parts->setContentsMargins({});
+    parts->addWidget(fields_);
+    parts->addWidget(MakeOptions());
+    parts->addWidget(MakeLogFile());
+    parts->addStretch(1);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(fields_);
-    layout->addWidget(MakeOptions());
-    layout->addWidget(MakeLogFile());
-    layout->addStretch(1);
+    layout->addWidget(new ScrollPanel(settings, this), 1);
     layout->addWidget(MakeButtons());
     const int wide = fontMetrics().averageCharWidth() * 90;
-    resize(std::max(wide, sizeHint().width()), sizeHint().height());
+    ResizeOnScreen(*this, {std::max(wide, sizeHint().width()), sizeHint().height()});
 }
 
 QWidget* frmMain::MakeOptions() {
@@ -54,7 +58,7 @@ QWidget* frmMain::MakeOptions() {
     for (std::size_t i = 0; i < kTasks.size(); ++i) {
         chkOptions_[i] = new QCheckBox(ToQString(kTasks[i].Caption), frame);
         chkOptions_[i]->setObjectName("chkOptions" + QString::number(i));
-        chkOptions_[i]->setToolTip(ToQString(kTasks[i].ToolTip));
+        chkOptions_[i]->setToolTip(ToolTipText(ToQString(kTasks[i].ToolTip)));
     }
     cmdFacts_ = MakeButton("cmdFacts", "Set &Fact Table Conditions...",
                            "Click this button to indicate the conditions for the fact table "
@@ -93,7 +97,7 @@ QWidget* frmMain::MakeLogFile() {
         "Fill in the location on the file system where the Morvane log file and the generated "
         "reports are stored.";
     txtLogFile_ = Named("txtLogFile", new QLineEdit(frame));
-    txtLogFile_->setToolTip(kTip);
+    txtLogFile_->setToolTip(ToolTipText(kTip));
     cmdLogFile_ = MakeButton("cmdLogFile", "Br&owse...",
                              "Browse to the location on the file system where the Morvane log file "
                              "and the generated reports are stored.",

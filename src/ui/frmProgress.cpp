@@ -14,6 +14,7 @@
 
 #include "ui/Controls.h"
 #include "ui/ProgressFrames.h"
+#include "ui/ScrollPanel.h"
 
 #ifdef _WIN32
 #include <windows.h>
@@ -23,6 +24,7 @@ namespace morvane {
 
 namespace {
 
+constexpr const char* kTitle = "Progress Of the Morvane Tool";
 constexpr int kWidth = 72;  // in average characters
 constexpr std::chrono::milliseconds kLongestAppearing{500};
 
@@ -93,16 +95,19 @@ class InputWatch : public QObject {
 frmProgress::frmProgress(std::function<bool()> cancelSignalled, QWidget* parent)
     : QDialog(parent), cancelSignalled_(std::move(cancelSignalled)) {
     setObjectName("frmProgress");
-    setWindowTitle("Progress Of the Morvane Tool");
     setWindowFlag(Qt::WindowMinimizeButtonHint);
     // Events processed during a run must reach only this window.
     setWindowModality(Qt::ApplicationModal);
 
-    auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeWarehouseFrame());
-    layout->addWidget(MakeTimeFrame());
+    auto* head = new QWidget(this);
+    auto* parts = new QVBoxLayout(head);
+    parts->setContentsMargins({});
+    parts->addWidget(MakeWarehouseFrame());
+    parts->addWidget(MakeTimeFrame());
     // The task list takes the extra height of an enlarged window.
-    layout->addWidget(tasks_ = new TaskList(this), 1);
+    parts->addWidget(tasks_ = new TaskList(this), 1);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(head_ = new ScrollPanel(head, this), 1);
     layout->addWidget(indicator_ = new ProgressIndicator(this));
     layout->addWidget(MakeButtons());
     designedMargins_ = layout->contentsMargins();
@@ -125,8 +130,8 @@ QGroupBox* frmProgress::MakeTimeFrame() {
     FixHeight(*frame);
     lblStartTime_ = new ElidedLabel("lblStartTime", frame);
     lblEndTime_ = new ElidedLabel("lblEndTime", frame);
-    LayOutLines(frame, {{"Label1", "Start Date & Time:", lblStartTime_},
-                        {"Label3", "End Date & Time:", lblEndTime_}});
+    LayOutLines(frame, {{"Label1", "Start Date && Time:", lblStartTime_},
+                        {"Label3", "End Date && Time:", lblEndTime_}});
     return frame;
 }
 
@@ -137,7 +142,7 @@ QWidget* frmProgress::MakeButtons() {
     // Cancel has the focus during a run, but Enter must not press it.
     cmdCancel_->setAutoDefault(false);
     connect(cmdOK_, &QPushButton::clicked, this, &frmProgress::CloseWindow);
-    connect(cmdCancel_, &QPushButton::clicked, this, [this] { mUserCancel = true; });
+    connect(cmdCancel_, &QPushButton::clicked, this, &frmProgress::TakeCancel);
     return buttons.Box;
 }
 
@@ -162,7 +167,8 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
     tasks_->Show(overview.TaskNames);
     SettleLayout();
     setWindowState(Qt::WindowNoState);
-    resize(layout()->totalSizeHint());
+    cutOff_ = 0;
+    ResizeWithoutLoss(layout()->totalSizeHint());
     Centre();
     cmdCancel_->setFocus();
     show();
@@ -171,6 +177,7 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
 
 // Undoes what an earlier run has changed.
 void frmProgress::ResetControls() {
+    setWindowTitle(kTitle);
     lblEndTime_->clear();
     indicator_->Reset();
     indicator_->show();
@@ -181,16 +188,20 @@ void frmProgress::ResetControls() {
 
 // Updates the size hints at once, innermost layouts first. Qt would do it in the next event pass.
 void frmProgress::SettleLayout() {
-    for (QLayout* part : {tasks_->layout(), indicator_->layout(), layout()}) {
+    for (QLayout* part :
+         {tasks_->layout(), head_->widget()->layout(), indicator_->layout(), layout()}) {
         part->activate();
     }
+    head_->updateGeometry();
+    layout()->activate();
 }
 
 void frmProgress::Centre() {
     const QRect room = screen()->geometry();
     const QSize size = frameGeometry().size();
+    // The title bar of a window that is higher than the screen stays visible.
     move(room.x() + (room.width() - size.width()) / 2,
-         room.y() + (room.height() - size.height()) / 2);
+         room.y() + std::max(0, (room.height() - size.height()) / 2));
 }
 
 void frmProgress::Comment(std::string_view strComment) {
@@ -221,19 +232,31 @@ void frmProgress::ShowFrame(ProgressFrame objFrame) {
     ChangeHeight([&] { indicator_->Frame(objFrame).show(); });
 }
 
-// Everything except the task list has a fixed height. Keeping the window's height beyond its
-// minimum keeps the list's height, whatever size the user has given the window.
+// Everything except the part with the task list has a fixed height. Keeping the window's height
+// beyond its minimum keeps the height of that part, whatever size the user has given the window.
 void frmProgress::ChangeHeight(const std::function<void()>& change) {
     const auto need = [this] {
         SettleLayout();
         return layout()->totalMinimumSize().height();
     };
-    const int spare = height() - need();
+    const int spare = height() + cutOff_ - need();
     const int oldWidth = width();
     change();
     const int wanted = need() + spare;
     if (!isMaximized() && !isFullScreen()) {
-        resize(oldWidth, wanted);
+        ResizeWithoutLoss({oldWidth, wanted});
+    }
+}
+
+// Remembers the height for which the screen has no room. The window moves up if it would grow
+// beyond the lower edge of the screen.
+void frmProgress::ResizeWithoutLoss(const QSize& wanted) {
+    const QSize size = wanted.boundedTo(RoomOnScreen(*this));
+    cutOff_ = wanted.height() - size.height();
+    resize(size);
+    const QRect room = screen()->availableGeometry();
+    if (isVisible() && frameGeometry().bottom() > room.bottom()) {
+        move(x(), std::max(room.top(), room.bottom() + 1 - frameGeometry().height()));
     }
 }
 
@@ -248,12 +271,22 @@ void frmProgress::RemoveProgIndicator() {
     });
 }
 
+void frmProgress::ShowStopped(Outcome outcome) {
+    ChangeHeight([this] { indicator_->Clear(); });
+    setWindowTitle(QString(kTitle) + (outcome == Outcome::Done        ? ""
+                                      : outcome == Outcome::Cancelled ? " - Cancelled"
+                                                                      : " - Failed"));
+}
+
 void frmProgress::ShowRelation(std::string_view primaryTable, std::string_view foreignTable) {
     indicator_->ShowRelation(ToQString(primaryTable), ToQString(foreignTable));
 }
 
 void frmProgress::MarkTaskRunning(std::size_t k) {
     tasks_->MarkRunning(k);
+    if (auto* name = findChild<QWidget*>("lblTaskName" + QString::number(k))) {
+        head_->ensureWidgetVisible(name);
+    }
 }
 
 void frmProgress::MarkTaskCompleted(std::size_t k) {
@@ -291,6 +324,16 @@ bool frmProgress::PollForCancel() {
     const InputWatch watch(*this);
     QCoreApplication::processEvents();
     return watch.InputSeen() && mUserCancel;
+}
+
+// The running task notices the request at its next poll, after which it may have much to roll back.
+// No event reaches the window before that, so it is repainted here.
+void frmProgress::TakeCancel() {
+    mUserCancel = true;
+    morvane::DisableObject(*cmdCancel_);
+    setWindowTitle(QString(kTitle) + " - Cancelling");
+    indicator_->ShowCancelling();
+    repaint();
 }
 
 void frmProgress::reject() {

@@ -13,6 +13,7 @@ namespace morvane {
 
 class ElidedLabel;
 class ProgressIndicator;
+class ScrollPanel;
 class TaskList;
 
 // Shows the progress of a run and lets the user cancel it. One object serves all runs: Load()
@@ -38,6 +39,8 @@ class frmProgress : public QDialog, public ProgressWindow {
     void MarkTaskRunning(std::size_t k) override;
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
+    // Empties the indicator and says in the title how the run has ended.
+    void ShowStopped(Outcome outcome) override;
     void ShowEndTime(std::string_view endTime) override;
     // Enabling OK also removes the running mark from the tasks, since the run is over.
     void EnableObject(ProgressControl objControl) override;
@@ -68,7 +71,9 @@ class frmProgress : public QDialog, public ProgressWindow {
     void SettleLayout();
     void Centre();
     QPushButton& Button(ProgressControl objControl) const;
+    void ResizeWithoutLoss(const QSize& wanted);
     void ChangeHeight(const std::function<void()>& change);
+    void TakeCancel();
     void CloseWindow();
 
     std::function<bool()> cancelSignalled_;
@@ -76,11 +81,13 @@ class frmProgress : public QDialog, public ProgressWindow {
     ElidedLabel* lblDatabase_ = nullptr;
     ElidedLabel* lblStartTime_ = nullptr;
     ElidedLabel* lblEndTime_ = nullptr;
+    ScrollPanel* head_ = nullptr;
     TaskList* tasks_ = nullptr;
     ProgressIndicator* indicator_ = nullptr;
     QPushButton* cmdOK_ = nullptr;
     QPushButton* cmdCancel_ = nullptr;
     QMargins designedMargins_;
+    int cutOff_ = 0;
 };
 
 }  // namespace morvane

@@ -3,7 +3,6 @@
 
 #include <QFrame>
 #include <QPushButton>
-#include <QScreen>
 #include <QVBoxLayout>
 #include <array>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "ui/ConditionsGrid.h"
 #include "ui/ConnectionFields.h"
 #include "ui/Controls.h"
+#include "ui/ScrollPanel.h"
 
 namespace morvane {
 
@@ -48,18 +48,20 @@ frmSetFactTableFilters::frmSetFactTableFilters(RunState& state, RunServices& ser
     auto* fraSeparator = Named("fraSeparator", new QFrame(this));
     fraSeparator->setFrameStyle(QFrame::HLine | QFrame::Sunken);
 
+    auto* settings = new QWidget(this);
+    auto* parts = new QVBoxLayout(settings);
+    parts->setContentsMargins({});
+    parts->addWidget(MakeDirections());
+    parts->addWidget(dgdFactTables_, 1);
+    parts->addWidget(fraSeparator);
+    parts->addWidget(MakeText("lblExplanation", kExplanation, this));
+    parts->addWidget(archive_);
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeDirections());
-    layout->addWidget(dgdFactTables_, 1);
-    layout->addWidget(fraSeparator);
-    layout->addWidget(MakeText("lblExplanation", kExplanation, this));
-    layout->addWidget(archive_);
+    layout->addWidget(new ScrollPanel(settings, this), 1);
     layout->addWidget(MakeButtons());
     const int letter = fontMetrics().averageCharWidth();
-    // The directions need the most lines at the smallest width.
-    setMinimumSize(80 * letter, layout->minimumHeightForWidth(80 * letter));
-    resize(
-        QSize(125 * letter, 44 * fontMetrics().lineSpacing()).boundedTo(screen()->availableSize()));
+    setMinimumWidth(80 * letter);
+    ResizeOnScreen(*this, {125 * letter, 44 * fontMetrics().lineSpacing()});
 
     using Self = frmSetFactTableFilters;
     connect(dgdFactTables_, &ConditionsGrid::ConditionEdited, this, Safe(&Self::ChangeCondition));
@@ -131,7 +133,8 @@ void frmSetFactTableFilters::ResetConnection() {
 
 void frmSetFactTableFilters::Browse() {
     FinishEdit();
-    const QString server = browsing_.BrowseForComputer("Select an archive server...", this);
+    const QString server = browsing_.BrowseForComputer("Select an archive server...", this,
+                                                       ToQString(archive_->Login().Server));
     if (!server.isEmpty()) {
         archive_->SetServer(server);
     }

@@ -6,6 +6,7 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QScreen>
+#include <QShortcut>
 #include <QSignalBlocker>
 #include <QSplitter>
 #include <QTextDocument>
@@ -14,6 +15,7 @@
 #include "base/Text.h"
 #include "db/modDatabaseOperations.h"
 #include "dialogs/SustainQuery.h"
+#include "ui/ScrollPanel.h"
 
 namespace morvane {
 
@@ -45,7 +47,7 @@ frmSustainRec::frmSustainRec(RunState& state, RunServices& services, QWidget* pa
     // A large part of a small screen, a smaller part of a large one.
     const QSize room = screen()->availableSize();
     const QSize useful(130 * fontMetrics().averageCharWidth(), 40 * fontMetrics().lineSpacing());
-    resize((room * 0.7).expandedTo(useful).boundedTo(room * 0.9));
+    ResizeOnScreen(*this, (room * 0.7).expandedTo(useful).boundedTo(room * 0.9));
     LoadTables();
 }
 
@@ -53,7 +55,7 @@ frmSustainRec::frmSustainRec(RunState& state, RunServices& services, QWidget* pa
 // presses only the focused button.
 QPushButton* frmSustainRec::MakeButton(const char* name, const char* caption,
                                        void (frmSustainRec::*pressed)()) {
-    auto* button = Named(name, new QPushButton(caption, this));
+    auto* button = Named(name, new PushButton(caption, this));
     button->setAutoDefault(false);
     connect(button, &QPushButton::clicked, this, Safe(pressed));
     return button;
@@ -97,16 +99,30 @@ QGroupBox* frmSustainRec::MakeRecords() {
     header->setSectionsClickable(true);
     header->setSortIndicatorShown(true);
     header->setSortIndicator(-1, Qt::AscendingOrder);
+    header->setToolTip(ToolTipText(
+        "Click a column header, or press F3 in the list, to sort by the column. The left and right "
+        "arrow keys change the column."));
     connect(header, &QHeaderView::sectionClicked, this, Safe(&frmSustainRec::SortBy));
-    layout->addWidget(MakeLabel("lblRecords", "Select the records to  be sustained",
-                                lvwDimensionRecords_, frame));
+    lblRecordsState_ = Named("lblRecordsState", new QLabel(frame));
+    auto* caption = new QHBoxLayout;
+    caption->addWidget(MakeLabel("lblRecords", "Select the records to  be sustained",
+                                 lvwDimensionRecords_, frame));
+    caption->addStretch();
+    caption->addWidget(lblRecordsState_);
+    layout->addLayout(caption);
     layout->addWidget(lvwDimensionRecords_, 1);
     QHBoxLayout* buttons =
         ButtonRow({MakeButton("cmdSustainAll", "Select &All", &frmSustainRec::SustainAll),
                    MakeButton("cmdUnsustainAll", "Clea&r All", &frmSustainRec::UnsustainAll)});
-    buttons->addWidget(
-        MakeButton("cmdSaveSelection", "Sa&ve Selection", &frmSustainRec::SaveSelection));
+    cmdSaveSelection_ =
+        MakeButton("cmdSaveSelection", "Sa&ve Selection", &frmSustainRec::SaveSelection);
+    buttons->addWidget(cmdSaveSelection_);
     layout->addLayout(buttons);
+    connect(new QShortcut(QKeySequence::Save, this), &QShortcut::activated, this,
+            Safe(&frmSustainRec::SaveSelection));
+    connect(&records_, &QAbstractItemModel::modelReset, this, Safe(&frmSustainRec::ShowState));
+    connect(&records_, &QAbstractItemModel::dataChanged, this, Safe(&frmSustainRec::ShowState));
+    ShowState();
     return frame;
 }
 
@@ -115,6 +131,10 @@ void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     connect(cboSelectedTables_, &DropDownList::DropDown, this,
             Safe(&frmSustainRec::FillSelectedTables));
     connect(cboSelectedTables_, &QComboBox::activated, this, Safe(&frmSustainRec::ShowTable));
+    // Keys choose from the closed list, too.
+    const auto fill = Safe(&frmSustainRec::FillSelectedTables);
+    connect(&tables_, &QAbstractItemModel::dataChanged, this, fill);
+    connect(&tables_, &QAbstractItemModel::modelReset, this, fill);
     auto* table = new QHBoxLayout;
     table->addWidget(MakeLabel("lblSelectedTables", "Select a table you want to define a query for",
                                cboSelectedTables_, frame));
@@ -135,6 +155,10 @@ void frmSustainRec::AddQuery(QWidget* frame, QVBoxLayout* layout) {
     layout->addLayout(
         ButtonRow({MakeButton("cmdExecuteQuery", "&Execute Query", &frmSustainRec::ExecuteQuery),
                    MakeButton("cmdParseQuery", "&Parse Query", &frmSustainRec::ParseQuery)}));
+    for (const char* key : {"Ctrl+Return", "Ctrl+Enter"}) {  // Enter is on the numeric keypad
+        connect(new QShortcut(QKeySequence(key), this), &QShortcut::activated, this,
+                Safe(&frmSustainRec::ExecuteQuery));
+    }
 }
 
 void frmSustainRec::LayOut() {
@@ -223,7 +247,8 @@ void frmSustainRec::ExecuteQuery() {
         ShowMessage(errorText);
         return;
     }
-    if (!services_.Prompt.AskYesNo("Query Execution", "Do you wish to execute this query?")
+    if (!services_.Prompt
+             .AskYesNo("Query Execution", "Do you wish to execute this query?", DefaultAnswer::Yes)
              .value_or(false)) {
         return;
     }
@@ -264,34 +289,78 @@ void frmSustainRec::ParseQuery() {
     ShowMessage("The Query was compiled successfully");
 }
 
-// Sorts on the server. Unsaved marks are kept.
+// Reads the rows of a list again. Unsaved marks are kept.
+void frmSustainRec::Reload(CheckList& list, UpdatableQuery query) {
+    CheckListView& view = &list == &tables_ ? *lvwDimensionTables_ : *lvwDimensionRecords_;
+    const QByteArray widths = view.header()->saveState();
+    const QModelIndex current = view.currentIndex();
+    UpdatableRows again(Warehouse(), std::move(query));
+    again.CarryOver(*list.Rows());
+    list.Show(std::move(again));
+    if (&list == &tables_) {
+        tables_.setHeaderData(0, Qt::Horizontal, "Table Name", Qt::EditRole);
+    }
+    view.header()->restoreState(widths);
+    view.selectionModel()->setCurrentIndex(list.index(current.row(), current.column()),
+                                           QItemSelectionModel::NoUpdate);
+}
+
+// Sorts on the server.
 void frmSustainRec::SortBy(int column) {
     const QString name = records_.headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
-    QHeaderView* header = lvwDimensionRecords_->header();
     if (UpdatableRows* rows = records_.Rows(); rows != nullptr && !name.isEmpty()) {
         UpdatableQuery query = rows->Query();
         query.Sql = OrderedBy(query.Sql, ToText(name));
         const std::string lead = "The records cannot be sorted by " + ToText(name) + ":\r\n";
-        const QByteArray widths = header->saveState();
-        const bool sorted = TryQuery(
-            [&] {
-                UpdatableRows again(Warehouse(), std::move(query));
-                again.CarryOver(*rows);
-                records_.Show(std::move(again));
-                header->restoreState(widths);
-            },
-            lead);
+        const bool sorted = TryQuery([&] { Reload(records_, std::move(query)); }, lead);
         sortedColumn_ = sorted ? column : sortedColumn_;
     }
-    header->setSortIndicator(sortedColumn_, Qt::AscendingOrder);
+    lvwDimensionRecords_->header()->setSortIndicator(sortedColumn_, Qt::AscendingOrder);
 }
 
+// If another user has changed a row, the list shows it as it is now, so that the next attempt can
+// succeed.
 bool frmSustainRec::Save(CheckList& list) {
     if (list.Rows() == nullptr) {
         ShowMessage("No Records to be saved.");
         return true;
     }
-    return TryQuery([&] { list.Rows()->Save(Warehouse()); });
+    bool outdated = false;
+    const bool saved = TryQuery([&] {
+        try {
+            list.Rows()->Save(Warehouse());
+        } catch (const RowChangedError&) {
+            outdated = true;
+            throw;
+        }
+    });
+    if (outdated) {
+        TryQuery([&] { Reload(list, list.Rows()->Query()); });
+    }
+    return saved;
+}
+
+void frmSustainRec::SaveSelection() {
+    Save(records_);
+    ShowState();
+}
+
+// Says how many records there are, and how many of their marks would be lost.
+void frmSustainRec::ShowState() {
+    const auto count = [](std::size_t n, const char* what) {
+        return QString("%1 %2%3").arg(n).arg(what, n == 1 ? "" : "s");
+    };
+    const UpdatableRows* rows = records_.Rows();
+    const std::size_t unsaved = rows != nullptr ? rows->UnsavedCount() : 0;
+    QString state = rows != nullptr ? count(rows->Count(), "record") : QString();
+    if (unsaved > 0) {
+        state += ", " + count(unsaved, "unsaved mark");
+    }
+    lblRecordsState_->setText(state);
+    if (unsaved == 0 && cmdSaveSelection_->hasFocus()) {
+        lvwDimensionRecords_->setFocus();  // otherwise the next button would get the focus
+    }
+    cmdSaveSelection_->setEnabled(unsaved > 0);
 }
 
 void frmSustainRec::accept() {

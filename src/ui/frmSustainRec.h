@@ -48,13 +48,15 @@ class frmSustainRec : public Window {
     void ExecuteQuery();
     void ParseQuery();
     void LeaveCompileOnly();
+    void Reload(CheckList& list, UpdatableQuery query);
     void SortBy(int column);
     bool Save(CheckList& list);
     void SelectAll() { tables_.CheckAll(true); }
     void UnselectAll() { tables_.CheckAll(false); }
     void SustainAll() { records_.CheckAll(true); }
     void UnsustainAll() { records_.CheckAll(false); }
-    void SaveSelection() { Save(records_); }
+    void SaveSelection();
+    void ShowState();
 
     RunState& state_;
     RunServices& services_;
@@ -65,7 +67,9 @@ class frmSustainRec : public Window {
     CheckListView* lvwDimensionTables_ = nullptr;
     DropDownList* cboSelectedTables_ = nullptr;
     QPlainTextEdit* txtWhereClause_ = nullptr;
+    QLabel* lblRecordsState_ = nullptr;
     CheckListView* lvwDimensionRecords_ = nullptr;
+    QPushButton* cmdSaveSelection_ = nullptr;
 };
 
 }  // namespace morvane

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "db/embedded/EmbeddedConnection.h"
+#include "ui/Controls.h"
 #include "ui/frmBrowseComputer.h"
 
 #ifdef _WIN32
@@ -75,7 +77,7 @@ QString BrowsingDialogs::BrowseForFolder(QWidget* owner, const QString& title,
     return QString::fromWCharArray(path.data());
 }
 
-QString BrowsingDialogs::BrowseForComputer(const QString& title, QWidget* owner) {
+QString BrowsingDialogs::BrowseForComputer(const QString& title, QWidget* owner, const QString&) {
     ITEMIDLIST* network = nullptr;
     if (FAILED(SHGetSpecialFolderLocation(nullptr, CSIDL_NETWORK, &network))) {
         network = nullptr;
@@ -133,24 +135,37 @@ QString NearestFolder(const QString& folder) {
     return QDir::isAbsolutePath(path) ? path : QDir::homePath();
 }
 
-}  // namespace
-
-QString BrowsingDialogs::BrowseForFolder(QWidget* owner, const QString& title,
-                                         const QString& startFolder) {
+// Asks for a folder. Shows the files that match `files`, which may be empty, as well.
+QString ChooseFolder(QWidget* owner, const QString& title, const QString& startFolder,
+                     const QString& files = {}) {
     const NoSavedSettings noHistory;
-    QFileDialog dialog(owner, title, NearestFolder(startFolder));
+    QFileDialog dialog(owner, title, NearestFolder(startFolder), files);
     dialog.setFileMode(QFileDialog::Directory);
-    dialog.setOption(QFileDialog::ShowDirsOnly);
+    dialog.setOption(QFileDialog::ShowDirsOnly, files.isEmpty());
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return {};
     }
     return QDir::toNativeSeparators(dialog.selectedFiles().constFirst());
 }
 
-QString BrowsingDialogs::BrowseForComputer(const QString& title, QWidget* owner) {
-    const auto chooseFolder = [this](QWidget* over) {
-        return BrowseForFolder(over, "Select the folder of an embedded warehouse",
-                               QDir::homePath());
+// The folder of an embedded warehouse, or an empty text for another server.
+QString EmbeddedFolder(const QString& server) {
+    const std::string name = ToText(server);
+    return IsEmbeddedServer(name) ? ToQString(name.substr(kEmbeddedPrefix.size())) : QString();
+}
+
+}  // namespace
+
+QString BrowsingDialogs::BrowseForFolder(QWidget* owner, const QString& title,
+                                         const QString& startFolder) {
+    return ChooseFolder(owner, title, startFolder);
+}
+
+QString BrowsingDialogs::BrowseForComputer(const QString& title, QWidget* owner,
+                                           const QString& entered) {
+    const auto chooseFolder = [&](QWidget* over) {
+        return ChooseFolder(over, "Select the folder of an embedded warehouse",
+                            EmbeddedFolder(entered), "Databases (*.db)");
     };
     frmBrowseComputer dialog(prompt_, title, sources_(), chooseFolder, owner);
     return dialog.exec() == QDialog::Accepted ? dialog.Chosen() : QString();

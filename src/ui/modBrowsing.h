@@ -18,7 +18,9 @@ class Browsing {
 
     virtual QString BrowseForFolder(QWidget* owner, const QString& title,
                                     const QString& startFolder) = 0;
-    virtual QString BrowseForComputer(const QString& title, QWidget* owner) = 0;
+    // `entered` is what the text box for the server contains.
+    virtual QString BrowseForComputer(const QString& title, QWidget* owner,
+                                      const QString& entered) = 0;
 };
 
 // Browsing with real dialogs: those of the shell on Windows; elsewhere Qt's file dialog and
@@ -30,7 +32,8 @@ class BrowsingDialogs : public Browsing {
 
     QString BrowseForFolder(QWidget* owner, const QString& title,
                             const QString& startFolder) override;
-    QString BrowseForComputer(const QString& title, QWidget* owner) override;
+    QString BrowseForComputer(const QString& title, QWidget* owner,
+                              const QString& entered) override;
 
   private:
     UserPrompt& prompt_;

@@ -52,6 +52,10 @@ TEST(ConsoleProgress, RedrawsOneLineAndErasesItAtTheEnd) {
     progress.SetProgressValue(2.001F);
     EXPECT_EQ(terminal.str().size(), length) << "nothing that shows has changed";
     terminal << "^C";
+    progress.ShowStopped(Outcome::Failed);
+    progress.ShowEndTime("Monday");
+    EXPECT_TRUE(terminal.str().ends_with("\rFailed on Monday\n"));
+    progress.MarkTaskRunning(0);
     progress.EnableObject(ProgressControl::cmdOK);
     EXPECT_EQ(LastLine(terminal.str()), "");
 }
@@ -79,7 +83,9 @@ TEST(Console, ShowsInNamesWhatItMustNotSend) {
     EXPECT_EQ(LastLine(terminal.str()), "     Check Meta Data: a\\x1b[2J\\x0ab");
     std::ostringstream out;
     WriteConsoleText(out, "\r\nNo table \x1b[31m\r\n\tnor \u202e\r!\r\n");
-    ConsolePrompt(out, [] { return "y"; }).AskYesNo("Lock", "of \u009bm?\r\nGo on?");
+    ConsolePrompt(out, [] {
+        return "y";
+    }).AskYesNo("Lock", "of \u009bm?\r\nGo on?", DefaultAnswer::No);
     EXPECT_EQ(out.str(),
               "No table \\x1b[31m\n\tnor \\u202e\\x0d!\nLock: of \\u009bm?\nGo on? [yes/no] ");
 }
@@ -92,14 +98,15 @@ TEST(ConsolePrompt, TakesYesOrNoAndGivesUpAtTheEndOfTheInput) {
     const CancelSignals signals;  // resets the signals received in earlier tests
     std::ostringstream out;
     ConsolePrompt prompt(out, ReadLinesFrom(fileno(keys)));
-    EXPECT_EQ(prompt.AskYesNo("Lock Profile", "Go on?"), true);
+    EXPECT_EQ(prompt.AskYesNo("Lock Profile", "Go on?", DefaultAnswer::No), true);
     EXPECT_EQ(out.str(),
               "Lock Profile: Go on? [yes/no] Lock Profile: Go on? [yes/no] "
               "Lock Profile: Go on? [yes/no] ");
-    EXPECT_EQ(prompt.AskYesNo("", ""), false);
-    EXPECT_EQ(prompt.AskYesNo("", ""), std::nullopt) << "an incomplete line is not an answer";
+    EXPECT_EQ(prompt.AskYesNo("", "", DefaultAnswer::No), false);
+    EXPECT_EQ(prompt.AskYesNo("", "", DefaultAnswer::No), std::nullopt)
+        << "an incomplete line is not an answer";
     std::fclose(keys);
-    EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", ""), std::nullopt);
+    EXPECT_EQ(ConsolePrompt(out, {}).AskYesNo("", "", DefaultAnswer::No), std::nullopt);
 }
 
 struct Started : TestServices {

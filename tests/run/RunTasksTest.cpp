@@ -212,6 +212,8 @@ TEST_F(TaskRun, CanBeCancelledWhileItWaitsForTheFile) {
     State.CommandLineMode = true;
     EXPECT_FALSE(RunTasks(Settings, State, world.Services));
     EXPECT_TRUE(Contains(Log(), "Marking Process Cancelled by User."));
+    EXPECT_TRUE(Contains(Join(world.Progress.Log, ", "),
+                         "stopped cancelled, end Tuesday, Mar 5 2024 14:07:09, enable cmdOK"));
     EXPECT_EQ(Status(), "failure\r\n");
     EXPECT_EQ(Warehouse.LockRow(), Released);
     EXPECT_EQ(tries, 3);

@@ -37,6 +37,11 @@ class RecordingProgress : public ProgressWindow {
     void MarkTaskRunning(std::size_t k) override { Add("run ", std::to_string(k)); }
     void MarkTaskCompleted(std::size_t k) override { Add("done ", std::to_string(k)); }
     void RemoveProgIndicator() override { Add("remove indicator", ""); }
+    void ShowStopped(Outcome outcome) override {
+        Add("stopped ", outcome == Outcome::Done        ? "done"
+                        : outcome == Outcome::Cancelled ? "cancelled"
+                                                        : "failed");
+    }
     void ShowEndTime(std::string_view endTime) override { Add("end ", endTime); }
     void EnableObject(ProgressControl control) override { Add("enable ", Name(control)); }
     void DisableObject(ProgressControl control) override { Add("disable ", Name(control)); }

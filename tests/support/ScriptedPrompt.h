@@ -27,7 +27,8 @@ class ScriptedPrompt : public UserPrompt {
         Shown.push_back(std::string(title) + "|" + std::string(text));
     }
 
-    std::optional<bool> AskYesNo(std::string_view title, std::string_view question) override {
+    std::optional<bool> AskYesNo(std::string_view title, std::string_view question,
+                                 DefaultAnswer) override {
         Asked.push_back(std::string(title) + "|" + std::string(question));
         if (Answers.empty()) {
             return std::nullopt;

@@ -65,10 +65,10 @@ struct BrowsingDialog : public UiFixture {
                           Network.Port(),
                           {}};
 
-    QString BrowseServer(std::function<void(QWidget&)> act) {
+    QString BrowseServer(std::function<void(QWidget&)> act, const QString& entered = {}) {
         BrowsingDialogs browsing(Prompt, [this] { return Sources; });
         WhenModalOpens(std::move(act));
-        return browsing.BrowseForComputer("Select a server...", nullptr);
+        return browsing.BrowseForComputer("Select a server...", nullptr, entered);
     }
 };
 
@@ -98,16 +98,28 @@ TEST_F(BrowsingDialog, ListsServersAndDataSourcesWhileItSearches) {
 
 TEST_F(BrowsingDialog, AsksForTheFolderOfAnEmbeddedWarehouse) {
     const ScopedVariable home("HOME", Files.Path());
-    const QString chosen = BrowseServer([](QWidget& dialog) {
+    const std::string shop = Files / "shop";
+    std::filesystem::create_directory(shop);
+    std::ofstream(shop + "/notes.txt");
+    std::ofstream(shop + "/retail.db");
+    const auto choose = [&](QWidget& dialog) {
         auto& list = Find<QListWidget>(dialog, "lstServers");
+        EXPECT_EQ(list.currentRow(), 0);
         QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, RowOf(list, 0));
         WhenModalOpens([](QWidget& folders) { QTest::keyClick(&folders, Qt::Key_Escape); });
         Click(dialog, "cmdOK");
         EXPECT_TRUE(dialog.isVisible()) << "back at the list";
-        WhenModalOpens(ChooseShownFolder);
+        WhenModalOpens([](QWidget& folders) {
+            const auto& files = Find<QListView>(folders, "listView");
+            const auto shown = [&] { return files.model()->rowCount(files.rootIndex()); };
+            EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == 1; }));
+            ChooseShownFolder(folders);
+        });
         QTest::keyClick(&list, Qt::Key_Return);
-    });
-    EXPECT_EQ(ToText(chosen), "sqlite:" + Files.Path());
+    };
+    EXPECT_EQ(ToText(BrowseServer(choose, ToQString("SQLite:" + shop))), "sqlite:" + shop)
+        << "shows the database, but no other file";
+    EXPECT_EQ(ToText(BrowseServer(choose, "dw01")), "sqlite:" + Files.Path());
     EXPECT_EQ(BrowseServer([](QWidget& dialog) {
                   QTest::keyClick(&Find<QListWidget>(dialog, "lstServers"), Qt::Key_Escape);
               }),

@@ -50,15 +50,32 @@ TEST(Application, DropsAnEventWhoseHandlerThrows) {
     EXPECT_EQ(ApplicationPrompt().Shown, std::vector<std::string>{kNoMemory});
 }
 
+TEST(MessageBoxPrompt, ShowsALongMessageInDetailsThatScroll) {
+    std::string text;
+    for (int line = 0; line < 300; ++line) {
+        text += "table_type  Incorrect for TableName : product\r\n";
+    }
+    WhenModalOpens([](QWidget& box) {
+        EXPECT_LT(box.height(), 480);
+        EXPECT_EQ(dynamic_cast<QMessageBox&>(box).detailedText().count("product"), 300);
+        QTest::keyClick(&box, Qt::Key_Escape);
+    });
+    MessageBoxPrompt().ShowMessage("Morvane", text, MessageStyle::Critical);
+}
+
 TEST(MessageBoxPrompt, LeavesQuestionsUnansweredWhenTheProgramEnds) {
     bool ending = false;
     MessageBoxPrompt prompt([&] { return ending; });
     WhenModalOpens(
         [](QWidget& box) { qobject_cast<QMessageBox*>(&box)->button(QMessageBox::Yes)->click(); });
-    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), true);
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?", DefaultAnswer::No), true);
+    WhenModalOpens([](QWidget& box) { QTest::keyClick(&box, Qt::Key_Return); });
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?", DefaultAnswer::No), false);
+    WhenModalOpens([](QWidget& box) { QTest::keyClick(&box, Qt::Key_Return); });
+    EXPECT_EQ(prompt.AskYesNo("Query", "Go on?", DefaultAnswer::Yes), true);
     WhenModalOpens([&](QWidget&) { ending = true; });
-    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt);
-    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?"), std::nullopt) << "no box opens";
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?", DefaultAnswer::No), std::nullopt);
+    EXPECT_EQ(prompt.AskYesNo("Lock", "Go on?", DefaultAnswer::No), std::nullopt) << "no box opens";
     ::testing::internal::CaptureStderr();
     prompt.ShowMessage("Morvane", "No \x1b[2J.", MessageStyle::Critical);
     EXPECT_EQ(::testing::internal::GetCapturedStderr(), "Morvane: No \\x1b[2J.\n");

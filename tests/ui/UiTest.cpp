@@ -4,6 +4,7 @@
 #include <QAbstractButton>
 #include <QLineEdit>
 #include <QTimer>
+#include <fstream>
 
 #include "ui/Messages.h"
 
@@ -69,8 +70,13 @@ void WhenModalOpens(std::function<void(QWidget&)> act) {
 }  // namespace morvane::testing
 
 int main(int argc, char** argv) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
     ::testing::InitGoogleTest(&argc, argv);
+    const morvane::testing::TempFolder files;
+    const std::string screen = files / "screen.json";
+    // 1366 x 768 at 150 %, the smallest screen that is common.
+    std::ofstream(screen) << R"({"screens": [{"name": "s", "x": 0, "y": 0, "width": 910,)"
+                          << R"("height": 512, "logicalDpi": 96, "dpr": 1}]})";
+    qputenv("QT_QPA_PLATFORM", QByteArray::fromStdString("offscreen:configfile=" + screen));
     const morvane::Application application(argc, argv, morvane::testing::ApplicationPrompt());
     return RUN_ALL_TESTS();
 }

@@ -46,14 +46,14 @@ void WhenModalOpens(std::function<void(QWidget&)> act);
 class ScriptedBrowsing : public Browsing {
   public:
     std::deque<QString> Answers;
-    std::vector<std::string> Asked;  // "title" or "title|start folder"
+    std::vector<std::string> Asked;  // "title|start folder" or "title|entered server"
     bool Fails = false;              // throws std::bad_alloc
 
     QString BrowseForFolder(QWidget*, const QString& title, const QString& startFolder) override {
         return Ask(title.toStdString() + "|" + startFolder.toStdString());
     }
-    QString BrowseForComputer(const QString& title, QWidget*) override {
-        return Ask(title.toStdString());
+    QString BrowseForComputer(const QString& title, QWidget*, const QString& entered) override {
+        return Ask(title.toStdString() + "|" + entered.toStdString());
     }
 
   private:

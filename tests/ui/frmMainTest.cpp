@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QSignalSpy>
+#include <QWheelEvent>
 #include <filesystem>
 
 #include "UiTest.h"
@@ -75,6 +77,8 @@ TEST_F(MainWindow, EnablesItsButtonsOnceServerDatabaseAndLogFolderAreKnown) {
     EXPECT_TRUE(IsChecked("chkOptions0"));
     Type(window, "txtLogFile", ToQString(Logs));
     EXPECT_FALSE(IsEnabled("cmdProcess") || IsEnabled("cmdFacts") || IsEnabled("cmdDimensions"));
+    QTest::keyClick(&Find<QLineEdit>(window, "txtLogFile"), 'p', Qt::AltModifier);
+    EXPECT_EQ(ToText(Find<QLineEdit>(window, "txtLogFile").text()), Logs) << "no letter is typed";
     Type(window, "txtServer", ToQString(Warehouse.Server()));
     PressAccessKey(window, 'r');
     ASSERT_TRUE(QTest::qWaitFor([&] { return IsEnabled("cmdProcess"); }));
@@ -129,8 +133,34 @@ TEST_F(MainWindow, ResetsAtomicDeletionWithoutDeletion) {
     Click(window, "chkOptions5");
     Click(window, "chkOptions4");
     EXPECT_FALSE(IsChecked("chkOptions5") || IsEnabled("chkOptions5"));
-    QTest::keyClick(&window, Qt::Key_Escape);
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !window.isVisible(); }));
+}
+
+TEST_F(MainWindow, KeepsWhatIsTypedAtEscapeEnterAndTheMouseWheel) {
+    frmMain& window = OpenConnected();
+    auto& list = Find<QComboBox>(window, "cboDB");
+    list.addItem("other");
+    const int chosen = list.currentIndex();
+    QWheelEvent turn(QPointF(5, 5), list.mapToGlobal(QPointF(5, 5)), {}, {0, -120}, Qt::NoButton,
+                     Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(&list, &turn);
+    EXPECT_EQ(list.currentIndex(), chosen);
+    ASSERT_TRUE(IsEnabled("cmdProcess"));
+    for (const char* box : {"txtServer", "txtLogFile"}) {
+        Find<QLineEdit>(window, box).setFocus();
+        QTest::keyClick(&Find<QLineEdit>(window, box), Qt::Key_Return);
+        QTest::keyClick(&Find<QLineEdit>(window, box), Qt::Key_Escape);
+    }
+    QApplication::processEvents();
+    EXPECT_TRUE(window.isVisible() && !RunWindow.isVisible());
+    EXPECT_EQ(Warehouse.Text("SELECT name FROM sqlite_schema WHERE name = 'dwm_multiuse'"), "");
+    list.setCurrentIndex(-1);
+    list.showPopup();
+    EXPECT_TRUE(list.view()->selectionModel()->isRowSelected(0))
+        << "otherwise Down goes to the second row";
+    list.hidePopup();
+    Find<QWidget>(window, "cmdClose").setFocus();
+    QTest::keyClick(&Find<QWidget>(window, "cmdClose"), Qt::Key_Return);
+    EXPECT_TRUE(!window.isVisible() && !RunWindow.isVisible()) << "presses the focused button";
 }
 
 TEST_F(MainWindow, PerformsRunsAndIsShownAgain) {

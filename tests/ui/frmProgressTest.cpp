@@ -47,8 +47,8 @@ struct ProgressForm : ::testing::Test {
         PostMouse(QEvent::MouseButtonRelease, name);
     }
     void PostKey(Qt::Key key) {
-        QCoreApplication::postEvent(Window.focusWidget(),
-                                    new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier));
+        QWidget* receiver = Window.focusWidget() != nullptr ? Window.focusWidget() : &Window;
+        QCoreApplication::postEvent(receiver, new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier));
     }
     void PostCloseButton() { QCoreApplication::postEvent(&Window, new QCloseEvent); }
 };
@@ -127,6 +127,33 @@ TEST_F(ProgressForm, APollReportsACancelOnlyWithInputOrASignal) {
     Window.Load(kTwoTasks);
     Signalled = true;
     EXPECT_TRUE(Window.CheckCancelState());
+}
+
+TEST_F(ProgressForm, ShowsThatItIsCancellingAndHowTheRunEnded) {
+    Window.Comment("Archiving");
+    PostClick("cmdCancel");
+    EXPECT_TRUE(Window.CheckCancelState());
+    Window.Comment("Deleting");
+    EXPECT_FALSE(Find<QWidget>(Window, "cmdCancel").isEnabled());
+    EXPECT_EQ(Text("lblComment"), "Cancelling...");
+    EXPECT_EQ(Window.windowTitle(), "Progress Of the Morvane Tool - Cancelling");
+    for (const auto& [outcome, title] :
+         {std::pair(Outcome::Cancelled, " - Cancelled"), std::pair(Outcome::Failed, " - Failed"),
+          std::pair(Outcome::Done, "")}) {
+        Window.Load(kTwoTasks);
+        EXPECT_EQ(Window.windowTitle(), "Progress Of the Morvane Tool");
+        const int height = Window.height();
+        Window.HideFrame(ProgressFrame::OverallProgFrame);
+        Window.ShowFrame(ProgressFrame::DetectProgFrame);
+        Window.SetProgressRange(0, 2);
+        Window.ProgressVal(1);
+        Window.ShowStopped(outcome);
+        EXPECT_EQ(Window.height(), height);
+        EXPECT_FALSE(Shows("DetectProgFrame"));
+        EXPECT_EQ(Text("lblComment"), "");
+        EXPECT_EQ(Find<QProgressBar>(Window, "prgProgress").value(), 0);
+        EXPECT_EQ(Window.windowTitle(), QString("Progress Of the Morvane Tool") + title);
+    }
 }
 
 TEST_F(ProgressForm, StaysOpenUntilTheRunIsFinished) {

@@ -91,7 +91,7 @@ TEST_F(FactTableFilters, SaveAConditionAsSoonAsItIsAccepted) {
     EnterCondition(1, "amount > 6");
     EXPECT_TRUE(Contains(Prompt.Shown.at(0), "meanwhile")) << "changed by another user";
     Click(*Window, "cmdCancel");
-    EXPECT_EQ(Stored() + Cell(1), "amount > 7amount < 3");
+    EXPECT_EQ(Stored() + Cell(1), "amount > 7amount > 7") << "shows what that user has saved";
 }
 
 TEST_F(FactTableFilters, DoNotWriteUneditedConditions) {
@@ -191,7 +191,7 @@ TEST_F(FactTableFilters, OfferDatabasesOfTheEnteredLoginExceptTheWarehouse) {
     Click(*Window, "cmdServer");
     EXPECT_EQ(Offered(), "archive > ") << "nothing was chosen";
     Click(*Window, "cmdServer");
-    EXPECT_EQ(Browse.Asked.back(), "Select an archive server...");
+    EXPECT_EQ(Browse.Asked.back(), "Select an archive server...|" + Warehouse.Server());
     EXPECT_EQ(Offered(), "> ");
     Click(*Window, "cmdDBRefresh");
     EXPECT_EQ(Offered(), "archive > ") << "the same folder under another name";
@@ -229,6 +229,22 @@ TEST_F(FactTableFilters, SaveNothingWithoutTheFactTables) {
     Type(*Window, "txtServer", ToQString(Warehouse.Server()));
     ChooseDatabase();
     EXPECT_FALSE(CanAccept());
+}
+
+TEST_F(FactTableFilters, OpenALongConditionAtItsHeightAndEmptyItByDelete) {
+    Warehouse.Run("UPDATE dwm_tables SET where_clause = 'amount in (1" + std::string(600, '0') +
+                  ")\n and 1 = 1\n and 2 = 2\n and 3 = 3' WHERE table_name = 'sales'");
+    Open();
+    Grid().setFocus();
+    Grid().setCurrentCell(0, 1);
+    QTest::keyClick(&Grid(), Qt::Key_F2);
+    QCoreApplication::processEvents();
+    EXPECT_GT(Editor().height(), 6 * Grid().fontMetrics().lineSpacing());
+    EXPECT_GT(Editor().height(), Grid().visualItemRect(Grid().item(0, 1)).height());
+    QTest::keyClick(&Editor(), Qt::Key_Escape);
+    QTest::keyClick(&Grid(), Qt::Key_Delete);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(Cell(0), "");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "ui/frmSustainRec.h"
 
 #include <QHeaderView>
+#include <QLabel>
 
 #include "UiTest.h"
 #include "db/ConnectionFactory.h"
@@ -76,6 +77,12 @@ class SustainRec : public UiFixture {
     std::string Sustained() {
         return Warehouse.Text("SELECT is_sustainable FROM item ORDER BY id");
     }
+    // The text that counts the records, and whether they can be saved.
+    std::string Unsaved() {
+        return ToText(Find<QLabel>(*Window, "lblRecordsState").text()) +
+               (Find<QWidget>(*Window, "cmdSaveSelection").isEnabled() ? ", enabled"
+                                                                       : ", disabled");
+    }
     std::string LastMessage() { return Prompt.Shown.empty() ? "" : Prompt.Shown.back(); }
 };
 
@@ -92,12 +99,15 @@ TEST_F(SustainRec, SavesTheTablesCheckedByMouseOrKey) {
     EXPECT_EQ(Shown(Tables()), "Table Name |x area|x item|x shop") << "all selected rows";
     ClickRow(Tables(), 0);
     ClickRow(Tables(), 1);
+    auto& closed = Find<QComboBox>(*Window, "cboSelectedTables");
+    EXPECT_EQ(closed.count(), 1) << "arrow keys choose from the closed list";
+    EXPECT_EQ(closed.itemText(0), "shop");
     Warehouse.Run("UPDATE dwm_tables SET is_selected = 0 WHERE table_name = 'item'");
     Click(*Window, "cmdOK");
     EXPECT_TRUE(Window->isVisible()) << "another user has changed a row";
     EXPECT_TRUE(Contains(LastMessage(), "table_name = item, is_selected = 1"));
     EXPECT_EQ(Selected(), "NULL 0 0");
-    Warehouse.Run("UPDATE dwm_tables SET is_selected = 1 WHERE table_name = 'item'");
+    EXPECT_EQ(Shown(Tables()), "Table Name | area| item|x shop") << "read again, with the marks";
     PressAccessKey(*Window, 'o');
     EXPECT_TRUE(QTest::qWaitFor([&] { return !Window->isVisible(); }));
     EXPECT_EQ(Selected(), "0 0 1");
@@ -138,33 +148,50 @@ TEST_F(SustainRec, QueriesAndSavesTheRecordsOfACheckedTable) {
     QTest::keyClick(list.view(), Qt::Key_Return);
     EXPECT_EQ(Find<QPlainTextEdit>(*Window, "txtWhereClause").toPlainText(), "Select * from item");
     EXPECT_EQ(Shown(Records()), "id name price is_deletable ");
-    Click(*Window, "cmdSaveSelection");
+    QTest::keySequence(Window.get(), QKeySequence::Save);
     EXPECT_EQ(LastMessage(), "Morvane|No Records to be saved.");
-    PressAccessKey(*Window, 'e');
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !Prompt.Asked.empty(); }));
+    QTest::keyClick(&Find<QPlainTextEdit>(*Window, "txtWhereClause"), Qt::Key_Return,
+                    Qt::ControlModifier);
+    ASSERT_FALSE(Prompt.Asked.empty());
     EXPECT_EQ(Prompt.Asked.back(), "Query Execution|Do you wish to execute this query?");
     EXPECT_EQ(Shown(Records()),
               "id name price is_deletable | 1 pear 5 0|x 2 apple 7 0| 3 cherry 3 0");
+    EXPECT_EQ(Unsaved(), "3 records, disabled");
     ClickRow(Records(), 0);
-    Click(*Window, "cmdSaveSelection");
+    EXPECT_EQ(Unsaved(), "3 records, 1 unsaved mark, enabled");
+    Find<QWidget>(*Window, "cmdSaveSelection").setFocus();
+    QTest::keyClick(&Find<QWidget>(*Window, "cmdSaveSelection"), Qt::Key_Space);
     EXPECT_EQ(Sustained(), "1 1 0");
+    EXPECT_EQ(Unsaved(), "3 records, disabled");
+    EXPECT_TRUE(Records().hasFocus()) << "and not the next button, which is OK";
     Click(*Window, "cmdUnsustainAll");
-    Click(*Window, "cmdSaveSelection");
+    EXPECT_EQ(Unsaved(), "3 records, 2 unsaved marks, enabled");
+    QTest::keySequence(Window.get(), QKeySequence::Save);
     EXPECT_EQ(Sustained(), "0 0 0");
     Click(*Window, "cmdSustainAll");
+    ClickRow(Records(), 1);
+    EXPECT_EQ(Unsaved(), "3 records, 2 unsaved marks, enabled");
     Click(*Window, "cmdCancel");
     EXPECT_EQ(Sustained(), "0 0 0");
 }
 
-TEST_F(SustainRec, SortsRecordsWithTheirMarks) {
+TEST_F(SustainRec, SortsRecordsWithTheirMarksByMouseAndKeyboard) {
     Open();
     Execute("select name, price Price from item where price > 0 order by id");
     ClickRow(Records(), 0);
     ClickHeader(0);
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x apple 7|x pear 5");
-    ClickHeader(1);
+    for (const Qt::Key key : {Qt::Key_Right, Qt::Key_Right, Qt::Key_F3}) {
+        QTest::keyClick(&Records(), key);
+    }
     EXPECT_EQ(Shown(Records()), "name Price | cherry 3|x pear 5|x apple 7");
     EXPECT_EQ(Records().header()->sortIndicatorSection(), 1);
+    EXPECT_EQ(Records().currentIndex().column(), 1);
+    for (int column = 0; column < 2; ++column) {
+        const bool right = column == 1;
+        const QVariant cell = Records().model()->index(0, column).data(Qt::TextAlignmentRole);
+        EXPECT_EQ(cell.toInt() & Qt::AlignRight, right ? Qt::AlignRight : 0);
+    }
     ClickRow(Records(), 2);
     Click(*Window, "cmdSaveSelection");
     EXPECT_EQ(Sustained(), "1 0 0");
