@@ -20,6 +20,7 @@ export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=d;mshtml=d'
 unset DISPLAY WAYLAND_DISPLAY
 finish() {
     wineserver -k || true
+    [ -z "${DISPLAY:-}" ] || stop_display
     rm -rf "$work"
 }
 trap finish EXIT
