@@ -29,7 +29,7 @@ else
         demo/morvane-demo.exe; do
         [ ! -e "build/windows/$program" ] || cp "build/windows/$program" "$stage"
     done
-    x86_64-w64-mingw32-strip "$stage"/morvane*.exe
+    x86_64-w64-mingw32-strip "$stage"/morvane*.*
     # What the programs contain besides our own code.
     libraries=(libfmt-dev nlohmann-json3-dev libtomlplusplus-dev gcc-mingw-w64-base mingw-w64-common)
     [ ! -e "$stage/morvane-demo.exe" ] || libraries+=(qt6-base-dev libsqlite3-dev)

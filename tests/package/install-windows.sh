@@ -20,6 +20,7 @@ export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=d;mshtml=d'
 unset DISPLAY WAYLAND_DISPLAY
 finish() {
     wineserver -k || true
+    [ -z "${DISPLAY:-}" ] || stop_display
     rm -rf "$work"
 }
 trap finish EXIT
@@ -154,7 +155,8 @@ if [ -e "$installed/morvane-demo.exe" ]; then
     echo "== The first ten minutes"
     . scripts/display.sh
     start_display
-    wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1
+    wineserver -w  # A session that began without a display remains without.
+    env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null
     wait_for_window Morvane
     stop_display
     wineserver -w
