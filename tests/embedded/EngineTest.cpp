@@ -107,6 +107,8 @@ TEST_F(Engine, WaitsForALockUntilTheTimeoutOrACancellation) {
     }
 }
 
+#ifndef _WIN32  // there DB2 and db2 are one file
+
 // SQLite limits a UNION to 500 queries.
 TEST_F(Engine, ListsManyDatabasesInNaturalOrder) {
     for (int i = 1; i <= 600; ++i) {
@@ -123,6 +125,8 @@ TEST_F(Engine, ListsManyDatabasesInNaturalOrder) {
               "99 100 Db1 db1b DB2 db02 db2 db10 dw dz many1 many2");
     EXPECT_EQ(names.back(), "many600");
 }
+
+#endif
 
 // Names from the meta tables are inserted into statements unquoted.
 TEST_F(Engine, AcceptsOnlyOneIdentifierAsAName) {

@@ -73,7 +73,11 @@ TEST_F(LinkedServer, CanBeAFolderOfAnyName) {
     for (const char* name : {"with blank", "dot.ted.name", "it's", "say \"x\"", "a]b[c",
                              "semi;colon", "select -- from", "per%cent?#x", "ünï"}) {
         const std::string path = folder / name;
-        std::filesystem::create_directory(path);
+        std::error_code refused;
+        if (!std::filesystem::create_directory(path, refused)) {
+            EXPECT_EQ(std::filesystem::path::preferred_separator, '\\') << "only Windows refuses it";
+            continue;
+        }
         const SqliteFile file(path + "/hist.db");
         file.Run("CREATE TABLE t(id int)");
         Procedure("sp_addlinkedserver", {"sqlite:" + path, "SQL Server"});
