@@ -18,7 +18,7 @@ install_test_packages=("${package_packages[@]}" sqlite3 desktop-file-utils man-d
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix libfmt-dev nlohmann-json3-dev libtomlplusplus-dev googletest qt6-base-dev)
 # Source packages of Qt and SQLite are fetched and built; making SQLite's single source file needs Tcl.
 windows_dependency_packages=("${windows_packages[@]}" qt6-base-dev-tools libsqlite3-dev dpkg-dev gcc libc6-dev make tcl)
-wine_packages=("${windows_packages[@]}" "${display_packages[@]}" wine wine64 fonts-wine libodbc2 tdsodbc sqlite3)
+wine_packages=("${windows_packages[@]}" "${display_packages[@]}" wine wine64 fonts-wine locales libodbc2 tdsodbc sqlite3)
 windows_package_packages=("${windows_packages[@]}" nsis zip pandoc)
 windows_install_test_packages=("${windows_package_packages[@]}" "${wine_packages[@]}" "${display_packages[@]}" gcc-mingw-w64-x86-64-posix)
 # "cmake -B build" without a preset generates makefiles.

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs the tests and the program that scripts/windows.sh builds under Wine, without a display. Wine uses
-# the ODBC driver manager and the FreeTDS driver of this system.
+# Runs the tests and the programs that scripts/windows.sh builds under Wine: the full ones on a virtual display,
+# compared with those of this system, and in German and Turkish too; the small one without a display. Wine uses the
+# ODBC driver manager and the FreeTDS driver of this system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -11,13 +12,43 @@ scripts/windows.sh tests
 
 export WINEPREFIX=$PWD/build/wine WINEDEBUG=-all
 unset DISPLAY WAYLAND_DISPLAY
+folder=$(mktemp -d)
+morvane=build/windows/src/morvane.exe
+full=
+[ ! -e build/windows/src/morvane.com ] || full=yes
+finish() {
+    [ -z "${display_folder:-}" ] || stop_display
+    rm -rf "$folder"
+}
+trap finish EXIT
+. scripts/display.sh
+# Wine sees a display only if its first process does.
+[ -z "$full" ] || start_display
 wineboot --init >/dev/null 2>&1
 
 ctest --preset windows --no-tests=error
 
-morvane=build/windows/src/morvane.exe
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+if [ -n "$full" ]; then
+    # The command in a console, which has options checked as below.
+    morvane=build/windows/src/morvane.com
+    # The systems of users in other languages. In Turkish the capital of i is not I.
+    for language in de_DE tr_TR; do
+        localedef -i $language -f UTF-8 "$folder/$language.UTF-8" 2>/dev/null || [ -e "$folder/$language.UTF-8" ]
+        for suite in base sql run dialogs embedded ui; do
+            echo "$suite in $language"
+            LOCPATH=$folder LC_ALL=$language.UTF-8 wine build/windows/tests/$suite/${suite}_tests.exe --gtest_brief=1 \
+                >"$folder/output" 2>&1 || { cat "$folder/output"; exit 1; }
+        done
+    done
+    stop_display
+    display_folder=
+    cmake --preset release -B build/native -DMORVANE_UI=OFF >/dev/null
+    cmake --build build/native --target morvane morvane-demo morvane-inspect | tail -n 1
+    tests/wine/engine.sh build/windows build/native
+    tests/wine/windows.sh build/windows
+    export MORVANE_CONSOLE=1
+fi
+
 # The folder as a Windows path.
 windows_folder="Z:${folder//\//\\}"
 
@@ -39,7 +70,8 @@ expect output "Usage: Morvane -mac"
 run /HELP
 expect output "Usage: Morvane -mac"
 run
-expect errors "This build of Morvane has no settings window."
+expect errors "${full:+MORVANE_CONSOLE turns the windows off.}"
+[ -n "$full" ] || expect errors "This build of Morvane has no settings window."
 run -mark -nonsense /pwd=secret
 expect errors "Unknown options: -nonsense /pwd..."
 
@@ -53,8 +85,10 @@ expect "status ü.txt" failure
 expect "my logs ü/night/$(ls "$log")" "Error while connecting to : no-such-server.invalid"
 cmp "$log"/Morvane_Log*.txt "$folder/copies/ü.txt"
 
-run -mac 'sqlite:C:\data' -ntaut -db retail -mark -log "$windows_folder\\logs"
-expect errors "This build of Morvane has no embedded engine, since it was made without SQLite."
+if [ -z "$full" ]; then
+    run -mac 'sqlite:C:\data' -ntaut -db retail -mark -log "$windows_folder\\logs"
+    expect errors "This build of Morvane has no embedded engine, since it was made without SQLite."
+fi
 
 MORVANE_ODBC_DRIVER=Nowhere run -mac host -ntaut -db retail -mark -log "$windows_folder\\logs"
 expect errors 'The ODBC driver "Nowhere" that MORVANE_ODBC_DRIVER names is not installed'

@@ -75,7 +75,8 @@ TEST_F(LinkedServer, CanBeAFolderOfAnyName) {
         const std::string path = folder / name;
         std::error_code refused;
         if (!std::filesystem::create_directory(path, refused)) {
-            EXPECT_EQ(std::filesystem::path::preferred_separator, '\\') << "only Windows refuses it";
+            EXPECT_EQ(std::filesystem::path::preferred_separator, '\\')
+                << "only Windows refuses it";
             continue;
         }
         const SqliteFile file(path + "/hist.db");
