@@ -240,4 +240,14 @@ std::string MarkingForecast::Refers(const Relation& relation) const {
     return condition;
 }
 
+void MarkingForecast::IndexCopy(const Relation& relation) {
+    std::string columns;
+    for (const ColumnPair& pair : ColumnPairs(relation)) {
+        const std::string column = Column(relation.PrimaryTable, pair.Primary);
+        columns += (columns.empty() ? "" : ",") + column.substr(column.rfind('.') + 1);
+    }
+    connection_.Execute("CREATE INDEX morvane_index_" + std::to_string(++indexes_) + " ON " +
+                        Source(relation.PrimaryTable) + " (" + columns + ")");
+}
+
 }  // namespace morvane

@@ -60,6 +60,9 @@ class MarkingForecast {
     std::string GoesLater(const std::string& table) const;
     // The condition that a row of the relation's foreign table refers to one of the primary table.
     std::string Refers(const Relation& relation) const;
+    // Makes an index on the columns of a copy that the relation refers to, for looking up the rows
+    // of many others.
+    void IndexCopy(const Relation& relation);
 
     // Whether any fact table has a condition. If none has, GoesLater() is GoesNow().
     bool Archives() const { return !archivedTables_.empty(); }
@@ -84,6 +87,7 @@ class MarkingForecast {
     std::map<std::string, RowCopy> copies_;
     std::vector<std::string> reset_;
     std::vector<std::string> archivedTables_;
+    int indexes_ = 0;
     bool begun_ = false;
 };
 

@@ -185,6 +185,7 @@ void Explainer::Follow(const std::string& table, const std::string& condition, i
     for (const Relation& relation : forecast_.RelationsOf(table)) {
         const std::string foreign(Trim(relation.ForeignTable));
         report_(table + " <- " + foreign);
+        forecast_.IndexCopy(relation);
         const std::string refers = "EXISTS (SELECT 1 FROM " + forecast_.Source(table) + " WHERE " +
                                    forecast_.Refers(relation) + " AND " + condition + ")";
         const auto counts = connection_.OpenRecordset(
