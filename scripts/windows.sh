@@ -14,9 +14,9 @@ tests=OFF
 [ "${1:-}" != tests ] || tests=ON
 full=ON
 libraries=$(scripts/windows-dependencies.sh --find) || full=OFF
-fresh=()
-grep -qsx "MORVANE_WINDOWS_LIBRARIES:.*=$libraries" build/windows/CMakeCache.txt || fresh=(--fresh)
-cmake --preset windows "${fresh[@]}" -DBUILD_TESTING=$tests -DMORVANE_WINDOWS_LIBRARIES="$libraries" \
+# No program of the other kind is left.
+grep -qsx "MORVANE_WINDOWS_LIBRARIES:.*=$libraries" build/windows/CMakeCache.txt || rm -rf build/windows
+cmake --preset windows -DBUILD_TESTING=$tests -DMORVANE_WINDOWS_LIBRARIES="$libraries" \
     -DMORVANE_UI=$full -DMORVANE_EMBEDDED=$full >/dev/null
 cmake --build --preset windows | tail -n 1
 
