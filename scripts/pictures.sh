@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Takes the screenshots in docs/pictures: drives the program with keystrokes on a virtual display and a
-# demo warehouse. Arguments: the folder for the pictures, and the scale of the windows, 1 or 2.
+# demo warehouse. Arguments: the folder for the pictures, the scale of the windows, 1 or 2, and "windows" for
+# the program for Windows under Wine, whose pictures are in docs/pictures/windows.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 pictures=${1:-docs/pictures}
@@ -12,6 +13,7 @@ scripts/install-packages.sh "${picture_packages[@]}"
 . scripts/display.sh
 cmake --preset release >/dev/null
 cmake --build --preset release --target morvane morvane-demo | tail -n 1
+system=${3:-linux}
 
 # Short paths, because the windows show them.
 shop=/tmp/shop
@@ -20,6 +22,7 @@ logs=/tmp/shop/logs
 program=
 finish() {
     [ -z "$program" ] || kill "$program" 2>/dev/null || true
+    [ "$system" = linux ] || wineserver -k || true
     stop_display
     rm -rf "$shop"
 }
@@ -29,6 +32,22 @@ export XDG_RUNTIME_DIR=$shop
 unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
 build/release/demo/morvane-demo "$shop" --scale 20 >/dev/null
 start_display
+start=(build/release/src/morvane)
+shown_shop=$shop
+shown_logs=$logs
+if [ "$system" = windows ]; then
+    scripts/install-packages.sh "${wine_packages[@]}"
+    scripts/windows.sh
+    export WINEPREFIX=$shop/wine WINEDEBUG=-all
+    wineboot --init >/dev/null 2>&1
+    ln -s "$shop" "$WINEPREFIX/drive_c/shop"
+    for font in "Segoe UI" Tahoma "MS Shell Dlg 2"; do # none of which Debian has
+        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "$font" /d "DejaVu Sans" >/dev/null
+    done
+    start=(wine build/windows/src/morvane.exe)
+    shown_shop='C:\shop'
+    shown_logs='C:\shop\logs'
+fi
 
 # picture <title> <name>: saves a screenshot of the window without its frame.
 picture() {
@@ -44,25 +63,27 @@ printf '[head office]\nhost = dw01\nport = 1433\n[stores]\nhost = dw02\ninstance
     >"$FREETDSCONF"
 
 # The statement log shows how far the run is.
-MORVANE_STATEMENT_LOG=$shop/statements build/release/src/morvane &
+MORVANE_STATEMENT_LOG="$shown_shop/statements" "${start[@]}" &
 program=$!
 wait_for_window Morvane
-press alt+b
-wait_for_window "Select a server..."
-sleep 2.5 # the duration of the search
-picture "Select a server..." browse-server
-press Escape
-wait_for_window Morvane
-enter alt+s "sqlite:$shop"
+if [ "$system" = linux ]; then
+    press alt+b
+    wait_for_window "Select a server..."
+    sleep 2.5 # the duration of the search
+    picture "Select a server..." browse-server
+    press Escape
+    wait_for_window Morvane
+fi
+enter alt+s "sqlite:$shown_shop"
 press alt+r alt+a
 xdotool type retail
-enter alt+l "$logs"
+enter alt+l "$shown_logs"
 press alt+v alt+m alt+g alt+e
 picture Morvane main-window
 
 press alt+f
 wait_for_window "Fact Table Conditions for Archiving"
-enter alt+s "sqlite:$shop"
+enter alt+s "sqlite:$shown_shop"
 press alt+q
 enter alt+u archivist
 press alt+r alt+d
