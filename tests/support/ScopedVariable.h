@@ -16,9 +16,7 @@ class ScopedVariable {
         }
         Set(name, value.c_str());
     }
-    ~ScopedVariable() {
-        Set(name_, former_ ? former_->c_str() : nullptr);
-    }
+    ~ScopedVariable() { Set(name_, former_ ? former_->c_str() : nullptr); }
     ScopedVariable(const ScopedVariable&) = delete;
     ScopedVariable& operator=(const ScopedVariable&) = delete;
 

@@ -99,8 +99,8 @@ void Translator::EmitForeignTable(bool isTarget, bool spaceBefore, const std::st
             " archived in, and that only to copy rows there.");
     }
     const std::string file = DatabaseFile(folder, database);
-    const bool own = AreEquivalent(
-        ToPath(file), ToPath(DatabaseFile(context_.Folder, context_.Database)));
+    const bool own =
+        AreEquivalent(ToPath(file), ToPath(DatabaseFile(context_.Folder, context_.Database)));
     if (!own) {
         attachedFiles_.push_back(file);
     }
