@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
 #include "support/ErrorOf.h"
 #include "support/SqliteFile.h"
@@ -74,7 +75,7 @@ TEST_F(LinkedServer, CanBeAFolderOfAnyName) {
                              "semi;colon", "select -- from", "per%cent?#x", "ünï"}) {
         const std::string path = folder / name;
         std::error_code refused;
-        if (!std::filesystem::create_directory(path, refused)) {
+        if (!std::filesystem::create_directory(ToPath(path), refused)) {
             EXPECT_EQ(std::filesystem::path::preferred_separator, '\\')
                 << "only Windows refuses it";
             continue;
