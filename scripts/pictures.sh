@@ -41,8 +41,8 @@ if [ "$system" = windows ]; then
     export WINEPREFIX=$shop/wine WINEDEBUG=-all
     wineboot --init >/dev/null 2>&1
     ln -s "$shop" "$WINEPREFIX/drive_c/shop"
-    for font in "Segoe UI" Tahoma "MS Shell Dlg 2"; do # none of which Debian has
-        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "$font" /d "DejaVu Sans" >/dev/null
+    for font in "Segoe UI=DejaVu Sans" "Tahoma=DejaVu Sans" "Courier New=DejaVu Sans Mono"; do # Debian has none
+        wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "${font%=*}" /d "${font#*=}" >/dev/null
     done
     start=(wine build/windows/src/morvane.exe)
     shown_shop='C:\shop'
