@@ -44,6 +44,9 @@ if [ "$system" = windows ]; then
     for font in "Segoe UI=DejaVu Sans" "Tahoma=DejaVu Sans" "Courier New=DejaVu Sans Mono"; do # Debian has none
         wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "${font%=*}" /d "${font#*=}" >/dev/null
     done
+    wine reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d $((96 * QT_SCALE_FACTOR)) /f >/dev/null
+    unset QT_SCALE_FACTOR
+    wineserver -w
     start=(wine build/windows/src/morvane.exe)
     shown_shop='C:\shop'
     shown_logs='C:\shop\logs'
@@ -74,8 +77,14 @@ if [ "$system" = linux ]; then
     press Escape
     wait_for_window Morvane
 fi
+# refresh_and_focus <keys>: fills the list of databases and goes there. Wine loses keys that are pressed meanwhile.
+refresh_and_focus() {
+    press alt+r
+    [ "$system" = linux ] || sleep 1
+    press "$1"
+}
 enter alt+s "sqlite:$shown_shop"
-press alt+r alt+a
+refresh_and_focus alt+a
 xdotool type retail
 enter alt+l "$shown_logs"
 press alt+v alt+m alt+g alt+e
@@ -86,7 +95,7 @@ wait_for_window "Fact Table Conditions for Archiving"
 enter alt+s "sqlite:$shown_shop"
 press alt+q
 enter alt+u archivist
-press alt+r alt+d
+refresh_and_focus alt+d
 xdotool type retail_archive
 picture "Fact Table Conditions for Archiving" fact-table-conditions
 press Return

@@ -44,7 +44,9 @@ picture() { [ -z "$pictures" ] || import -window "$(window_named "$1")" "$pictur
 connect() {
     wait_for_window Morvane
     enter alt+s "sqlite:$windows_home\\shop"
-    press alt+r alt+a
+    press alt+r
+    sleep 1 # Wine loses keys that are pressed while the program is busy
+    press alt+a
     xdotool type retail
     press Tab
 }
