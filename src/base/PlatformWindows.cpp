@@ -54,12 +54,12 @@ std::optional<BY_HANDLE_FILE_INFORMATION> Identity(const std::filesystem::path& 
 }  // namespace
 
 std::string CurrentUserName() {
-    std::array<char, 200> buffer{};
+    std::array<wchar_t, 200> buffer{};
     DWORD size = 199;
-    if (GetUserNameA(buffer.data(), &size) == 0 || size == 0) {
+    if (GetUserNameW(buffer.data(), &size) == 0 || size == 0) {
         return {};
     }
-    return {buffer.data(), size - 1};  // the size counts the terminating null
+    return ToUtf8({buffer.data(), size - 1});  // the size counts the terminating null
 }
 
 // Crash dumps are the administrator's setting on Windows, and missing standard streams do not free
