@@ -15,6 +15,7 @@
 #include <array>
 
 #include "base/Platform.h"
+#include "run/CancelSignals.h"
 #include "run/ProcessArguments.h"
 #else
 #include <spawn.h>
@@ -127,8 +128,11 @@ bool Process::HasEnded() {
     return true;
 }
 
+// Ctrl+Break reaches commands that are not morvane, if they share this console.
 void Process::Cancel() {
-    GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_);
+    if (!CancelSignals::Send(id_)) {
+        GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_);
+    }
 }
 
 std::string ProgramFolder() {

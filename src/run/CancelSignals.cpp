@@ -6,6 +6,7 @@
 #endif
 
 #include <atomic>
+#include <string>
 
 namespace morvane {
 
@@ -17,7 +18,11 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 #ifdef _WIN32
 
-// Called by the system in a separate thread.
+// Called by the system in a separate thread, as the next one.
+void CALLBACK NoteEvent(void*, BOOLEAN) {
+    signalReceived = true;
+}
+
 BOOL WINAPI NoteSignal(DWORD event) {
     const bool again = signalReceived.exchange(true);
     if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
@@ -63,13 +68,38 @@ void Install(int number, struct sigaction& former) {
 
 #ifdef _WIN32
 
-CancelSignals::CancelSignals() {
+std::wstring CancelEventName(unsigned long process) {
+    return L"Local\\morvane-cancel-" + std::to_wstring(process);
+}
+
+CancelSignals::CancelSignals()
+    : event_(CreateEventW(nullptr, TRUE, FALSE, CancelEventName(GetCurrentProcessId()).c_str())) {
     signalReceived = false;
     SetConsoleCtrlHandler(NoteSignal, TRUE);
+    if (event_ != nullptr) {
+        RegisterWaitForSingleObject(&wait_, event_, NoteEvent, nullptr, INFINITE,
+                                    WT_EXECUTEONLYONCE);
+    }
 }
 
 CancelSignals::~CancelSignals() {
     SetConsoleCtrlHandler(NoteSignal, FALSE);
+    if (wait_ != nullptr) {
+        UnregisterWaitEx(wait_, INVALID_HANDLE_VALUE);
+    }
+    if (event_ != nullptr) {
+        CloseHandle(event_);
+    }
+}
+
+bool CancelSignals::Send(unsigned long process) {
+    const HANDLE event = OpenEventW(EVENT_MODIFY_STATE, FALSE, CancelEventName(process).c_str());
+    if (event == nullptr) {
+        return false;
+    }
+    const bool sent = SetEvent(event) != 0;
+    CloseHandle(event);
+    return sent;
 }
 
 #else

@@ -29,7 +29,15 @@ class CancelSignals {
     // Acts as if a signal was received. Thread-safe.
     static void Note();
 
-#ifndef _WIN32
+#ifdef _WIN32
+    // Cancels the run of another process of this user, which needs no console for that. False if
+    // that process handles no signals.
+    static bool Send(unsigned long process);
+
+  private:
+    void* event_;  // set by Send()
+    void* wait_ = nullptr;
+#else
 
   private:
     std::array<struct sigaction, kCancelSignals.size()> former_{};
