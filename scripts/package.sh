@@ -12,7 +12,7 @@ preset=${MORVANE_PRESET:-release}
 cmake --preset "$preset" -DMORVANE_UI=ON >/dev/null
 cmake --build --preset "$preset" --target all morvane_headless | tail -n 1
 
-rm -rf build/packages
+rm -f build/packages/*.deb
 umask 022
 cpack --config "build/$preset/CPackConfig.cmake" -B "$PWD/build/packages" >build/packages.log 2>&1 ||
     { cat build/packages.log; exit 1; }
