@@ -18,6 +18,10 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 #ifdef _WIN32
 
+std::wstring CancelEventName(unsigned long process) {
+    return L"Local\\morvane-cancel-" + std::to_wstring(process);
+}
+
 // Called by the system in a separate thread, as the next one.
 void CALLBACK NoteEvent(void*, BOOLEAN) {
     signalReceived = true;
@@ -67,10 +71,6 @@ void Install(int number, struct sigaction& former) {
 }  // namespace
 
 #ifdef _WIN32
-
-std::wstring CancelEventName(unsigned long process) {
-    return L"Local\\morvane-cancel-" + std::to_wstring(process);
-}
 
 CancelSignals::CancelSignals()
     : event_(CreateEventW(nullptr, TRUE, FALSE, CancelEventName(GetCurrentProcessId()).c_str())) {
