@@ -1,20 +1,17 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/Connection.h"
+#include "inspect/StepReport.h"
 #include "inspect/TemporaryTable.h"
 #include "tasks/RelationWalk.h"
 
 namespace morvane {
-
-// Told before each step that may take long.
-using StepReport = std::function<void(const std::string& step)>;
 
 // The rows of a dimension in a temporary table. The column goes_now tells which rows a run would
 // mark; if there are rows to archive, goes_later tells which it would mark after that.

@@ -9,7 +9,7 @@
 #include "core/Connection.h"
 #include "core/RunState.h"
 #include "inspect/Answer.h"
-#include "inspect/Forecast.h"
+#include "inspect/StepReport.h"
 
 namespace morvane {
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/Text.h"
+#include "inspect/Forecast.h"
 #include "tasks/Elements.h"
 #include "tasks/Relinking.h"
 

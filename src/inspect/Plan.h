@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "core/Connection.h"
 #include "inspect/Answer.h"
-#include "inspect/Forecast.h"
+#include "inspect/StepReport.h"
 
 namespace morvane {
 

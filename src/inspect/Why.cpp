@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/Text.h"
+#include "inspect/Forecast.h"
 #include "inspect/Plan.h"
 #include "sql/Quoting.h"
 

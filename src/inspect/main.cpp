@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,12 +16,16 @@
 
 namespace {
 
-// Shows each step on one line of a terminal.
+// Shows each step on one line of the terminal. Ends the work before a step if the user has
+// cancelled; a statement that is being executed is ended by its connection.
 void ShowStep(const std::string& step, int columns) {
     if (columns > 1) {
         std::string line = morvane::ToVisible(step, "");
         line.resize(std::min(line.size(), static_cast<std::size_t>(columns) - 1));
         std::cerr << "\r\x1b[K" << line << std::flush;
+    }
+    if (!step.empty() && morvane::CancelSignals::Received()) {
+        throw std::runtime_error("cancelled");
     }
 }
 

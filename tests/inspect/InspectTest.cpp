@@ -9,6 +9,7 @@
 #include "base/Platform.h"
 #include "base/modFileFunctions.h"
 #include "db/ConnectionFactory.h"
+#include "support/SqliteFile.h"
 #include "support/Star.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
@@ -155,6 +156,21 @@ TEST_F(InspectProgram, FindsWhateverIsNotWhole) {
         TextFile(warehouse.File()).Write(original);
     }
     EXPECT_EQ(Run({"verify"}), 0);
+}
+
+TEST_F(InspectProgram, ComparesTheOtherFactTablesIfOneCannotBeCompared) {
+    warehouse.AddFact("returns", "product_id int, amount int");
+    warehouse.Run(
+        "CREATE TABLE dwm_archive AS SELECT 1 AS ID, '" + warehouse.Server() +
+        "' AS Server, 1 AS SecureLogin, NULL AS SQLUserName, NULL AS SQLPassword, 'hist' AS DB");
+    const SqliteFile archive(warehouse.Folder() + "/hist.db");
+    archive.Run(
+        "CREATE TABLE returns(product_id int);"
+        "CREATE TABLE sales(product_id int, customer_key int, amount int, archived datetime);"
+        "INSERT INTO sales VALUES(1,1,10,'2024-01-01 00:00:00')");
+    EXPECT_EQ(Run({"verify"}), 1);
+    EXPECT_TRUE(Contains(out.str(), "Not checked: the archive table returns: ")) << out.str();
+    EXPECT_TRUE(Contains(out.str(), "in_archive  sales      1  rows that are in the archive"));
 }
 
 TEST_F(InspectProgram, NamesColumnsWithoutAnIndex) {
