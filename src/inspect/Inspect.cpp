@@ -35,11 +35,11 @@ constexpr std::string_view kUsage =
     "       morvane-inspect verify [--list] [options]\n"
     "       morvane-inspect lock [options]\n"
     "\n"
-    "Looks at a warehouse and changes nothing.\n"
+    "Answers questions about a warehouse without changing it.\n"
     "\n"
     "  plan    what a run would archive, mark, re-link and delete\n"
     "  why     why an element is kept or goes\n"
-    "  verify  whether the warehouse is whole\n"
+    "  verify  whether the warehouse is consistent\n"
     "  lock    who holds the lock, and what the next run would do\n"
     "\n"
     "  -mac <server>      SQL Server, or sqlite:<folder>\n"
@@ -49,9 +49,9 @@ constexpr std::string_view kUsage =
     "  --list             verify: also lists the keys\n"
     "  --help, --version\n"
     "\n"
-    "Exit codes: 0 nothing found, 1 something found, 2 could not look.\n";
+    "Exit codes: 0 nothing found, 1 something found, 2 error.\n";
 
-// The command line is wrong.
+// An error in the command line.
 class UsageError : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -103,7 +103,7 @@ class Parser {
     }
 
   private:
-    // "/db" is an option as for morvane; "/var" is not.
+    // "/db" is an option, as in morvane; "/var" is an operand.
     static bool IsSlashOption(const std::string& word) {
         constexpr std::array<std::string_view, 5> kNames = {"/mac", "/db", "/usr", "/pwd",
                                                             "/ntaut"};
@@ -173,7 +173,7 @@ void RequireComplete(const Options& options) {
         throw UsageError("why needs a table and the key of an element");
     }
     if (!why && !options.Words.empty()) {
-        throw UsageError("unexpected word " + ToVisible(options.Words.front(), ""));
+        throw UsageError("unexpected argument " + ToVisible(options.Words.front(), ""));
     }
     if (options.List && options.Subcommand != "verify") {
         throw UsageError("--list is an option of verify");
@@ -242,7 +242,7 @@ Answer Inspector::Ask() {
     return answer;
 }
 
-// Names in the meta tables that do not exist would become errors of the server.
+// Names the tables and columns that do not exist, before they cause errors of the server.
 void Inspector::CheckMetaTables() {
     ConsoleProgress progress(services_.Errors, 0, [] { return false; });
     if (CheckMetaData(state_, progress) != Outcome::Done) {
@@ -277,7 +277,7 @@ void Inspector::NoteLock(Answer& answer) const {
     const auto lock = ReadLock(Warehouse());
     if (lock && lock->Set) {
         answer.Notes.push_back("The warehouse is locked by " + lock->User +
-                               ": a run may change it at this moment.");
+                               ": a run may be changing it.");
     }
 }
 
@@ -316,7 +316,7 @@ InspectExit Inspect(const std::vector<std::string>& words, const InspectServices
     } catch (const std::exception& error) {
         services.Report("");
         WriteConsoleText(services.Errors, "morvane-inspect: " + Describe(error));
-        return InspectExit::CouldNotLook;
+        return InspectExit::Failed;
     }
 }
 

@@ -27,7 +27,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// For the status file and its option.
+// The words that name the status file: the option and its value.
 constexpr std::size_t kStatusWords = 2;
 
 void RequireWritableFolder(const fs::path& folder) {
@@ -55,7 +55,7 @@ void RequireWritable(const std::string& file) {
     RequireWritableFolder(folder.empty() ? fs::path(".") : folder);
 }
 
-// Devices such as /dev/null stay.
+// Keeps devices such as /dev/null.
 void RemoveOldFile(const std::string& path) {
     std::error_code error;
     if (!path.empty() && !fs::is_character_file(ToPath(path), error)) {
@@ -66,7 +66,8 @@ void RemoveOldFile(const std::string& path) {
     }
 }
 
-// The first line of a password file. The service manager protects the files of its credentials.
+// The first line of a password file. A name without a folder is a credential of the service
+// manager, which protects it, so its permissions are not checked.
 std::string ReadPasswordFile(const std::string& path) {
     if (path.find_first_of(kPathSeparators) != std::string::npos) {
         return ReadPrivateLine(path);
@@ -74,7 +75,7 @@ std::string ReadPasswordFile(const std::string& path) {
     const char* folder = std::getenv("CREDENTIALS_DIRECTORY");
     if (folder == nullptr) {
         throw NotStarted("the password file \"" + path +
-                         "\" is in no folder, and there is no CREDENTIALS_DIRECTORY");
+                         "\" has no folder, and CREDENTIALS_DIRECTORY is not set");
     }
     return Split(ReadWholeFile(std::string(folder) + kPathSeparator + path), '\n').front();
 }
@@ -114,12 +115,12 @@ JobRun::JobRun(Job job, const JobServices& services)
     : job_(std::move(job)), services_(services), words_(ReadWords(job_.Words)) {
     RunSettings& settings = words_.Settings;
     if (settings.ConfigMode || settings.Help) {
-        throw NotStarted("an option is unknown, or one that runs nothing");
+        throw NotStarted("an option is unknown or does not start a run");
     }
     if (words_.Others.size() > kMaxArgs - kStatusWords) {
         throw NotStarted(
-            fmt::format("the options hold more than {} words; morvane reads {} with "
-                        "its status file",
+            fmt::format("the options have more than {} words; morvane reads {}, "
+                        "including those for its status file",
                         kMaxArgs - kStatusWords, kMaxArgs));
     }
     settings.StatusMode = !job_.StatusFile.empty();
@@ -207,7 +208,7 @@ NightlyExit JobRun::Perform() {
     const PrivateFolder folder;
     const std::string resultPath =
         job_.ResultFile.empty() ? folder.Path() + kPathSeparator + "result" : job_.ResultFile;
-    // Yesterday's files must not be taken for those of this run.
+    // Old files must not be mistaken for those of this run.
     RemoveOldFile(job_.StatusFile);
     RemoveOldFile(resultPath);
     const JsonObject result = Work(resultPath, folder.Path());
@@ -317,7 +318,7 @@ JsonObject JobRun::RunMorvane(std::vector<std::string> words, const std::string&
     return EndEarly(EmptyResult());
 }
 
-// The result of a run that left none.
+// Stands in for the result of a run that wrote none.
 JsonObject JobRun::EmptyResult() const {
     const LocalMoment now = services_.Clock.Now();
     RunState state;
@@ -326,7 +327,7 @@ JsonObject JobRun::EmptyResult() const {
     return JsonObject::parse(ResultText(words_.Settings, state, now, ""));
 }
 
-// Ends the job for the reasons that were found here and not by morvane.
+// Completes a result if the job was ended by this program and not by morvane.
 JsonObject JobRun::EndEarly(JsonObject result) const {
     EndWith(result, Cancelled() ? "cancelled" : "failed", reasons_);
     return result;
@@ -347,7 +348,7 @@ std::vector<std::string> JobRun::LookForObjections() {
         }
         return objections;
     } catch (const std::exception& error) {
-        return {"the marks could not be looked at: " + OneLine(Trim(Describe(error), kWhiteSpace))};
+        return {"the marks could not be checked: " + OneLine(Trim(Describe(error), kWhiteSpace))};
     }
 }
 

@@ -41,11 +41,11 @@ class InspectProgram : public ::testing::Test {
     std::ostringstream errors;
 };
 
-TEST_F(InspectProgram, RefusesWhatItDoesNotUnderstand) {
+TEST_F(InspectProgram, RefusesInvalidArguments) {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{}, "no subcommand"},
         {{"look"}, "unknown subcommand look"},
-        {{"plan", "x"}, "unexpected word x"},
+        {{"plan", "x"}, "unexpected argument x"},
         {{"plan", "-del"}, "unknown option -del"},
         {{"plan", "--list"}, "--list is an option of verify"},
         {{"plan", "--format", "xml"}, "--format is text, json or csv"},
@@ -91,7 +91,7 @@ TEST_F(InspectProgram, ReadsWithoutWritingOrLocking) {
     EXPECT_EQ(ReadWholeFile(warehouse.File()), before);
 }
 
-TEST_F(InspectProgram, TellsWhatTheNextRunMeetsAtAFreeLock) {
+TEST_F(InspectProgram, SaysWhatTheNextRunDoesIfTheLockIsFree) {
     EXPECT_EQ(Run({"lock"}), 0);
     EXPECT_TRUE(Contains(out.str(), "the first run of any user takes the lock"));
     warehouse.MakeLock(false, "anna");
@@ -124,7 +124,7 @@ TEST_F(InspectProgram, ExplainsWhyATableIsNotMarked) {
     }
 }
 
-TEST_F(InspectProgram, FindsWhateverIsNotWhole) {
+TEST_F(InspectProgram, FindsEachKindOfDamage) {
     const std::pair<std::string, std::string> damages[] = {
         {"INSERT INTO sales VALUES(99,1,3)", "orphans,sales,1,rows refer to 1 keys"},
         {"INSERT INTO sales VALUES(NULL,1,3)", ""},

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Tests the morvane-nightly that is found in the path: with a program that prints its arguments in the
-# place of morvane, and with morvane on a demo warehouse.
+# Tests the morvane-nightly that is found in the path: with a program in place of morvane that prints its
+# arguments, and with morvane on a demo warehouse.
 set -euo pipefail
 fail() { echo "$*" >&2; exit 1; }
 work=$(mktemp -d)
@@ -61,7 +61,7 @@ OUTCOME='done' expect 0 "$config" "$status" --on-result false
 says 'warning: false ended with exit code 1'
 OUTCOME='done' expect 0 "$config" "$status" 15 16 17 18 19 20 21 22 # the largest number of words
 
-echo "-- what cannot work is refused before anything runs"
+echo "-- invalid settings are refused before anything runs"
 echo "ok of yesterday" >"$status"
 cp "$status" "$work/open password"
 chmod 644 "$work/open password"
