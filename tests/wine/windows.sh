@@ -98,4 +98,14 @@ expect_success
 grep -q '^failure' "$home/status.txt"
 grep -q 'ancel' -r "$home/logs"
 [ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+
+echo "-- so does logging off"
+rm -rf "$home/logs/"*
+start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
+    -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
+wait_for_window "Progress Of the Morvane Tool"
+timeout 60 wine wineboot --end-session 2>/dev/null || true # it may crash after it has notified all programs
+expect_success
+grep -q '^failure' "$home/status.txt"
+[ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
 echo "The windows passed under Wine."
