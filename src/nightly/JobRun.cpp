@@ -3,8 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "base/PrivateFile.h"
@@ -13,6 +11,7 @@
 #include "db/ConnectionFactory.h"
 #include "inspect/Inspect.h"
 #include "nightly/DeletionCheck.h"
+#include "nightly/JobFiles.h"
 #include "nightly/OldFiles.h"
 #include "run/CancelSignals.h"
 #include "run/Console.h"
@@ -25,60 +24,8 @@ namespace morvane {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // The words that name the status file: the option and its value.
 constexpr std::size_t kStatusWords = 2;
-
-void RequireWritableFolder(const fs::path& folder) {
-    std::string reason = CheckFolder(folder.string()).message();
-    if (!CheckFolder(folder.string())) {
-        const fs::path probe = folder / ".morvane-nightly";
-        const FileHandle file = OpenToWrite(probe, NamedBy::Program, reason);
-        if (file != nullptr) {
-            std::error_code ignored;
-            fs::remove(probe, ignored);
-            return;
-        }
-    }
-    throw NotStarted("cannot write into the folder \"" + folder.string() + "\": " + reason);
-}
-
-void RequireWritable(const std::string& file) {
-    if (file.empty()) {
-        return;
-    }
-    if (FolderExists(file)) {
-        throw NotStarted("\"" + file + "\" is a folder");
-    }
-    const fs::path folder = ToPath(file).parent_path();
-    RequireWritableFolder(folder.empty() ? fs::path(".") : folder);
-}
-
-// Keeps devices such as /dev/null.
-void RemoveOldFile(const std::string& path) {
-    std::error_code error;
-    if (!path.empty() && !fs::is_character_file(ToPath(path), error)) {
-        fs::remove(ToPath(path), error);
-        if (error) {
-            throw FileError("Cannot replace the file \"" + path + "\": " + error.message());
-        }
-    }
-}
-
-// The first line of a password file. A name without a folder is a credential of the service
-// manager, which protects it, so its permissions are not checked.
-std::string ReadPasswordFile(const std::string& path) {
-    if (path.find_first_of(kPathSeparators) != std::string::npos) {
-        return ReadPrivateLine(path);
-    }
-    const char* folder = std::getenv("CREDENTIALS_DIRECTORY");
-    if (folder == nullptr) {
-        throw NotStarted("the password file \"" + path +
-                         "\" has no folder, and CREDENTIALS_DIRECTORY is not set");
-    }
-    return Split(ReadWholeFile(std::string(folder) + kPathSeparator + path), '\n').front();
-}
 
 std::string Explain(const JsonObject& result) {
     const std::string outcome = OutcomeOf(result);
@@ -149,9 +96,9 @@ void JobRun::CheckFiles() const {
     }
     EnsureFolder(settings.LogDirectory);
     RequireWritableFolder(ToPath(settings.LogDirectory));
-    RequireWritable(job_.StatusFile);
-    RequireWritable(job_.ResultFile);
-    RequireWritable(metrics);
+    RequireWritableFile(job_.StatusFile);
+    RequireWritableFile(job_.ResultFile);
+    RequireWritableFile(metrics);
 }
 
 void JobRun::FindPasswords() {
