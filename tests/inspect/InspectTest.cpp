@@ -114,7 +114,7 @@ TEST_F(InspectProgram, ExplainsWhyATableIsNotMarked) {
     warehouse.AddRelation("tree", "parent", "tree", "id");
     const std::array<std::array<std::string, 3>, 4> cases = {{
         {"product", "product_id=4", "sustained"},
-        {"lone", "id=1", "no relation names the table"},
+        {"lone", "id=1", "no relation refers to the table"},
         {"other", "id=1", "not selected"},
         {"tree", "id=1", "its table refers to itself"},
     }};
