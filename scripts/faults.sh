@@ -13,7 +13,8 @@ cmake --preset dev -B build/faults -DMORVANE_UI=OFF >/dev/null
 cmake --build build/faults --target fault_tests | tail -n 1
 
 export MORVANE_FAULTS=${MORVANE_FAULTS:-all}
-export GTEST_TOTAL_SHARDS=$(nproc)
+GTEST_TOTAL_SHARDS=$(nproc)
+export GTEST_TOTAL_SHARDS
 results=$(mktemp -d)
 trap 'rm -rf "$results"' EXIT
 shards=()

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
 # Packs the Windows programs into build/packages, as a zip and as an installer. Without an argument it packs what
-# scripts/windows.sh builds. The argument is a folder with programs, libraries and their licences that were
-# built on Windows, in whose "Git Bash" the script then runs with pandoc, 7z and makensis from the path.
+# scripts/windows.sh builds. The argument is a folder with programs built on Windows, their libraries and licences;
+# the script then runs in "Git Bash" on Windows, with pandoc, 7z and makensis from the path.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,7 +30,7 @@ else
         [ ! -e "build/windows/$program" ] || cp "build/windows/$program" "$stage"
     done
     x86_64-w64-mingw32-strip "$stage"/morvane*.*
-    # What the programs contain besides our own code.
+    # The libraries that are linked into the programs.
     libraries=(libfmt-dev nlohmann-json3-dev libtomlplusplus-dev gcc-mingw-w64-base mingw-w64-common)
     [ ! -e "$stage/morvane-demo.exe" ] || libraries+=(qt6-base-dev libsqlite3-dev)
     for library in "${libraries[@]}"; do
@@ -67,11 +67,11 @@ done
 cp -R docs/pictures docs/plots docs/*.json "$stage/docs"
 cp LICENSE "$stage/LICENSE.txt"
 cp packaging/examples/morvane-nightly.xml packaging/windows/warehouses.toml "$stage/examples"
-# Notepad reads lines without carriage returns only since Windows 10 1809, cmd.exe not reliably.
+# Notepad before Windows 10 1809 needs carriage returns, and cmd.exe is not reliable without them.
 find "$stage" \( -name '*.txt' -o -name '*.cmd' -o -name '*.toml' -o -name '*.xml' \) \
     -exec sed -i 's/\r*$/\r/' {} +
 
-# The instructions that remove exactly these files.
+# Instructions for the uninstaller, which delete exactly these files.
 {
     (cd "$stage" && find . -type f | sed 's|^\./\(.*\)|Delete "$INSTDIR\\\1"|')
     (cd "$stage" && find . -mindepth 1 -depth -type d | sed 's|^\./\(.*\)|RMDir "$INSTDIR\\\1"|')
@@ -84,7 +84,7 @@ else
     (cd "$work" && 7z a -bso0 "$archive" "morvane-$version")
 fi
 
-# The paths are relative, which makensis understands on both systems.
+# makensis understands relative paths on both systems.
 makensis -V2 -NOCD -INPUTCHARSET UTF8 "${target[@]}" "${windows[@]}" -DVERSION="$version" \
     -DOUTPUT="build/packages/$package-setup.exe" -DSTAGE="$stage" -DREMOVE="$work/remove.nsh" \
     -DKILOBYTES="$(du -sk "$stage" | cut -f1)" packaging/windows/morvane.nsi

@@ -1,4 +1,5 @@
 # SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash disable=SC2034
 # Debian packages by purpose. Sourced by the other scripts.
 headless_packages=(g++ cmake ninja-build libfmt-dev nlohmann-json3-dev libtomlplusplus-dev libsqlite3-dev unixodbc-dev)
 build_packages=("${headless_packages[@]}" qt6-base-dev)

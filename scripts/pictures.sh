@@ -41,7 +41,7 @@ if [ "$system" = windows ]; then
     export WINEPREFIX=$shop/wine WINEDEBUG=-all
     wineboot --init >/dev/null 2>&1
     ln -s "$shop" "$WINEPREFIX/drive_c/shop"
-    for font in "Segoe UI=DejaVu Sans" "Tahoma=DejaVu Sans" "Courier New=DejaVu Sans Mono"; do # Debian has none
+    for font in "Segoe UI=DejaVu Sans" "Tahoma=DejaVu Sans" "Courier New=DejaVu Sans Mono"; do # not in Debian
         wine reg add 'HKCU\Software\Wine\Fonts\Replacements' /v "${font%=*}" /d "${font#*=}" >/dev/null
     done
     wine reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d $((96 * QT_SCALE_FACTOR)) /f >/dev/null
@@ -55,8 +55,7 @@ fi
 # picture <title> <name>: saves a screenshot of the window without its frame.
 picture() {
     sleep 0.5 # wait for the last repaint, which cannot be observed
-    import -window "$(window_named "$1")" -strip \
-        "$pictures/$2.png"
+    import -window "$(window_named "$1")" -strip "$pictures/$2.png"
     echo "$pictures/$2.png"
 }
 
@@ -77,7 +76,7 @@ if [ "$system" = linux ]; then
     press Escape
     wait_for_window Morvane
 fi
-# refresh_and_focus <keys>: fills the list of databases and goes there. Wine loses keys that are pressed meanwhile.
+# refresh_and_focus <keys>: fills the list of databases and focuses it. Wine loses keys pressed in the meantime.
 refresh_and_focus() {
     press alt+r
     [ "$system" = linux ] || sleep 1

@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Builds what the Windows program links but Debian does not have for mingw-w64: a static Qt of the version of
-# the host's tools, and SQLite, both from Debian's source packages. Takes about half an hour on two cores, needs
-# 2 GB, and reuses what an earlier call has built; a new version or option makes a new folder. Prints the folder
-# at its end. With --find it builds nothing and fails if the folder is not there.
+# Builds the libraries that the Windows programs need and Debian does not have for mingw-w64, from Debian's source
+# packages: a static Qt, of the same version as the host's tools, and SQLite. Takes about half an hour on two cores
+# and 2 GB of disk space. An earlier build is reused unless a version or option has changed, which uses a new folder.
+# Prints the folder. With --find it builds nothing, and fails if there is no build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -43,8 +43,8 @@ work=$folder/work
 exec 3>&1 >"$folder/build.log" 2>&1
 trap 'echo "The build of the Windows libraries failed; see $folder/build.log" >&3' ERR
 
-# sources <package> <version>: unpacks a source package of Debian, with lists of our own, since a system
-# usually lists no sources.
+# sources <package> <version>: unpacks a source package of Debian. Uses its own package lists, because those of a
+# system usually have no sources.
 mkdir -p "$work/apt/lists/partial" "$work/apt/cache"
 sed -s 's/^Types: .*/Types: deb-src/; s/^deb /deb-src /' /etc/apt/sources.list.d/debian.sources \
     >"$work/apt/source.sources"

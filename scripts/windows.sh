@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Cross-compiles for Windows into build/windows. With the libraries that scripts/windows-dependencies.sh builds,
-# these are the full programs; where they are not, the program is without windows and the embedded engine, there
-# is no demo, and the sources of the windows that have a Windows part are only checked for compile errors. With
-# the argument "tests" also builds the tests, which scripts/wine.sh runs.
+# Cross-compiles for Windows into build/windows. If scripts/windows-dependencies.sh has built the libraries, the
+# result is the full programs. Otherwise it is the program without windows and embedded engine and no demo, and the
+# window sources with a Windows part are only checked for compile errors. The argument "tests" also builds the
+# tests, which scripts/wine.sh runs.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -14,13 +14,13 @@ tests=OFF
 [ "${1:-}" != tests ] || tests=ON
 full=ON
 libraries=$(scripts/windows-dependencies.sh --find) || full=OFF
-# No program of the other kind is left.
+# Other libraries mean other programs: none of the old ones may be left.
 grep -qsx "MORVANE_WINDOWS_LIBRARIES:.*=$libraries" build/windows/CMakeCache.txt || rm -rf build/windows
 cmake --preset windows -DBUILD_TESTING=$tests -DMORVANE_WINDOWS_LIBRARIES="$libraries" \
     -DMORVANE_UI=$full -DMORVANE_EMBEDDED=$full >/dev/null
 cmake --build --preset windows | tail -n 1
 
-# Windows does not include these DLLs.
+# These DLLs are not part of Windows.
 for program in build/windows/src/*.exe build/windows/src/*/*.exe build/windows/demo/*.exe build/windows/src/*.com; do
     if [ -e "$program" ] && x86_64-w64-mingw32-objdump -p "$program" |
         grep -iE 'DLL Name: (libstdc|libgcc|libwinpthread|Qt6|libsqlite)'; then
@@ -36,7 +36,7 @@ fi
 echo "build/windows has the program without windows and embedded engine; scripts/windows-dependencies.sh" \
     "builds what the full one needs."
 
-# The Qt headers of this system are good enough for compiling, but there is no library to link with.
+# This system's Qt headers suffice to compile, though there is no library to link with.
 qt=/usr/include/x86_64-linux-gnu/qt6
 qt_flags=(-isystem /usr/lib/x86_64-linux-gnu/qt6/mkspecs/win32-g++ -isystem "$qt")
 for module in Core Gui Network Widgets; do

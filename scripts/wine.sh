@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Runs the tests and the programs that scripts/windows.sh builds under Wine: the full ones on a virtual display,
-# compared with those of this system, and in German and Turkish too; the small one without a display. Wine uses the
-# ODBC driver manager and the FreeTDS driver of this system.
+# Runs the tests and programs that scripts/windows.sh builds under Wine. The full programs run on a virtual
+# display and are compared with the native ones, and their tests run in German and Turkish too; the program without
+# windows runs without a display. Wine uses the ODBC driver manager and the FreeTDS driver of this system.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,11 +17,11 @@ morvane=build/windows/src/morvane.exe
 full=
 [ ! -e build/windows/src/morvane.com ] || full=yes
 finish() {
-    [ -z "${display_folder:-}" ] || stop_display
+    stop_display
     rm -rf "$folder"
 }
-trap finish EXIT
 . scripts/display.sh
+trap finish EXIT
 # Wine sees a display only if its first process does.
 [ -z "$full" ] || start_display
 wineboot --init >/dev/null 2>&1
@@ -29,9 +29,9 @@ wineboot --init >/dev/null 2>&1
 ctest --preset windows --no-tests=error
 
 if [ -n "$full" ]; then
-    # The command in a console, which has options checked as below.
+    # In a console "morvane" means morvane.com.
     morvane=build/windows/src/morvane.com
-    # The systems of users in other languages. In Turkish the capital of i is not I.
+    # Other languages. In Turkish the capital of i is not I.
     for language in de_DE tr_TR; do
         localedef -i $language -f UTF-8 "$folder/$language.UTF-8" 2>/dev/null || [ -e "$folder/$language.UTF-8" ]
         for suite in base sql run dialogs embedded ui; do
@@ -41,7 +41,6 @@ if [ -n "$full" ]; then
         done
     done
     stop_display
-    display_folder=
     cmake --preset release -B build/native -DMORVANE_UI=OFF >/dev/null
     cmake --build build/native --target morvane morvane-demo morvane-inspect | tail -n 1
     tests/wine/engine.sh build/windows build/native
@@ -98,7 +97,8 @@ expect errors 'The ODBC driver "Nowhere" that MORVANE_ODBC_DRIVER names is not i
 
 run -mac host -ntaut -db retail -mark -log "$windows_folder\\status ü.txt\\logs"
 expect errors 'Cannot make the folder'
-# morvane-nightly starts morvane.exe, which leaves a result.
+
+# morvane-nightly starts morvane.exe, which writes a result.
 cat >"$folder/night ü.toml" <<TOML
 [retail]
 server = "no-such-server.invalid"

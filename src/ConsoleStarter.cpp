@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// morvane.com, the command "morvane" in a Windows console. morvane.exe is a program with windows,
-// for which a console does not wait; this one starts morvane.exe in its own folder with the same
-// arguments, waits for it and returns its exit code. (Command interpreters try .com before .exe.)
+// morvane.com is what the command "morvane" runs in a Windows console, because command interpreters
+// try .com before .exe. A console does not wait for a GUI program such as morvane.exe. This program
+// starts it in its own folder with the same arguments, waits for it and returns its exit code.
 #include <windows.h>
 
 #include <cstdio>
@@ -11,8 +11,8 @@ namespace {
 
 constexpr int kCannotStart = 2;
 
-// Ctrl+C and the like are for morvane.exe, which gets them, too. When the console is closed,
-// Windows ends this process as soon as this returns or some seconds later.
+// Ignores Ctrl+C and Ctrl+Break, which morvane.exe gets as well and handles. When the console is
+// closed, Windows ends this process as soon as this returns, or some seconds later.
 BOOL WINAPI LeaveToProgram(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) {
         Sleep(INFINITE);

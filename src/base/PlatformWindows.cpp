@@ -62,8 +62,8 @@ std::string CurrentUserName() {
     return ToUtf8({buffer.data(), size - 1});  // the size counts the terminating null
 }
 
-// Crash dumps are the administrator's setting on Windows, and missing standard streams do not free
-// file numbers.
+// On Windows crash dumps are the administrator's choice, and files do not get the numbers of
+// missing standard streams.
 void PrepareProcess() {}
 
 std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::int64_t bytes) {
@@ -79,7 +79,7 @@ std::error_code ReserveFileSpace(std::FILE* file, const std::string& path, std::
 
 void ReleaseUnusedSpace(std::FILE*) {}
 
-// The equivalent() of some compilers' libraries opens no folders.
+// std::filesystem::equivalent() fails for folders in some standard libraries.
 bool AreEquivalent(const std::filesystem::path& a, const std::filesystem::path& b) {
     const auto one = Identity(a);
     const auto other = Identity(b);

@@ -25,7 +25,6 @@ bool IsBlank(const std::string& text) {
     return Trim(text).empty();
 }
 
-// Builds the line.
 class Line {
   public:
     explicit Line(const RunSettings& settings) : settings_(settings) {}

@@ -195,7 +195,7 @@ class Parser {
         }
     }
 
-    // From FROM on: what decides what a row is.
+    // Reads the clauses from FROM on, which decide what a row is.
     void ReadClauses(TokenSpan tokens) {
         constexpr std::array<std::string_view, 6> kManyTables = {"union", "except",  "intersect",
                                                                  "pivot", "unpivot", "for"};

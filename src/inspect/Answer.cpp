@@ -84,7 +84,7 @@ void WriteCsv(const Answer& answer, std::ostream& out) {
     for (const Answer::Column& column : answer.Columns) {
         fields.push_back(CsvField(column.Name));
     }
-    // Without a table the facts are its only row.
+    // The facts of an answer without a table become its only row.
     if (answer.Columns.empty()) {
         for (const auto& [name, value] : answer.Facts) {
             fields.push_back(CsvField(name));
@@ -113,7 +113,7 @@ std::string Padded(const std::string& text, std::size_t width, bool right) {
     return right ? blanks + text : text + blanks;
 }
 
-// A table with the columns that have any value, numbers to the right.
+// Writes the columns that have a value in some row, numbers aligned right.
 void WriteTable(const Answer& answer, std::ostream& out) {
     struct Shown {
         std::size_t Index;

@@ -16,7 +16,8 @@ bool Holds(const std::vector<std::string>& names, std::string_view name) {
         names, [&](const std::string& known) { return EqualsIgnoreCase(known, Trim(name)); });
 }
 
-// The copied columns have names of their own: a condition on facts must not mean one of them.
+// An archive condition can be part of a statement that also reads a copy. Its unqualified column
+// names must not match columns of the copy.
 std::string CopiedName(std::size_t position) {
     return "morvane_c" + std::to_string(position);
 }
@@ -67,7 +68,7 @@ void MarkingForecast::ReadFactTables() {
         if (condition.empty()) {
             continue;
         }
-        // On lines of its own: a condition may end with a comment.
+        // On a separate line, because a condition may end with a comment.
         all += (all.empty() ? "(\r\n" : " OR (\r\n") + condition + "\r\n)";
         if (!Holds(archivedTables_, table)) {
             archivedTables_.push_back(table);
@@ -75,7 +76,7 @@ void MarkingForecast::ReadFactTables() {
     }
 }
 
-// The columns by which a table refers to others and others refer to it, and those of its history.
+// Collects the columns of relations and histories, which each copy needs.
 void MarkingForecast::ReadColumns() {
     const auto rows = connection_.OpenRecordset(
         "SELECT foreign_table,foreign_columns,primary_table,primary_columns,slow_moving_dim,"
@@ -150,7 +151,7 @@ void MarkingForecast::KeepReferredRows(const Relation& relation) {
             keep("goes_later = 0", " AND " + dimension->Name() + ".goes_later=0");
         }
     } else if (!isFact) {
-        // Not marked by this run: it keeps others alive by the marks that it has.
+        // A dimension that this run does not mark: its present marks decide.
         keep(always, IsReset(foreign) ? "" : " AND " + foreign + ".is_deletable=0");
     } else if (GoesLater(foreign) == "0") {
         keep(always, "");
@@ -160,7 +161,8 @@ void MarkingForecast::KeepReferredRows(const Relation& relation) {
     }
 }
 
-// With an index each element is looked up, otherwise the keys are collected from the whole table.
+// Looks each element up in an index of the fact table. Without one, collects the keys of the
+// remaining facts first.
 void MarkingForecast::KeepRowsOfFactsThatStay(const Relation& relation) {
     const std::string& fact = relation.ForeignTable;
     const std::string copy = Source(relation.PrimaryTable);
@@ -221,7 +223,7 @@ std::string MarkingForecast::GoesLater(const std::string& table) const {
     return GoesNow(table);
 }
 
-// A dimension that is not marked keeps others alive by the marks that it has.
+// The rows of a dimension that is not marked go if they are marked already.
 std::string MarkingForecast::GoesNow(const std::string& table) const {
     if (const RowCopy* copy = Copy(table)) {
         return copy->Name() + ".goes_now";

@@ -1,23 +1,20 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/Connection.h"
+#include "inspect/StepReport.h"
 #include "inspect/TemporaryTable.h"
 #include "tasks/RelationWalk.h"
 
 namespace morvane {
 
-// Told before each step that may take long.
-using StepReport = std::function<void(const std::string& step)>;
-
-// The rows of a dimension in a temporary table. The column goes_now tells which rows a run would
-// mark; if there are rows to archive, goes_later tells which it would mark after that.
+// A copy of a dimension in a temporary table. The column goes_now is 1 in rows that a run would
+// mark. If any fact table is archived, goes_later is 1 in rows that it would mark after that.
 class RowCopy {
   public:
     RowCopy(Connection& connection, const std::string& table,
@@ -32,36 +29,37 @@ class RowCopy {
     TemporaryTable copy_;
 };
 
-// What a run would mark, found without writing to the warehouse: marks are set as a run sets them,
-// with the same kind of statement, but on copies of the dimensions in temporary tables of the
-// session. Everything throws DatabaseError.
+// Computes what a run would mark without writing to the warehouse: marks copies of the dimensions
+// in temporary tables with the kind of statement that a run uses. All functions throw
+// DatabaseError.
 class MarkingForecast {
   public:
-    // `columns`: further columns that the copies of one table shall have.
+    // `columns`: additional columns to copy from `table`.
     MarkingForecast(Connection& connection, StepReport report, const std::string& table = {},
                     const std::vector<std::string>& columns = {});
 
-    // Goes on to the next table that a run would mark and returns its name; empty after the last.
+    // Marks the copy of the next table that a run would mark and returns its name; empty after the
+    // last one.
     std::string Next();
 
-    // The copy of a table that Next() has returned, else null.
+    // The copy of a table that Next() has returned; null for other tables.
     const RowCopy* Copy(const std::string& table) const;
-    // The relations by which other tables refer to such a table.
+    // The relations by which other tables refer to a table that Next() has returned.
     const std::vector<Relation>& RelationsOf(const std::string& table) const;
     // Whether a run resets the marks of the table before it sets any.
     bool IsReset(const std::string& table) const;
 
-    // A table in a FROM: the copy if there is one, else the table itself.
+    // The table to read in statements: the copy if there is one, else the table itself.
     std::string Source(const std::string& table) const;
     // A column of the source, qualified.
     std::string Column(const std::string& table, const std::string& column) const;
-    // 1 for a row of the source that would be marked or archived, else 0.
+    // An expression that is 1 for a row of the source that would be marked or archived, else 0.
     std::string GoesNow(const std::string& table) const;
     std::string GoesLater(const std::string& table) const;
     // The condition that a row of the relation's foreign table refers to one of the primary table.
     std::string Refers(const Relation& relation) const;
-    // Makes an index on the columns of a copy that the relation refers to, for looking up the rows
-    // of many others.
+    // Indexes the columns of a copy that the relation refers to, so that the element of each
+    // foreign row can be looked up.
     void IndexCopy(const Relation& relation);
 
     // Whether any fact table has a condition. If none has, GoesLater() is GoesNow().
@@ -80,7 +78,7 @@ class MarkingForecast {
     Connection& connection_;
     StepReport report_;
     RelationWalk walk_;
-    // By lower-case names.
+    // The keys are names in lower case.
     std::map<std::string, std::string> conditions_;  // of all fact tables
     std::map<std::string, std::vector<std::string>> columns_;
     std::map<std::string, std::vector<Relation>> relations_;  // of the tables marked so far

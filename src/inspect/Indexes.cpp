@@ -11,7 +11,7 @@ namespace morvane {
 namespace {
 
 bool BeginsWith(const std::vector<std::string>& index, const std::vector<std::string>& columns) {
-    // In any order: an equality condition has all of them.
+    // In any order: conditions compare all of the columns with "=".
     return index.size() >= columns.size() &&
            std::all_of(index.begin(), index.begin() + static_cast<std::ptrdiff_t>(columns.size()),
                        [&](const std::string& name) {

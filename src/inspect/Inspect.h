@@ -9,23 +9,23 @@
 #include "core/Connection.h"
 #include "core/RunState.h"
 #include "inspect/Answer.h"
-#include "inspect/Forecast.h"
+#include "inspect/StepReport.h"
 
 namespace morvane {
 
 // The exit codes of morvane-inspect.
-enum class InspectExit { NothingFound = 0, Found = 1, CouldNotLook = 2 };
+enum class InspectExit { NothingFound = 0, Found = 1, Failed = 2 };
 
-// What the program works with.
+// The services that the program depends on. The caller owns them.
 struct InspectServices {
     ConnectionFactory Connect;
     LoginPasswords Passwords;
-    StepReport Report;  // before each step that may take long
+    StepReport Report;
     std::ostream& Output;
     std::ostream& Errors;
 };
 
-// Opens a database for reading alone. Throws std::runtime_error with the provider's messages, or
+// Opens a database read-only. Throws std::runtime_error with the provider's messages, or
 // DatabaseError.
 std::unique_ptr<Connection> OpenToInspect(const ConnectionFactory& connect,
                                           const ServerLogin& login, const std::string& database);

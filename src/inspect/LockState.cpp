@@ -36,8 +36,8 @@ Answer LockAnswer(const std::optional<LockState>& lock, const std::string& user)
     if (lock->Set) {
         nextRun = fmt::format(
             "Unattended runs do nothing, unless somebody answers at the terminal of a run of {0}. "
-            "The settings window asks whether to continue. Either {0} works on the warehouse now, "
-            "or a run of {0} did not end in order.",
+            "The settings window asks whether to continue. Either {0} is working on the "
+            "warehouse now, or a run of {0} was killed.",
             holder);
     } else if (lock->User.empty()) {
         nextRun = "The next run of any user takes the lock.";

@@ -18,8 +18,7 @@ struct LockState {
 // No value if the table does not exist or has no row. Throws DatabaseError.
 std::optional<LockState> ReadLock(Connection& connection);
 
-// What the next run would meet, for the user of this process and for others, and the statement that
-// hands the warehouse over to `user`.
+// The lock, what the next run would do, and the statement that hands the warehouse over to `user`.
 Answer LockAnswer(const std::optional<LockState>& lock, const std::string& user);
 
 }  // namespace morvane

@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "base/Text.h"
+#include "inspect/Forecast.h"
 #include "tasks/Elements.h"
 #include "tasks/Relinking.h"
 
@@ -11,7 +12,7 @@ namespace morvane {
 
 namespace {
 
-// The element key of a slowly-moving dimension; no value for another one.
+// The element key of a slowly-moving dimension; no value for a plain one.
 std::optional<ElementKey> FindElementKey(Connection& connection, const std::string& table) {
     const std::string ofTable = " FROM dwm_star_relations WHERE primary_table = '" + table + "'";
     if (QueryNumber(connection, "SELECT COUNT(*)" + ofTable + " AND slow_moving_dim = 1") == 0) {
@@ -20,14 +21,14 @@ std::optional<ElementKey> FindElementKey(Connection& connection, const std::stri
     return ReadElementKey(connection, "SELECT DISTINCT original_primary_key" + ofTable);
 }
 
-// Counts what normal and atomic deletion would do to the elements of a slowly-moving dimension,
-// under one assumption about the facts.
+// Counts what normal and atomic deletion would do to the elements of a slowly-moving dimension.
 class ElementForecast {
   public:
     explicit ElementForecast(MarkedCounts& counts) : counts_(counts) {}
 
-    // The versions of an element in the order of their start dates, and which of them go. Elements
-    // come in the order of their keys. `addressable`: no part of the key is NULL.
+    // Adds the versions of an element, ordered by start date; `goes` tells which are marked.
+    // Elements must be added in the order of their keys. `addressable`: no part of the key is NULL,
+    // so that statements find the element.
     void Add(const std::vector<Version>& element, const std::vector<bool>& goes, bool addressable) {
         const auto going = std::ranges::count(goes, true);
         if (going == 0) {
@@ -46,7 +47,7 @@ class ElementForecast {
     }
 
   private:
-    // Changes the versions as the deletion does.
+    // Applies the updates of the deletion to the versions.
     void Relink(std::vector<Version> element, const std::vector<bool>& goes) {
         VersionsByDay byDay(element);
         for (std::size_t i = 0; i < element.size(); ++i) {
@@ -63,7 +64,8 @@ class ElementForecast {
     std::optional<bool> startDateFirst_;  // known from the first version that goes
 };
 
-// The versions in order. "is_new": the first version of an element, which the server decides.
+// Selects the versions in order. "is_new" is 1 for the first version of an element; the server
+// compares the keys.
 std::string VersionsQuery(const MarkingForecast& forecast, const std::string& table,
                           const ElementKey& key) {
     const RowCopy& copy = *forecast.Copy(table);
@@ -79,7 +81,8 @@ std::string VersionsQuery(const MarkingForecast& forecast, const std::string& ta
         same += (same.empty() ? "" : " AND ") + ("LAG(" + copy.Column(column)) +
                 ") OVER (ORDER BY " + order + ") = " + copy.Column(column);
     }
-    // Elements that lose no version need not be sorted and read. A missing key is no element.
+    // Elements that lose no version need not be sorted and read, nor rows with a NULL key that
+    // stay.
     std::string touched;
     if (key.Columns.size() == 1) {
         const std::string column = copy.Column(key.Columns[0]);

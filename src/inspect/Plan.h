@@ -6,8 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "core/Connection.h"
 #include "inspect/Answer.h"
-#include "inspect/Forecast.h"
+#include "inspect/StepReport.h"
 
 namespace morvane {
 
@@ -18,13 +19,13 @@ struct ArchivePlan {
     std::int64_t Archived = 0;  // rows that archiving would move
 };
 
-// What marking, and then deleting, would do with a dimension under one assumption about the facts.
+// What marking and deletion would do to a dimension, either now or after archiving.
 struct MarkedCounts {
-    std::int64_t Rows = 0;  // that would be marked; normal deletion deletes them
+    std::int64_t Rows = 0;  // to be marked; normal deletion deletes them
     // For slowly-moving dimensions:
     std::int64_t Elements = 0;     // whose versions would all be marked
-    std::int64_t ElementRows = 0;  // the versions of those; atomic deletion deletes them
-    std::int64_t Relinked = 0;     // changes of versions that remain, by normal deletion
+    std::int64_t ElementRows = 0;  // their versions; atomic deletion deletes them
+    std::int64_t Relinked = 0;     // updates of remaining versions by normal deletion
 };
 
 struct DimensionPlan {
@@ -33,7 +34,7 @@ struct DimensionPlan {
     std::int64_t Rows = 0;
     MarkedCounts Now;
     MarkedCounts AfterArchiving;
-    // Why a run marks nothing here; empty if it looks at the table.
+    // Why a run does not mark this table; empty if it does.
     std::string NotMarked;
 };
 
@@ -48,7 +49,8 @@ Plan MakePlan(Connection& connection, const StepReport& report);
 
 Answer PlanAnswer(const Plan& plan);
 
-// Why a run never marks a selected dimension; empty if it does, according to the relations.
+// Why the relations keep a run from marking a selected dimension. Call it only for one that the
+// forecast has not reached.
 std::string WhyNotMarked(Connection& connection, const std::string& table);
 
 }  // namespace morvane

@@ -9,7 +9,7 @@ namespace morvane {
 
 namespace {
 
-// Different for each temporary table of the process.
+// Unique in the process.
 std::string NewName() {
     static int number = 0;
     return "[#morvane_" + std::to_string(++number) + "]";
@@ -25,7 +25,7 @@ TemporaryTable::TemporaryTable(Connection& connection, std::string sql)
 }
 
 TemporaryTable::~TemporaryTable() {
-    std::string ignored;  // the end of the session drops it, too
+    std::string ignored;  // the server drops it when the session ends
     TrapErrors(ignored, [&] {
         connection_.Execute("DROP TABLE " + name_);
         return true;

@@ -11,13 +11,13 @@ namespace morvane {
 // A temporary table of the session with the rows of a query. Dropped by the destructor.
 class TemporaryTable {
   public:
-    // `sql` has "INTO *" where the table's name belongs. Throws DatabaseError.
+    // `sql` is a SELECT with "INTO *"; the name replaces the asterisk. Throws DatabaseError.
     TemporaryTable(Connection& connection, std::string sql);
     ~TemporaryTable();
     TemporaryTable(const TemporaryTable&) = delete;
     TemporaryTable& operator=(const TemporaryTable&) = delete;
 
-    // As statements write it.
+    // Quoted for statements.
     const std::string& Name() const { return name_; }
 
   private:
@@ -25,7 +25,7 @@ class TemporaryTable {
     std::string name_;
 };
 
-// The number in the first row and column of a query; 0 for NULL or without a row.
+// The number in the first row and column of a query; 0 if it is NULL or there is no row.
 std::int64_t QueryNumber(Connection& connection, const std::string& sql);
 
 }  // namespace morvane

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "base/Text.h"
+#include "inspect/Forecast.h"
 #include "inspect/Plan.h"
 #include "sql/Quoting.h"
 
@@ -45,7 +46,7 @@ Dimension FindDimension(Connection& connection, const std::string& table) {
     return dimension;
 }
 
-// The value after "column=" if all words have that form and the table has the columns.
+// The key if all words have the form "column=value" and the table has the columns; else empty.
 std::vector<KeyValue> NamedKey(Connection& connection, const Dimension& dimension,
                                const std::vector<std::string>& words) {
     std::vector<KeyValue> key;
@@ -83,7 +84,7 @@ std::vector<KeyValue> ReadKey(Connection& connection, const Dimension& dimension
     return key;
 }
 
-// As a literal that the server converts to the type of the column.
+// A literal, which the server converts to the type of the column.
 std::string Literal(const std::string& text) {
     return IsAscii(text) ? QuotedText(text) : WideLiteral(text);
 }
@@ -110,7 +111,7 @@ class Explainer {
     Explanation found_;
 };
 
-// The columns that the explanation reads, besides those of the relations.
+// The columns that the explanation reads in addition to those of the relations.
 std::vector<std::string> ColumnsOf(const std::vector<KeyValue>& key) {
     std::vector<std::string> columns = {"is_sustainable", "is_deletable"};
     for (const KeyValue& part : key) {
@@ -132,7 +133,7 @@ Explainer::Explainer(Connection& connection, const Dimension& dimension,
     }
 }
 
-// `ofSource`: of the rows that the forecast works on, else of the table itself.
+// `ofSource`: for the rows that the forecast reads; otherwise for the table itself.
 std::string Explainer::KeyCondition(bool ofSource) const {
     std::string condition;
     for (const KeyValue& part : key_) {
@@ -180,7 +181,8 @@ void Explainer::Count() {
     }
 }
 
-// `condition`: of the rows of `table` whose referring rows are counted.
+// Counts the rows that refer to the rows of `table` that meet the condition, then those that refer
+// to them, and so on.
 void Explainer::Follow(const std::string& table, const std::string& condition, int depth) {
     for (const Relation& relation : forecast_.RelationsOf(table)) {
         const std::string foreign(Trim(relation.ForeignTable));

@@ -5,8 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "core/Connection.h"
 #include "inspect/Answer.h"
-#include "inspect/Forecast.h"
+#include "inspect/StepReport.h"
 
 namespace morvane {
 
@@ -16,7 +17,7 @@ struct ReferringRows {
     std::string Table;
     std::string RefersTo;
     std::int64_t Rows = 0;
-    std::int64_t KeptNow = 0;  // these keep alive what they refer to
+    std::int64_t KeptNow = 0;  // rows that stay and keep what they refer to
     std::int64_t KeptAfterArchiving = 0;
 };
 
@@ -24,7 +25,7 @@ struct ReferringRows {
 struct Explanation {
     std::string Table;
     std::string Key;             // "column = value, column = value"
-    std::int64_t Rows = 0;       // that have the key: more than one if the key is not unique
+    std::int64_t Rows = 0;       // with that key; several if it is not unique
     std::int64_t MarkedNow = 0;  // with is_deletable = 1 at present
     std::int64_t GoNow = 0;      // would be marked by a run without archiving
     std::int64_t GoAfterArchiving = 0;
@@ -34,8 +35,7 @@ struct Explanation {
 
 // Explains the element of a dimension with a key: the values of the columns by which the relations
 // refer to it, in their order, or "column=value" for any of its columns. Throws DatabaseError, also
-// for a table that is no dimension, a key with another number of values, and a key that is not
-// there.
+// if the table is not a dimension, the number of values is wrong, or no row has the key.
 Explanation Explain(Connection& connection, const std::string& table,
                     const std::vector<std::string>& key, const StepReport& report);
 

@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "base/Text.h"
+#include "inspect/TemporaryTable.h"
 #include "inspect/Verify.h"
 #include "tasks/RelationWalk.h"
 

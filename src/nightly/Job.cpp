@@ -11,7 +11,7 @@ namespace morvane {
 
 namespace {
 
-// The whole text as a number that is not negative.
+// The text as a non-negative number; no value if any of it is something else.
 template <typename Number>
 std::optional<Number> ParseNumber(std::string_view text) {
     Number number{};
@@ -32,7 +32,8 @@ void SetMaxDelete(JobOptions& options, const std::string& text) {
         limit = DeleteLimit{static_cast<double>(*count), false};
     }
     if (!limit) {
-        throw NotStarted("is a number of rows or a percentage such as 10%, not \"" + text + "\"");
+        throw NotStarted("must be a number of rows or a percentage such as 10%, not \"" + text +
+                         "\"");
     }
     options.MaxDelete = limit;
 }
@@ -49,7 +50,7 @@ void SetUntil(JobOptions& options, const std::string& text) {
         time = time * 60 + std::chrono::seconds(number.value_or(0));
     }
     if (!valid) {
-        throw NotStarted("is a time of day such as 05:00, not \"" + text + "\"");
+        throw NotStarted("must be a time of day such as 05:00, not \"" + text + "\"");
     }
     options.Until = time;
 }
@@ -57,7 +58,7 @@ void SetUntil(JobOptions& options, const std::string& text) {
 void SetKeep(JobOptions& options, const std::string& text) {
     const auto days = ParseNumber<int>(text);
     if (!days || *days < 1) {
-        throw NotStarted("is a number of days from 1, not \"" + text + "\"");
+        throw NotStarted("must be a positive number of days, not \"" + text + "\"");
     }
     options.KeepDays = days;
 }

@@ -12,13 +12,13 @@
 
 namespace morvane {
 
-// The command line, the configuration or a file does not allow a run: nothing was started.
+// The command line, the configuration or a file is wrong, so nothing was started.
 class NotStarted : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
 };
 
-// How many rows of a dimension may be deleted: a share of its rows or a number.
+// How many rows of a dimension may be deleted: a number or a percentage of its rows.
 struct DeleteLimit {
     double Value = 0;
     bool IsPercentage = false;
@@ -29,8 +29,8 @@ struct DeleteLimit {
     }
 };
 
-// What morvane-nightly itself does around a run. As options of the command line these override the
-// keys of the configuration.
+// Options of morvane-nightly itself. On the command line they override the keys of the
+// configuration.
 struct JobOptions {
     std::optional<DeleteLimit> MaxDelete = std::nullopt;
     bool CheckReferences = false;
@@ -42,7 +42,7 @@ struct JobOptions {
 
 // A warehouse to run morvane on.
 struct Job {
-    std::string Name = {};                // of its section; empty for the one-line file
+    std::string Name = {};                // of the section; empty for the one-line file
     std::vector<std::string> Words = {};  // options of morvane
     std::string PasswordFile = {};
     std::string ArchivePasswordFile = {};
@@ -51,19 +51,19 @@ struct Job {
     JobOptions Options = {};
 };
 
-// Sets an option by its name without the hyphens, such as "max-delete"; a flag ignores the text.
-// Throws NotStarted if the text is not a valid value.
 enum class JobOptionKind { Flag, TakesValue, Unknown };
 JobOptionKind KindOfJobOption(const std::string& name);
+// Sets an option by its name without the hyphens, such as "max-delete"; a flag ignores the text.
+// Throws NotStarted if the text is not a valid value. The message continues the option's name.
 void SetJobOption(JobOptions& options, const std::string& name, const std::string& text);
 
-// The given options where they are set, else those of the configuration.
+// The options that are set in `given`, the others from the configuration.
 JobOptions Override(JobOptions configured, const JobOptions& given);
 
-// The next time at which a local clock shows the time of day.
+// The next occurrence of a local time of day after `now`.
 LocalMoment NextMoment(const LocalMoment& now, std::chrono::seconds timeOfDay);
 
-// Local times on one scale, without regard to daylight saving.
+// Local time as a point in time, to compare and subtract. Ignores changes of daylight saving.
 std::chrono::sys_seconds OnScale(const LocalMoment& moment);
 
 }  // namespace morvane

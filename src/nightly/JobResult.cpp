@@ -63,7 +63,7 @@ std::string Head(std::string_view name, std::string_view help) {
     return fmt::format("# HELP {0} {1}\n# TYPE {0} gauge\n", name, help);
 }
 
-// A metric with a value per warehouse.
+// A metric with one value per warehouse.
 template <typename Value>
 std::string Metric(std::string_view name, std::string_view help,
                    const std::vector<JobMetrics>& jobs, Value valueOf) {
@@ -75,7 +75,7 @@ std::string Metric(std::string_view name, std::string_view help,
     return text;
 }
 
-// A metric with a value per table that has one.
+// A metric with one value per table, for tables that have the count.
 std::string TableMetric(const char* count, const std::vector<JobMetrics>& jobs) {
     const std::string name = fmt::format("morvane_{}_rows", count);
     std::string text;
@@ -144,7 +144,7 @@ std::string ToText(const JsonObject& result) {
 
 std::string MetricsText(const std::vector<JobMetrics>& jobs) {
     std::string text =
-        Metric("morvane_success", "Whether the last run did all that it was asked for.", jobs,
+        Metric("morvane_success", "Whether the last run completed all its tasks.", jobs,
                [](const JobMetrics& job) { return OutcomeOf(job.Result) == "done" ? 1 : 0; });
     text += Metric("morvane_end_timestamp_seconds", "When the last run ended.", jobs,
                    [](const JobMetrics& job) { return static_cast<std::int64_t>(job.End); });

@@ -12,22 +12,21 @@ namespace morvane {
 
 using JsonObject = nlohmann::ordered_json;
 
-// The content of a result file of morvane; no value if it is not there or is not one.
+// Reads a result file of morvane; no value if it is missing or invalid.
 std::optional<JsonObject> ReadResult(const std::string& path);
 
-// The outcome of a result.
 std::string OutcomeOf(const JsonObject& result);
 
-// One result for two runs, the second of which continued the first.
+// Merges the results of two runs, the second of which continued the first.
 JsonObject Merge(const JsonObject& first, const JsonObject& second);
 
-// Ends a result with another outcome and its reasons.
+// Changes the outcome of a result and adds the reasons to its errors.
 void EndWith(JsonObject& result, const std::string& outcome,
              const std::vector<std::string>& reasons);
 
 std::string ToText(const JsonObject& result);
 
-// What monitoring is told about a warehouse.
+// The metrics of a warehouse.
 struct JobMetrics {
     std::string Warehouse;
     std::time_t End = 0;
@@ -35,7 +34,7 @@ struct JobMetrics {
     JsonObject Result;
 };
 
-// The jobs in Prometheus' text format.
+// The metrics in the text format of Prometheus.
 std::string MetricsText(const std::vector<JobMetrics>& jobs);
 
 }  // namespace morvane

@@ -3,8 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "base/PrivateFile.h"
@@ -13,6 +11,7 @@
 #include "db/ConnectionFactory.h"
 #include "inspect/Inspect.h"
 #include "nightly/DeletionCheck.h"
+#include "nightly/JobFiles.h"
 #include "nightly/OldFiles.h"
 #include "run/CancelSignals.h"
 #include "run/Console.h"
@@ -25,59 +24,8 @@ namespace morvane {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-// For the status file and its option.
+// The words that name the status file: the option and its value.
 constexpr std::size_t kStatusWords = 2;
-
-void RequireWritableFolder(const fs::path& folder) {
-    std::string reason = CheckFolder(folder.string()).message();
-    if (!CheckFolder(folder.string())) {
-        const fs::path probe = folder / ".morvane-nightly";
-        const FileHandle file = OpenToWrite(probe, NamedBy::Program, reason);
-        if (file != nullptr) {
-            std::error_code ignored;
-            fs::remove(probe, ignored);
-            return;
-        }
-    }
-    throw NotStarted("cannot write into the folder \"" + folder.string() + "\": " + reason);
-}
-
-void RequireWritable(const std::string& file) {
-    if (file.empty()) {
-        return;
-    }
-    if (FolderExists(file)) {
-        throw NotStarted("\"" + file + "\" is a folder");
-    }
-    const fs::path folder = ToPath(file).parent_path();
-    RequireWritableFolder(folder.empty() ? fs::path(".") : folder);
-}
-
-// Devices such as /dev/null stay.
-void RemoveOldFile(const std::string& path) {
-    std::error_code error;
-    if (!path.empty() && !fs::is_character_file(ToPath(path), error)) {
-        fs::remove(ToPath(path), error);
-        if (error) {
-            throw FileError("Cannot replace the file \"" + path + "\": " + error.message());
-        }
-    }
-}
-
-// The first line of a password file. The service manager protects the files of its credentials.
-std::string ReadPasswordFile(const std::string& path) {
-    if (path.find_first_of(kPathSeparators) != std::string::npos) {
-        return ReadPrivateLine(path);
-    }
-    const char* folder = std::getenv("CREDENTIALS_DIRECTORY");
-    if (folder == nullptr) {
-        throw NotStarted("the password file \"" + path +
-                         "\" is in no folder, and there is no CREDENTIALS_DIRECTORY");
-    }
-    return Split(ReadWholeFile(std::string(folder) + kPathSeparator + path), '\n').front();
-}
 
 std::string Explain(const JsonObject& result) {
     const std::string outcome = OutcomeOf(result);
@@ -114,12 +62,12 @@ JobRun::JobRun(Job job, const JobServices& services)
     : job_(std::move(job)), services_(services), words_(ReadWords(job_.Words)) {
     RunSettings& settings = words_.Settings;
     if (settings.ConfigMode || settings.Help) {
-        throw NotStarted("an option is unknown, or one that runs nothing");
+        throw NotStarted("an option is unknown or does not start a run");
     }
     if (words_.Others.size() > kMaxArgs - kStatusWords) {
         throw NotStarted(
-            fmt::format("the options hold more than {} words; morvane reads {} with "
-                        "its status file",
+            fmt::format("the options have more than {} words; morvane reads {}, "
+                        "including those for its status file",
                         kMaxArgs - kStatusWords, kMaxArgs));
     }
     settings.StatusMode = !job_.StatusFile.empty();
@@ -148,9 +96,9 @@ void JobRun::CheckFiles() const {
     }
     EnsureFolder(settings.LogDirectory);
     RequireWritableFolder(ToPath(settings.LogDirectory));
-    RequireWritable(job_.StatusFile);
-    RequireWritable(job_.ResultFile);
-    RequireWritable(metrics);
+    RequireWritableFile(job_.StatusFile);
+    RequireWritableFile(job_.ResultFile);
+    RequireWritableFile(metrics);
 }
 
 void JobRun::FindPasswords() {
@@ -207,7 +155,7 @@ NightlyExit JobRun::Perform() {
     const PrivateFolder folder;
     const std::string resultPath =
         job_.ResultFile.empty() ? folder.Path() + kPathSeparator + "result" : job_.ResultFile;
-    // Yesterday's files must not be taken for those of this run.
+    // Old files must not be mistaken for those of this run.
     RemoveOldFile(job_.StatusFile);
     RemoveOldFile(resultPath);
     const JsonObject result = Work(resultPath, folder.Path());
@@ -317,7 +265,7 @@ JsonObject JobRun::RunMorvane(std::vector<std::string> words, const std::string&
     return EndEarly(EmptyResult());
 }
 
-// The result of a run that left none.
+// Stands in for the result of a run that wrote none.
 JsonObject JobRun::EmptyResult() const {
     const LocalMoment now = services_.Clock.Now();
     RunState state;
@@ -326,7 +274,7 @@ JsonObject JobRun::EmptyResult() const {
     return JsonObject::parse(ResultText(words_.Settings, state, now, ""));
 }
 
-// Ends the job for the reasons that were found here and not by morvane.
+// Completes a result if the job was ended by this program and not by morvane.
 JsonObject JobRun::EndEarly(JsonObject result) const {
     EndWith(result, Cancelled() ? "cancelled" : "failed", reasons_);
     return result;
@@ -347,7 +295,7 @@ std::vector<std::string> JobRun::LookForObjections() {
         }
         return objections;
     } catch (const std::exception& error) {
-        return {"the marks could not be looked at: " + OneLine(Trim(Describe(error), kWhiteSpace))};
+        return {"the marks could not be checked: " + OneLine(Trim(Describe(error), kWhiteSpace))};
     }
 }
 

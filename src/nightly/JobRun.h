@@ -20,15 +20,15 @@ namespace morvane {
 // The exit codes of morvane-nightly.
 enum class NightlyExit { Done = 0, NotDone = 1, NotStarted = 2 };
 
-// The program that does the work. Its runs begin in different seconds, since the time is part of
-// the names of logs and reports.
+// The program morvane. Each run starts in a later second than the previous one ended, because the
+// names of logs and reports contain the start time.
 class Morvane {
   public:
     Morvane(std::string program, const Clock& clock)
         : program_(std::move(program)), clock_(clock) {}
 
-    // Runs it to its end, cancelled once `cancelled` returns true. Returns why it failed, as far as
-    // its exit code tells. Throws FileError if it cannot be started.
+    // Runs it and waits for its end; cancels it when `cancelled` returns true. Returns
+    // Process::Failure(). Throws FileError if it cannot be started.
     std::string Run(const std::vector<std::string>& words, const Variables& variables,
                     const std::function<bool()>& cancelled);
 
@@ -46,7 +46,7 @@ struct JobServices {
     std::ostream& Errors;
 };
 
-// One warehouse's run with everything around it.
+// The run for one warehouse, with the checks before it and what is done with its result.
 class JobRun {
   public:
     // Checks everything that can be checked before a run. Throws NotStarted or FileError.
@@ -54,7 +54,7 @@ class JobRun {
 
     NightlyExit Perform();
 
-    // What monitoring is told after Perform(), and into which file; no value if nothing was run.
+    // The metrics after Perform() and the file for them; no value if nothing was run.
     const std::optional<JobMetrics>& Metrics() const { return metrics_; }
     const std::string& MetricsFile() const { return job_.Options.MetricsFile; }
 
@@ -85,7 +85,7 @@ class JobRun {
     const JobServices& services_;
     MorvaneWords words_;
     std::optional<std::chrono::sys_seconds> deadline_;
-    std::vector<std::string> reasons_;  // why the job ended before morvane had done all
+    std::vector<std::string> reasons_;  // why the job ended early
     std::optional<JobMetrics> metrics_;
 };
 

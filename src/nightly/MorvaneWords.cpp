@@ -109,11 +109,11 @@ MorvaneWords ReadWords(const std::vector<std::string>& words, SlashPaths slashPa
         ++i;
         const std::string fault = hasNext ? WhyNoValue(value, slashPaths) : "it needs a value";
         if (!fault.empty()) {
-            // The value of -pwd may be a password.
+            // The message must not show a password.
             throw NotStarted(word + ": " +
                              (IsPasswordOption(name) && hasNext
-                                  ? "morvane would not read this password as one; keep it in a "
-                                    "password file or in the environment"
+                                  ? "morvane cannot read this password as an option's value; "
+                                    "use a password file or the environment"
                                   : fault));
         }
         if (!IsPasswordOption(name)) {

@@ -70,7 +70,7 @@ class LongOption {
 
     void RequireFlag() const {
         if (value_) {
-            throw NotStarted("--" + name_ + " has no value");
+            throw NotStarted("--" + name_ + " takes no value");
         }
     }
 
@@ -120,7 +120,7 @@ Job OneLineJob(const NightlyCommand& command, std::ostream& errors) {
                          "morvane-nightly: warning: others can read the passwords in " + file);
     }
     job.StatusFile = command.Words[1];
-    // The last one of two equal options counts.
+    // If an option is given twice, the last one counts.
     job.Words.insert(job.Words.end(), command.Words.begin() + 2, command.Words.end());
     return job;
 }
@@ -180,7 +180,7 @@ std::vector<std::unique_ptr<JobRun>> Prepare(const std::vector<Job>& jobs,
     return runs;
 }
 
-// Each file gets the metrics of all warehouses that named it.
+// Warehouses that name the same file share it.
 void WriteMetrics(const std::vector<std::unique_ptr<JobRun>>& runs) {
     std::map<std::string, std::vector<JobMetrics>> files;
     for (const auto& run : runs) {

@@ -11,7 +11,7 @@
 
 namespace morvane {
 
-// What the program works with.
+// The services that the program depends on. The caller owns them.
 struct NightlyServices {
     const morvane::Environment& Environment;
     const morvane::Clock& Clock;
@@ -19,7 +19,7 @@ struct NightlyServices {
     std::ostream& Errors;
 };
 
-// What the arguments ask for.
+// The parsed command line.
 struct NightlyCommand {
     bool Help = false;
     bool Version = false;

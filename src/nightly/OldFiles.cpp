@@ -19,7 +19,7 @@ namespace {
 
 // The inverse of FileStamp().
 std::optional<LocalMoment> ParseStamp(std::string_view stamp) {
-    // Where the six numbers begin, and how long they are.
+    // The position and length of the six numbers.
     constexpr std::array<std::array<std::size_t, 2>, 6> kFields{
         {{0, 2}, {3, 2}, {6, 4}, {10, 2}, {13, 2}, {16, 2}}};
     std::array<int, kFields.size()> numbers{};
@@ -40,7 +40,7 @@ std::optional<LocalMoment> ParseStamp(std::string_view stamp) {
                                  std::chrono::seconds(numbers[5])};
 }
 
-// The start of the run whose file has this name.
+// The start of the run whose log or report has this name.
 std::optional<LocalMoment> StartOfRun(const std::string& name) {
     constexpr std::size_t kStampLength = std::string_view("05-03-202414-07-09").size();
     const std::size_t end = name.rfind('.');

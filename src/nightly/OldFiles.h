@@ -7,8 +7,8 @@
 
 namespace morvane {
 
-// Deletes the logs and reports in a folder whose names tell that they were written more than so
-// many days ago. Throws FileError if one cannot be deleted.
+// Deletes the logs and reports of runs that began more than `days` days before `now`, according to
+// their file names. Throws FileError if one cannot be deleted.
 void DeleteOldFiles(const std::string& folder, int days, const LocalMoment& now);
 
 // Whether the name is exactly that of a log or a report of a run that began before `limit`.

@@ -61,7 +61,7 @@ void Process::Wait(const std::function<bool()>& cancelled) {
 
 namespace {
 
-// Sets variables of this process, which the programs that it starts inherit.
+// Sets environment variables of this process, which its child processes inherit.
 class ScopedVariables {
   public:
     explicit ScopedVariables(const Variables& variables) : variables_(variables) {
@@ -93,21 +93,21 @@ Process::Process(const std::string& program, const std::vector<std::string>& wor
     for (const std::string& word : words) {
         arguments.push_back(word.c_str());
     }
-    // No word has a double quote.
+    // ReadWords() refuses values with a double quote.
     std::wstring line =
         ToPath('"' + program + "\" " +
                ComposeCommandLine(static_cast<int>(arguments.size()), arguments.data()))
             .wstring();
     STARTUPINFOW start{};
     start.cb = sizeof(start);
-    // A program with windows gets the streams only if they are named.
+    // morvane.exe is a GUI program, which gets the standard streams only if they are given.
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
     start.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION started{};
     const ScopedVariables scope(variables);
-    // Only a process group of its own can be sent Ctrl+Break.
+    // Ctrl+Break can be sent only to a process group.
     if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, CREATE_NEW_PROCESS_GROUP,
                         nullptr, nullptr, &start, &started)) {
         FailToStart(program, LastError());
@@ -128,7 +128,8 @@ bool Process::HasEnded() {
     return true;
 }
 
-// Ctrl+Break reaches commands that are not morvane, if they share this console.
+// Other commands than morvane handle no cancel event; Ctrl+Break reaches them if they share this
+// console.
 void Process::Cancel() {
     if (!CancelSignals::Send(id_)) {
         GenerateConsoleCtrlEvent(CTRL_BREAK_EVENT, id_);
@@ -141,7 +142,7 @@ std::string ProgramFolder() {
     return ParentFolder(ToUtf8({path.data(), length}));
 }
 
-// The folder for temporary files belongs to the user.
+// The temporary folder on Windows is private to the user.
 PrivateFolder::PrivateFolder()
     : path_(ToUtf8(std::filesystem::temp_directory_path().wstring()) + "morvane-nightly-" +
             std::to_string(GetCurrentProcessId())) {
@@ -196,7 +197,7 @@ Process::Process(const std::string& program, const std::vector<std::string>& wor
 
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    // PrepareProcess() ignores these signals; other programs count on them.
+    // PrepareProcess() ignores these signals, and other programs rely on the default.
     sigset_t usual;
     sigemptyset(&usual);
     sigaddset(&usual, SIGPIPE);
@@ -227,9 +228,10 @@ bool Process::HasEnded() {
     return true;
 }
 
-// A terminal and systemd signal every process of the group, and a second SIGINT or SIGTERM would
-// end morvane at once: SIGHUP does not count as a second one. Under nohup(1), which ignores SIGHUP,
-// the program has a process group of its own and gets nobody else's signals.
+// A terminal or systemd signals every process of the group, so the program may have got the signal
+// already. A second SIGINT or SIGTERM would end morvane at once; SIGHUP does not count as a second
+// one. Under nohup(1), which ignores SIGHUP, the program is in its own process group and gets only
+// this signal.
 void Process::Cancel() {
     kill(id_, ownGroup_ ? SIGINT : SIGHUP);
 }

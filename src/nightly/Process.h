@@ -9,13 +9,13 @@
 
 namespace morvane {
 
-// Environment variables that a program gets besides those of this process.
+// Environment variables that a program gets in addition to those of this process.
 using Variables = std::map<std::string, std::string>;
 
-// A program that was started, without a shell in between.
+// A child process, started without a shell.
 class Process {
   public:
-    // A name without a folder is searched for in the path. Throws FileError.
+    // A name without a folder is searched for in PATH. Throws FileError.
     Process(const std::string& program, const std::vector<std::string>& words,
             const Variables& variables);
     // Waits for the end.
@@ -25,9 +25,9 @@ class Process {
 
     // Whether the program has ended; does not block.
     bool HasEnded();
-    // Asks the program to end as Ctrl+C does.
+    // Cancels the program, as Ctrl+C would.
     void Cancel();
-    // Waits for the end, and cancels the program once if `cancelled` returns true.
+    // Waits for the end. Cancels the program once when `cancelled` returns true.
     void Wait(const std::function<bool()>& cancelled);
     // After the end: "exit code 3" or "signal 9"; empty if the program succeeded.
     const std::string& Failure() const { return failure_; }

@@ -48,7 +48,7 @@ constexpr std::array kTaskNames{
     FlagKey{"delete", &RunSettings::DeleteMarked},
 };
 
-// Keys of the files that morvane-nightly itself reads or names.
+// Keys that name files.
 struct FileKey {
     std::string_view Name;
     std::string Job::*Member;
@@ -96,13 +96,13 @@ class Section {
     }
 
     [[noreturn]] void FailType(const toml::node& node, std::string_view type) const {
-        Fail(node.source(), key_ + " is not " + std::string(type));
+        Fail(node.source(), key_ + " must be " + std::string(type));
     }
 
     std::string TextOf(const toml::node& node) const {
         const auto text = node.value_exact<std::string>();
         if (!text) {
-            FailType(node, "a text");
+            FailType(node, "a string");
         }
         if (Trim(*text).empty()) {
             Fail(node.source(), key_ + " is empty");
@@ -163,7 +163,7 @@ class Section {
         }
     }
 
-    // False if the key is none of the options.
+    // Returns false if the key is not the name of a job option.
     bool ReadJobOption(const toml::node& node) {
         std::string name = key_;
         std::ranges::replace(name, '_', '-');
@@ -218,7 +218,7 @@ std::vector<Job> ReadTomlJobs(std::string_view content, const std::string& path)
         const auto& place = key.source().begin;
         const toml::table* table = node.as_table();
         if (table == nullptr) {
-            throw NotStarted(fmt::format("{}:{}:{}: {} is in no section", path, place.line,
+            throw NotStarted(fmt::format("{}:{}:{}: {} is outside of a section", path, place.line,
                                          place.column, ToVisible(key.str(), "")));
         }
         sections.push_back({place.line, Section(path, key, *table).Read()});

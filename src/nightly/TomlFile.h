@@ -9,9 +9,9 @@
 
 namespace morvane {
 
-// The sections of a TOML file, each a warehouse, in their order. `path` is for messages. Throws
+// The sections of a TOML file, each for a warehouse, in their order. `path` is for messages. Throws
 // NotStarted with line and column for what is not TOML, an unknown or missing key, a value of the
-// wrong type or one that morvane could not read, and two sections of one name.
+// wrong type or one that morvane could not read, and two sections with the same name.
 std::vector<Job> ReadTomlJobs(std::string_view content, const std::string& path);
 
 }  // namespace morvane

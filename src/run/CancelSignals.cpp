@@ -32,8 +32,7 @@ BOOL WINAPI NoteSignal(DWORD event) {
     if (event == CTRL_C_EVENT || event == CTRL_BREAK_EVENT) {
         return again ? FALSE : TRUE;  // after FALSE the system ends the process
     }
-    // The console is closed or the user logs off. The system ends the process when this returns, or
-    // after some seconds.
+    // The console is closed. The system ends the process when this returns, or after some seconds.
     Sleep(INFINITE);
     return TRUE;
 }

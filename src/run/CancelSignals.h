@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 #pragma once
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include "run/SessionEndWatch.h"
+#else
 #include <array>
 #include <csignal>
 #endif
@@ -15,8 +17,8 @@ inline constexpr std::array kCancelSignals{SIGINT, SIGTERM, SIGHUP};
 
 // Handles signals during its lifetime. The first SIGINT or SIGTERM is recorded, the second one ends
 // the process. SIGHUP is only recorded, even if it is repeated, and stays ignored if it was. On
-// Windows the signals are Ctrl+C and Ctrl+Break; closing the console and logging off are recorded
-// too, but the system ends the process a few seconds later.
+// Windows the signals are Ctrl+C and Ctrl+Break; closing the console, logging off and shutting down
+// are recorded too, but the system ends the process a few seconds later.
 class CancelSignals {
   public:
     CancelSignals();
@@ -37,6 +39,7 @@ class CancelSignals {
   private:
     void* event_;  // set by Send()
     void* wait_ = nullptr;
+    SessionEndWatch sessionEnd_{Note};
 #else
 
   private:

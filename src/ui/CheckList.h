@@ -10,8 +10,8 @@
 
 namespace morvane {
 
-// List model of the rows of a query, each with a check box. It makes the cells' texts on demand, so
-// that a list of a million rows opens at once.
+// List model of the rows of a query, each with a check box. Creates the texts of cells on demand,
+// so that a list of a million rows opens immediately.
 class CheckList : public QAbstractTableModel {
     Q_OBJECT
 

@@ -48,8 +48,8 @@ class ConnectionFields : public QWidget {
     void SetDatabases(const std::vector<std::string>& names, const std::string& remembered);
 
   signals:
-    // The server, the kind of login, or the user name or password was edited. What is known about
-    // the server is out of date.
+    // The user has changed the server, the kind of login, or the user name or password. The list of
+    // databases may be out of date.
     void ServerChanged();
     void LoginKindChanged();
     void CredentialsChanged();

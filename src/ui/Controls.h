@@ -40,7 +40,7 @@ class PushButton : public QPushButton {
 // A label. Its access key ("&" in the caption) moves the focus to `buddy`, whose name for screen
 // readers is the caption.
 QLabel* MakeLabel(const char* name, const char* caption, QWidget* buddy, QWidget* parent);
-// Lets screen readers call a control by its caption.
+// Makes the caption the name of a control for screen readers.
 void SetAccessibleCaption(QWidget& control, const QString& caption);
 // A label for longer text, with word wrap.
 QLabel* MakeText(const char* name, const QString& text, QWidget* parent);

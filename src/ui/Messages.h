@@ -33,12 +33,13 @@ class MessageBoxPrompt : public UserPrompt {
 // either, says so on standard error.
 void ShowCaught(UserPrompt& prompt) noexcept;
 
-// Throws `errorText`, and empties it, if an operation that reports its failure there has failed.
+// Unless `done`, clears `errorText` and throws its former content. For operations that return
+// whether they succeeded.
 void Require(bool done, std::string& errorText);
 
-// Base class of the program's windows with their error handling: what fails throws, and the slot
-// or event handler shows the exception to the user, once. Qt does not support exceptions that
-// leave a slot, so slots are connected through Safe(), and event handlers call Try().
+// Base class of the program's windows, which shows exceptions to the user. Qt does not support
+// exceptions that leave a slot, so slots are connected through Safe(), and event handlers call
+// Try().
 class Window : public QDialog {
   public:
     explicit Window(UserPrompt& prompt, QWidget* parent = nullptr)

@@ -17,8 +17,8 @@ namespace {
 constexpr int kBarSteps = 1000;
 constexpr const char* kRunningSuffix = "....";
 
-// A check mark that keeps its place in the layout while it is hidden. A label, because screen
-// readers take a plain widget for a filler.
+// A check mark that keeps its place in the layout while it is hidden. It is a label, because screen
+// readers treat a plain widget as filler.
 class CheckMark : public QLabel {
   public:
     CheckMark(const QString& name, int side, QWidget* parent) : QLabel(parent) {

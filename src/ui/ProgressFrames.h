@@ -44,8 +44,7 @@ class TaskList : public QGroupBox {
     std::vector<Row> rows_;
 };
 
-// ProgIndFrame: what the running task does and how far it is, in one of two frames above a
-// progress bar.
+// ProgIndFrame: shows what the running task is doing, in one of two frames above a progress bar.
 class ProgressIndicator : public QGroupBox {
   public:
     explicit ProgressIndicator(QWidget* parent);

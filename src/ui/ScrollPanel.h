@@ -5,8 +5,8 @@
 
 namespace morvane {
 
-// Holds the controls of a window above its buttons. It asks for the room that they need, and
-// scrolls them on a screen that is too low. A control that gets the focus is scrolled into view.
+// Holds the controls of a window above its buttons. Takes the height that they need, and scrolls
+// them if the screen is too low. A control that gets the focus is scrolled into view.
 class ScrollPanel : public QScrollArea {
   public:
     ScrollPanel(QWidget* content, QWidget* parent);
@@ -15,7 +15,7 @@ class ScrollPanel : public QScrollArea {
     QSize minimumSizeHint() const override;
 };
 
-// The largest size of a window's inside with which its frame fits on the screen.
+// The largest size of a window, without its frame, that fits on the screen.
 QSize RoomOnScreen(const QWidget& window);
 
 // Resizes a window, but not beyond its screen.

@@ -28,8 +28,7 @@ struct ServerSources {
 ServerSources SourcesOfThisMachine(const DataSourceVariables& variables);
 
 // Lists the servers to choose from: the folder of an embedded warehouse, the data sources of this
-// machine, and the servers that answer on the network. Their answers arrive while the list is in
-// use; without a network there are none.
+// machine, and the servers that answer on the network. Answers are added while the list is shown.
 class frmBrowseComputer : public Window {
     Q_OBJECT
 

@@ -36,7 +36,7 @@ class frmMain : public Window {
     void showEvent(QShowEvent* event) override;
     void changeEvent(QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
-    // Escape does not close the window with everything typed, and Enter in a text box does not
+    // Ignores Escape, which would discard everything entered, and Enter in a text box, which would
     // start a run.
     void keyPressEvent(QKeyEvent* event) override;
 

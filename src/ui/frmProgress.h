@@ -40,7 +40,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     void MarkTaskRunning(std::size_t k) override;
     void MarkTaskCompleted(std::size_t k) override;
     void RemoveProgIndicator() override;
-    // Empties the indicator and says in the title how the run has ended.
+    // Clears the indicator and shows in the title how the run ended.
     void ShowStopped(Outcome outcome) override;
     void ShowEndTime(std::string_view endTime) override;
     // Enabling OK also removes the running mark from the tasks, since the run is over.

@@ -3,10 +3,10 @@
 # Runs the commands of the documentation, page by page, each page in its own folder. Arguments: the
 # paths of morvane, morvane-demo, morvane-nightly and morvane-inspect.
 #
-# The words after the three backquotes of a code block tell what to do with it:
+# The words after the three backquotes of a code block say what to do with it:
 #   sh              run it
 #   sh server       run it, and expect that it cannot connect to the server
-#   sh repository   names scripts of this repository, which others run; they must be there
+#   sh repository   check that the scripts it names exist; other tests run them
 #   sh package      nothing: the package tests run it
 #   sh windows      nothing: it is for Windows
 #   bat             nothing: tests/package/install-windows.sh runs it under Wine

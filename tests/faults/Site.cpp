@@ -61,7 +61,7 @@ std::vector<std::string> Site::Findings() const {
                 .Archive = {{archive, false, "u", "p"}, "hist"},
                 .OpenArchive = [&](const ArchiveSettings&) { return open(archive, "hist"); }},
                [](const std::string&) {});
-    EXPECT_EQ(Join(verdict.NotLookedAt, "\n"), "");
+    EXPECT_EQ(Join(verdict.NotChecked, "\n"), "");
     std::vector<std::string> findings;
     for (const Finding& finding : verdict.Findings) {
         findings.push_back(finding.Check + " " + finding.Table + " " +

@@ -88,41 +88,42 @@ TEST(Nightly, SectionsBecomeJobsInTheOrderOfTheFile) {
     EXPECT_EQ(both.Until, 5h);
 }
 
-TEST(Nightly, FaultsOfTheFileAreNamedWithLineAndColumn) {
+TEST(Nightly, ErrorsInTheFileAreReportedWithLineAndColumn) {
     const std::map<std::string, std::string> cases{
-        {"server = \"h\"", "f:1:1: server is in no section"},
+        {"server = \"h\"", "f:1:1: server is outside of a section"},
         {"[a]\nlog = \"l\"", "f:1:2: [a] has no server"},
         {Section("sever = 1"), "f:6:1: unknown key sever"},
         {Section("max-delete = 1"), "f:6:1: unknown key max-delete"},
         {Section("[a.b]"), "f:6:4: unknown key b"},
-        {Section("user = 1"), "f:6:8: user is not a text"},
+        {Section("user = 1"), "f:6:8: user must be a string"},
         {Section("user = \" \""), "f:6:8: user is empty"},
         {Section("user = \"-u\""), "f:6:8: user: morvane would read the value \"-u\" as an option"},
-        {Section("atomic = \"yes\""), "f:6:10: atomic is not true or false"},
-        {Section("keep = 0"), "f:6:8: keep is a number of days from 1, not \"0\""},
-        {Section("until = \"5:00\""), "f:6:9: until is a time of day such as 05:00, not \"5:00\""},
+        {Section("atomic = \"yes\""), "f:6:10: atomic must be true or false"},
+        {Section("keep = 0"), "f:6:8: keep must be a positive number of days, not \"0\""},
+        {Section("until = \"5:00\""),
+         "f:6:9: until must be a time of day such as 05:00, not \"5:00\""},
         {Section("until = \"24:00\""),
-         "f:6:9: until is a time of day such as 05:00, not \"24:00\""},
+         "f:6:9: until must be a time of day such as 05:00, not \"24:00\""},
         {Section("max_delete = \"-1\""),
-         "f:6:14: max_delete is a number of rows or a percentage such as 10%, not \"-1\""},
+         "f:6:14: max_delete must be a number of rows or a percentage such as 10%, not \"-1\""},
         {Section("max_delete = \"101%\""),
-         "f:6:14: max_delete is a number of rows or a percentage such as 10%, not \"101%\""},
+         "f:6:14: max_delete must be a number of rows or a percentage such as 10%, not \"101%\""},
         {"[a]\nserver = \"h\"\ndatabase = \"d\"\nlog = \"l\"\ntasks = [\"purge\"]",
          "f:5:10: unknown task purge; the tasks are check, archive, mark, report and delete"},
         {"[a]\nserver = \"h\"\ndatabase = \"d\"\nlog = \"l\"\ntasks = \"mark\"",
-         "f:5:9: tasks is not a list of tasks"},
+         "f:5:9: tasks must be a list of tasks"},
     };
     for (const auto& [content, message] : cases) {
         EXPECT_EQ(ErrorOf([&, toml = content] { ReadTomlJobs(toml, "f"); }), message) << content;
     }
-    // These are toml++'s words.
+    // The text of these messages is that of toml++.
     for (const std::string& content : {Section(Section("")), std::string("[a]\n\n\nx = = 1")}) {
         const std::string error = ErrorOf([&] { ReadTomlJobs(content, "f"); });
         EXPECT_TRUE(error.starts_with("f:6:") || error.starts_with("f:4:")) << error;
     }
 }
 
-TEST(Nightly, OptionsMayStandAnywhereAndFaultyCommandLinesAreRefused) {
+TEST(Nightly, OptionsCanBeAnywhereAndInvalidCommandLinesAreRefused) {
     const NightlyCommand command = ParseNightlyCommand(
         {"--keep=3", "--config", "f", "a", "--max-delete", "5", "b", "--check-references"});
     EXPECT_EQ(command.Words, (Words{"a", "b"}));
@@ -145,7 +146,7 @@ TEST(Nightly, OptionsMayStandAnywhereAndFaultyCommandLinesAreRefused) {
     }
 }
 
-TEST(Nightly, TimesAreLocalAndOldFilesAreKnownByTheirWholeNames) {
+TEST(Nightly, TimesAreLocalAndOldFilesAreRecognizedByTheirFullNames) {
     EXPECT_EQ(IsoDateTime(NextMoment(kNow, 14h + 7min + 10s)), "2024-03-05 14:07:10");
     EXPECT_EQ(IsoDateTime(NextMoment(kNow, 14h + 7min + 9s)), "2024-03-06 14:07:09");
     const std::map<std::string, bool> names{

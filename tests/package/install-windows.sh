@@ -36,7 +36,7 @@ expect() {
     timeout 120 wine "$@" >"$work/output" 2>&1 </dev/null || code=$?
     [ "$code" -eq "$expected" ] || fail "exit code $code, not $expected: $* $(cat "$work/output")"
 }
-# batch <exit code> <lines...>: runs them as a batch file, in which nothing is quoted that is not quoted here.
+# batch <exit code> <lines...>: runs the lines as a batch file, without adding quotes.
 batch() {
     printf '%s\r\n' "${@:2}" >"$work/lines.bat"
     expect "$1" cmd /c "Z:${work//\//\\}\\lines.bat"
@@ -49,7 +49,7 @@ is() {
     found=$(value "$1" "$2" | iconv -f CP437 -t UTF-8)
     [ "$found" = "$3" ] || fail "$1, $2: \"$found\" and not \"$3\""
 }
-# The files of the drive, and what the registry has of Morvane and PATH. (Wine changes other parts of it.)
+# Prints the files of the drive and the registry's values about Morvane and PATH. (Wine changes others.)
 state() {
     wineserver -w
     (cd "$drive" && find . -not -path '*/[Tt]emp/*' | sort)
@@ -155,13 +155,13 @@ if [ -e "$installed/morvane-demo.exe" ]; then
     echo "== The first ten minutes"
     . scripts/display.sh
     start_display
-    wineserver -w  # A session that began without a display remains without.
+    wineserver -w  # a Wine session that began without a display never gets one
     env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null
     wait_for_window Morvane
     stop_display
     wineserver -w
     unset DISPLAY
-    # Blocks that are marked "bat" are commands; the others need a real Windows.
+    # Runs the blocks marked "bat"; the others need a real Windows.
     sed -n '/^```bat$/,/^```$/{/^```/!p}' docs/first-ten-minutes-on-windows.md | sed 's/$/\r/' >"$work/page.bat"
     expect 0 cmd /c "Z:${work//\//\\}\\page.bat"
     says 'unused now'

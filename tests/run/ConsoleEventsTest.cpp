@@ -2,6 +2,10 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <chrono>
+#include <future>
+#include <memory>
+
 #include "run/CancelSignals.h"
 
 namespace morvane::testing {
@@ -25,6 +29,20 @@ TEST(CancelSignals, NoteCtrlCOnAWindowsConsole) {
     EXPECT_FALSE(CancelSignals::Received());
     ASSERT_TRUE(GenerateConsoleCtrlEvent(CTRL_C_EVENT, 0));
     EXPECT_TRUE(ReceivedWithin(10'000));
+}
+
+TEST(CancelSignals, HoldUpTheEndOfASessionUntilTheWorkIsDone) {
+    auto signals = std::make_unique<const CancelSignals>();
+    const HWND window = FindWindowW(L"MorvaneSessionEndWatch", nullptr);
+    ASSERT_NE(window, nullptr);
+    EXPECT_EQ(SendMessageW(window, WM_QUERYENDSESSION, 0, 0), TRUE);
+    EXPECT_TRUE(CancelSignals::Received());
+    EXPECT_EQ(SendMessageW(window, WM_ENDSESSION, FALSE, 0), 0);  // the user stays
+    auto end =
+        std::async(std::launch::async, [window] { SendMessageW(window, WM_ENDSESSION, TRUE, 0); });
+    EXPECT_EQ(end.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+    signals.reset();
+    EXPECT_EQ(end.wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ PYTHON
 "$inspect" plan -mac "sqlite:$work" -db retail --format csv >"$work/plan.csv" || [ $? = 1 ]
 grep -q '^sales,fact,180000,54005,' "$work/plan.csv"
 grep -q '^customer,slowly moving,5720,,991,1710,158,315,158,315,321,905,' "$work/plan.csv"
-# A reader that has seen enough is no error.
+# It is not an error if the reader closes the pipe early.
 "$inspect" verify --list -mac "sqlite:$work" -db retail | head -n 1 >/dev/null || [ $? = 1 ]
 
 archive=(-bkmac "sqlite:$work" -bkusr u -bkpwd p -bkdb retail_archive)
@@ -51,7 +51,7 @@ sqlite3 "$lock" "UPDATE dwm_multiuse SET lock = 0, user_name = 'somebody'"
 expect other-user 'r["errors"] == []' -db retail -mark
 sqlite3 "$lock" "UPDATE dwm_multiuse SET user_name = ''"
 
-# A file that cannot be written changes nothing else.
+# A result file that cannot be written does not affect the run.
 for file in "$work/none/result.json" "$work/retail.db" "$work/status"; do
     MORVANE_RESULT=$file "$morvane" -mac "sqlite:$work" -ntaut -db retail -mark -log "$work/logs" \
         -statusfile "$work/status" >"$work/output" 2>&1

@@ -8,37 +8,25 @@ make_warehouse=$2
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/../../scripts/display.sh"
 
-work=$(mktemp -d)
-started=
-finish() {
-    [ -z "$started" ] || kill "$started" 2>/dev/null || true
-    stop_display
-    rm -rf "$work"
-}
-trap finish EXIT
-unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
+begin_session
 export XDG_RUNTIME_DIR=$work
 export LSAN_OPTIONS="suppressions=$here/leaks.txt:print_suppressions=0"
 mkdir "$work/shop" "$work/logs"
 "$make_warehouse" "$work/shop" >/dev/null
 start_display
 
-# start <options...> runs the program in the background.
+# start <options...>: runs the program in the background.
 start() {
     "$program" "$@" 2>"$work/errors" &
     started=$!
 }
-# the_end [text] waits for the program and expects exit code 0 and an empty standard error, except for
-# lines with the text.
+# the_end [text]: waits for the program, which must succeed and write nothing to standard error except lines
+# with the text.
 the_end() {
-    local code=0
-    wait "$started" || code=$?
-    started=
-    [ "$code" -eq 0 ] && [ "$(grep -vF "${1:-nothing}" "$work/errors")" = "" ] ||
-        { echo "ended with $code"; cat "$work/errors"; exit 1; }
+    expect_success
+    if grep -vF "${1:-nothing}" "$work/errors"; then exit 1; fi
 }
 lock() { sqlite3 "$work/shop/retail.db" 'SELECT * FROM dwm_multiuse'; }
-is_gone() { ! window_named "$1" >/dev/null; }
 
 echo "-- the settings window performs a run"
 start
@@ -57,7 +45,7 @@ press alt+c
 the_end
 [ "$(find "$work/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 
-# Starts the settings window, which then holds the lock, and begins to edit a condition.
+# edit: starts the settings window, which then holds the lock, and begins to edit a condition.
 edit() {
     start
     wait_for_window Morvane

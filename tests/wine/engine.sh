@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# The programs for Windows, under Wine, against those of this system: the same demo warehouse, and after a run
-# of all tasks the same tables, log and reports but for times and
-# backslashes. Arguments: the folders of the programs for
-# Windows and of those for this system; both have the layout of a build folder.
+# Compares the Windows programs under Wine with the native ones: the same demo warehouse, and after a run of all
+# tasks the same tables, log and reports except for times and backslashes. Arguments: the build folders for
+# Windows and for this system.
 set -euo pipefail
 windows=$(realpath "$1")
 native=$(realpath "$2")
@@ -14,11 +13,11 @@ export MORVANE_CONSOLE=1
 options=(-mac sqlite:shop -ntaut -db retail -chkmd -clsf -bkmac sqlite:shop -bkdb retail_archive -bkusr archivist
     -mark -grep -del -log logs)
 
-# in_folder <name> <command...>: runs a command in a folder of the test, where the same relative names serve both.
+# in_folder <name> <command...>: runs a command in a folder of its own, so that both use the same relative names.
 in_folder() {
     (mkdir -p "$work/$1" && cd "$work/$1" && shift && "$@" >output 2>&1) || { cat "$work/$1/output"; exit 1; }
 }
-# The archive notes when a row was archived.
+# The archive contains the time of the run.
 dump() { sqlite3 "$work/$1/shop/$2.db" .dump | sed "s/'$(date +%Y-%m)-[0-9 :-]*'/TIME/"; }
 same() { cmp <(dump windows "$1") <(dump native "$1") || { echo "$1.db differs $2"; exit 1; }; }
 
@@ -34,12 +33,12 @@ for atomic in "" -datom; do
     same retail_archive "after the run"
 done
 
-# without_times <folder>: its logs and reports in the order of their names.
+# without_times <folder>: prints its logs and reports in the order of their names.
 without_times() {
     cd "$work/$1/logs"
     for file in *; do
         echo "${file//[0-9]/0}"
-        # Reports have times as the system writes them.
+        # The time format of the reports depends on the system.
         sed -E 's/[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}/TIME/g
             s/[0-9]{1,2}:[0-9]{2}:[0-9]{2}( [AP]M)?/TIME/g
             s/[0-9]{2}-[0-9]{2}-[0-9]{6}-[0-9]{2}-[0-9]{2}/STAMP/g; s/logs\\/logs\//' "$file"
@@ -48,7 +47,7 @@ without_times() {
 diff <(without_times windows) <(without_times native)
 [ "$(find "$work/windows/logs" -type f | wc -l)" -eq 8 ]
 
-# The questions get the same answers, too.
+# morvane-inspect gives the same answers.
 for question in plan verify "why customer 1"; do
     for system in windows native; do
         program=("$native/src/inspect/morvane-inspect")
@@ -58,10 +57,10 @@ for question in plan verify "why customer 1"; do
     done
     cmp <(tr -d '\r' <"$work/windows/answer") "$work/native/answer"
 done
-# The scheduler's program, as a user whose name has letters beyond ASCII and who ran last.
+# morvane-nightly, as a user with a non-ASCII name who also ran last.
 cd "$work/windows"
 export USER=Jürgen LOGNAME=Jürgen
 sqlite3 shop/retail.db "UPDATE dwm_multiuse SET user_name = 'Jürgen'"
 echo '-mac sqlite:shop -db retail -ntaut -chkmd -mark -log "logs"' >nightly.cfg
 wine "$windows/src/morvane-nightly.exe" nightly.cfg status.txt 2>errors || { cat errors; exit 1; }
-echo "The programs for Windows do the same as those for this system."
+echo "The Windows programs give the same results as the native ones."

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: Apache-2.0
-# Operates the windows of the program for Windows by keyboard and mouse, under Wine on a virtual display.
+# Operates the windows of the Windows program by keyboard and mouse, under Wine on a virtual display.
 # Arguments: the build folder for Windows, and optionally a folder for pictures (needs ImageMagick).
 set -euo pipefail
 windows=$(realpath "$1")
@@ -8,16 +8,8 @@ pictures=${2:-}
 here=$(cd "$(dirname "$0")" && pwd)
 . "$here/../../scripts/display.sh"
 
-work=$(mktemp -d)
-started=
-finish() {
-    [ -z "$started" ] || kill "$started" 2>/dev/null || true
-    stop_display
-    rm -rf "$work"
-}
-trap finish EXIT
-unset MORVANE_CONSOLE WAYLAND_DISPLAY QT_QPA_PLATFORM
-# xdotool cannot type letters that the keyboard of Wine does not have; only options get this folder.
+begin_session
+# xdotool cannot type letters that are missing on Wine's keyboard, so this folder is only given in options.
 umlauts="$work/Büro Straße"
 home="$work/my shop"
 mkdir -p "$home/logs" "$umlauts"
@@ -30,17 +22,10 @@ start() {
     wine "$windows/src/morvane.exe" "$@" >"$work/output" 2>"$work/errors" &
     started=$!
 }
-the_end() {
-    local code=0
-    wait "$started" || code=$?
-    started=
-    [ "$code" -eq 0 ] || { echo "ended with $code"; cat "$work/errors"; exit 1; }
-}
 lock() { sqlite3 "$home/shop/retail.db" 'SELECT lock FROM dwm_multiuse'; }
-is_gone() { ! window_named "$1" >/dev/null; }
 picture() { [ -z "$pictures" ] || import -window "$(window_named "$1")" "$pictures/$2.png"; }
 
-# connect: fills in the server and the database.
+# connect: enters the server and the database.
 connect() {
     wait_for_window Morvane
     enter alt+s "sqlite:$windows_home\\shop"
@@ -65,7 +50,7 @@ press Return
 wait_until is_gone "Progress Of the Morvane Tool"
 wait_for_window Morvane
 press alt+c
-the_end
+expect_success
 [ "$(find "$home/logs" -name '*Report*.html' | wc -l)" -eq 3 ]
 [ "$(lock)" = 0 ]
 
@@ -76,11 +61,11 @@ start -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark -log "$windows_h
 wait_for_window "Lock Profile"
 picture "Lock Profile" lock
 press Return
-the_end
+expect_success
 [ "$(lock)" = 1 ]
 sqlite3 "$home/shop/retail.db" 'UPDATE dwm_multiuse SET lock = 0'
 
-echo "-- the shell's dialog for a folder begins with the folder of the field, and Escape changes nothing"
+echo "-- the shell's folder dialog opens, and Escape changes nothing"
 start
 connect
 enter alt+l "$windows_home\\logs"
@@ -91,14 +76,14 @@ press Escape
 wait_until is_gone "Browse for Folder"
 wait_for_window Morvane
 press alt+l ctrl+a ctrl+c alt+c
-the_end
+expect_success
 
 echo "-- configuration mode writes a file"
 start -config "$windows_umlauts\\nightly.cfg" -mac "sqlite:$windows_home\\shop" -db retail -ntaut -mark \
     -log "$windows_umlauts"
 wait_for_window Morvane
 press alt+l Tab Tab space # past Browse, to Save Settings
-the_end
+expect_success
 grep -qF -- "-db retail -ntaut -chkmd -mark -log \"$windows_umlauts\"" "$umlauts/nightly.cfg"
 
 echo "-- a click on Cancel ends a run in order"
@@ -109,8 +94,18 @@ start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:
 wait_for_window "Progress Of the Morvane Tool"
 eval "$(xdotool getwindowgeometry --shell "$(window_named "Progress Of the Morvane Tool")")"
 xdotool mousemove --window "$WINDOW" $((WIDTH - 48)) $((HEIGHT - 23)) click 1
-the_end
+expect_success
 grep -q '^failure' "$home/status.txt"
 grep -q 'ancel' -r "$home/logs"
 [ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
-echo "The windows do what they should."
+
+echo "-- so does logging off"
+rm -rf "$home/logs/"*
+start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
+    -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
+wait_for_window "Progress Of the Morvane Tool"
+timeout 60 wine wineboot --end-session 2>/dev/null || true # it may crash after it has notified all programs
+expect_success
+grep -q '^failure' "$home/status.txt"
+[ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+echo "The windows passed under Wine."
