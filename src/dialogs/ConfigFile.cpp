@@ -75,7 +75,7 @@ RunSettings Parse(const std::string& line) {
 constexpr std::array kValues{
     &RunSettings::Machine,         &RunSettings::Database,        &RunSettings::UserName,
     &RunSettings::Password,        &RunSettings::ArchiveMachine,  &RunSettings::ArchiveDatabase,
-    &RunSettings::ArchiveUserName, &RunSettings::ArchivePassword,
+    &RunSettings::ArchiveUserName, &RunSettings::ArchivePassword, &RunSettings::LogDirectory,
 };
 
 // The file is a single line.
@@ -89,6 +89,7 @@ bool IsReadBack(const RunSettings& settings, std::string RunSettings::*value) {
     }
     RunSettings expected;
     expected.*value = settings.*value;
+    expected.LogGiven = value == &RunSettings::LogDirectory;
     Line line(expected);
     line.Text(value);
     return Parse(line.Result()) == expected;
@@ -128,7 +129,7 @@ std::string ConfigLineFault(const RunSettings& settings) {
                    "a line end, or begins like an option.";
         }
     }
-    return !EndsLine(settings.LogDirectory) && Parse(ConfigLine(settings)) == settings
+    return Parse(ConfigLine(settings)) == settings
                ? ""
                : "The settings cannot be written into the configuration file: it would not be read "
                  "back as it is meant.";

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QPlainTextEdit>
 #include <QStyledItemDelegate>
+#include <QTextBlock>
 #include <QTextDocument>
 #include <QTimer>
 
@@ -63,6 +64,7 @@ QWidget* ConditionDelegate::createEditor(QWidget* parent, const QStyleOptionView
     editor->setAccessibleName("Condition of " +
                               index.siblingAtColumn(kTableColumn).data().toString());
     editor->document()->setDocumentMargin(2);
+    editor->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);  // all lines are wrapped
     connect(editor->document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged,
             editor, [this, editor, row = QPersistentModelIndex(index)] {
                 FitToText(*editor, grid_.visualRect(row));
@@ -95,9 +97,13 @@ void ConditionDelegate::updateEditorGeometry(QWidget* editor, const QStyleOption
 
 // Places the editor over its cell, as high as its text needs and the grid allows.
 void ConditionDelegate::FitToText(QPlainTextEdit& editor, const QRect& cell) const {
-    const qreal lines = editor.document()->documentLayout()->documentSize().height();
-    const qreal margins = 2 * (editor.document()->documentMargin() + editor.frameWidth());
-    const int needed = qCeil(lines * editor.fontMetrics().lineSpacing() + margins);
+    // The layout's own height is in lines. The last block includes the lower margin.
+    const QAbstractTextDocumentLayout& layout = *editor.document()->documentLayout();
+    qreal text = editor.document()->documentMargin();
+    for (QTextBlock block = editor.document()->begin(); block.isValid(); block = block.next()) {
+        text += layout.blockBoundingRect(block).height();
+    }
+    const int needed = qCeil(text) + 1 + 2 * editor.frameWidth();  // else it has a scroll bar
     const int available = grid_.viewport()->height();
     const int height = qMin(qMax(needed, cell.height()), available);
     editor.setGeometry(cell.x(), qMax(0, qMin(cell.y(), available - height)), cell.width(), height);

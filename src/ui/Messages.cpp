@@ -4,6 +4,7 @@
 #include <QAbstractButton>
 #include <QKeyEvent>
 #include <QMessageBox>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QTimer>
 #include <algorithm>
@@ -24,13 +25,28 @@ constexpr const char* kTitle = "Morvane";
 constexpr std::chrono::milliseconds kEndingPoll{200};
 constexpr int kMostLines = 14;
 constexpr int kMostLetters = 1000;
+constexpr QChar kZeroWidthSpace(0x200B);
 
-// A box is as high as its text. A text that is too long for a low screen is cut, and the details,
-// which scroll, contain all of it.
+// A box is as wide as its longest word, such as a path. Zero-width spaces let it wrap such words.
+QString WithBreaks(QString text) {
+    static const QRegularExpression longWord("\\S{61,}");
+    static const QRegularExpression piece("(\\S{20,59}[/\\\\,;._-]|\\S{60})(?=\\S)");
+    QRegularExpressionMatch match;
+    for (qsizetype at = 0; (at = text.indexOf(longWord, at, &match)) >= 0;) {
+        const QString word = match.captured().replace(piece, QString("\\1") + kZeroWidthSpace);
+        text.replace(at, match.capturedLength(), word);
+        at += word.size();
+    }
+    return text;
+}
+
+// A box is as high as its text. A text that is too long for a low screen is cut. The details, which
+// scroll, contain all of it as it is.
 void SetText(QMessageBox& box, const QString& text) {
     const QString start = text.section('\n', 0, kMostLines - 1).left(kMostLetters);
-    box.setText(start == text ? text : start + "...");
-    if (start != text) {
+    const QString shown = WithBreaks(start == text ? text : start + "...");
+    box.setText(shown);
+    if (shown != text) {
         box.setDetailedText(text);
     }
 }

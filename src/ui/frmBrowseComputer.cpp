@@ -67,7 +67,7 @@ void frmBrowseComputer::MakeControls() {
     lstServers_->setToolTip("The servers that were found; double-click one to take it");
     lstServers_->addItem(new QListWidgetItem(style()->standardIcon(QStyle::SP_DirIcon),
                                              "Embedded warehouse folder..."));
-    lstServers_->setCurrentRow(kEmbeddedRow, QItemSelectionModel::NoUpdate);
+    lstServers_->setCurrentRow(kEmbeddedRow);
     layout->addWidget(MakeLabel("lblServers", "&Servers:", lstServers_, this));
     layout->addWidget(lstServers_, 1);
     lblState_ = Named("lblState", new QLabel(this));
@@ -84,7 +84,6 @@ QWidget* frmBrowseComputer::MakeButtons() {
     const DialogButtons buttons = MakeDialogButtons("&Cancel", this);
     cmdOK_ = buttons.cmdOK;
     cmdOK_->setToolTip("Take the selected server");
-    cmdOK_->setEnabled(false);
     buttons.cmdCancel->setToolTip("Close without taking a server");
     connect(cmdOK_, &QPushButton::clicked, this, &frmBrowseComputer::accept);
     connect(buttons.cmdCancel, &QPushButton::clicked, this, &frmBrowseComputer::reject);

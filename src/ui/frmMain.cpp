@@ -325,10 +325,11 @@ void frmMain::cmdClose_Click() {
     close();
 }
 
+// Process may delete, so Enter presses it only if a button has the focus.
 void frmMain::keyPressEvent(QKeyEvent* event) {
     const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    const bool inText = qobject_cast<QLineEdit*>(focusWidget()) != nullptr;
-    if (event->key() != Qt::Key_Escape && !(enter && inText)) {
+    const bool onButton = qobject_cast<QPushButton*>(focusWidget()) != nullptr;
+    if (event->key() != Qt::Key_Escape && (!enter || onButton)) {
         QDialog::keyPressEvent(event);
     }
 }

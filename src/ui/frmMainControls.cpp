@@ -69,6 +69,8 @@ QWidget* frmMain::MakeOptions() {
     const auto rowOf = [](bool RunSettings::*task) { return static_cast<int>(TaskIndex(task)); };
     layout->addWidget(cmdFacts_, rowOf(&RunSettings::ArchiveFactTables), 2);
     layout->addWidget(cmdDimensions_, rowOf(&RunSettings::DetectAndMark), 2);
+    setTabOrder(&CheckBox(&RunSettings::ArchiveFactTables), cmdFacts_);
+    setTabOrder(&CheckBox(&RunSettings::DetectAndMark), cmdDimensions_);
     for (const Task& task : kTasks) {
         const int row = rowOf(task.Flag);
         const int columns = layout->itemAtPosition(row, 2) != nullptr ? 2 : 3;

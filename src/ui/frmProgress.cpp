@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 
 #include "ui/Controls.h"
 #include "ui/ProgressFrames.h"
@@ -167,7 +168,7 @@ void frmProgress::ShowOverview(const RunOverview& overview) {
     tasks_->Show(overview.TaskNames);
     SettleLayout();
     setWindowState(Qt::WindowNoState);
-    cutOff_ = 0;
+    ownHeights_.clear();
     ResizeWithoutLoss(layout()->totalSizeHint());
     Centre();
     cmdCancel_->setFocus();
@@ -239,7 +240,7 @@ void frmProgress::ChangeHeight(const std::function<void()>& change) {
         SettleLayout();
         return layout()->totalMinimumSize().height();
     };
-    const int spare = height() + cutOff_ - need();
+    const int spare = ChosenHeight() + cutOff_ - need();
     const int oldWidth = width();
     change();
     const int wanted = need() + spare;
@@ -248,12 +249,21 @@ void frmProgress::ChangeHeight(const std::function<void()>& change) {
     }
 }
 
+// The height as last set by the program or the user. A window manager can report one of the
+// program's earlier heights late, rounded by the scale of the screen.
+int frmProgress::ChosenHeight() const {
+    const bool own =
+        std::ranges::any_of(ownHeights_, [this](int set) { return std::abs(set - height()) <= 1; });
+    return own ? ownHeights_.back() : height();
+}
+
 // Remembers the height for which the screen has no room. The window moves up if it would grow
 // beyond the lower edge of the screen.
 void frmProgress::ResizeWithoutLoss(const QSize& wanted) {
     const QSize size = wanted.boundedTo(RoomOnScreen(*this));
     cutOff_ = wanted.height() - size.height();
     resize(size);
+    ownHeights_.push_back(height());
     const QRect room = screen()->availableGeometry();
     if (isVisible() && frameGeometry().bottom() > room.bottom()) {
         move(x(), std::max(room.top(), room.bottom() + 1 - frameGeometry().height()));

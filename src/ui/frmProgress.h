@@ -3,6 +3,7 @@
 
 #include <QDialog>
 #include <functional>
+#include <vector>
 
 #include "core/ProgressWindow.h"
 
@@ -73,6 +74,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     QPushButton& Button(ProgressControl objControl) const;
     void ResizeWithoutLoss(const QSize& wanted);
     void ChangeHeight(const std::function<void()>& change);
+    int ChosenHeight() const;
     void TakeCancel();
     void CloseWindow();
 
@@ -88,6 +90,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     QPushButton* cmdCancel_ = nullptr;
     QMargins designedMargins_;
     int cutOff_ = 0;
+    std::vector<int> ownHeights_;  // to which the program has set the window in this run
 };
 
 }  // namespace morvane

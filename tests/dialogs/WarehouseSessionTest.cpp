@@ -3,12 +3,15 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "base/Platform.h"
 #include "db/ArchiveSettings.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
+#include "support/Texts.h"
 
 namespace morvane::testing {
 namespace {
@@ -84,6 +87,25 @@ TEST_F(Session, ShowsAFailedConnectionOrReleaseOnce) {
     EXPECT_EQ(Prompt.Shown.size(), 2U);
     EXPECT_FALSE(State.LockHeld);
 }
+
+#ifndef _WIN32
+TEST_F(Session, OpensTheFileThatHasReplacedTheWarehouse) {
+    EXPECT_TRUE(Prepare(Warehouse));
+    const std::string backup = Warehouse.Folder() + "/backup";
+    std::filesystem::copy_file(Warehouse.File(), backup);
+    std::filesystem::rename(backup, Warehouse.File());
+    const std::string change = "UPDATE dwm_multiuse SET user_name = 'eva'";
+    try {
+        State.WarehouseConnection->Execute(change);
+        FAIL();
+    } catch (const DatabaseError& error) {
+        EXPECT_TRUE(Contains(error.what(), "moved, deleted or replaced"));
+    }
+    EXPECT_TRUE(Prepare(Warehouse));
+    State.WarehouseConnection->Execute(change);
+    EXPECT_EQ(Warehouse.LockRow(), "1|eva");
+}
+#endif
 
 TEST_F(Session, ArchiveDetailsMustBeComplete) {
     RunSettings settings;

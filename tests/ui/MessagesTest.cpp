@@ -51,12 +51,13 @@ TEST(Application, DropsAnEventWhoseHandlerThrows) {
 }
 
 TEST(MessageBoxPrompt, ShowsALongMessageInDetailsThatScroll) {
-    std::string text;
+    std::string text = std::string(900, 'x') + "\r\n";
     for (int line = 0; line < 300; ++line) {
         text += "table_type  Incorrect for TableName : product\r\n";
     }
     WhenModalOpens([](QWidget& box) {
-        EXPECT_LT(box.height(), 480);
+        EXPECT_LT(box.height(), 600);
+        EXPECT_LT(box.width(), 700) << "long words are wrapped";
         EXPECT_EQ(dynamic_cast<QMessageBox&>(box).detailedText().count("product"), 300);
         QTest::keyClick(&box, Qt::Key_Escape);
     });

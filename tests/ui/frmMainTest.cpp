@@ -149,10 +149,12 @@ TEST_F(MainWindow, KeepsWhatIsTypedAtEscapeEnterAndTheMouseWheel) {
     QApplication::sendEvent(&list, &turn);
     EXPECT_EQ(list.currentIndex(), chosen);
     ASSERT_TRUE(IsEnabled("cmdProcess"));
-    for (const char* box : {"txtServer", "txtLogFile"}) {
-        Find<QLineEdit>(window, box).setFocus();
-        QTest::keyClick(&Find<QLineEdit>(window, box), Qt::Key_Return);
-        QTest::keyClick(&Find<QLineEdit>(window, box), Qt::Key_Escape);
+    EXPECT_EQ(Find<QWidget>(window, "chkOptions1").nextInFocusChain()->objectName(), "cmdFacts");
+    for (const char* name : {"txtLogFile", "cboDB", "chkOptions0", "optSecureLogin"}) {
+        auto& control = Find<QWidget>(window, name);
+        control.setFocus();
+        QTest::keyClick(&control, Qt::Key_Return);
+        QTest::keyClick(&control, Qt::Key_Escape);
     }
     QApplication::processEvents();
     EXPECT_TRUE(window.isVisible() && !RunWindow.isVisible());

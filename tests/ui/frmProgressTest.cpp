@@ -144,6 +144,7 @@ TEST_F(ProgressForm, ShowsThatItIsCancellingAndHowTheRunEnded) {
         EXPECT_EQ(Window.windowTitle(), "Progress Of the Morvane Tool");
         const int height = Window.height();
         Window.HideFrame(ProgressFrame::OverallProgFrame);
+        Window.resize(Window.width(), height);  // as reported late by a window manager
         Window.ShowFrame(ProgressFrame::DetectProgFrame);
         Window.SetProgressRange(0, 2);
         Window.ProgressVal(1);

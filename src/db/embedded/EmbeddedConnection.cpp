@@ -58,7 +58,7 @@ void EmbeddedConnection::Close() {
 
 void EmbeddedConnection::SetDefaultDatabase(std::string_view name) {
     RequireOpen();
-    if (!name.empty() && name == context_.Database) {
+    if (!name.empty() && name == context_.Database && !database_->HasMoved()) {
         return;
     }
     SqliteDatabase database =

@@ -23,6 +23,10 @@ std::string Describe(sqlite3* database) {
         case SQLITE_BUSY:
             return "The database is in use by another process (" + text + ").";
         case SQLITE_READONLY:
+            if (sqlite3_extended_errcode(database) == SQLITE_READONLY_DBMOVED) {
+                return "The file of the database was moved, deleted or replaced while it was open; "
+                       "start again with the file that is there now.";
+            }
             return "The database cannot be written (" + text + ").";
         case SQLITE_FULL:
             return "There is no room on the disk (" + text + ").";
@@ -167,6 +171,12 @@ SqliteDatabase SqliteDatabase::OpenFile(const std::string& path, BusyWait& wait,
     }
     database.Run(kCacheSize);
     return database;
+}
+
+bool SqliteDatabase::HasMoved() const {
+    int moved = 0;
+    sqlite3_file_control(handle_.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved);
+    return moved != 0;
 }
 
 SqliteStatement SqliteDatabase::Compile(std::string_view sql, std::string_view shownAs) const {

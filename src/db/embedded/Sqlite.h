@@ -58,6 +58,8 @@ class SqliteDatabase {
     // Expires with the database.
     std::weak_ptr<sqlite3> Watched() const { return handle_; }
 
+    // Whether the path now leads to another file or to none.
+    bool HasMoved() const;
     // Compiles a statement that may contain text from users; see StatementGuard.
     SqliteStatement Compile(std::string_view sql, std::string_view shownAs) const;
     // Runs one of the engine's own statements.
