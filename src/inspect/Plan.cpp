@@ -169,7 +169,8 @@ std::string WhyNotMarked(Connection& connection, const std::string& table) {
     if (QueryNumber(connection, ofTable + " AND foreign_table = '" + table + "'") > 0) {
         return "its table refers to itself";
     }
-    return "marking never reaches it, because a table that refers to it is not reached from the fact "
+    return "marking never reaches it, because a table that refers to it is not reached from the "
+           "fact "
            "tables";
 }
 
