@@ -170,7 +170,8 @@ std::string WhyNotMarked(Connection& connection, const std::string& table) {
         return "its table refers to itself";
     }
     return "marking never reaches it, because a table that refers to it is not reached from the "
-           "fact tables";
+           "fact "
+           "tables";
 }
 
 Plan MakePlan(Connection& connection, const StepReport& report) {
