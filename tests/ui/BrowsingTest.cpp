@@ -110,6 +110,9 @@ TEST_F(BrowsingDialog, AsksForTheFolderOfAnEmbeddedWarehouse) {
             const auto& files = Find<QListView>(folders, "listView");
             const auto shown = [&] { return files.model()->rowCount(files.rootIndex()); };
             EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == 1; }));
+            const QModelIndex entry = files.model()->index(0, 0, files.rootIndex());
+            EXPECT_EQ(entry.flags().testFlag(Qt::ItemIsSelectable), entry.data() == "shop")
+                << "a file would disable Choose";
             ChooseShownFolder(folders);
         });
         QTest::keyClick(&list, Qt::Key_Return);
