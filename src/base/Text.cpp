@@ -177,13 +177,6 @@ std::string ToVisible(std::string_view utf8, std::string_view kept) {
     return shown;
 }
 
-std::string ToAsciiHtml(std::string_view utf8) {
-    std::string ascii;
-    ascii.reserve(utf8.size());
-    AppendAsciiHtml(ascii, utf8);
-    return ascii;
-}
-
 void AppendAsciiHtml(std::string& out, std::string_view utf8) {
     while (!utf8.empty()) {
         const auto beyond = std::find_if(

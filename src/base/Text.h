@@ -44,11 +44,8 @@ std::string OneLine(std::string_view text);
 // those in `kept`, line separators, bidirectional controls and invalid UTF-8.
 std::string ToVisible(std::string_view utf8, std::string_view kept);
 
-// Replaces non-ASCII characters by numeric character references ("&#233;"), so that a browser needs
-// no charset. Invalid UTF-8 becomes U+FFFD.
-std::string ToAsciiHtml(std::string_view utf8);
-
-// Appends ToAsciiHtml() to `out` without a temporary string.
+// Appends a text with numeric character references ("&#233;") instead of non-ASCII characters, so
+// that a browser needs no charset. Invalid UTF-8 becomes U+FFFD.
 void AppendAsciiHtml(std::string& out, std::string_view utf8);
 
 }  // namespace morvane

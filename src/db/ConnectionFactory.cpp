@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "base/Platform.h"
+#include "base/modFileFunctions.h"
 #include "core/DatabaseError.h"
 #include "db/StatementTrace.h"
 #include "db/embedded/EmbeddedConnection.h"
@@ -32,6 +34,19 @@ ConnectionFactory ConnectionsWith(ConnectionOptions options) {
 
 std::unique_ptr<Connection> CreateConnection(std::string_view server) {
     return ConnectionsWith({})(server);
+}
+
+bool IsSameServer(std::string_view a, std::string_view b) {
+    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
+        return EqualsIgnoreCase(a, b);
+    }
+    return AreEquivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
+                         ToPath(b.substr(kEmbeddedPrefix.size())));
+}
+
+bool IsSameDatabase(const Connection& a, const Connection& b) {
+    return IsSameServer(a.Property("Server Name"), b.Property("Server Name")) &&
+           EqualsIgnoreCase(a.DefaultDatabase(), b.DefaultDatabase());
 }
 
 }  // namespace morvane

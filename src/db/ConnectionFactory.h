@@ -26,4 +26,11 @@ ConnectionFactory ConnectionsWith(ConnectionOptions options);
 // The same without options.
 std::unique_ptr<Connection> CreateConnection(std::string_view server);
 
+// Whether two connections with these "Server Name" properties reach the same server. The folder of
+// an embedded server can be written in several ways.
+bool IsSameServer(std::string_view a, std::string_view b);
+
+// Whether two open connections have the same database of the same server.
+bool IsSameDatabase(const Connection& a, const Connection& b);
+
 }  // namespace morvane

@@ -7,10 +7,9 @@
 #include <map>
 #include <string_view>
 
-#include "base/Platform.h"
 #include "base/Text.h"
 #include "base/modFileFunctions.h"
-#include "db/embedded/EmbeddedConnection.h"
+#include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "db/odbc/OdbcDriver.h"
 
@@ -204,15 +203,6 @@ std::string ServerOf(std::string_view record) {
     return odbc::IsPort(port) && port != kDefaultPort ? host + "," + port : host;
 }
 
-// An embedded server is a folder, which can be written in several ways.
-bool SameServer(const std::string& a, const std::string& b) {
-    if (EqualsIgnoreCase(a, b) || !IsEmbeddedServer(a) || !IsEmbeddedServer(b)) {
-        return EqualsIgnoreCase(a, b);
-    }
-    return AreEquivalent(ToPath(a.substr(kEmbeddedPrefix.size())),
-                         ToPath(b.substr(kEmbeddedPrefix.size())));
-}
-
 }  // namespace
 
 DataSourcePlaces FindDataSourcePlaces(const DataSourceVariables& variables) {
@@ -290,7 +280,7 @@ DatabaseList ListDatabases(const ConnectionFactory& connect, const ServerLogin& 
 
 std::vector<std::string> ArchiveDatabases(const DatabaseList& list, const Connection& warehouse) {
     std::vector<std::string> names = list.Names;
-    if (SameServer(list.ServerName, warehouse.Property("Server Name"))) {
+    if (IsSameServer(list.ServerName, warehouse.Property("Server Name"))) {
         const std::string own = warehouse.DefaultDatabase();
         std::erase_if(names, [&](const std::string& name) { return EqualsIgnoreCase(name, own); });
     }

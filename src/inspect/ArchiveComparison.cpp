@@ -2,6 +2,7 @@
 #include "inspect/ArchiveComparison.h"
 
 #include "base/Text.h"
+#include "db/ConnectionFactory.h"
 #include "inspect/TemporaryTable.h"
 #include "tasks/modArchiveFactTables.h"
 
@@ -47,7 +48,7 @@ void CompareWithArchive(FindingCollector& found, const StarSchema& star,
     }
     Connection& warehouse = found.Warehouse();
     const std::string server(Trim(archive.Login.Server));
-    const bool sameServer = EqualsIgnoreCase(server, Trim(warehouse.Property("Data Source")));
+    const bool sameServer = IsSameServer(server, Trim(warehouse.Property("Data Source")));
     if (!sameServer && archive.Login.NTAuthentication) {
         found.AddNotChecked("the archive: the warehouse server reaches " + server +
                             " only through a linked server, which exists only during a run");
@@ -56,6 +57,10 @@ void CompareWithArchive(FindingCollector& found, const StarSchema& star,
     std::unique_ptr<Connection> connection;
     found.CheckIfPossible("the archive", [&] { connection = open(archive); });
     if (connection == nullptr) {
+        return;
+    }
+    if (IsSameDatabase(warehouse, *connection)) {
+        found.AddNotChecked("the archive: dwm_archive names the warehouse itself");
         return;
     }
     warehouse.SetProperty("Copy Server", server);

@@ -164,12 +164,14 @@ std::string WhyNotMarked(Connection& connection, const std::string& table) {
     const std::string ofTable =
         "SELECT COUNT(*) FROM dwm_star_relations WHERE primary_table = '" + table + "'";
     if (QueryNumber(connection, ofTable) == 0) {
-        return "no relation names the table";
+        return "no relation refers to the table";
     }
     if (QueryNumber(connection, ofTable + " AND foreign_table = '" + table + "'") > 0) {
         return "its table refers to itself";
     }
-    return "a table that refers to it is never finished: it is not reached from the fact tables";
+    return "marking never reaches it, because a table that refers to it is not reached from the "
+           "fact "
+           "tables";
 }
 
 Plan MakePlan(Connection& connection, const StepReport& report) {

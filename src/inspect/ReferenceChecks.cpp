@@ -27,6 +27,7 @@ std::vector<std::string> KeyNames(std::size_t count) {
 std::vector<std::string> Qualified(const std::string& table,
                                    const std::vector<std::string>& columns) {
     std::vector<std::string> names;
+    names.reserve(columns.size());
     for (const std::string& column : columns) {
         names.push_back(table + "." + column);
     }

@@ -70,7 +70,7 @@ std::vector<KeyValue> ReadKey(Connection& connection, const Dimension& dimension
         return key;
     }
     if (dimension.KeyColumns.empty()) {
-        throw DatabaseError({"No relation names the table " + dimension.Name +
+        throw DatabaseError({"No relation refers to the table " + dimension.Name +
                              ", so it has no key: give the key as column=value."});
     }
     if (words.size() != dimension.KeyColumns.size()) {

@@ -16,12 +16,12 @@ LRESULT CALLBACK HandleMessage(HWND window, UINT message, WPARAM first, LPARAM s
         reinterpret_cast<const SessionEndWatch*>(GetWindowLongPtrW(window, GWLP_USERDATA));
     switch (message) {
         case WM_QUERYENDSESSION:
-            // Shown to the user if the wait below takes longer than some seconds.
+            // The system shows this text if the wait below takes more than a few seconds.
             ShutdownBlockReasonCreate(window, L"Morvane is stopping its work.");
             watch->Notify();
             return TRUE;
         case WM_ENDSESSION:
-            // Once every window has returned from this message, the system ends the process.
+            // When all windows have handled this message, the system ends the process.
             if (first != FALSE) {
                 watch->WaitForFinish();
             }
@@ -40,8 +40,8 @@ HWND OpenWindow() {
     type.lpfnWndProc = HandleMessage;
     type.hInstance = GetModuleHandleW(nullptr);
     type.lpszClassName = kWindowClass;
-    RegisterClassW(&type);  // fails the second time
-    // Windows that only take messages (HWND_MESSAGE) are not told.
+    RegisterClassW(&type);  // fails if it was registered earlier
+    // A message-only window (HWND_MESSAGE) does not receive these messages.
     return CreateWindowW(kWindowClass, L"", WS_OVERLAPPED, 0, 0, 0, 0, nullptr, nullptr,
                          type.hInstance, nullptr);
 }
@@ -63,7 +63,7 @@ SessionEndWatch::~SessionEndWatch() {
     thread_.join();
 }
 
-// The thread that opens a window has to handle its messages.
+// A window's messages arrive in the thread that created it.
 void SessionEndWatch::Watch(std::promise<void*> opened) {
     const HWND window = OpenWindow();
     if (window != nullptr) {

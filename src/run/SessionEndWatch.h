@@ -6,13 +6,13 @@
 
 namespace morvane {
 
-// Windows only. Calls a function when the user logs off or the system shuts down, and holds that up
-// during its own lifetime, as long as the system allows. The system tells it to windows alone: a
-// program that loads user32.dll gets no console event. So this opens one that is never shown.
+// Windows only. Reports that the user logs off or the system shuts down, and delays it until the
+// destructor, as long as the system allows. Only windows are told, because a program that loads
+// user32.dll gets no console event for it; the window of this class is never visible.
 class SessionEndWatch {
   public:
-    // `notify` is called in another thread, maybe repeatedly. Another program may still keep the
-    // session from ending.
+    // `notify` is called in another thread, possibly several times. The session may go on
+    // nevertheless, if another program prevents its end.
     explicit SessionEndWatch(void (*notify)());
     ~SessionEndWatch();
     SessionEndWatch(const SessionEndWatch&) = delete;

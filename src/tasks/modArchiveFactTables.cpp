@@ -8,6 +8,7 @@
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "core/Transaction.h"
+#include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
 #include "sql/MaskPasswords.h"
 
@@ -31,6 +32,7 @@ class Archiving {
     void WriteHead();
     void PrepareArchiveProgress();
     void MoveRows(const std::string& table, const std::string& condition);
+    void RefuseWarehouseAsArchive();
     void RefuseAzureSqlDatabase();
     void DeleteArchivedRows(const std::string& table, const std::string& condition,
                             std::int64_t archived);
@@ -102,6 +104,7 @@ void Archiving::MoveRows(const std::string& table, const std::string& condition)
     log_.WriteLine("***");
     log_.WriteLine("Fact Table: " + table);
     log_.WriteLine("Condition: " + condition);
+    RefuseWarehouseAsArchive();
     RefuseAzureSqlDatabase();
     if (!archive_.TableExists(table)) {
         CreateArchiveCopy(warehouse_, archive_, table);
@@ -114,6 +117,13 @@ void Archiving::MoveRows(const std::string& table, const std::string& condition)
     log_.WriteLine("");
     DeleteArchivedRows(table, condition, archived);
     result_.Of(table).Archived = archived;
+}
+
+void Archiving::RefuseWarehouseAsArchive() {
+    if (IsSameDatabase(warehouse_, archive_)) {
+        throw DatabaseError({"The archive database " + archive_.DefaultDatabase() +
+                             " is the warehouse itself. Nothing was archived"});
+    }
 }
 
 // The rows are copied by the server itself, and an Azure SQL Database cannot reach other databases.

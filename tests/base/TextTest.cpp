@@ -42,6 +42,12 @@ TEST(Text, EscapesTerminalControls) {
     }
 }
 
+std::string ToAsciiHtml(std::string_view utf8) {
+    std::string ascii;
+    AppendAsciiHtml(ascii, utf8);
+    return ascii;
+}
+
 TEST(AsciiHtml, NonAsciiCharactersBecomeReferences) {
     EXPECT_EQ(ToAsciiHtml("<\xC2\x80\u07FF\u0800\u20AC\uFFFF\U00010000\U0010FFFF&"),
               "<&#128;&#2047;&#2048;&#8364;&#65535;&#65536;&#1114111;&");

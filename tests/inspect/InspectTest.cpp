@@ -114,7 +114,7 @@ TEST_F(InspectProgram, ExplainsWhyATableIsNotMarked) {
     warehouse.AddRelation("tree", "parent", "tree", "id");
     const std::array<std::array<std::string, 3>, 4> cases = {{
         {"product", "product_id=4", "sustained"},
-        {"lone", "id=1", "no relation names the table"},
+        {"lone", "id=1", "no relation refers to the table"},
         {"other", "id=1", "not selected"},
         {"tree", "id=1", "its table refers to itself"},
     }};
@@ -158,7 +158,7 @@ TEST_F(InspectProgram, FindsEachKindOfDamage) {
     EXPECT_EQ(Run({"verify"}), 0);
 }
 
-TEST_F(InspectProgram, ComparesTheOtherFactTablesIfOneCannotBeCompared) {
+TEST_F(InspectProgram, ComparesTheFactTablesThatHaveAUsableArchive) {
     warehouse.AddFact("returns", "product_id int, amount int");
     warehouse.Run(
         "CREATE TABLE dwm_archive AS SELECT 1 AS ID, '" + warehouse.Server() +
@@ -171,6 +171,9 @@ TEST_F(InspectProgram, ComparesTheOtherFactTablesIfOneCannotBeCompared) {
     EXPECT_EQ(Run({"verify"}), 1);
     EXPECT_TRUE(Contains(out.str(), "Not checked: the archive table returns: ")) << out.str();
     EXPECT_TRUE(Contains(out.str(), "in_archive  sales      1  rows that are in the archive"));
+    warehouse.Run("UPDATE dwm_archive SET DB = 'dw', Server = Server || '/.'");
+    EXPECT_EQ(Run({"verify"}), 0);
+    EXPECT_TRUE(Contains(out.str(), "the archive: dwm_archive names the warehouse itself"));
 }
 
 TEST_F(InspectProgram, NamesColumnsWithoutAnIndex) {

@@ -6,6 +6,7 @@ cd "$(dirname "$0")/../.."
 fail() { echo "$*" >&2; exit 1; }
 
 . scripts/packages.sh
+. scripts/display.sh
 scripts/install-packages.sh "${windows_install_test_packages[@]}"
 scripts/package-windows.sh
 start=$SECONDS
@@ -20,7 +21,7 @@ export WINEDLLOVERRIDES='winemenubuilder.exe=d;mscoree=d;mshtml=d'
 unset DISPLAY WAYLAND_DISPLAY
 finish() {
     wineserver -k || true
-    [ -z "${DISPLAY:-}" ] || stop_display
+    stop_display
     rm -rf "$work"
 }
 trap finish EXIT
@@ -153,7 +154,6 @@ says 'Usage: Morvane -mac'
 
 if [ -e "$installed/morvane-demo.exe" ]; then
     echo "== The first ten minutes"
-    . scripts/display.sh
     start_display
     wineserver -w  # a Wine session that began without a display never gets one
     env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null

@@ -109,7 +109,13 @@ TEST_P(EachArchiving, MovesTheRowsThatMeetTheConditionAndLogsIt) {
               "range 0..1; value 0 to 0; comment Archiving Table : sales; value 1 to 0; comment ");
 }
 
-TEST_P(EachArchiving, RefusesAzureSqlDatabaseBeforeItCreatesAnything) {
+TEST_P(EachArchiving, RefusesImpossibleArchivesBeforeItCreatesAnything) {
+    auto archiveConnection = std::exchange(state.ArchiveConnection, nullptr);
+    EXPECT_TRUE(ConnectDatabase(CreateConnection,
+                                {warehouse.Server() + "/.", GetParam(), "clerk", ""},
+                                state.ArchiveConnection, state.ErrorText, "dw"));
+    ExpectFailure("The archive database dw is the warehouse itself. Nothing was archived");
+    state.ArchiveConnection = std::move(archiveConnection);
     state.WarehouseConnection->SetProperty("Engine Edition", "5");  // Azure SQL Database
     ExpectFailure("Azure SQL Database");
     EXPECT_EQ(Ids(), "no table,1 2 3 4 5");

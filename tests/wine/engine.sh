@@ -63,4 +63,16 @@ export USER=Jürgen LOGNAME=Jürgen
 sqlite3 shop/retail.db "UPDATE dwm_multiuse SET user_name = 'Jürgen'"
 echo '-mac sqlite:shop -db retail -ntaut -chkmd -mark -log "logs"' >nightly.cfg
 wine "$windows/src/morvane-nightly.exe" nightly.cfg status.txt 2>errors || { cat errors; exit 1; }
+# Paths of more than 260 characters, also as names without a drive, which Wine has instead of shares.
+far=$work/$(printf 'a%.0s' {1..120})/$(printf 'b%.0s' {1..150})
+mkdir -p "$far"
+cp -R shop "$far"
+for root in Z: '\\?\unix'; do
+    folder="$root${far//\//\\}"
+    wine "$windows/src/morvane.exe" -mac "sqlite:$folder\\shop" -db retail -ntaut -mark -grep -log "$folder\\logs" \
+        -statusfile "$folder\\status.txt" -chkmd 2>errors
+    grep -q '^ok' "$far/status.txt" || { cat errors; exit 1; }
+    rm "$far/status.txt"
+done
+[ "$(find "$far/logs" -type f | wc -l)" -eq 8 ]
 echo "The Windows programs give the same results as the native ones."

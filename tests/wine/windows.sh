@@ -86,26 +86,29 @@ press alt+l Tab Tab space # past Browse, to Save Settings
 expect_success
 grep -qF -- "-db retail -ntaut -chkmd -mark -log \"$windows_umlauts\"" "$umlauts/nightly.cfg"
 
+# start_long_run: starts a run that is cancelled before it ends. expect_cancelled: checks how it ended.
+start_long_run() {
+    rm -rf "$home/logs/"*
+    start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
+        -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
+    wait_for_window "Progress Of the Morvane Tool"
+}
+expect_cancelled() {
+    expect_success
+    grep -q '^failure' "$home/status.txt"
+    grep -q 'ancel' -r "$home/logs"
+    [ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+}
+
 echo "-- a click on Cancel ends a run in order"
-rm -rf "$home/logs/"*
 wine "$windows/demo/morvane-demo.exe" "$windows_home\\large" --scale 20 >/dev/null
-start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
-    -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
-wait_for_window "Progress Of the Morvane Tool"
+start_long_run
 eval "$(xdotool getwindowgeometry --shell "$(window_named "Progress Of the Morvane Tool")")"
 xdotool mousemove --window "$WINDOW" $((WIDTH - 48)) $((HEIGHT - 23)) click 1
-expect_success
-grep -q '^failure' "$home/status.txt"
-grep -q 'ancel' -r "$home/logs"
-[ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+expect_cancelled
 
 echo "-- so does logging off"
-rm -rf "$home/logs/"*
-start -mac "sqlite:$windows_home\\large" -db retail -ntaut -clsf -bkmac "sqlite:$windows_home\\large" \
-    -bkdb retail_archive -bkusr archivist -log "$windows_home\\logs" -statusfile "$windows_home\\status.txt"
-wait_for_window "Progress Of the Morvane Tool"
+start_long_run
 timeout 60 wine wineboot --end-session 2>/dev/null || true # it may crash after it has notified all programs
-expect_success
-grep -q '^failure' "$home/status.txt"
-[ "$(sqlite3 "$home/large/retail.db" 'SELECT lock FROM dwm_multiuse')" = 0 ]
+expect_cancelled
 echo "The windows passed under Wine."
