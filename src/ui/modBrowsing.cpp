@@ -5,6 +5,7 @@
 
 #include "db/embedded/EmbeddedConnection.h"
 #include "ui/Controls.h"
+#include "ui/ScrollPanel.h"
 #include "ui/frmBrowseComputer.h"
 
 #ifdef _WIN32
@@ -159,6 +160,7 @@ QString ChooseFolder(QWidget* owner, const QString& title, const QString& startF
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly, files.isEmpty());
     dialog.setProxyModel(new OnlyFoldersEnabled(&dialog));
+    ResizeOnScreen(dialog, dialog.sizeHint());
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return {};
     }

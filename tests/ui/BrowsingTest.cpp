@@ -133,15 +133,19 @@ TEST_F(BrowsingDialog, OpensTheParentOfAMissingFolderAndSavesNoHistory) {
     std::filesystem::create_directory(saved);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ToQString(saved));
     BrowsingDialogs browsing(Prompt, [] { return ServerSources(); });
+    const QFont usualFont = QApplication::font();
+    QApplication::setFont(QFont(usualFont.family(), 48));
     WhenModalOpens([&](QWidget& folders) {
         EXPECT_EQ(folders.windowTitle(), "Select Log Directory");
         auto& dialog = dynamic_cast<QFileDialog&>(folders);
         EXPECT_EQ(ToText(dialog.directory().path()), Files.Path());
+        EXPECT_LT(dialog.height(), dialog.screen()->availableSize().height());
         ChooseShownFolder(folders);
     });
     const QString chosen = browsing.BrowseForFolder(nullptr, "Select Log Directory",
                                                     ToQString(Files / "gone/further"));
     EXPECT_EQ(ToText(chosen), Files.Path());
+    QApplication::setFont(usualFont);
     EXPECT_EQ(ListFiles(saved), "");
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, usual);
 }
