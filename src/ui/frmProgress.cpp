@@ -247,6 +247,7 @@ void frmProgress::ChangeHeight(const std::function<void()>& change) {
     if (!isMaximized() && !isFullScreen()) {
         ResizeWithoutLoss({oldWidth, wanted});
     }
+    ShowRunningTask();
 }
 
 // The height as last set by the program or the user. A window manager can report one of the
@@ -294,7 +295,12 @@ void frmProgress::ShowRelation(std::string_view primaryTable, std::string_view f
 
 void frmProgress::MarkTaskRunning(std::size_t k) {
     tasks_->MarkRunning(k);
-    if (auto* name = findChild<QWidget*>("lblTaskName" + QString::number(k))) {
+    runningTask_ = "lblTaskName" + QString::number(k);
+    ShowRunningTask();
+}
+
+void frmProgress::ShowRunningTask() {
+    if (auto* name = findChild<ElidedLabel*>(runningTask_)) {
         head_->ensureWidgetVisible(name);
     }
 }

@@ -75,6 +75,7 @@ class frmProgress : public QDialog, public ProgressWindow {
     void ResizeWithoutLoss(const QSize& wanted);
     void ChangeHeight(const std::function<void()>& change);
     int ChosenHeight() const;
+    void ShowRunningTask();
     void TakeCancel();
     void CloseWindow();
 
@@ -90,7 +91,8 @@ class frmProgress : public QDialog, public ProgressWindow {
     QPushButton* cmdCancel_ = nullptr;
     QMargins designedMargins_;
     int cutOff_ = 0;
-    std::vector<int> ownHeights_;  // to which the program has set the window in this run
+    QString runningTask_ = "none";  // name of its label
+    std::vector<int> ownHeights_;   // to which the program has set the window in this run
 };
 
 }  // namespace morvane

@@ -5,6 +5,7 @@
 
 #include "db/embedded/EmbeddedConnection.h"
 #include "ui/Controls.h"
+#include "ui/ScrollPanel.h"
 #include "ui/frmBrowseComputer.h"
 
 #ifdef _WIN32
@@ -22,6 +23,8 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QFileSystemModel>
+#include <QIdentityProxyModel>
 #include <QSettings>
 #include <exception>
 #endif
@@ -135,6 +138,20 @@ QString NearestFolder(const QString& folder) {
     return QDir::isAbsolutePath(path) ? path : QDir::homePath();
 }
 
+// Greys out the files. A selected file would disable the dialog's button.
+class OnlyFoldersEnabled : public QIdentityProxyModel {
+  public:
+    using QIdentityProxyModel::QIdentityProxyModel;
+
+    Qt::ItemFlags flags(const QModelIndex& index) const override {
+        const auto* files = qobject_cast<const QFileSystemModel*>(sourceModel());
+        const Qt::ItemFlags all = QIdentityProxyModel::flags(index);
+        return files == nullptr || files->isDir(mapToSource(index))
+                   ? all
+                   : all & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+    }
+};
+
 // Asks for a folder. Shows the files that match `files`, which may be empty, as well.
 QString ChooseFolder(QWidget* owner, const QString& title, const QString& startFolder,
                      const QString& files = {}) {
@@ -142,6 +159,8 @@ QString ChooseFolder(QWidget* owner, const QString& title, const QString& startF
     QFileDialog dialog(owner, title, NearestFolder(startFolder), files);
     dialog.setFileMode(QFileDialog::Directory);
     dialog.setOption(QFileDialog::ShowDirsOnly, files.isEmpty());
+    dialog.setProxyModel(new OnlyFoldersEnabled(&dialog));
+    ResizeOnScreen(dialog, dialog.sizeHint());
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
         return {};
     }

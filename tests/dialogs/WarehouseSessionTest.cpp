@@ -9,6 +9,7 @@
 #include "db/ArchiveSettings.h"
 #include "db/ConnectionFactory.h"
 #include "db/modDatabaseOperations.h"
+#include "support/ErrorOf.h"
 #include "support/ScriptedPrompt.h"
 #include "support/TestWarehouse.h"
 #include "support/Texts.h"
@@ -94,15 +95,12 @@ TEST_F(Session, OpensTheFileThatHasReplacedTheWarehouse) {
     const std::string backup = Warehouse.Folder() + "/backup";
     std::filesystem::copy_file(Warehouse.File(), backup);
     std::filesystem::rename(backup, Warehouse.File());
-    const std::string change = "UPDATE dwm_multiuse SET user_name = 'eva'";
-    try {
-        State.WarehouseConnection->Execute(change);
-        FAIL();
-    } catch (const DatabaseError& error) {
-        EXPECT_TRUE(Contains(error.what(), "moved, deleted or replaced"));
-    }
+    const auto change = [&] {
+        State.WarehouseConnection->Execute("UPDATE dwm_multiuse SET user_name = 'eva'");
+    };
+    EXPECT_TRUE(Contains(ErrorOf(change), "moved, deleted or replaced"));
     EXPECT_TRUE(Prepare(Warehouse));
-    State.WarehouseConnection->Execute(change);
+    change();
     EXPECT_EQ(Warehouse.LockRow(), "1|eva");
 }
 #endif

@@ -110,6 +110,9 @@ TEST_F(BrowsingDialog, AsksForTheFolderOfAnEmbeddedWarehouse) {
             const auto& files = Find<QListView>(folders, "listView");
             const auto shown = [&] { return files.model()->rowCount(files.rootIndex()); };
             EXPECT_TRUE(QTest::qWaitFor([&] { return shown() == 1; }));
+            const QModelIndex entry = files.model()->index(0, 0, files.rootIndex());
+            EXPECT_EQ(entry.flags().testFlag(Qt::ItemIsSelectable), entry.data() == "shop")
+                << "a file would disable Choose";
             ChooseShownFolder(folders);
         });
         QTest::keyClick(&list, Qt::Key_Return);
@@ -130,15 +133,19 @@ TEST_F(BrowsingDialog, OpensTheParentOfAMissingFolderAndSavesNoHistory) {
     std::filesystem::create_directory(saved);
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, ToQString(saved));
     BrowsingDialogs browsing(Prompt, [] { return ServerSources(); });
+    const QFont usualFont = QApplication::font();
+    QApplication::setFont(QFont(usualFont.family(), 48));
     WhenModalOpens([&](QWidget& folders) {
         EXPECT_EQ(folders.windowTitle(), "Select Log Directory");
         auto& dialog = dynamic_cast<QFileDialog&>(folders);
         EXPECT_EQ(ToText(dialog.directory().path()), Files.Path());
+        EXPECT_LT(dialog.height(), dialog.screen()->availableSize().height());
         ChooseShownFolder(folders);
     });
     const QString chosen = browsing.BrowseForFolder(nullptr, "Select Log Directory",
                                                     ToQString(Files / "gone/further"));
     EXPECT_EQ(ToText(chosen), Files.Path());
+    QApplication::setFont(usualFont);
     EXPECT_EQ(ListFiles(saved), "");
     QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, usual);
 }

@@ -129,16 +129,6 @@ TEST_F(MainWindow, TakesOnlyAnExistingLogFolder) {
     EXPECT_FALSE(IsEnabled("cmdFacts"));
 }
 
-TEST_F(MainWindow, ResetsAtomicDeletionWithoutDeletion) {
-    frmMain& window = Open();
-    EXPECT_FALSE(IsEnabled("chkOptions5"));
-    Click(window, "chkOptions4");
-    EXPECT_TRUE(IsEnabled("chkOptions5"));
-    Click(window, "chkOptions5");
-    Click(window, "chkOptions4");
-    EXPECT_FALSE(IsChecked("chkOptions5") || IsEnabled("chkOptions5"));
-}
-
 TEST_F(MainWindow, KeepsWhatIsTypedAtEscapeEnterAndTheMouseWheel) {
     frmMain& window = OpenConnected();
     auto& list = Find<QComboBox>(window, "cboDB");
@@ -243,6 +233,10 @@ TEST_F(MainWindow, SavesItsSettingsInTheConfigurationFileAndCloses) {
     EXPECT_EQ(Find<QPushButton>(*Window, "cmdProcess").text(), "Sa&ve Settings");
     EXPECT_TRUE(IsChecked("chkOptions0") && IsChecked("chkOptions1") && IsChecked("chkOptions5"));
     EXPECT_FALSE(IsChecked("chkOptions2"));
+    Click(*Window, "chkOptions4");
+    EXPECT_FALSE(IsChecked("chkOptions5") || IsEnabled("chkOptions5")) << "without deletion";
+    Click(*Window, "chkOptions4");
+    Click(*Window, "chkOptions5");
     State.GlobalSettings.ArchiveDatabase = " ";
     Click(*Window, "chkOptions2");
     EXPECT_FALSE(IsEnabled("cmdProcess"));

@@ -63,6 +63,11 @@ TEST_F(ProgressForm, MarksTheRunningTaskAndChecksCompletedOnes) {
     Window.EnableObject(ProgressControl::cmdOK);  // after a cancel
     EXPECT_EQ(Text("lblTaskName1"), "Two");
     EXPECT_TRUE(Shows("imgChecked0") && !Shows("imgChecked1"));
+
+    Window.Load({"s", "d", "now", std::vector<std::string>(40, "Task")});
+    Window.MarkTaskRunning(39);
+    Window.ShowFrame(ProgressFrame::DetectProgFrame);  // takes room from the list
+    EXPECT_FALSE(Find<QLabel>(Window, "lblTaskName39").visibleRegion().isEmpty());
 }
 
 TEST_F(ProgressForm, LoadResetsItForASecondRun) {
