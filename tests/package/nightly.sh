@@ -31,7 +31,7 @@ cat >"$work/shown/morvane" <<'PROGRAM'
 for word; do printf '<%s>\n' "$word"; done
 printf '%s %s %s\n' "$MORVANE_CONSOLE" "$MORVANE_PASSWORD" "$MORVANE_ARCHIVE_PASSWORD"
 [ ! -e "$MORVANE_RESULT" ] || echo "an old result"
-[ -z "${WAIT:-}" ] || { trap 'echo cancelled; exit 0' HUP; echo >"$WAIT"; while :; do sleep 0.1; done; }
+[ -z "${WAIT:-}" ] || { trap 'echo cancelled; exit 0' HUP INT; echo >"$WAIT"; while :; do sleep 0.1; done; }
 [ -z "$OUTCOME" ] || printf '{"outcome":"%s","tables":[],"errors":[],"reports":[]}' "$OUTCOME" >"$MORVANE_RESULT"
 PROGRAM
 chmod +x "$work/shown/morvane"
