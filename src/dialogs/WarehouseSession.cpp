@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "dialogs/WarehouseSession.h"
 
+#include "base/Platform.h"
 #include "base/Text.h"
 #include "core/ErrorTrap.h"
 #include "db/modDatabaseOperations.h"
@@ -19,7 +20,7 @@ bool WarehouseSession::Prepare(const ServerLogin& login, const std::string& data
     if (Trim(database).empty()) {
         state_.ErrorText = "Database must be specified";
     } else if (Connect(login) && Open(database) &&
-               (state_.LockHeld || TakeLock(state_, prompt_, otherUser) == Outcome::Done)) {
+               (HoldsLock() || TakeLock(state_, prompt_, otherUser) == Outcome::Done)) {
         return true;
     }
     CloseWarehouse();
@@ -64,6 +65,15 @@ bool WarehouseSession::Open(const std::string& database) {
     // The connection may be lost although the server is up.
     CloseWarehouse();
     return TrapErrors(state_.ErrorText, open);
+}
+
+// Another user can have broken the lock, and a backup can have replaced the warehouse.
+bool WarehouseSession::HoldsLock() {
+    bool locked = false;
+    const bool holds = state_.LockHeld && IsLocked(state_, locked) && locked &&
+                       ReadLockUser(state_) && state_.LockUser == CurrentUserName();
+    state_.ErrorText.clear();  // TakeLock meets the same error
+    return holds;
 }
 
 void WarehouseSession::CloseWarehouse() {

@@ -35,6 +35,7 @@ class WarehouseSession {
     void LeaveOther(const ServerLogin& login, const std::string& database);
     bool Connect(const ServerLogin& login);
     bool Open(const std::string& database);
+    bool HoldsLock();
 
     RunState& state_;
     const ConnectionFactory& connect_;

@@ -89,19 +89,26 @@ TEST_F(Session, ShowsAFailedConnectionOrReleaseOnce) {
     EXPECT_FALSE(State.LockHeld);
 }
 
-#ifndef _WIN32
-TEST_F(Session, OpensTheFileThatHasReplacedTheWarehouse) {
+TEST_F(Session, NoticesThatAnotherUserHasTakenTheLock) {
     EXPECT_TRUE(Prepare(Warehouse));
+    Warehouse.Run("UPDATE dwm_multiuse SET user_name = 'eva'");
+    Prompt.Answers = {false};
+    EXPECT_FALSE(Prepare(Warehouse));
+    EXPECT_EQ(Prompt.Asked.size(), 1U);
+    EXPECT_FALSE(State.LockHeld);
+}
+
+#ifndef _WIN32
+TEST_F(Session, OpensAndLocksTheFileThatHasReplacedTheWarehouse) {
     const std::string backup = Warehouse.Folder() + "/backup";
     std::filesystem::copy_file(Warehouse.File(), backup);
+    EXPECT_TRUE(Prepare(Warehouse));
     std::filesystem::rename(backup, Warehouse.File());
-    const auto change = [&] {
-        State.WarehouseConnection->Execute("UPDATE dwm_multiuse SET user_name = 'eva'");
-    };
+    const auto change = [&] { State.WarehouseConnection->Execute("DROP TABLE dwm_multiuse"); };
     EXPECT_TRUE(Contains(ErrorOf(change), "moved, deleted or replaced"));
     EXPECT_TRUE(Prepare(Warehouse));
-    change();
-    EXPECT_EQ(Warehouse.LockRow(), "1|eva");
+    EXPECT_EQ(Warehouse.LockRow(), "1|" + User);
+    EXPECT_TRUE(Prompt.Asked.empty() && Prompt.Shown.empty());
 }
 #endif
 
