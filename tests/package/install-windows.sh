@@ -158,8 +158,10 @@ if [ -e "$installed/morvane-demo.exe" ]; then
     wineserver -w  # a Wine session that began without a display never gets one
     env -u MORVANE_CONSOLE wine cmd /c "$folder\\try-morvane.cmd" >"$work/output" 2>&1 </dev/null
     wait_for_window Morvane
-    stop_display
+    is_closed() { is_gone Morvane || { press alt+c; false; }; }
+    wait_until is_closed
     wineserver -w
+    stop_display
     unset DISPLAY
     # Runs the blocks marked "bat"; the others need a real Windows.
     sed -n '/^```bat$/,/^```$/{/^```/!p}' docs/first-ten-minutes-on-windows.md | sed 's/$/\r/' >"$work/page.bat"
